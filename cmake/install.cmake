@@ -1,0 +1,16 @@
+# Headers, libraries, the CMake package and the pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(FILES include/ryxsc.h include/ryxcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS ryxsc ryxcore EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ryxsc)
+install(EXPORT ryxsc NAMESPACE ryxsc:: FILE ryxscTargets.cmake DESTINATION ${package_dir})
+configure_package_config_file(cmake/ryxscConfig.cmake.in ${PROJECT_BINARY_DIR}/ryxscConfig.cmake
+    INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ryxscConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/ryxscConfig.cmake ${PROJECT_BINARY_DIR}/ryxscConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
