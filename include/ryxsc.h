@@ -209,7 +209,7 @@ ryxStatus ryxsSBADPCMDecode_G722_16s(const int16_t *src, int16_t *dst, int len, 
  * @param[in]     reset non-zero: reset the scale factors
  * @param[in,out] state initialised decoder state
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadIndex when the block holds a high-band log scale factor out of range,
- *         which no sequence of calls produces (the factor is halved all the same, and the low-band part is done)
+ *         which no sequence of calls produces (the factor is halved, nothing else changes)
  */
 ryxStatus ryxsSBADPCMDecodeStateUpdate_G722_16s(const int16_t *recon, int16_t sl, int reset, SBADPCMState_G722 *state);
 

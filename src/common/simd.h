@@ -1,0 +1,94 @@
+// The SSSE3 idioms in use, each with its exact integer formula and the inputs on which the instruction differs from it.
+// Lanes are 16-bit words unless a name says otherwise. Masks are -1 (true) or 0 in every lane.
+#pragma once
+
+#include <tmmintrin.h>
+
+#include <cstdint>
+
+namespace ryxsc::simd {
+
+using Vector = __m128i;
+
+// Unaligned on purpose: alignment is never a condition on the caller's vectors.
+inline Vector load(const void *from) {
+    return _mm_loadu_si128(static_cast<const Vector *>(from));
+}
+inline void store(void *to, Vector x) {
+    _mm_storeu_si128(static_cast<Vector *>(to), x);
+}
+// The lower 8 or 4 bytes, the rest zero.
+inline Vector load64(const void *from) {
+    return _mm_loadu_si64(from);
+}
+inline Vector load32(const void *from) {
+    return _mm_loadu_si32(from);
+}
+inline void store64(void *to, Vector x) {
+    _mm_storeu_si64(to, x);
+}
+inline void store32(void *to, Vector x) {
+    _mm_storeu_si32(to, x);
+}
+
+inline Vector words(int16_t x) {
+    return _mm_set1_epi16(x);
+}
+inline Vector dwords(int32_t x) {
+    return _mm_set1_epi32(x);
+}
+
+// The word at the given byte position (even, at most 14) in all eight lanes.
+template <int byte> Vector broadcastWord(Vector x) {
+    return _mm_shuffle_epi8(x, words(static_cast<int16_t>(((byte + 1) << 8) | byte)));
+}
+
+inline Vector clampWords(Vector x, Vector low, Vector high) {
+    return _mm_max_epi16(_mm_min_epi16(x, high), low);
+}
+
+// -1 where x is negative.
+inline Vector signMask(Vector x) {
+    return _mm_srai_epi16(x, 15);
+}
+// -1 where exactly one of the two is negative; zero counts as positive.
+inline Vector signsDiffer(Vector x, Vector y) {
+    return signMask(_mm_xor_si128(x, y));
+}
+// sat16(-x) where the mask is set, x elsewhere; -32768 becomes 32767.
+inline Vector negateWhere(Vector mask, Vector x) {
+    return _mm_subs_epi16(_mm_xor_si128(x, mask), mask);
+}
+// One's complement magnitude: x for x >= 0, else -(x + 1).
+inline Vector onesMagnitude(Vector x) {
+    return _mm_xor_si128(x, signMask(x));
+}
+
+// (x * (2^shift - 1)) >> shift, exactly, for 1 <= shift <= 15: x + floor(-x / 2^shift), and pmulhw gives the floor.
+template <int shift> Vector leak(Vector x) {
+    return _mm_add_epi16(x, _mm_mulhi_epi16(x, words(static_cast<int16_t>(-(1 << (16 - shift))))));
+}
+
+// (x * y) >> shift with the product in 32 bits, reduced to 16 bits, 1 <= shift <= 15.
+template <int shift> Vector mulShift(Vector x, Vector y) {
+    const Vector high = _mm_mulhi_epi16(x, y);
+    const Vector low = _mm_mullo_epi16(x, y);
+    return _mm_or_si128(_mm_slli_epi16(high, 16 - shift), _mm_srli_epi16(low, shift));
+}
+
+// Dwords 0 and 1 hold the sum of the first two, dwords 2 and 3 the sum of the last two (wrap-around).
+inline Vector addDwordPairs(Vector x) {
+    return _mm_add_epi32(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
+}
+
+// The bits of four dwords as floats. Exact, whatever the rounding mode, for magnitudes up to 2^24.
+inline Vector floatBits(Vector x) {
+    return _mm_castps_si128(_mm_cvtepi32_ps(x));
+}
+
+// sat16 of four dwords in words 0 to 3, and again in words 4 to 7.
+inline Vector saturateDwords(Vector x) {
+    return _mm_packs_epi32(x, x);
+}
+
+} // namespace ryxsc::simd
