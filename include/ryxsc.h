@@ -52,9 +52,9 @@ typedef int32_t ryxStatus;
 
 /** Values of ::ryxStatus. */
 enum {
-    ryxStsOk = 0,              /**< success */
-    ryxStsOverflow = 12,       /**< warning: a result was saturated, or an LP analysis found an unstable filter */
-    ryxStsLsfLowClamped = 13,  /**< warning: the lowest decoded LSF was raised to its floor (G.723.1: no full spacing) */
+    ryxStsOk = 0,             /**< success */
+    ryxStsOverflow = 12,      /**< warning: a result was saturated, or an LP analysis found an unstable filter */
+    ryxStsLsfLowClamped = 13, /**< warning: the lowest decoded LSF was raised to its floor (G.723.1: no full spacing) */
     ryxStsLsfHighClamped = 14, /**< warning: the highest decoded LSF was lowered to its ceiling */
     ryxStsLsfClamped = 15,     /**< warning: both ends of the decoded LSF vector were clamped */
     ryxStsErr = -2,            /**< an internal set-up step failed */
@@ -81,14 +81,14 @@ enum {
 
 /** Version record of a processor variant. Constant; never to be changed or freed by the caller. */
 typedef struct ryxLibraryVersion {
-    int32_t majorVersion;   /**< major version */
-    int32_t minorVersion;   /**< minor version */
-    int32_t majorBuild;     /**< update number */
-    int32_t build;          /**< revision number */
-    char targetCpu[4];      /**< processor code, "u8" or "n8", padded with zero bytes */
-    const char *name;       /**< library name and variant, zero-terminated */
-    const char *version;    /**< version text, zero-terminated */
-    const char *buildDate;  /**< build date, zero-terminated */
+    int32_t majorVersion;  /**< major version */
+    int32_t minorVersion;  /**< minor version */
+    int32_t majorBuild;    /**< update number */
+    int32_t build;         /**< revision number */
+    char targetCpu[4];     /**< processor code, "u8" or "n8", padded with zero bytes */
+    const char *name;      /**< library name and variant, zero-terminated */
+    const char *version;   /**< version text, zero-terminated */
+    const char *buildDate; /**< build date, zero-terminated */
 } ryxLibraryVersion;
 
 /**
@@ -195,8 +195,7 @@ ryxStatus ryxsSBADPCMDecodeInit_G722_16s(SBADPCMState_G722 *state);
  * @param[in,out] state initialised decoder state
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` below 1 or odd
  */
-ryxStatus ryxsSBADPCMDecode_G722_16s(const int16_t *src, int16_t *dst, int len, int16_t mode,
-                                     SBADPCMState_G722 *state);
+ryxStatus ryxsSBADPCMDecode_G722_16s(const int16_t *src, int16_t *dst, int len, int16_t mode, SBADPCMState_G722 *state);
 
 /**
  * @brief Re-seeds the low-band predictor after frames were concealed, and slows or resets the scale factors.

@@ -165,4 +165,14 @@ constexpr int significantBits(uint32_t magnitude) {
     return std::bit_width(magnitude);
 }
 
+// x where mask is 0, -x (wrap-around) where it is -1.
+constexpr int32_t negateWhere(int32_t mask, int32_t x) {
+    return wrapSub32(x ^ mask, mask);
+}
+
+// Position of the highest set bit; x > 0. In this form it is one instruction before the LZCNT extension.
+constexpr int floorLog2(uint32_t x) {
+    return __builtin_clz(x) ^ 31;
+}
+
 } // namespace ryxsc

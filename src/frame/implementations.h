@@ -7,8 +7,8 @@
 #pragma GCC visibility push(hidden)
 extern "C" {
 #define ONE(name) decltype(::name) name##_u8;
-#define TWO(name)             \
-    decltype(::name) name##_u8; \
+#define TWO(name)                                                                                                      \
+    decltype(::name) name##_u8;                                                                                        \
     decltype(::name) name##_n8;
 #include "frame/exports.def"
 #undef ONE

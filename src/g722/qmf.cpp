@@ -59,7 +59,9 @@ template <class Tap> constexpr CoefficientPairs pairUp(Tap tap) {
 }
 
 alignas(16) constexpr CoefficientPairs firstCoefficients = pairUp([](size_t tap) { return qmfEven[tap]; });
-alignas(16) constexpr CoefficientPairs secondCoefficients = pairUp([](size_t tap) { return qmfEven[qmfTaps - 1 - tap]; });
+alignas(16) constexpr CoefficientPairs secondCoefficients = pairUp([](size_t tap) {
+    return qmfEven[qmfTaps - 1 - tap];
+});
 
 // Eight filter outputs as 32-bit sums: of the values at even and at odd positions. No sum leaves 32 bits, since the
 // magnitudes of the coefficients add up to 12964.

@@ -20,16 +20,16 @@ namespace {
 
 // The block that the caller keeps, from the next 16-byte boundary in its memory. Names as in the recommendation.
 struct State {
-    int16_t al[2], ah[2];                // pole-predictor coefficients, Q14
-    int16_t bl[6], bh[6];                // zero-predictor coefficients, Q14
-    int16_t detl, deth;                  // quantiser scale factors
-    int16_t nbl, nbh;                    // log scale factors
-    int32_t dlt[6], dh[6];               // quantised differences, the newest first
-    int16_t plt, ph, rlt, rh;            // current partial and full reconstruction
-    int16_t plt1, plt2, ph1, ph2;        // previous partial reconstructions
-    int16_t rlt1, rlt2, rh1, rh2;        // previous reconstructions
-    int16_t dlt16, dh16;                 // current quantised differences
-    int16_t szl, szh, spl, sph, sl, sh;  // zero, pole and full predictions
+    int16_t al[2], ah[2];               // pole-predictor coefficients, Q14
+    int16_t bl[6], bh[6];               // zero-predictor coefficients, Q14
+    int16_t detl, deth;                 // quantiser scale factors
+    int16_t nbl, nbh;                   // log scale factors
+    int32_t dlt[6], dh[6];              // quantised differences, the newest first
+    int16_t plt, ph, rlt, rh;           // current partial and full reconstruction
+    int16_t plt1, plt2, ph1, ph2;       // previous partial reconstructions
+    int16_t rlt1, rlt2, rh1, rh2;       // previous reconstructions
+    int16_t dlt16, dh16;                // current quantised differences
+    int16_t szl, szh, spl, sph, sl, sh; // zero, pole and full predictions
 };
 static_assert(sizeof(State) == 128);
 
@@ -215,9 +215,7 @@ public:
         state.deth = deth_;
     }
 
-    Vector det() const {
-        return _mm_unpacklo_epi32(_mm_cvtsi32_si128(detl_), _mm_cvtsi32_si128(deth_));
-    }
+    Vector det() const { return _mm_unpacklo_epi32(_mm_cvtsi32_si128(detl_), _mm_cvtsi32_si128(deth_)); }
     int16_t deth() const { return deth_; }
 
     // LOGSCL, LOGSCH, SCALEL, SCALEH.

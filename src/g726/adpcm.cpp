@@ -1,64 +1,24 @@
-// ITU-T G.726 encoder and decoder.
+// ITU-T G.726 encoder and decoder, one specialisation per rate.
 //
-// The eight predictor products of a sample are computed side by side: words 0..5 of every vector belong to the zero
-// predictor (coefficients b1..b6, differences dq1..dq6), words 6 and 7 to the pole predictor (a1, a2, sr1, sr2). A vector
-// called "broadcast" has the same value in all words. The recommendation's floating-point format is taken from the bits of
-// exactly converted floats, so no rounding mode of the processor has a say in any result.
+// The next sample's estimate needs this sample's code, so the speed is that of the longest chain of dependent steps. The
+// six products of the zero predictor are computed side by side; everything else is a chain and stays in scalar registers.
 #include <algorithm>
-#include <bit>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "common/simd.h"
 #include "frame/implementations.h"
 #include "g726/companding.h"
+#include "g726/predictor.h"
+#include "g726/state.h"
 #include "g726/tables.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g726;
-using simd::Vector;
 
 namespace {
-
-// The block that the caller keeps, at any address: it is copied in and out. Names as in the recommendation.
-struct State {
-    int32_t scratch[4];   // not used
-    int16_t pk0, pk1, pk2; // signs of the partial signal estimate; pk0 is not used
-    int16_t rate;         // 0..3
-    int16_t yu, ap;
-    int32_t yl;
-    int16_t dms, dml, td;
-    int16_t coefficients[8]; // b1..b6, a1, a2
-    int16_t words[8];        // dq1..dq6, sr1, sr2 in floating-point format: exponent in bits 6..9, mantissa in bits 0..5
-    int16_t signs[8];        // and their signs, 1 for negative
-};
-static_assert(sizeof(State) == 88);
-
-struct DecoderState {
-    State common;
-    int32_t law;
-};
-static_assert(sizeof(DecoderState) == 92);
-
-int rateIndex(int rate) {
-    switch (rate) {
-    case ryxG726Rate16k: return 0;
-    case ryxG726Rate24k: return 1;
-    case ryxG726Rate32k: return 2;
-    case ryxG726Rate40k: return 3;
-    default: return -1;
-    }
-}
-
-// The scratch words and pk0 keep what the caller's memory holds.
-void reset(State &state, int rate) {
-    std::memset(&state.pk1, 0, sizeof(State) - offsetof(State, pk1));
-    state.rate = static_cast<int16_t>(rate);
-    state.yu = 544;
-    state.yl = 34816;
-    std::fill_n(state.words, 8, int16_t{32});
-}
 
 template <class T> T loadBlock(const void *block) {
     T state;
@@ -70,189 +30,31 @@ template <class T> void saveBlock(void *block, const T &state) {
     std::memcpy(block, &state, sizeof state);
 }
 
-// -1 in words 0 and 6, where the newest dq and sr stand.
-Vector newestWords() {
-    return _mm_setr_epi16(-1, 0, 0, 0, 0, 0, -1, 0);
+// Index of the rate in the state, or -1.
+int rateIndex(int rate) {
+    switch (rate) {
+    case ryxG726Rate16k:
+        return 0;
+    case ryxG726Rate24k:
+        return 1;
+    case ryxG726Rate32k:
+        return 2;
+    case ryxG726Rate40k:
+        return 3;
+    default:
+        return -1;
+    }
 }
 
-// Moves the delay lines by one: the newest dq and sr are taken from words 0 and 6.
-Vector delayed(Vector line, Vector newest) {
-    return _mm_or_si128(_mm_andnot_si128(newestWords(), _mm_slli_si128(line, 2)), _mm_and_si128(newestWords(), newest));
+// The scratch words and pk0 keep what the caller's memory holds.
+void reset(State &state, int rate) {
+    std::memset(&state.pk1, 0, sizeof state - offsetof(State, pk1));
+    state.rate = static_cast<int16_t>(rate);
+    state.yu = 544;
+    state.yl = 34816;
+    std::fill_n(state.dqWord, 6, int16_t{32});
+    std::fill_n(state.srWord, 2, int16_t{32});
 }
-
-// Magnitudes in floating-point format: value = mantissa * 2^(exponent - 6), mantissa 32..63 (truncated), 0 as 32 with
-// exponent 0.
-struct Floating {
-    Vector exponent, mantissa;
-
-    // From two vectors of four magnitudes below 2^15. The upper 14 bits of the float's bits are its biased exponent and
-    // the five mantissa bits behind the leading one.
-    static Floating from(Vector dwordsLow, Vector dwordsHigh) {
-        const Vector bits = _mm_packs_epi32(upperBits(dwordsLow), upperBits(dwordsHigh));
-        const Vector biased = _mm_max_epi16(_mm_srli_epi16(bits, 5), simd::words(126));
-        return {_mm_sub_epi16(biased, simd::words(126)),
-                _mm_or_si128(_mm_and_si128(bits, simd::words(31)), simd::words(32))};
-    }
-
-private:
-    static Vector upperBits(Vector magnitudes) {
-        return _mm_srli_epi32(simd::floatBits(magnitudes), 18);
-    }
-};
-
-// The adaptive predictor, and with it the delay lines.
-class Predictor {
-public:
-    Predictor(const State &state, int zeroLeak) : zeroLeak_(_mm_cvtsi32_si128(zeroLeak)) {
-        coefficients_ = simd::load(state.coefficients);
-        const Vector words = simd::load(state.words);
-        past_.exponent = _mm_and_si128(_mm_srli_epi16(words, 6), simd::words(15));
-        past_.mantissa = _mm_and_si128(words, simd::words(63));
-        signs_ = _mm_cmpgt_epi16(simd::load(state.signs), _mm_setzero_si128());
-        pk1_ = simd::words(state.pk1 ? -1 : 0);
-        pk2_ = simd::words(state.pk2 ? -1 : 0);
-    }
-
-    void save(State &state) const {
-        simd::store(state.coefficients, coefficients_);
-        simd::store(state.words, _mm_or_si128(_mm_slli_epi16(past_.exponent, 6), past_.mantissa));
-        simd::store(state.signs, _mm_srli_epi16(signs_, 15));
-        state.pk1 = static_cast<int16_t>(_mm_cvtsi128_si32(pk1_) & 1);
-        state.pk2 = static_cast<int16_t>(_mm_cvtsi128_si32(pk2_) & 1);
-    }
-
-    // se and sez, broadcast.
-    struct Estimate {
-        Vector whole, zeroSection;
-    };
-
-    // FMULT and ACCUM. The sums wrap to 16 bits before they are halved.
-    Estimate estimate() const {
-        const Vector shifted = _mm_srai_epi16(coefficients_, 2);
-        const Vector magnitude = _mm_and_si128(_mm_abs_epi16(shifted), simd::words(8191));
-        const Vector zero = _mm_setzero_si128();
-        const Floating c = Floating::from(_mm_unpacklo_epi16(magnitude, zero), _mm_unpackhi_epi16(magnitude, zero));
-
-        const Vector product = _mm_mullo_epi16(c.mantissa, past_.mantissa);
-        const Vector mantissa = _mm_srli_epi16(_mm_add_epi16(product, simd::words(48)), 4);
-        const Vector magnitudes = scaleMantissa(mantissa, _mm_add_epi16(c.exponent, past_.exponent));
-        const Vector plusMinusOne =
-            _mm_or_si128(simd::signMask(_mm_xor_si128(shifted, signs_)), simd::words(1));
-
-        const Vector sums = _mm_madd_epi16(magnitudes, plusMinusOne); // b1+b2, b3+b4, b5+b6, a1+a2
-        const Vector halves = simd::addDwordPairs(sums);
-        const Vector all = _mm_add_epi32(halves, _mm_shuffle_epi32(halves, _MM_SHUFFLE(1, 0, 3, 2)));
-        const Vector poles = _mm_shuffle_epi32(sums, _MM_SHUFFLE(3, 3, 3, 3));
-        return {_mm_srai_epi16(simd::broadcastWord<0>(all), 1),
-                _mm_srai_epi16(simd::broadcastWord<0>(_mm_sub_epi32(all, poles)), 1)};
-    }
-
-    // sr = se + dq and p = sez + dq, both wrapped to 16 bits; dq is the magnitude dqm with the code's sign.
-    struct Reconstruction {
-        Vector magnitude, signMask, sr, p;
-    };
-
-    static Reconstruction reconstruct(const Estimate &estimate, Vector magnitude, Vector signMask) {
-        const Vector dq = _mm_sub_epi16(_mm_xor_si128(magnitude, signMask), signMask);
-        return {magnitude, signMask, _mm_add_epi16(estimate.whole, dq), _mm_add_epi16(estimate.zeroSection, dq)};
-    }
-
-    // Adapts the coefficients and moves the delay lines. Returns the tone flag.
-    bool adapt(const Reconstruction &now) {
-        const Vector zeros = adaptedZeros(now);
-        const Poles poles = adaptedPoles(now.p);
-        const Vector firstPole = _mm_setr_epi16(0, 0, 0, 0, 0, 0, -1, 0);
-        const Vector secondPole = _mm_setr_epi16(0, 0, 0, 0, 0, 0, 0, -1);
-        const Vector zeroSection = _mm_setr_epi16(-1, -1, -1, -1, -1, -1, 0, 0);
-        coefficients_ = _mm_or_si128(
-            _mm_and_si128(zeros, zeroSection),
-            _mm_or_si128(_mm_and_si128(poles.a1, firstPole), _mm_and_si128(poles.a2, secondPole)));
-        moveDelayLines(now);
-        pk2_ = pk1_;
-        pk1_ = simd::signMask(now.p);
-        return _mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(-11776), poles.a2)) != 0;
-    }
-
-    void clear() { coefficients_ = _mm_setzero_si128(); }
-
-private:
-    struct Poles {
-        Vector a1, a2; // broadcast
-    };
-
-    // mantissa * 2^(exponent - 19), the fraction cut off, the lowest 15 bits of the result. mantissa < 256, exponent 0..28.
-    // Powers up to 2^-1 act through the upper half of the product with mantissa * 256, the others through the lower half.
-    static Vector scaleMantissa(Vector mantissa, Vector exponent) {
-        const Vector powers = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
-        const Vector above = _mm_subs_epu16(exponent, simd::words(11)); // 0..17; bit 7 of an index selects 0
-        const Vector twice = _mm_or_si128(above, _mm_slli_epi16(above, 8));
-        const Vector fraction = _mm_shuffle_epi8(powers, _mm_add_epi8(above, simd::words(int16_t(0x8070))));
-        const Vector factor = _mm_shuffle_epi8(powers, _mm_sub_epi8(twice, simd::words(0x1008)));
-        const Vector small = _mm_mulhi_epu16(_mm_slli_epi16(mantissa, 8), fraction);
-        const Vector large = _mm_and_si128(_mm_mullo_epi16(mantissa, factor), simd::words(0x7fff));
-        return _mm_or_si128(small, large);
-    }
-
-    // UPB: the coefficients b wrap at 16 bits.
-    Vector adaptedZeros(const Reconstruction &now) const {
-        const Vector differ = _mm_xor_si128(signs_, now.signMask);
-        const Vector gradient = _mm_add_epi16(_mm_and_si128(differ, simd::words(-256)), simd::words(128));
-        const Vector isZero = _mm_cmpeq_epi16(now.magnitude, _mm_setzero_si128());
-        const Vector leaked = _mm_sub_epi16(coefficients_, _mm_sra_epi16(coefficients_, zeroLeak_));
-        return _mm_add_epi16(leaked, _mm_andnot_si128(isZero, gradient));
-    }
-
-    // UPA2, LIMC, UPA1, LIMD; broadcast. For p = 0 the coefficients only leak.
-    Poles adaptedPoles(Vector p) const {
-        const Vector oldA1 = simd::broadcastWord<12>(coefficients_);
-        const Vector oldA2 = simd::broadcastWord<14>(coefficients_);
-        const Vector agree1 = sameSign(p, pk1_);
-        const Vector agree2 = sameSign(p, pk2_);
-        const Vector isZero = _mm_cmpeq_epi16(p, _mm_setzero_si128());
-
-        const Vector a1Twice = _mm_adds_epi16(oldA1, oldA1);
-        const Vector fa1 = simd::clampWords(_mm_adds_epi16(a1Twice, a1Twice), simd::words(-32764), simd::words(32764));
-        // (f +- 16384) >> 7 is (f >> 7) +- 128, as 16384 is a multiple of 128.
-        const Vector f = _mm_srai_epi16(simd::negateWhere(agree1, fa1), 7);
-        const Vector gradient2 = _mm_add_epi16(f, plusMinus(agree2, 128));
-        const Vector leaked2 = _mm_sub_epi16(oldA2, _mm_srai_epi16(oldA2, 7));
-        const Vector a2 = simd::clampWords(_mm_add_epi16(leaked2, _mm_andnot_si128(isZero, gradient2)),
-                                           simd::words(-12288), simd::words(12288));
-
-        const Vector limit = _mm_sub_epi16(simd::words(15360), a2);
-        const Vector leaked1 = _mm_sub_epi16(oldA1, _mm_srai_epi16(oldA1, 8));
-        const Vector gradient1 = _mm_andnot_si128(isZero, plusMinus(agree1, 192));
-        const Vector a1 = simd::clampWords(_mm_add_epi16(leaked1, gradient1),
-                                           _mm_sub_epi16(_mm_setzero_si128(), limit), limit);
-        return {a1, a2};
-    }
-
-    static Vector sameSign(Vector x, Vector mask) {
-        return simd::signMask(_mm_xor_si128(x, _mm_xor_si128(mask, simd::words(-1))));
-    }
-
-    // amount where the mask is set, else -amount.
-    static Vector plusMinus(Vector mask, int16_t amount) {
-        return _mm_sub_epi16(_mm_and_si128(mask, simd::words(static_cast<int16_t>(2 * amount))), simd::words(amount));
-    }
-
-    // FLOATA, FLOATB. A reconstruction of -32768 has the magnitude 0 and a negative sign.
-    void moveDelayLines(const Reconstruction &now) {
-        const Vector zero = _mm_setzero_si128();
-        const Vector srMagnitude = _mm_and_si128(_mm_abs_epi16(now.sr), simd::words(0x7fff));
-        const Vector pair = _mm_unpacklo_epi64(_mm_unpacklo_epi16(now.magnitude, zero), _mm_unpacklo_epi16(srMagnitude, zero));
-        const Floating newest = Floating::from(pair, pair);
-        past_.exponent = delayed(past_.exponent, newest.exponent);
-        past_.mantissa = delayed(past_.mantissa, newest.mantissa);
-        signs_ = delayed(signs_, _mm_unpacklo_epi64(now.signMask, simd::signMask(now.sr)));
-    }
-
-    Vector coefficients_; // b1..b6, a1, a2
-    Floating past_;       // dq1..dq6, sr1, sr2
-    Vector signs_;        // and their sign masks
-    Vector pk1_, pk2_;    // sign masks of p, broadcast
-    Vector zeroLeak_;
-};
 
 // Scale factor and speed control.
 class Adaptation {
@@ -273,8 +75,7 @@ public:
     int scaleFactor() const {
         const int slow = yl_ >> 6;
         const int al = std::min(ap_ >> 2, 64);
-        const int difference = yu_ - slow;
-        return slow + difference * al / 64;
+        return slow + (yu_ - slow) * al / 64;
     }
 
     // TRANS, from the values before this sample's update.
@@ -285,7 +86,7 @@ public:
         return magnitude > (x + (x >> 1)) >> 1;
     }
 
-    // FUNCTW, FILTD, LIMB, FILTE; FILTA, FILTB, SUBTC, FILTC, TRIGA.
+    // FUNCTW, FILTD, LIMB, FILTE; FUNCTF, FILTA, FILTB, SUBTC, FILTC, TRIGA.
     void adapt(int y, const Code &code, bool tone, bool transition) {
         yu_ = std::clamp(y + ((code.scaleMultiplier - y) >> 5), 544, 5120);
         yl_ += wrap16(yu_ + (-yl_ >> 6));
@@ -301,107 +102,133 @@ private:
 };
 
 // One sample after the other through the steps that encoder and decoder share.
-class Coder {
+template <int bits> class Coder {
 public:
-    explicit Coder(const State &state)
-        : tables_(rateTables[static_cast<size_t>(state.rate & 3)]), predictor_(state, tables_.zeroLeak),
-          adaptation_(state) {
-        estimate();
-    }
+    using Rate = Tables<bits>;
+    static constexpr int signBit = 1 << (bits - 1);
+
+    explicit Coder(const State &state) : zeros_(state), poles_(state), adaptation_(state) { estimate(); }
 
     void save(State &state) const {
-        predictor_.save(state);
+        zeros_.save(state);
+        poles_.save(state);
         adaptation_.save(state);
     }
 
-    const Code &codeOf(uint8_t octet) const { return tables_.codes[static_cast<size_t>(octet & tables_.codeMask)]; }
-
-    // The quantiser: log of the magnitude as the upper bits of a float, less y >> 2; the number of decision levels above it
-    // and the sign give the code.
-    const Code &quantise(int x) const {
-        const Vector d = _mm_sub_epi16(simd::words(static_cast<int16_t>(x)), estimate_.whole);
-        const Vector magnitude = _mm_abs_epi16(_mm_max_epi16(d, simd::words(-32767)));
-        const Vector bits = _mm_srli_epi32(simd::floatBits(_mm_unpacklo_epi16(magnitude, _mm_setzero_si128())), 16);
-        const Vector log = _mm_sub_epi16(_mm_packs_epi32(bits, bits), simd::words(static_cast<int16_t>(127 * 128 + (y_ >> 2))));
-        const Vector above0 = _mm_cmpgt_epi16(simd::load(tables_.levels.data()), log);
-        const Vector above1 = _mm_cmpgt_epi16(simd::load(tables_.levels.data() + 8), log);
-        const auto above = static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(above0, above1)));
-        const int negative = (_mm_movemask_epi8(d) >> 1) & 1; // top bit of word 0
-        return tables_.decisions[static_cast<size_t>(negative)][static_cast<size_t>(std::countr_one(above))];
+    // LOG, SUBTB, QUAN: the number of decision levels above the log difference, and the sign, give the code.
+    int quantise(int x) const {
+        const int d = wrap16(x - se_);
+        const int magnitude = std::min(std::abs(d), 32767);
+        const int exponent = floorLog2(static_cast<uint32_t>(magnitude | 1));
+        const int log = ((exponent - 1) << 7) + ((magnitude << 7) >> exponent) - (y_ >> 2);
+        size_t above = 0;
+        for (const int level : Rate::levels)
+            above += log < level;
+        return Rate::decisions[d < 0][above];
     }
 
-    // The inverse quantiser, sr and p. The antilogarithm is a float's bits put together and cut to an integer; a negative
-    // log gives 0.
-    Predictor::Reconstruction reconstruct(const Code &code) const {
-        const Vector entry = simd::load64(&code);
-        const Vector logBits = _mm_add_epi32(_mm_shuffle_epi32(entry, 0), simd::dwords((y_ >> 2) << 16));
-        const Vector magnitude = _mm_cvttps_epi32(_mm_castsi128_ps(logBits));
-        const Vector signMask = _mm_shuffle_epi32(entry, _MM_SHUFFLE(1, 1, 1, 1));
-        return Predictor::reconstruct(estimate_, _mm_packs_epi32(magnitude, magnitude), signMask);
+    // RECONST, ADDA, ANTILOG, ADDB, ADDC. A negative log shifts everything out, as it must; both sums wrap to 16 bits.
+    Reconstruction reconstruct(int code) const {
+        const int log = (y_ >> 2) + Rate::codes[static_cast<size_t>(code)].logMagnitude;
+        const int magnitude = (((log & 127) + 128) << 7) >> (14 - (log >> 7));
+        const int signMask = -(code >> (bits - 1));
+        const int dq = negateWhere(signMask, magnitude);
+        return {magnitude, signMask, wrap16(se_ + dq), wrap16(sez_ + dq)};
     }
 
     // Everything that follows the reconstruction, up to the next sample's estimate.
-    void adapt(const Code &code, const Predictor::Reconstruction &now) {
-        const bool transition = adaptation_.isTransition(_mm_extract_epi16(now.magnitude, 0));
-        const bool tone = predictor_.adapt(now);
-        if (transition) predictor_.clear();
-        adaptation_.adapt(y_, code, tone, transition);
+    [[gnu::always_inline]] void adapt(int code, const Reconstruction &now) {
+        const bool transition = adaptation_.isTransition(now.magnitude);
+        zeros_.adapt(now, Rate::zeroLeak);
+        poles_.adapt(now);
+        adaptation_.adapt(y_, Rate::codes[static_cast<size_t>(code)], poles_.isTone(), transition);
+        if (transition) {
+            zeros_.clear();
+            poles_.clear();
+        }
         estimate();
     }
 
-    // Synchronous coding adjustment: where the octet would be coded differently from the received code, it moves one step
+    // Synchronous coding adjustment: an octet that would be coded differently from the received code moves one step
     // towards it. With the sign bits inverted the codes are ordered from the most negative to the most positive.
-    template <class Law> uint8_t adjusted(uint8_t octet, const Code &received) const {
-        const int order = quantise(Law::expand(octet)).value ^ tables_.signBit;
-        const int wanted = received.value ^ tables_.signBit;
-        if (order == wanted) return octet;
-        return order > wanted ? Law::stepDown(octet) : Law::stepUp(octet);
+    template <class Law> int adjusted(int octet, int received) const {
+        const int order = quantise(Law::expand(octet)) ^ signBit;
+        const int wanted = received ^ signBit;
+        return Law::stepped(octet, (order < wanted) - (order > wanted));
     }
 
 private:
+    // ACCUM. The sums wrap to 16 bits before they are halved.
     void estimate() {
-        estimate_ = predictor_.estimate();
+        const int zeros = zeros_.estimate();
+        sez_ = wrap16(zeros) >> 1;
+        se_ = wrap16(zeros + poles_.estimate()) >> 1;
         y_ = adaptation_.scaleFactor();
     }
 
-    const RateTables &tables_;
-    Predictor predictor_;
+    ZeroPredictor zeros_;
+    PolePredictor poles_;
     Adaptation adaptation_;
-    Predictor::Estimate estimate_;
-    int y_;
+    int se_, sez_; // signal estimate and its part from the zero predictor
+    int y_;        // quantiser scale factor
 };
 
 struct LinearOutput {
-    static int16_t of(const Coder &, const Code &, int sr) {
+    template <int bits> static int16_t of(const Coder<bits> &, int, int sr) {
         return static_cast<int16_t>(std::clamp(sr, -8192, 8191));
     }
 };
 
 template <class Law> struct CompandedOutput {
-    static int16_t of(const Coder &coder, const Code &code, int sr) {
-        return coder.adjusted<Law>(Law::compress(sr), code);
+    template <int bits> static int16_t of(const Coder<bits> &coder, int code, int sr) {
+        return static_cast<int16_t>(coder.template adjusted<Law>(Law::compress(sr), code));
     }
 };
 
-void encode(State &state, const int16_t *src, uint8_t *dst, int len) {
-    Coder coder(state);
+template <int bits> void encode(State &state, const int16_t *src, uint8_t *dst, int len) {
+    Coder<bits> coder(state);
     for (int i = 0; i < len; i++) {
-        const Code &code = coder.quantise(src[i]);
-        dst[i] = static_cast<uint8_t>(code.value);
+        const int code = coder.quantise(src[i]);
+        dst[i] = static_cast<uint8_t>(code);
         coder.adapt(code, coder.reconstruct(code));
     }
     coder.save(state);
 }
 
-template <class Output> void decode(State &state, const uint8_t *src, int16_t *dst, int len) {
-    Coder coder(state);
+template <int bits, class Output> void decode(State &state, const uint8_t *src, int16_t *dst, int len) {
+    Coder<bits> coder(state);
     for (int i = 0; i < len; i++) {
-        const Code &code = coder.codeOf(src[i]);
-        const Predictor::Reconstruction now = coder.reconstruct(code);
-        dst[i] = Output::of(coder, code, static_cast<int16_t>(_mm_extract_epi16(now.sr, 0)));
+        const int code = src[i] & ((1 << bits) - 1);
+        const Reconstruction now = coder.reconstruct(code);
+        dst[i] = Output::of(coder, code, now.sr);
         coder.adapt(code, now);
     }
     coder.save(state);
+}
+
+template <int bits> void decodeTo(int law, State &state, const uint8_t *src, int16_t *dst, int len) {
+    switch (law) {
+    case ryxG726MuLaw:
+        return decode<bits, CompandedOutput<MuLaw>>(state, src, dst, len);
+    case ryxG726ALaw:
+        return decode<bits, CompandedOutput<ALaw>>(state, src, dst, len);
+    default:
+        return decode<bits, LinearOutput>(state, src, dst, len);
+    }
+}
+
+// Calls work with the code width of the state's rate as a constant.
+template <class Work> void withBits(const State &state, Work work) {
+    switch (state.rate) {
+    case 0:
+        return work.template operator()<2>();
+    case 1:
+        return work.template operator()<3>();
+    case 2:
+        return work.template operator()<4>();
+    default:
+        return work.template operator()<5>();
+    }
 }
 
 } // namespace
@@ -426,7 +253,7 @@ ryxStatus ryxsEncode_G726_16s8u_u8(EncoderState_G726 *block, const int16_t *src,
     if (len == 0) return ryxStsBadSize;
     if (len < 0) return ryxStsOk;
     auto state = loadBlock<State>(block);
-    encode(state, src, dst, len);
+    withBits(state, [&]<int bits>() { encode<bits>(state, src, dst, len); });
     saveBlock(block, state);
     return ryxStsOk;
 }
@@ -453,11 +280,7 @@ ryxStatus ryxsDecode_G726_8u16s_u8(DecoderState_G726 *block, const uint8_t *src,
     if (len == 0) return ryxStsBadSize;
     if (len < 0) return ryxStsOk;
     auto state = loadBlock<DecoderState>(block);
-    switch (state.law) {
-    case ryxG726MuLaw: decode<CompandedOutput<MuLaw>>(state.common, src, dst, len); break;
-    case ryxG726ALaw: decode<CompandedOutput<ALaw>>(state.common, src, dst, len); break;
-    default: decode<LinearOutput>(state.common, src, dst, len); break;
-    }
+    withBits(state.common, [&]<int bits>() { decodeTo<bits>(state.law, state.common, src, dst, len); });
     saveBlock(block, state);
     return ryxStsOk;
 }
