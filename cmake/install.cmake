@@ -12,5 +12,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/ryxscConfigVersion.cmake 
 install(FILES ${PROJECT_BINARY_DIR}/ryxscConfig.cmake ${PROJECT_BINARY_DIR}/ryxscConfigVersion.cmake
     DESTINATION ${package_dir})
 
+# The folder may be moved as a whole, so the file finds its prefix from where it lies.
+file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -160,11 +160,6 @@ constexpr int32_t Mpy_32_16(int16_t hi, int16_t lo, int16_t n) {
     return L_mac(L_mult(hi, n), mult(lo, n), 1);
 }
 
-// Number of significant bits of a magnitude: 0 for 0, 1 for 1, 13 for 8191.
-constexpr int significantBits(uint32_t magnitude) {
-    return std::bit_width(magnitude);
-}
-
 // x where mask is 0, -x (wrap-around) where it is -1.
 constexpr int32_t negateWhere(int32_t mask, int32_t x) {
     return wrapSub32(x ^ mask, mask);

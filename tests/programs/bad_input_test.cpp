@@ -1,0 +1,141 @@
+// Whatever is wrong, the programs say so in one line, leave with 1 and leave no file behind.
+#include <algorithm>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "program_test.h"
+#include "support/output_file.h"
+
+namespace {
+
+struct BadCommand {
+    std::string command;
+    std::string reason; /**< has to occur in the sentence */
+};
+
+class BadInput : public ProgramTest {
+protected:
+    BadInput() {
+        std::filesystem::copy_file(speech, file("speech.wav"));
+        const std::vector<uint8_t> wav = octets("speech.wav");
+        std::filesystem::create_symlink("speech.wav", file("link.wav"));
+        std::filesystem::create_directory(file("folder"));
+        write("empty", {});
+        write("header_only.wav", {wav.begin(), wav.begin() + 20});
+        write("no_samples.wav", withoutSamples(wav));
+        write("truncated.wav", {wav.begin(), wav.end() - 1000});
+        write("stream", stream);
+        before = names();
+    }
+
+    // The header of 44 octets alone, with the sizes of RIFF and data set to those of a file without samples.
+    static std::vector<uint8_t> withoutSamples(std::vector<uint8_t> wav) {
+        wav.resize(44);
+        for (const size_t i : {4, 5, 6, 7, 40, 41, 42, 43})
+            wav[i] = i == 4 ? 36 : 0;
+        return wav;
+    }
+
+    void expectRefused(const BadCommand &bad) {
+        SCOPED_TRACE(bad.command);
+        const Outcome outcome = run(bad.command);
+        EXPECT_EQ(outcome.exitCode, 1);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+        EXPECT_NE(outcome.errors.find(bad.reason), std::string::npos) << outcome.errors;
+        EXPECT_EQ(names(), before);
+        EXPECT_EQ(octets("stream"), stream);
+    }
+
+    const std::vector<uint8_t> stream = std::vector<uint8_t>(16000, 0x5A);
+    std::vector<std::string> before;
+};
+
+const BadCommand badForBoth[] = {
+    {"", "a command is missing"},
+    {"transcode speech.wav out", "unknown command transcode"},
+    {"encode", "needs an input and an output"},
+    {"encode speech.wav", "needs an input and an output"},
+    {"encode speech.wav out more", "one argument too many, more"},
+    {"encode speech.wav out --quality 3", "unknown option --quality"},
+    {"encode speech.wav out -x", "unknown option -x"},
+    {"encode missing.wav out", "missing.wav: No such file"},
+    {"encode folder out", "folder: Is a directory"},
+    {"encode /dev/zero out", "not a regular file"},
+    {"encode empty out", "empty is empty"},
+    {"encode header_only.wav out", "cannot be read as an audio file"},
+    {"encode no_samples.wav out", "holds no samples"},
+    {"encode truncated.wav out", "truncated.wav is truncated"},
+    {"encode stream out", "cannot be read as an audio file"},
+    {"encode speech.wav missing/out", "missing/out: No such file"},
+    {"encode speech.wav folder", "folder: Is a directory"},
+    {"encode speech.wav stream/out", "Not a directory"},
+    {"encode speech.wav /proc/out", "cannot write /proc/out"},
+    {"encode speech.wav /dev/null", "not a regular file"},
+    {"encode speech.wav speech.wav", "same file"},
+    {"encode speech.wav link.wav", "same file"},
+    {"roundtrip speech.wav ./folder/../speech.wav", "same file"},
+    {"roundtrip truncated.wav stream", "truncated.wav is truncated"},
+    {"roundtrip speech.wav missing/out", "missing/out: No such file"},
+    {"decode missing out", "missing: No such file"},
+    {"decode folder out", "folder: Is a directory"},
+    {"decode empty out", "empty is empty"},
+    {"decode speech.wav out", "is a WAV file"},
+    {"decode stream missing/out", "missing/out: No such file"},
+    {"decode stream folder", "folder: Is a directory"},
+    {"decode stream stream", "same file"},
+};
+
+TEST_F(BadInput, IsRefusedInOneLineByBothPrograms) {
+    for (const char *program : {"g722 ", "g726 "})
+        for (const BadCommand &bad : badForBoth)
+            expectRefused({program + bad.command, bad.reason});
+}
+
+TEST_F(BadInput, IncludesOptionsThatMeanNothing) {
+    const BadCommand table[] = {
+        {"g722 encode speech.wav out --mode", "--mode needs a value"},
+        {"g722 encode speech.wav out --mode 32", "--mode takes 64, 56 or 48, not 32"},
+        {"g722 encode speech.wav out --rate 32", "unknown option --rate"},
+        {"g726 encode speech.wav out --rate 64", "--rate takes"},
+        {"g726 encode speech.wav out --packing le", "--packing takes rfc3551 or aal2, not le"},
+        {"g726 decode stream out --law ulaw", "--law takes linear, alaw or mulaw, not ulaw"},
+        {"g726 encode speech.wav out --law alaw", "--law means nothing to encode"},
+    };
+    for (const BadCommand &bad : table)
+        expectRefused(bad);
+}
+
+TEST_F(BadInput, IncludesADiskThatFillsUp) {
+    const BadCommand table[] = {
+        {"ulimit -f 8; g722 encode speech.wav out", "cannot write out: File too large"},
+        {"ulimit -f 8; g722 decode stream out", "cannot write out: File too large"},
+        {"ulimit -f 8; g726 decode stream out --law alaw", "cannot write out: File too large"},
+        {"g722 --help >/dev/full", "cannot write to standard output: No space left"},
+        {"g726 --version >/dev/full", "cannot write to standard output: No space left"},
+    };
+    for (const BadCommand &bad : table)
+        expectRefused(bad);
+}
+
+TEST_F(BadInput, LeavesAnEarlierOutputAlone) {
+    expectRefused({"g722 roundtrip truncated.wav stream", "is truncated"});
+    expectRefused({"ulimit -f 8; g722 encode speech.wav stream", "File too large"});
+}
+
+using UnfinishedOutput = ProgramTest;
+
+TEST_F(UnfinishedOutput, IsRemovedWhenASignalEndsTheProgram) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto die = [&] {
+            OutputFile output(file("out"));
+            if (names().empty()) exit(2); // nothing there that could be left behind
+            raise(signal);
+        };
+        EXPECT_EXIT(die(), testing::KilledBySignal(signal), "");
+        EXPECT_TRUE(names().empty());
+    }
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+// What the programs make of good input.
+#include <cctype>
+#include <string>
+#include <vector>
+
+#include "program_test.h"
+#include "ryxsc.h"
+#include "support/library_call.h"
+
+namespace {
+
+using G722Program = ProgramTest;
+using G726Program = ProgramTest;
+
+// Numbers bit k of a stream in the order of the packing: within an octet from the lowest (RFC 3551) or from the highest
+// (AAL2); bits of a code follow each other upwards or downwards likewise.
+std::vector<uint8_t> codesOf(const std::vector<uint8_t> &stream, int bits, bool highFirst) {
+    std::vector<uint8_t> codes(stream.size() * 8 / static_cast<size_t>(bits));
+    for (size_t k = 0; k < codes.size() * static_cast<size_t>(bits); k++) {
+        const size_t place = highFirst ? 7 - k % 8 : k % 8;
+        const size_t width = static_cast<size_t>(bits), weight = highFirst ? width - 1 - k % width : k % width;
+        codes[k / width] = static_cast<uint8_t>(codes[k / width] | (stream[k / 8] >> place & 1) << weight);
+    }
+    return codes;
+}
+
+TEST_F(G722Program, RoundTripEqualsEncodingThenDecodingInEveryMode) {
+    for (const std::string mode : {"64", "56", "48"}) {
+        SCOPED_TRACE(mode);
+        const std::string option = " --mode " + mode;
+        runWell("g722 encode '" + speech + "' stream" + option);
+        runWell("g722 decode stream decoded.wav" + option);
+        runWell("g722 roundtrip '" + speech + "' roundtrip.wav" + option);
+        EXPECT_EQ(octets("stream").size(), readMono(speech, 16000).samples.size() / 2);
+        EXPECT_EQ(octets("decoded.wav"), octets("roundtrip.wav"));
+        const int freeBits = mode == "64" ? 0 : mode == "56" ? 1 : 3;
+        for (const uint8_t octet : octets("stream"))
+            ASSERT_EQ(octet & freeBits, 0);
+    }
+}
+
+TEST_F(G722Program, DecodesALowerModeWhateverTheFreeBitsCarry) {
+    runWell("g722 encode '" + speech + "' 64");
+    for (const std::string mode : {"56", "48"}) {
+        runWell("g722 encode '" + speech + "' stream --mode " + mode + " && g722 decode stream a.wav --mode " + mode);
+        runWell("g722 decode 64 b.wav --mode " + mode);
+        EXPECT_EQ(octets("a.wav"), octets("b.wav"));
+    }
+}
+
+TEST_F(G722Program, PairsAnOddLastSampleWithAZero) {
+    for (const size_t count : {1, 2, 319, 320, 321}) {
+        std::vector<int16_t> samples = readMono(speech, 16000).samples;
+        samples = {samples.begin() + 20000, samples.begin() + 20000 + static_cast<std::ptrdiff_t>(count)};
+        writeMono(file("in.wav"), {16000, samples});
+        runWell("g722 encode in.wav a && g722 decode a a.wav && g722 roundtrip in.wav roundtrip.wav");
+        std::vector<int16_t> decoded = this->samples("a.wav", 16000);
+        EXPECT_EQ(decoded.size(), (count + 1) / 2 * 2);
+        decoded.resize(count);
+        EXPECT_EQ(decoded, this->samples("roundtrip.wav", 16000));
+        samples.resize((count + 1) / 2 * 2);
+        writeMono(file("in.wav"), {16000, samples});
+        runWell("g722 encode in.wav b");
+        EXPECT_EQ(octets("a"), octets("b"));
+    }
+}
+
+struct Rate {
+    std::string kilobits;
+    int number;
+    int bits;
+};
+
+const Rate rates[] = {
+    {"16", ryxG726Rate16k, 2}, {"24", ryxG726Rate24k, 3}, {"32", ryxG726Rate32k, 4}, {"40", ryxG726Rate40k, 5}};
+
+TEST_F(G726Program, RoundTripEqualsEncodingThenDecodingForEveryRatePackingAndLaw) {
+    writeMono(file("in.wav"), readMono(speech, 8000));
+    for (const Rate &rate : rates)
+        for (const std::string packing : {" --packing rfc3551", " --packing aal2"})
+            for (const std::string law : {" --law linear", " --law alaw", " --law mulaw"}) {
+                SCOPED_TRACE(rate.kilobits + packing + law);
+                const std::string options = " --rate " + rate.kilobits + packing;
+                runWell("g726 encode in.wav stream" + options);
+                runWell("g726 decode stream decoded.wav" + options + law);
+                runWell("g726 roundtrip in.wav roundtrip.wav" + options + law);
+                EXPECT_EQ(octets("decoded.wav"), octets("roundtrip.wav"));
+            }
+}
+
+TEST_F(G726Program, PacksTheSameCodesInBothOrdersAndFillsTheLastOctetWithZeros) {
+    const std::vector<int16_t> all = readMono(speech, 8000).samples;
+    for (const size_t count : {1, 2, 3, 5, 7, 8, 159, 160, 161}) {
+        writeMono(file("in.wav"),
+                  {8000, {all.begin() + 9000, all.begin() + 9000 + static_cast<std::ptrdiff_t>(count)}});
+        for (const Rate &rate : rates) {
+            SCOPED_TRACE(rate.kilobits + " kbit/s, " + std::to_string(count) + " samples");
+            runWell("g726 encode in.wav low --rate " + rate.kilobits);
+            runWell("g726 encode in.wav high --packing aal2 --rate " + rate.kilobits);
+            runWell("g726 decode low out.wav --rate " + rate.kilobits);
+            const std::vector<uint8_t> codes = codesOf(octets("low"), rate.bits, false);
+            EXPECT_EQ(octets("low").size(), (count * static_cast<size_t>(rate.bits) + 7) / 8);
+            EXPECT_EQ(codes, codesOf(octets("high"), rate.bits, true));
+            EXPECT_EQ(samples("out.wav", 8000).size(), codes.size());
+            for (size_t i = count; i < codes.size(); i++)
+                EXPECT_EQ(codes[i], 0);
+        }
+    }
+}
+
+// The octets of a companded WAV file stand at its end; their number is even here.
+TEST_F(G726Program, WritesTheDecodersOwnOctetsIntoCompandedFiles) {
+    runWell("g726 encode '" + speech + "' stream");
+    const std::vector<uint8_t> codes = codesOf(octets("stream"), 4, false);
+    for (const auto &[name, law] : {std::pair("alaw", ryxG726ALaw), std::pair("mulaw", ryxG726MuLaw)}) {
+        runWell(std::string("g726 decode stream out.wav --law ") + name);
+        StateBlock<DecoderState_G726> state(ryxsDecodeGetStateSize_G726_8u16s);
+        std::vector<int16_t> wanted(codes.size());
+        ASSERT_EQ(ryxsDecodeInit_G726_8u16s(state, ryxG726Rate32k, law), ryxStsOk);
+        ASSERT_EQ(ryxsDecode_G726_8u16s(state, codes.data(), wanted.data(), static_cast<int>(codes.size())), ryxStsOk);
+        const std::vector<uint8_t> wav = octets("out.wav");
+        ASSERT_GT(wav.size(), wanted.size());
+        EXPECT_EQ(std::vector<int16_t>(wav.end() - static_cast<std::ptrdiff_t>(wanted.size()), wav.end()), wanted);
+    }
+}
+
+// The speech is far above these floors. A broken delay, law, scaling or sign falls far below.
+TEST_F(G726Program, AndG722ReportAPlausibleSignalToNoiseRatio) {
+    const std::pair<std::string, double> table[] = {
+        {"g722 roundtrip IN out --mode 64", 25},   {"g722 roundtrip IN out --mode 48", 20},
+        {"g726 roundtrip IN out --rate 16", 12},   {"g726 roundtrip IN out --rate 40 --law alaw", 25},
+        {"g726 roundtrip IN out --law mulaw", 20}, {"g726 roundtrip IN out --law linear", 20},
+    };
+    for (auto [command, least] : table) {
+        command.replace(command.find("IN"), 2, "'" + speech + "'");
+        const std::string output = run(command).output;
+        const size_t place = output.find("segmental SNR ");
+        ASSERT_NE(place, std::string::npos) << command << ": " << output;
+        EXPECT_GT(std::stod(output.substr(place + 14)), least) << command << ": " << output;
+    }
+}
+
+} // namespace
