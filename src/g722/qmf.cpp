@@ -18,170 +18,199 @@ using simd::Vector;
 
 namespace {
 
-constexpr int pairsPerStep = 8;
+constexpr int pairsPerStep = 16;
 constexpr int pairsPerChunk = 256;
 
-// One lane of the delay line, oldest value first, and behind it the values of a chunk. The last step of a chunk may read
-// values behind the valid ones; its results are dropped.
-struct Stream {
-    int16_t words[qmfTaps + pairsPerChunk + pairsPerStep];
+// A lane of the delay line and behind it the values of a chunk, oldest first. Each value stands behind its predecessor in a
+// couple of words of its own, so that pmaddwd takes two taps of four neighbouring outputs from one load, and every other
+// load is aligned. The last step of a chunk may go beyond the valid values; its results are dropped.
+class Stream {
+public:
+    // Appends eight values from position k on.
+    void append(int k, Vector values) {
+        const Vector predecessors = _mm_alignr_epi8(values, latest_, 14);
+        _mm_store_si128(at(k), _mm_unpacklo_epi16(predecessors, values));
+        _mm_store_si128(at(k + 4), _mm_unpackhi_epi16(predecessors, values));
+        latest_ = values;
+    }
 
-    int16_t *values() { return words + qmfTaps; }
+    // The couples of positions k to k + 3; position 0 is the chunk's first, k at least -12.
+    const Vector *at(int k) const { return reinterpret_cast<const Vector *>(words_ + 2 * (k + qmfTaps)); }
 
-    void keepLast(int count) { std::memmove(words, words + count, qmfTaps * sizeof(int16_t)); }
+    // The last values become the history of the next chunk.
+    void keepLast(int count) { std::memmove(words_, words_ + 2 * count, 2 * qmfTaps * sizeof(int16_t)); }
+
+private:
+    Vector *at(int k) { return reinterpret_cast<Vector *>(words_ + 2 * (k + qmfTaps)); }
+
+    alignas(16) int16_t words_[2 * (qmfTaps + pairsPerChunk + pairsPerStep)];
+    Vector latest_ = _mm_setzero_si128(); // the values appended last
 };
 
 // The first stream belongs to the even positions of the delay line, the second to the odd ones; the line has the newest
 // pair in front.
-void loadDelay(const int16_t *delay, Stream &first, Stream &second) {
-    for (int i = 0; i < qmfTaps; i++) {
-        first.words[qmfTaps - 1 - i] = delay[2 * i];
-        second.words[qmfTaps - 1 - i] = delay[2 * i + 1];
-    }
-}
+struct Streams {
+    Stream first, second;
 
-void saveDelay(int16_t *delay, const Stream &first, const Stream &second) {
-    for (int i = 0; i < qmfTaps; i++) {
-        delay[2 * i] = first.words[qmfTaps - 1 - i];
-        delay[2 * i + 1] = second.words[qmfTaps - 1 - i];
+    void loadDelay(const int16_t *delay) {
+        // Four pairs to four values of each stream, oldest first.
+        const auto lanes = [delay](int pair) {
+            const Vector order = _mm_setr_epi8(12, 13, 8, 9, 4, 5, 0, 1, 14, 15, 10, 11, 6, 7, 2, 3);
+            return _mm_shuffle_epi8(simd::load(delay + 2 * pair), order);
+        };
+        first.append(-12, _mm_unpacklo_epi64(lanes(8), lanes(4)));
+        second.append(-12, _mm_unpackhi_epi64(lanes(8), lanes(4)));
+        // The newest four twice: the second time they lie where the chunk will be.
+        first.append(-4, _mm_unpacklo_epi64(lanes(0), lanes(0)));
+        second.append(-4, _mm_unpackhi_epi64(lanes(0), lanes(0)));
     }
-}
+
+    void saveDelay(int16_t *delay) const {
+        const Vector order = _mm_setr_epi8(6, 7, 14, 15, 4, 5, 12, 13, 2, 3, 10, 11, 0, 1, 8, 9);
+        for (int pair = 0; pair < qmfTaps; pair += 4) {
+            const Vector values =
+                _mm_packs_epi32(_mm_srai_epi32(*first.at(-4 - pair), 16), _mm_srai_epi32(*second.at(-4 - pair), 16));
+            simd::store(delay + 2 * pair, _mm_shuffle_epi8(values, order));
+        }
+    }
+};
 
 // Coefficients in pairs for pmaddwd, that of the older value in front, four times each.
-using CoefficientPairs = std::array<std::array<int16_t, 8>, qmfTaps / 2>;
+struct CoefficientPairs {
+    alignas(16) std::array<std::array<int16_t, 8>, qmfTaps / 2> words;
+
+    Vector pair(int tap) const { return simd::load(words[static_cast<size_t>(tap / 2)].data()); }
+};
 
 template <class Tap> constexpr CoefficientPairs pairUp(Tap tap) {
     CoefficientPairs pairs{};
-    for (size_t i = 0; i < pairs.size(); i++)
+    for (size_t i = 0; i < pairs.words.size(); i++)
         for (size_t lane = 0; lane < 8; lane++)
-            pairs[i][lane] = tap(2 * i + 1 - lane % 2);
+            pairs.words[i][lane] = tap(2 * i + 1 - lane % 2);
     return pairs;
 }
 
-alignas(16) constexpr CoefficientPairs firstCoefficients = pairUp([](size_t tap) { return qmfEven[tap]; });
-alignas(16) constexpr CoefficientPairs secondCoefficients = pairUp([](size_t tap) {
-    return qmfEven[qmfTaps - 1 - tap];
-});
+constexpr CoefficientPairs firstCoefficients = pairUp([](size_t tap) { return qmfEven[tap]; });
+constexpr CoefficientPairs secondCoefficients = pairUp([](size_t tap) { return qmfEven[qmfTaps - 1 - tap]; });
 
-// Eight filter outputs as 32-bit sums: of the values at even and at odd positions. No sum leaves 32 bits, since the
-// magnitudes of the coefficients add up to 12964.
+// The 32-bit sums of a step's outputs. None leaves 32 bits, since the magnitudes of the coefficients add up to 12964.
 struct Sums {
-    Vector even, odd;
+    Vector groups[pairsPerStep / 4] = {};
 };
 
-Sums filter(const int16_t *values, const CoefficientPairs &coefficients) {
-    Sums sums = {_mm_setzero_si128(), _mm_setzero_si128()};
-    for (size_t i = 0; i < coefficients.size(); i++) {
-        const Vector pair = simd::load(coefficients[i].data());
-        const int16_t *older = values - 2 * i - 1;
-        sums.even = _mm_add_epi32(sums.even, _mm_madd_epi16(simd::load(older), pair));
-        sums.odd = _mm_add_epi32(sums.odd, _mm_madd_epi16(simd::load(older + 1), pair));
+// The taps phase, phase + 1, phase + 4, phase + 5, ...: each load serves up to three groups of outputs.
+template <int phase>
+[[gnu::always_inline]] inline void accumulate(Sums &sums, const Vector *couples, const CoefficientPairs &coefficients) {
+#pragma GCC unroll 6
+    for (int place = 3; place >= -2; place--) {
+        const Vector four = simd::load(reinterpret_cast<const int16_t *>(couples + place) - 2 * phase);
+#pragma GCC unroll 3
+        for (int turn = 0; turn < 3; turn++) {
+            const int group = place + turn;
+            if (group < 0 || group > 3) continue;
+            const Vector products = _mm_madd_epi16(four, coefficients.pair(phase + 4 * turn));
+            sums.groups[group] = _mm_add_epi32(sums.groups[group], products);
+        }
     }
+}
+
+[[gnu::always_inline]] inline Sums filter(const Stream &stream, int position, const CoefficientPairs &coefficients) {
+    Sums sums;
+    accumulate<0>(sums, stream.at(position), coefficients);
+    accumulate<2>(sums, stream.at(position), coefficients);
     return sums;
 }
 
-Vector packShifted(Sums sums, int shift) {
-    return _mm_packs_epi32(_mm_srai_epi32(sums.even, shift), _mm_srai_epi32(sums.odd, shift));
-}
+// Pairs of words, eight at a time.
+constexpr int pairsPerLoad = 8;
 
-// Eight pairs of words in memory order.
-struct Pairs {
-    Vector front, back;
-};
-
-Pairs loadPairs(const int16_t *from) {
-    return {simd::load(from), simd::load(from + 8)};
-}
-
-void storePairs(int16_t *to, Pairs pairs) {
-    simd::store(to, pairs.front);
-    simd::store(to + 8, pairs.back);
-}
-
-// The first words of the eight pairs, and the second words.
 struct Halves {
-    Vector first, second;
+    Vector first, second; // the first words of the pairs, and the second words
 };
 
-Halves separate(Pairs pairs) {
+Halves loadSeparated(const int16_t *from) {
     const Vector gather = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
-    const Vector front = _mm_shuffle_epi8(pairs.front, gather);
-    const Vector back = _mm_shuffle_epi8(pairs.back, gather);
+    const Vector front = _mm_shuffle_epi8(simd::load(from), gather);
+    const Vector back = _mm_shuffle_epi8(simd::load(from + 8), gather);
     return {_mm_unpacklo_epi64(front, back), _mm_unpackhi_epi64(front, back)};
 }
 
-// The inverse for words in the order 0 2 4 6 1 3 5 7, as the sums at even and odd positions leave them.
-Pairs interleave(Vector first, Vector second) {
-    const Vector even = _mm_unpacklo_epi16(first, second);
-    const Vector odd = _mm_unpackhi_epi16(first, second);
-    return {_mm_unpacklo_epi32(even, odd), _mm_unpackhi_epi32(even, odd)};
+void storeInterleaved(int16_t *to, Halves halves) {
+    simd::store(to, _mm_unpacklo_epi16(halves.first, halves.second));
+    simd::store(to + 8, _mm_unpackhi_epi16(halves.first, halves.second));
+}
+
+template <int shift> Vector packShifted(Vector front, Vector back) {
+    return _mm_packs_epi32(_mm_srai_epi32(front, shift), _mm_srai_epi32(back, shift));
 }
 
 struct Transmit {
-    static Halves streams(Pairs samples) {
-        const Halves halves = separate(samples);
-        return {halves.second, halves.first};
+    static Halves streams(Halves olderAndNewer) { return {olderAndNewer.second, olderAndNewer.first}; }
+
+    // Shifts by 15 and limits to 15 bits: a shift by 14, saturation to 16 bits, and the last bit of the shift.
+    static Halves outputs(const Vector *a, const Vector *b) {
+        const Vector low = packShifted<14>(_mm_add_epi32(a[0], b[0]), _mm_add_epi32(a[1], b[1]));
+        const Vector high = packShifted<14>(_mm_sub_epi32(a[0], b[0]), _mm_sub_epi32(a[1], b[1]));
+        return {_mm_srai_epi16(low, 1), _mm_srai_epi16(high, 1)};
     }
-    static Pairs outputs(Sums newer, Sums older) {
-        const Sums sum = {_mm_add_epi32(newer.even, older.even), _mm_add_epi32(newer.odd, older.odd)};
-        const Sums difference = {_mm_sub_epi32(newer.even, older.even), _mm_sub_epi32(newer.odd, older.odd)};
-        const Pairs bands = interleave(packShifted(sum, 15), packShifted(difference, 15));
-        return {limit(bands.front), limit(bands.back)};
-    }
-    static Vector limit(Vector x) { return simd::clampWords(x, simd::words(subbandMin), simd::words(subbandMax)); }
 };
 
 struct Receive {
-    static Halves streams(Pairs bands) {
-        const Halves halves = separate(bands);
-        return {_mm_sub_epi16(halves.first, halves.second), _mm_add_epi16(halves.first, halves.second)};
+    static Halves streams(Halves bands) {
+        return {_mm_sub_epi16(bands.first, bands.second), _mm_add_epi16(bands.first, bands.second)};
     }
-    static Pairs outputs(Sums differences, Sums sums) {
-        return interleave(packShifted(differences, 12), packShifted(sums, 12));
+
+    static Halves outputs(const Vector *differences, const Vector *sums) {
+        return {packShifted<12>(differences[0], differences[1]), packShifted<12>(sums[0], sums[1])};
     }
 };
 
-template <class Direction> void fillStreams(const int16_t *src, int pairs, int16_t *first, int16_t *second) {
-    int j = 0;
-    for (; j + pairsPerStep <= pairs; j += pairsPerStep) {
-        const Halves halves = Direction::streams(loadPairs(src + 2 * j));
-        simd::store(first + j, halves.first);
-        simd::store(second + j, halves.second);
+template <class Direction> void fillStep(const int16_t *src, Streams &streams, int position) {
+    for (int i = 0; i < pairsPerStep; i += pairsPerLoad) {
+        const Halves halves = Direction::streams(loadSeparated(src + 2 * i));
+        streams.first.append(position + i, halves.first);
+        streams.second.append(position + i, halves.second);
     }
-    if (j == pairs) return;
-    int16_t rest[2 * pairsPerStep] = {};
-    std::memcpy(rest, src + 2 * j, static_cast<size_t>(pairs - j) * 2 * sizeof(int16_t));
-    const Halves halves = Direction::streams(loadPairs(rest));
-    simd::store(first + j, halves.first);
-    simd::store(second + j, halves.second);
 }
 
-template <class Direction> void filterStreams(const int16_t *first, const int16_t *second, int16_t *dst, int pairs) {
-    const auto step = [&](int j) {
-        return Direction::outputs(filter(first + j, firstCoefficients), filter(second + j, secondCoefficients));
-    };
-    int j = 0;
-    for (; j + pairsPerStep <= pairs; j += pairsPerStep)
-        storePairs(dst + 2 * j, step(j));
-    if (j == pairs) return;
-    int16_t rest[2 * pairsPerStep];
-    storePairs(rest, step(j));
-    std::memcpy(dst + 2 * j, rest, static_cast<size_t>(pairs - j) * 2 * sizeof(int16_t));
+template <class Direction> void filterStep(const Streams &streams, int position, int16_t *dst) {
+    const Sums a = filter(streams.first, position, firstCoefficients);
+    const Sums b = filter(streams.second, position, secondCoefficients);
+    storeInterleaved(dst, Direction::outputs(a.groups, b.groups));
+    storeInterleaved(dst + 2 * pairsPerLoad, Direction::outputs(a.groups + 2, b.groups + 2));
+}
+
+// Calls work(position, pairs) for the steps of a chunk; the last one may be shorter.
+template <class Work> void inSteps(int pairs, Work work) {
+    for (int position = 0; position < pairs; position += pairsPerStep)
+        work(position, std::min(pairs - position, pairsPerStep));
+}
+
+template <class Direction> void filterChunk(const int16_t *src, int16_t *dst, int pairs, Streams &streams) {
+    inSteps(pairs, [&](int position, int count) {
+        if (count == pairsPerStep) return fillStep<Direction>(src + 2 * position, streams, position);
+        int16_t padded[2 * pairsPerStep] = {};
+        std::memcpy(padded, src + 2 * position, static_cast<size_t>(count) * 2 * sizeof(int16_t));
+        fillStep<Direction>(padded, streams, position);
+    });
+    inSteps(pairs, [&](int position, int count) {
+        if (count == pairsPerStep) return filterStep<Direction>(streams, position, dst + 2 * position);
+        int16_t padded[2 * pairsPerStep];
+        filterStep<Direction>(streams, position, padded);
+        std::memcpy(dst + 2 * position, padded, static_cast<size_t>(count) * 2 * sizeof(int16_t));
+    });
+    streams.first.keepLast(pairs);
+    streams.second.keepLast(pairs);
 }
 
 template <class Direction> ryxStatus filterBands(const int16_t *src, int16_t *dst, int len, int16_t *delay) {
     if (anyNull(src, dst, delay)) return ryxStsNullPtr;
     if (len < 1 || isOdd(len)) return ryxStsBadSize;
-    Stream first, second;
-    loadDelay(delay, first, second);
-    for (int done = 0; done < len / 2; done += pairsPerChunk) {
-        const int pairs = std::min(len / 2 - done, pairsPerChunk);
-        fillStreams<Direction>(src + 2 * done, pairs, first.values(), second.values());
-        filterStreams<Direction>(first.values(), second.values(), dst + 2 * done, pairs);
-        first.keepLast(pairs);
-        second.keepLast(pairs);
-    }
-    saveDelay(delay, first, second);
+    Streams streams;
+    streams.loadDelay(delay);
+    for (int done = 0; done < len / 2; done += pairsPerChunk)
+        filterChunk<Direction>(src + 2 * done, dst + 2 * done, std::min(len / 2 - done, pairsPerChunk), streams);
+    streams.saveDelay(delay);
     return ryxStsOk;
 }
 

@@ -94,10 +94,10 @@ public:
 
     // UPZERO with the new difference in all words, then the products of FILTEZ: three dwords whose sum is the prediction.
     Vector adapt(Vector difference) {
-        const Vector gradient =
-            _mm_add_epi16(simd::words(128), _mm_and_si128(simd::signsDiffer(difference, d_), simd::words(-256)));
-        const Vector isZero = _mm_cmpeq_epi16(difference, _mm_setzero_si128());
-        b_ = _mm_add_epi16(simd::leak<8>(b_), _mm_andnot_si128(isZero, gradient));
+        // 128 with the sign of each earlier difference (zero counts as positive), turned by the new difference's sign, or
+        // nothing where that is zero.
+        const Vector signs = _mm_sign_epi16(simd::words(128), _mm_or_si128(d_, simd::words(1)));
+        b_ = _mm_add_epi16(simd::leak<8>(b_), _mm_sign_epi16(signs, difference));
         d_ = _mm_alignr_epi8(d_, difference, 14);
         // Differences stay below 2^14, so each shifted product fits 16 bits.
         return _mm_madd_epi16(simd::mulShift<14>(d_, b_), _mm_setr_epi16(1, 1, 1, 1, 1, 1, 0, 0));
