@@ -1,0 +1,106 @@
+#include "speech.h"
+
+#include <algorithm>
+#include <cmath>
+#include <samplerate.h>
+
+#include "support/audio_file.h"
+#include "support/failure.h"
+#include "support/progress.h"
+#include "support/segmental_snr.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double excerptSeconds = 4;
+
+std::vector<fs::path> wavFiles(const fs::path &folder) {
+    std::error_code error;
+    std::vector<fs::path> files;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        std::string extension = entry->path().extension();
+        std::transform(extension.begin(), extension.end(), extension.begin(), [](char c) { return c | 0x20; });
+        if (extension == ".wav") files.push_back(entry->path());
+    }
+    const std::string remedy = "; install the Debian package pocketsphinx-testdata or name a folder with --speech";
+    if (error) throw Failure("cannot read speech from " + folder.string() + ": " + error.message() + remedy);
+    if (files.empty()) throw Failure("there is no WAV file in " + folder.string() + remedy);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<int16_t> halveSampleRate(const std::vector<int16_t> &samples) {
+    const int length = static_cast<int>(samples.size());
+    std::vector<float> source(samples.size()), target(samples.size() / 2 + 1);
+    src_short_to_float_array(samples.data(), source.data(), length);
+    SRC_DATA data = {};
+    data.data_in = source.data();
+    data.input_frames = length;
+    data.data_out = target.data();
+    data.output_frames = static_cast<long>(target.size());
+    data.src_ratio = 0.5;
+    if (const int error = src_simple(&data, SRC_SINC_BEST_QUALITY, 1))
+        throw Failure(std::string("cannot resample speech to 8 kHz: ") + src_strerror(error));
+    std::vector<int16_t> result(static_cast<size_t>(data.output_frames_gen));
+    src_float_to_short_array(target.data(), result.data(), static_cast<int>(result.size()));
+    return result;
+}
+
+// The stretch with the fewest pauses, so that the pictures show speech.
+Excerpt findExcerpt(const Recordings &recordings) {
+    const auto wanted = static_cast<size_t>(excerptSeconds * segmentsPerSecond);
+    Excerpt best = {0, 0, 0};
+    size_t most = 0;
+    for (size_t r = 0; r < recordings.list.size(); r++) {
+        const std::vector<int16_t> &samples = recordings.list[r].samples;
+        // A segment compared with itself has a ratio, unless it is a pause.
+        const std::vector<double> ratios = snrTrack(samples, samples, recordings.sampleRate);
+        const auto isSpeech = [&](size_t segment) { return std::isnan(ratios[segment]) ? size_t{0} : size_t{1}; };
+        size_t active = 0;
+        for (size_t end = 0; end < ratios.size(); end++) {
+            active += isSpeech(end);
+            if (end >= wanted) active -= isSpeech(end - wanted);
+            if (active <= most) continue;
+            most = active;
+            const size_t start = end + 1 - std::min(wanted, end + 1);
+            best = {r, static_cast<double>(start) / segmentsPerSecond, 0};
+        }
+    }
+    if (most == 0) throw Failure("the recordings hold nothing but silence");
+    const double rest = static_cast<double>(recordings.list[best.recording].samples.size()) / recordings.sampleRate;
+    best.length = std::min(excerptSeconds, rest - best.start);
+    return best;
+}
+
+} // namespace
+
+double Recordings::seconds() const {
+    size_t samples = 0;
+    for (const Recording &recording : list)
+        samples += recording.samples.size();
+    return static_cast<double>(samples) / sampleRate;
+}
+
+std::vector<double> snrTrack(std::span<const int16_t> original, std::span<const int16_t> decoded, int sampleRate) {
+    const auto length = static_cast<size_t>(sampleRate / segmentsPerSecond);
+    std::vector<double> ratios(original.size() / length);
+    for (size_t i = 0; i < ratios.size(); i++)
+        ratios[i] =
+            segmentalSnr(original.subspan(i * length, length), decoded.subspan(i * length, length), sampleRate, 0);
+    return ratios;
+}
+
+Speech readSpeech(const fs::path &folder) {
+    Speech speech = {{16000, {}}, {8000, {}}, {}};
+    const std::vector<fs::path> files = wavFiles(folder);
+    Progress progress("reading speech", files.size());
+    for (const fs::path &file : files) {
+        const std::vector<int16_t> samples = readMono(file, speech.at16k.sampleRate).samples;
+        speech.at16k.list.push_back({file.stem().string(), samples});
+        speech.at8k.list.push_back({file.stem().string(), halveSampleRate(samples)});
+        progress.update(speech.at16k.list.size());
+    }
+    speech.excerpt = findExcerpt(speech.at16k);
+    return speech;
+}
