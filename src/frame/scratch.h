@@ -16,7 +16,7 @@ inline void *allocateBytes(int count) {
 // Four bytes per element, under the same rule. A size beyond the allocator's range is memory that cannot be had.
 inline void *allocateWords(int count) {
     constexpr int most = std::numeric_limits<int>::max() / 4;
-    return count <= most ? allocateBytes(4 * count) : nullptr;
+    return count > 0 && count <= most ? ryxMalloc(4 * count) : nullptr;
 }
 
 // Owns scratch memory and releases it on every path out of the primitive.

@@ -39,8 +39,8 @@ private:
     size_t bytes_ = 0;
 };
 
-// Runs the call and returns the address of the access that the processor refused, nothing when all went well. The
-// address is null for an aligned access at an unaligned address. What the call had not finished stays undone.
+// Runs the call and returns the address of the access that the processor refused, nothing when all went well. For
+// an aligned access at an unaligned address the address is null. What the call had not finished stays undone.
 std::optional<const void *> faultOf(const std::function<void()> &call);
 
 } // namespace ryxtest

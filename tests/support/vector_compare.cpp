@@ -32,8 +32,11 @@ std::string firstDifference(const ElementType &type, std::span<const std::byte> 
         if (tolerance && std::abs(have - want) <= tolerance->absolute + tolerance->relative * std::abs(want)) continue;
         std::ostringstream text;
         text.precision(17);
-        text << '[' << i / type.bytes() << ']' << (type.parts == 1 ? "" : i % type.bytes() ? ".im" : ".re") << ": wanted "
-             << want << ", got " << have;
+        text << '[' << i / type.bytes() << ']'
+             << (type.parts == 1    ? ""
+                 : i % type.bytes() ? ".im"
+                                    : ".re")
+             << ": wanted " << want << ", got " << have;
         return text.str();
     }
     return {};

@@ -27,6 +27,10 @@ constexpr Form forms[] = {{"in", Role::in, false},     {"out", Role::out, false}
                           {"keep", Role::keep, false}, {"val", Role::value, false}, {"rows", Role::in, true},
                           {"iorows", Role::io, true}};
 
+std::string quoted(std::string_view word) {
+    return std::string("'").append(word).append("'");
+}
+
 class Parser {
 public:
     Parser(const std::string &name, std::string_view text) : text_(text) { file_.name = name; }
@@ -67,7 +71,7 @@ private:
     template <class T> T number(std::string_view word) const {
         T value;
         const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-        if (error != std::errc() || end != word.data() + word.size()) fail("bad number '" + std::string(word) + "'");
+        if (error != std::errc() || end != word.data() + word.size()) fail("bad number " + quoted(word));
         return value;
     }
 
@@ -76,7 +80,7 @@ private:
         const std::string text(word);
         char *end;
         const double value = std::strtod(text.c_str(), &end);
-        if (text.empty() || *end) fail("bad number '" + text + "'");
+        if (text.empty() || *end) fail("bad number " + quoted(text));
         return value;
     }
 
@@ -85,7 +89,7 @@ private:
             if (call_) fail("the call before has no status");
             word == "block" ? block() : call();
         } else if (!call_) {
-            fail("'" + std::string(word) + "' outside a call");
+            fail(quoted(word) + " outside a call");
         } else if (word == "status") {
             call_->status = number<int>(token());
             call_ = nullptr;
@@ -103,13 +107,13 @@ private:
         if (const auto word = token(); word == "offset")
             block.offset = number<size_t>(token());
         else if (!word.empty())
-            fail("'" + std::string(word) + "' after the size of a block");
+            fail(quoted(word) + " after the size of a block");
         blocks_.insert(block.name);
         file_.steps.emplace_back(std::move(block));
     }
 
     void call() {
-        file_.steps.emplace_back(Call{.function = std::string(nameToken()), .line = line_, .arguments = {}});
+        file_.steps.emplace_back(Call{std::string(nameToken()), line_});
         call_ = &std::get<Call>(file_.steps.back());
     }
 
@@ -124,7 +128,7 @@ private:
         const auto form = std::ranges::find(forms, word.substr(0, dot), &Form::word);
         const auto typeName = word.substr(std::min(dot + 1, word.size()));
         const auto type = std::ranges::find(elementTypes, typeName, &ElementType::name);
-        if (form == std::end(forms) || type == std::end(elementTypes)) fail("'" + std::string(word) + "' is unknown");
+        if (form == std::end(forms) || type == std::end(elementTypes)) fail(quoted(word) + " is unknown");
         Argument argument{form->role, *type, std::string(nameToken()), line_};
         if (const size_t at = argument.name.find('@'); at != std::string::npos) {
             argument.history = number<size_t>(std::string_view(argument.name).substr(at + 1));

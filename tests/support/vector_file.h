@@ -47,8 +47,8 @@ struct Argument {
     size_t history = 0; // elements in front of the one that the pointer points to
     size_t rows = 0;    // 0 for a plain vector
     size_t bytes = 0;   // of the data, all rows together
-    Bytes before;       // content before the call, empty: a pattern
-    Bytes after;        // content after the call, empty: unchanged
+    Bytes before = {};  // content before the call, empty: a pattern
+    Bytes after = {};   // content after the call, empty: unchanged
 };
 
 struct Tolerance {
@@ -58,9 +58,9 @@ struct Tolerance {
 struct Call {
     std::string function;
     int line;
-    std::vector<Argument> arguments;
+    std::vector<Argument> arguments = {};
     bool exact = true;
-    Tolerance tolerance;
+    Tolerance tolerance = {};
     int status = 0;
 };
 

@@ -29,7 +29,7 @@ template <class T> bool elementFits(const Argument &argument) {
 template <class T> bool pointeeFits(const Argument &argument) {
     if (argument.role == Role::state) return true;
     const bool written = argument.role == Role::out || argument.role == Role::io || argument.role == Role::keep;
-    return !(written && std::is_const_v<T>) && elementFits<std::remove_const_t<T>>(argument);
+    return !(written && std::is_const_v<T>)&&elementFits<std::remove_const_t<T>>(argument);
 }
 
 template <class Parameter> bool fits(const Argument &argument) {

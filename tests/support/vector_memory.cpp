@@ -1,8 +1,8 @@
 #include "support/vector_memory.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
+#include <span>
 
 #include "support/vector_compare.h"
 
@@ -48,8 +48,9 @@ void *CallMemory::layVector(const Argument &argument, size_t row, size_t bytes) 
     const size_t slack = static_cast<size_t>(rotation_) * argument.type.bytes();
     std::byte *data = rotation_ == rotations - 1 ? buffer.placeAtFront(bytes) : buffer.place(bytes, slack);
     const size_t from = row * bytes;
+    // The filling differs from rotation to rotation, so it is the right result in one of them at most.
     if (argument.before.empty())
-        std::memset(data, 0x51 + 27 * rotation_, bytes); // differs per rotation, so it is the right result in one at most
+        std::memset(data, 0x51 + 27 * rotation_, bytes);
     else
         std::copy_n(&argument.before[from], bytes, data);
     const std::byte *wanted = argument.after.empty() ? data : &argument.after[from];

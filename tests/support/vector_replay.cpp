@@ -10,7 +10,7 @@ struct Complaint {
 };
 
 Complaint faultComplaint(const Call &call, const CallMemory &memory, const void *address) {
-    if (!address) return {"aligned access at an unaligned address", call.line};
+    if (!address) return {"access to null, or an aligned access at an unaligned address", call.line};
     const Argument *argument = memory.owner(address);
     if (!argument) return {"access outside all arguments", call.line};
     return {argument->name + ": access outside its memory", argument->line};

@@ -1,0 +1,68 @@
+// Replays every vector file below the vector folder, one test per file, named after its family and the file.
+#include <algorithm>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <set>
+
+#include "ryxcore.h"
+#include "support/vector_replay.h"
+
+using namespace ryxtest;
+
+namespace {
+
+const std::filesystem::path folder = RYXSC_VECTORS;
+
+std::vector<std::filesystem::path> vectorFiles() {
+    std::vector<std::filesystem::path> files;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.path().extension() == ".txt") files.push_back(entry.path());
+    std::ranges::sort(files);
+    return files;
+}
+
+VectorFile read(const std::filesystem::path &path) {
+    return readVectors(path, path.lexically_relative(folder));
+}
+
+class Replay : public testing::Test {
+public:
+    explicit Replay(std::filesystem::path path) : path_(std::move(path)) {}
+
+    void TestBody() override {
+        const VectorFile file = read(path_);
+        ASSERT_FALSE(file.steps.empty());
+        for (int rotation = 0; rotation < rotations; ++rotation)
+            ASSERT_EQ(replay(file, libraryFunctions(), rotation), "");
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+TEST(Conformance, RunsTheVariantThatTheFeatureMaskAsksFor) {
+    const bool wren = (ryxGetEnabledCpuFeatures() & 0x30) == 0x30;
+    ASSERT_STREQ(ryxscGetLibVersion()->targetCpu, wren ? "n8" : "u8");
+}
+
+TEST(Conformance, EveryPrimitiveStandsInAVectorFile) {
+    std::set<std::string> called = {"ryxscGetLibVersion"};
+    for (const auto &path : vectorFiles())
+        for (const auto &step : read(path).steps)
+            if (const auto *call = std::get_if<Call>(&step)) called.insert(call->function);
+    for (const auto &[name, function] : libraryFunctions())
+        EXPECT_TRUE(called.contains(name)) << name;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    testing::InitGoogleTest(&argc, argv);
+    for (const auto &path : vectorFiles()) {
+        const std::string family = path.parent_path().filename();
+        testing::RegisterTest(family.c_str(), path.stem().c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                              [path] { return new Replay(path); });
+    }
+    std::printf("Variant in use: %s\n", ryxscGetLibVersion()->name);
+    return RUN_ALL_TESTS();
+}
