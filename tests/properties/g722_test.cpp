@@ -113,4 +113,17 @@ TEST(G722, InPlaceEqualsOutOfPlaceAndStatesMayMove) {
     EXPECT_EQ(work, speech);
 }
 
+// No sequence of calls leads there, so the log scale factor is put into the block by hand.
+TEST(G722, StateUpdateRefusesABrokenScaleFactorAndOnlyHalvesIt) {
+    Block decoder(3);
+    const int16_t broken = -6, recon[2] = {100, 200};
+    constexpr size_t nbh = 38; // behind the boundary
+    std::memcpy(decoder.bytes + 16 + nbh, &broken, sizeof broken);
+    Block expected = decoder;
+    const int16_t halved = -3;
+    std::memcpy(expected.bytes + 16 + nbh, &halved, sizeof halved);
+    EXPECT_EQ(ryxsSBADPCMDecodeStateUpdate_G722_16s(recon, 5, 1, decoder.get()), ryxStsBadIndex);
+    EXPECT_EQ(std::memcmp(decoder.bytes, expected.bytes, sizeof decoder.bytes), 0);
+}
+
 } // namespace
