@@ -41,6 +41,8 @@ int32_t ryxGetCpuFeatures(uint64_t *features, uint32_t cpuidInfo[4]);
  * The environment variable `RYX_CPU_FEATURES` (a number: decimal, octal with 0, hexadecimal with 0x) replaces the
  * detected mask, for testing and support. It is read once, at the first call; a text that is not a number is ignored,
  * and so is the variable in programs that run with raised privileges.
+ *
+ * @return mask of ::ryxCpuSsse3 and its kin
  */
 uint64_t ryxGetEnabledCpuFeatures(void);
 

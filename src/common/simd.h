@@ -17,6 +17,10 @@ inline Vector load(const void *from) {
 inline void store(void *to, Vector x) {
     _mm_storeu_si128(static_cast<Vector *>(to), x);
 }
+// For tables of our own: an aligned load can become the operand of the instruction that uses it.
+inline Vector loadAligned(const void *from) {
+    return _mm_load_si128(static_cast<const Vector *>(from));
+}
 // The lower 8 or 4 bytes, the rest zero.
 inline Vector load64(const void *from) {
     return _mm_loadu_si64(from);
@@ -74,6 +78,29 @@ template <int shift> Vector mulShift(Vector x, Vector y) {
     const Vector high = _mm_mulhi_epi16(x, y);
     const Vector low = _mm_mullo_epi16(x, y);
     return _mm_or_si128(_mm_slli_epi16(high, 16 - shift), _mm_srli_epi16(low, shift));
+}
+
+// sat16((x * y) >> shift) with the product in 32 bits.
+template <int shift> Vector mulShiftSaturated(Vector x, Vector y) {
+    const Vector low = _mm_mullo_epi16(x, y);
+    const Vector high = _mm_mulhi_epi16(x, y);
+    return _mm_packs_epi32(_mm_srai_epi32(_mm_unpacklo_epi16(low, high), shift),
+                           _mm_srai_epi32(_mm_unpackhi_epi16(low, high), shift));
+}
+
+// sat32(x - y) of dwords: where the signs of x and y differ and that of the difference is not that of x, the limit on
+// the side of x.
+inline Vector subtractSaturatedDwords(Vector x, Vector y) {
+    const Vector difference = _mm_sub_epi32(x, y);
+    const Vector overflow = _mm_and_si128(_mm_xor_si128(x, y), _mm_xor_si128(x, difference));
+    const Vector saturate = _mm_srai_epi32(overflow, 31);
+    const Vector limit = _mm_xor_si128(_mm_srai_epi32(x, 31), dwords(0x7fffffff));
+    return _mm_or_si128(_mm_andnot_si128(saturate, difference), _mm_and_si128(saturate, limit));
+}
+
+// Makes the compiler finish x here. Left alone it reorders long sums, holds too many products at a time and spills them.
+inline void finish(Vector &x) {
+    asm("" : "+x"(x));
 }
 
 // Dwords 0 and 1 hold the sum of the first two, dwords 2 and 3 the sum of the last two (wrap-around).

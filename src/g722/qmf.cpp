@@ -110,6 +110,7 @@ template <int phase>
             if (group < 0 || group > 3) continue;
             const Vector products = _mm_madd_epi16(four, coefficients.pair(phase + 4 * turn));
             sums.groups[group] = _mm_add_epi32(sums.groups[group], products);
+            simd::finish(sums.groups[group]);
         }
     }
 }
