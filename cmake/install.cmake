@@ -13,7 +13,16 @@ install(FILES ${PROJECT_BINARY_DIR}/ryxscConfig.cmake ${PROJECT_BINARY_DIR}/ryxs
     DESTINATION ${package_dir})
 
 # The folder may be moved as a whole, so the file finds its prefix from where it lies.
-file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
+    set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+    set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+else()
+    file(RELATIVE_PATH up "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    set(pc_prefix "\${pcfiledir}/${up}")
+    set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -26,7 +26,7 @@ uint64_t featuresOf(const Cpuid &leaf) {
 
 bool maskFromEnvironment(uint64_t &mask) {
     const char *text = secure_getenv("RYX_CPU_FEATURES");
-    if (!text || *text == '\0') return false;
+    if (!text || *text < '0' || *text > '9') return false;
     char *end;
     errno = 0;
     const unsigned long long value = std::strtoull(text, &end, 0);

@@ -20,7 +20,7 @@ extern "C" {
  * @{
  */
 
-/** Bits of the processor feature mask. All others are zero and reserved. */
+/** Bits of the processor feature mask. No others are detected. */
 enum {
     ryxCpuSsse3 = 0x10, /**< SSSE3 is present and usable */
     ryxCpuWren = 0x20   /**< a low-power core of the Wren family */
@@ -39,8 +39,8 @@ int32_t ryxGetCpuFeatures(uint64_t *features, uint32_t cpuidInfo[4]);
  * @brief Returns the mask of the processor features that are present and enabled.
  *
  * The environment variable `RYX_CPU_FEATURES` (a number: decimal, octal with 0, hexadecimal with 0x) replaces the
- * detected mask, for testing and support. It is read once, at the first call; a text that is not a number is ignored,
- * and so is the variable in programs that run with raised privileges.
+ * detected mask with all its bits, for testing and support. It is read once, at the first call; a text that is not a
+ * number is ignored, and so is the variable in programs that run with raised privileges.
  *
  * @return mask of ::ryxCpuSsse3 and its kin
  */

@@ -4,7 +4,11 @@
 
 #include <tmmintrin.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+
+#include "common/fixed_point.h"
 
 namespace ryxsc::simd {
 
@@ -28,11 +32,18 @@ inline Vector load64(const void *from) {
 inline Vector load32(const void *from) {
     return _mm_loadu_si32(from);
 }
+// One word in lane 0, the rest zero.
+inline Vector loadWord(const int16_t *from) {
+    return _mm_cvtsi32_si128(static_cast<uint16_t>(*from));
+}
 inline void store64(void *to, Vector x) {
     _mm_storeu_si64(to, x);
 }
 inline void store32(void *to, Vector x) {
     _mm_storeu_si32(to, x);
+}
+inline void storeWord(int16_t *to, Vector x) {
+    *to = static_cast<int16_t>(_mm_cvtsi128_si32(x));
 }
 
 inline Vector words(int16_t x) {
@@ -60,7 +71,7 @@ inline Vector signsDiffer(Vector x, Vector y) {
     return signMask(_mm_xor_si128(x, y));
 }
 // sat16(-x) where the mask is set, x elsewhere; -32768 becomes 32767.
-inline Vector negateWhere(Vector mask, Vector x) {
+inline Vector negateSaturatedWhere(Vector mask, Vector x) {
     return _mm_subs_epi16(_mm_xor_si128(x, mask), mask);
 }
 // One's complement magnitude: x for x >= 0, else -(x + 1).
@@ -103,9 +114,57 @@ inline void finish(Vector &x) {
     asm("" : "+x"(x));
 }
 
+// sat16((x * y + 16384) >> 15). pmulhrsw gives -32768 for -32768 * -32768, and for nothing else; 32767 takes its place.
+inline Vector roundedProductQ15(Vector x, Vector y) {
+    const Vector product = _mm_mulhrs_epi16(x, y);
+    return _mm_xor_si128(product, _mm_cmpeq_epi16(product, words(min16)));
+}
+
+// Lanes 0 to 3 and lanes 4 to 7 as dwords.
+struct Dwords {
+    Vector front, back;
+};
+inline Dwords products(Vector x, Vector y) {
+    const Vector low = _mm_mullo_epi16(x, y);
+    const Vector high = _mm_mulhi_epi16(x, y);
+    return {_mm_unpacklo_epi16(low, high), _mm_unpackhi_epi16(low, high)};
+}
+// x * u + y * v. Wraps in one case, all four factors -32768: pmaddwd gives -2^31 then.
+inline Dwords sumsOfTwoProducts(Vector x, Vector u, Vector y, Vector v) {
+    return {_mm_madd_epi16(_mm_unpacklo_epi16(x, y), _mm_unpacklo_epi16(u, v)),
+            _mm_madd_epi16(_mm_unpackhi_epi16(x, y), _mm_unpackhi_epi16(u, v))};
+}
+
+// sat16((x + 2^(sf-1)) >> sf), the rule of scale factors: see ryxsc::scaleDown().
+class ScaleDown {
+public:
+    explicit ScaleDown(int sf) : ScaleDown(roundingConstant(sf), sf) {}
+    ScaleDown(int32_t rounding, int shift) : rounding_(dwords(rounding)), shift_(_mm_cvtsi32_si128(shift)) {}
+
+    // psrad takes every count above 31 for 31.
+    Vector operator()(Dwords x) const {
+        return _mm_packs_epi32(_mm_sra_epi32(_mm_add_epi32(x.front, rounding_), shift_),
+                               _mm_sra_epi32(_mm_add_epi32(x.back, rounding_), shift_));
+    }
+
+private:
+    Vector rounding_, shift_;
+};
+
 // Dwords 0 and 1 hold the sum of the first two, dwords 2 and 3 the sum of the last two (wrap-around).
 inline Vector addDwordPairs(Vector x) {
     return _mm_add_epi32(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
+}
+
+// Of four dwords that are not negative, the index that goes with the smallest; of equal ones the smallest index. Through
+// scalar registers, but without branches, which nothing could predict.
+inline size_t indexOfSmallest(Vector values, Vector indices) {
+    const auto keyOf = [](Vector pair) { return _mm_cvtsi128_si64(pair); };
+    const Vector low = _mm_unpacklo_epi32(indices, values);
+    const Vector high = _mm_unpackhi_epi32(indices, values);
+    const int64_t first = std::min(keyOf(low), keyOf(_mm_unpackhi_epi64(low, low)));
+    const int64_t second = std::min(keyOf(high), keyOf(_mm_unpackhi_epi64(high, high)));
+    return static_cast<uint32_t>(std::min(first, second));
 }
 
 // The bits of four dwords as floats. Exact, whatever the rounding mode, for magnitudes up to 2^24.

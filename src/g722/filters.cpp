@@ -2,11 +2,9 @@
 // with decimation by four.
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "common/simd.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;
-using simd::Vector;
 
 namespace {
 
@@ -15,11 +13,6 @@ constexpr int16_t feedback = 25656;  // Q15
 
 constexpr int taps = 9;
 constexpr int16_t lowPass[taps] = {3692, 6190, 8525, 10186, 10787, 10186, 8525, 6190, 3692}; // Q16
-
-// (x * gain + 16384) >> 15. pmulhrsw gives the same for every x, as the gains are not -32768.
-constexpr int16_t scale(int16_t x, int16_t gain) {
-    return mult_r(x, gain);
-}
 
 // One output from the nine samples that end at newest[0]. The gain is 67973 / 65536, so the accumulator wraps near full
 // scale; that is the recommendation's arithmetic.
@@ -38,11 +31,13 @@ ryxStatus ryxsFilterHighband_G722_16s_I_u8(int16_t *srcDst, int len, HighbandFil
     if (len < 1) return ryxStsBadSize;
     int16_t scaledInput = state->scaledInput;
     int16_t output = state->output;
-    for (int i = 0; i < len; i += 2) { // rounded up: an odd length includes the element at index len
-        const int16_t scaled = scale(srcDst[i + 1], inputGain);
-        output = add(scaled, wrap16(scale(output, feedback) - scaledInput));
+    const int count = len / 2 + len % 2; // an odd length includes the element at index len
+    for (int j = 0; j < count; j++) {
+        int16_t &sample = srcDst[2 * j + 1];
+        const int16_t scaled = mult_r(sample, inputGain);
+        output = add(scaled, wrap16(mult_r(output, feedback) - scaledInput));
         scaledInput = scaled;
-        srcDst[i + 1] = output;
+        sample = output;
     }
     *state = {scaledInput, output};
     return ryxStsOk;

@@ -174,7 +174,7 @@ private:
         const Vector agree1 = sameSign(p, p_);
         const Vector agree2 = sameSign(p, p1_);
         const Vector a1Twice = _mm_adds_epi16(a1_, a1_);
-        const Vector f = simd::negateWhere(agree1, _mm_adds_epi16(a1Twice, a1Twice));
+        const Vector f = simd::negateSaturatedWhere(agree1, _mm_adds_epi16(a1Twice, a1Twice));
         const Vector step2 = _mm_sub_epi16(_mm_and_si128(agree2, simd::words(256)), simd::words(128));
         a2_ = _mm_add_epi16(_mm_srai_epi16(f, 7), _mm_add_epi16(step2, simd::leak<7>(a2_)));
         a2_ = simd::clampWords(a2_, bands(-12288, -12288), bands(12288, 12288));

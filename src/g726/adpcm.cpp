@@ -59,8 +59,9 @@ void reset(State &state, int rate) {
 // Scale factor and speed control.
 class Adaptation {
 public:
+    // The slow factor has 19 bits; the mask only matters for a block that was never initialised.
     explicit Adaptation(const State &state)
-        : yu_(state.yu), yl_(state.yl), ap_(state.ap), dms_(state.dms), dml_(state.dml), td_(state.td) {}
+        : yu_(state.yu), yl_(state.yl & 0x7ffff), ap_(state.ap), dms_(state.dms), dml_(state.dml), td_(state.td) {}
 
     void save(State &state) const {
         state.yu = static_cast<int16_t>(yu_);
@@ -130,7 +131,7 @@ public:
     // RECONST, ADDA, ANTILOG, ADDB, ADDC. A negative log shifts everything out, as it must; both sums wrap to 16 bits.
     Reconstruction reconstruct(int code) const {
         const int log = (y_ >> 2) + Rate::codes[static_cast<size_t>(code)].logMagnitude;
-        const int magnitude = (((log & 127) + 128) << 7) >> (14 - (log >> 7));
+        const int magnitude = (((log & 127) + 128) << 7) >> ((14 - (log >> 7)) & 31);
         const int signMask = -(code >> (bits - 1));
         const int dq = negateWhere(signMask, magnitude);
         return {magnitude, signMask, wrap16(se_ + dq), wrap16(sez_ + dq)};

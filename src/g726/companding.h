@@ -1,7 +1,7 @@
 // ITU-T G.711 octets as ITU-T G.726 uses them, for 14-bit linear values.
 //
 // The synchronous coding adjustment moves octets along the line of all 256 values. A rank is the place on that line: 0 is
-// the most negative octet, 255 the most positive, 127 and 128 are the two zeros. Octets as sign and magnitude, with their
+// the most negative octet, 255 the most positive, 127 and 128 are the two around zero. Octets as sign and magnitude, with their
 // inversion undone, have the top bit for positive values and magnitudes that grow with the lower seven bits; ranks are the
 // same with the magnitudes of negative values inverted.
 #pragma once

@@ -72,18 +72,31 @@ TEST(G722, CodecEqualsThePlainFormInAnyBlocksAndModes) {
     }
 }
 
-TEST(G722, ArbitraryCodesDecodeAsInThePlainForm) {
+// Runs of one code drive the predictors to their limits; concealed frames put any signal into their history.
+TEST(G722, ArbitraryCodesAndConcealmentDecodeAsInThePlainForm) {
     std::mt19937 random(13);
-    for (int trial = 0; trial < 20; trial++) {
-        Block decoder(static_cast<size_t>(trial));
+    for (unsigned trial = 0; trial < 40; trial++) {
+        Block decoder(trial);
         reference::g722::Codec plain;
-        Samples codes(length), output(length), plainOutput(length);
-        for (size_t i = 0; i < length; i++) // long runs drive the predictors to their limits
-            codes[i] = i % 32 < 2 || random() % 2 ? static_cast<int16_t>(random()) : codes[i - 2];
+        Samples codes, output(length), plainOutput(length);
+        while (codes.size() < length) {
+            const auto run = 1 + random() % (trial < 20 ? 200 : 3);
+            const auto low = static_cast<int16_t>(random()), high = static_cast<int16_t>(random());
+            for (unsigned i = 0; i < run; i++)
+                codes.insert(codes.end(), {low, high});
+        }
         const auto mode = static_cast<int16_t>(1 + trial % 3);
-        ASSERT_EQ(ryxsSBADPCMDecode_G722_16s(codes.data(), output.data(), length, mode, decoder.get()), ryxStsOk);
-        for (size_t i = 0; i < length; i += 2)
-            plain.decode(&codes[i], &plainOutput[i], mode);
+        inBlocks(trial, [&](size_t i, int n) {
+            for (size_t k = i; k < i + static_cast<size_t>(n); k += 2)
+                plain.decode(&codes[k], &plainOutput[k], mode);
+            const ryxStatus status = ryxsSBADPCMDecode_G722_16s(&codes[i], &output[i], n, mode, decoder.get());
+            if (trial % 2 == 0 || status != ryxStsOk) return status;
+            const int16_t recon[2] = {static_cast<int16_t>(random()), static_cast<int16_t>(random())};
+            const auto prediction = static_cast<int16_t>(random());
+            const int reset = random() % 3 == 0 ? -1 : 0;
+            plain.updateState(recon, prediction, reset);
+            return ryxsSBADPCMDecodeStateUpdate_G722_16s(recon, prediction, reset, decoder.get());
+        });
         ASSERT_EQ(output, plainOutput) << "trial " << trial;
     }
 }

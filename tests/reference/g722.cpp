@@ -97,8 +97,7 @@ Band::Band(int startDet, int logLimit, int offset) : det(startDet), logMax(logLi
 void Band::adapt(int level, int logStep) {
     const int difference = (det * level) >> 12;
     nb = std::clamp(((nb * 127) >> 7) + logStep, 0, logMax);
-    const int k = (nb >> 6) + antilogOffset;
-    det = 4 * (k / 32 <= 10 ? antilogMantissas[k % 32] >> (10 - k / 32) : antilogMantissas[k % 32] << 1);
+    det = 4 * antilog((nb >> 6) + antilogOffset);
 
     const int partial = sat16(difference + sz);
     const int previous = r;
@@ -110,6 +109,29 @@ void Band::adapt(int level, int logStep) {
         sum += (d[i] * b[i]) >> 14;
     sz = sat16(sum);
     s = sat16(sat16(((sat16(2 * r) * a[0]) >> 15) + ((sat16(2 * previous) * a[1]) >> 15)) + sz);
+}
+
+int Band::antilog(int k) const {
+    return k / 32 <= 10 ? antilogMantissas[k % 32] >> (10 - k / 32) : antilogMantissas[k % 32] << 1;
+}
+
+void Band::restart(const int16_t *recon, int prediction) {
+    std::fill(d, d + 6, 0);
+    p[0] = recon[1] >> 1;
+    p[1] = recon[0] >> 1;
+    r = recon[1];
+    s = prediction;
+    sz = prediction >> 1;
+}
+
+void Band::halveScale() {
+    nb >>= 1;
+    det = 4 * antilog(nb >> 6);
+}
+
+void Band::resetScale(int startDet) {
+    nb = 0;
+    det = startDet;
 }
 
 void Band::adaptZeros(int difference) {
@@ -149,6 +171,14 @@ void Codec::decode(const int16_t *codes, int16_t *bands, int mode) {
     bands[0] = static_cast<int16_t>(limit15(low.prediction() + ((low.scaleFactor() * level) >> 12)));
     adapt(code6, codes[1] & 3);
     bands[1] = static_cast<int16_t>(limit15(high.reconstruction()));
+}
+
+void Codec::updateState(const int16_t *recon, int prediction, bool reset) {
+    low.restart(recon, prediction);
+    high.halveScale();
+    if (!reset) return;
+    low.resetScale(32);
+    high.resetScale(8);
 }
 
 void transmitQmf(const int16_t *pair, int16_t *bands, int16_t *delay) {

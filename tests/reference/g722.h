@@ -18,7 +18,13 @@ public:
     // level: signed inverse quantiser output; logStep: WL or WH.
     void adapt(int level, int logStep);
 
+    // After concealed frames: new signal history, halved or fresh scale factor.
+    void restart(const int16_t *recon, int prediction);
+    void halveScale();
+    void resetScale(int startDet);
+
 private:
+    int antilog(int k) const;
     void adaptZeros(int difference);
     void adaptPoles(int partial);
 
@@ -33,6 +39,7 @@ class Codec {
 public:
     void encode(const int16_t *bands, int16_t *codes);
     void decode(const int16_t *codes, int16_t *bands, int mode);
+    void updateState(const int16_t *recon, int prediction, bool reset);
 
 private:
     void adapt(int lowCode, int highCode);
