@@ -29,6 +29,15 @@ constexpr int32_t wrapMul32(int32_t x, int32_t y) {
     return static_cast<int32_t>(static_cast<uint32_t>(x) * static_cast<uint32_t>(y));
 }
 
+// What a right shift by sf bits adds in order to round: 2^(sf-1) modulo 2^32, so nothing from 33 on; nothing for sf = 0.
+constexpr int32_t roundingConstant(int sf) {
+    return sf < 1 || sf > 32 ? 0 : static_cast<int32_t>(uint32_t{1} << (sf - 1));
+}
+// A sum scaled down by sf >= 0 bits, rounded; the rounding constant is added with wrap-around, the shift limited to 31.
+constexpr int32_t scaleDown(int32_t x, int sf) {
+    return wrapAdd32(x, roundingConstant(sf)) >> std::min(sf, 31);
+}
+
 // Saturation.
 constexpr int16_t sat16(int32_t x) {
     return static_cast<int16_t>(std::clamp<int32_t>(x, min16, max16));

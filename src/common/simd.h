@@ -124,6 +124,7 @@ inline Vector roundedProductQ15(Vector x, Vector y) {
 struct Dwords {
     Vector front, back;
 };
+// x * y.
 inline Dwords products(Vector x, Vector y) {
     const Vector low = _mm_mullo_epi16(x, y);
     const Vector high = _mm_mulhi_epi16(x, y);
@@ -156,8 +157,8 @@ inline Vector addDwordPairs(Vector x) {
     return _mm_add_epi32(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
 }
 
-// Of four dwords that are not negative, the index that goes with the smallest; of equal ones the smallest index. Through
-// scalar registers, but without branches, which nothing could predict.
+// Of four dwords that are not negative, the index that goes with the smallest; of equal ones the smallest index.
+// Through scalar registers, but without branches, which nothing could predict.
 inline size_t indexOfSmallest(Vector values, Vector indices) {
     const auto keyOf = [](Vector pair) { return _mm_cvtsi128_si64(pair); };
     const Vector low = _mm_unpacklo_epi32(indices, values);

@@ -1,0 +1,47 @@
+// Weighting by successive powers of a constant, as for the bandwidth expansion of LP coefficients.
+//
+// Every power is rounded before the next one is made of it, so each waits for the one before: that chain of products is
+// what the time goes into, and the outputs are computed in its shade, one by one.
+#include "common/checks.h"
+#include "common/fixed_point.h"
+#include "common/simd.h"
+#include "frame/implementations.h"
+
+using namespace ryxsc;
+using simd::Vector;
+
+namespace {
+
+// Powers and outputs are low16((a*b + 16384) >> 15), without saturation: exactly pmulhrsw, for every a and b.
+void weightQ15(const int16_t *src, int16_t base, int16_t *dst, int len) {
+    const Vector factor = _mm_cvtsi32_si128(base);
+    Vector power = factor;
+    for (int i = 1; i < len; i++) {
+        simd::storeWord(dst + i, _mm_mulhrs_epi16(simd::loadWord(src + i), power));
+        power = _mm_mulhrs_epi16(power, factor);
+    }
+}
+
+// Outputs saturate, powers keep their low 16 bits: they leave 16 bits only with |base| > 2^sf.
+void weightScaled(const int16_t *src, int16_t base, int16_t *dst, int len, int sf) {
+    int16_t power = base;
+    for (int i = 1; i < len; i++) {
+        dst[i] = sat16(scaleDown(src[i] * power, sf));
+        power = wrap16(scaleDown(power * base, sf));
+    }
+}
+
+} // namespace
+
+// The scale factor is tested before the length, unlike in most functions.
+ryxStatus ryxsMulPowerC_NR_16s_Sfs_u8(const int16_t *src, int16_t base, int16_t *dst, int len, int sf) {
+    if (anyNull(src, dst)) return ryxStsNullPtr;
+    if (sf < 0) return ryxStsBadScale;
+    if (len < 1) return ryxStsBadSize;
+    dst[0] = src[0];
+    if (sf == 15)
+        weightQ15(src, base, dst, len);
+    else
+        weightScaled(src, base, dst, len, sf);
+    return ryxStsOk;
+}

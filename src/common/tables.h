@@ -1,0 +1,18 @@
+// Tables that several codecs share.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace ryxsc {
+
+// Intervals of the inverse square root, shared by ITU-T G.729, GSM-AMR and AMR-WB. Interval k covers the arguments
+// x = (16 + k)/16 .. (17 + k)/16; inside it the root falls linearly.
+struct InverseSqrtInterval {
+    int32_t start; // 1/sqrt(x) where the interval begins, Q31
+    int32_t slope; // fall over the interval, Q16
+};
+inline constexpr int inverseSqrtIntervals = 48;
+extern const std::array<InverseSqrtInterval, inverseSqrtIntervals> inverseSqrtTable;
+
+} // namespace ryxsc

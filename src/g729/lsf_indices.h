@@ -1,0 +1,37 @@
+// Indices and statuses that the 16-bit and the float forms of the LSF coder share.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "g729/lsp_tables.h"
+#include "ryxsc.h"
+
+namespace ryxsc::g729 {
+
+// L0 names a predictor.
+constexpr bool isMode(int16_t index) {
+    return index >= 0 && index < modes;
+}
+
+// The bits of a received codebook index; those above are ignored, so that no index leads out of its table.
+template <int count> constexpr size_t bits(int16_t index) {
+    return static_cast<size_t>(index & ((1 << count) - 1));
+}
+
+constexpr ryxStatus clampStatus(bool low, bool high) {
+    if (low) return high ? ryxStsLsfClamped : ryxStsLsfLowClamped;
+    return high ? ryxStsLsfHighClamped : ryxStsOk;
+}
+
+struct Indices {
+    int16_t l0, l1, l2, l3;
+};
+
+// The two words of the bit stream.
+inline void pack(const Indices &indices, int16_t *packed) {
+    packed[0] = static_cast<int16_t>((indices.l0 << 7) | indices.l1);
+    packed[1] = static_cast<int16_t>((indices.l2 << 5) | indices.l3);
+}
+
+} // namespace ryxsc::g729

@@ -1,0 +1,107 @@
+// Codebook searches of the LSF quantisers, four vectors at a time.
+//
+// A distortion of the recommendation is a sum of doubled products, saturated to 32 bits after every term. No term is
+// negative, so it equals min(2 * S, 2^31 - 1) with the exact sum S of the undoubled products, and the searches compare
+// S itself, up to 2^30. Saturated distortions are equal, and none of them is better than the start value.
+#pragma once
+
+#include "common/simd.h"
+#include "g729/lsp_tables.h"
+
+namespace ryxsc::g729 {
+
+using simd::Vector;
+
+// Four exact sums of up to five non-negative terms of up to 2^31.
+class ErrorSums {
+public:
+    void add(Vector terms) {
+        sums = _mm_add_epi32(sums, terms);
+        // A sum cannot wrap before one of the two upper bits has been seen in it.
+        seen = _mm_or_si128(seen, sums);
+    }
+
+    // -1 where the sum is below 2^30.
+    Vector valid() const { return _mm_cmpeq_epi32(_mm_srli_epi32(seen, 30), _mm_setzero_si128()); }
+    // Where it is valid.
+    Vector get() const { return sums; }
+
+private:
+    Vector sums = _mm_setzero_si128();
+    Vector seen = _mm_setzero_si128();
+};
+
+// The smallest value offered in any lane, and its index: the first among equals, 0 when nothing was smaller than the
+// start.
+class Smallest {
+public:
+    explicit Smallest(int32_t start) : values(simd::dwords(start)) {}
+
+    void offer(Vector offered, Vector valid, Vector index) {
+        const Vector better = _mm_and_si128(valid, _mm_cmpgt_epi32(values, offered));
+        values = select(better, offered, values);
+        indices = select(better, index, indices);
+    }
+
+    size_t index() const { return simd::indexOfSmallest(values, indices); }
+
+private:
+    static Vector select(Vector mask, Vector yes, Vector no) {
+        return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+    }
+
+    Vector values;
+    Vector indices = _mm_setzero_si128();
+};
+
+inline constexpr int32_t saturatedSum = 1 << 30;
+
+// Values 2p and 2p + 1 of x in all four dwords.
+template <size_t pairs> struct Pairs { Vector pair[pairs]; };
+inline Pairs<3> pairsOf(Vector x) {
+    return {{_mm_shuffle_epi32(x, 0x00), _mm_shuffle_epi32(x, 0x55), _mm_shuffle_epi32(x, 0xaa)}};
+}
+inline Pairs<5> pairsOf(Vector low, Vector high) {
+    return {{_mm_shuffle_epi32(low, 0x00), _mm_shuffle_epi32(low, 0x55), _mm_shuffle_epi32(low, 0xaa),
+             _mm_shuffle_epi32(low, 0xff), _mm_shuffle_epi32(high, 0x00)}};
+}
+
+// S for the vectors 4 * group .. 4 * group + 3; terms(difference, p) makes the products of pair p.
+template <size_t vectors, size_t pairs, class Terms> ErrorSums
+errorsOfFour(const PairCodebook<vectors, pairs> &book, size_t group, const Pairs<pairs> &target, Terms terms) {
+    ErrorSums sums;
+    for (size_t p = 0; p < pairs; p++)
+        sums.add(terms(_mm_subs_epi16(target.pair[p], simd::loadAligned(book.quads[group][p])), p));
+    return sums;
+}
+
+inline Vector square(Vector difference, size_t) {
+    return _mm_madd_epi16(difference, difference);
+}
+
+// The index of the vector with the smallest distortion.
+template <size_t vectors, size_t pairs, class Terms>
+size_t nearest(const PairCodebook<vectors, pairs> &book, const Pairs<pairs> &target, Terms terms) {
+    Smallest best(saturatedSum);
+    Vector index = _mm_setr_epi32(0, 1, 2, 3);
+    for (size_t group = 0; group < vectors / 4; group++) {
+        const ErrorSums sums = errorsOfFour(book, group, target, terms);
+        best.offer(sums.get(), sums.valid(), index);
+        index = _mm_add_epi32(index, simd::dwords(4));
+    }
+    return best.index();
+}
+
+// Multiplication by w, 0 <= w <= 32767: (w * x) >> 15. pmulhw sees 2 * w as negative from w = 16384 on and gives x
+// less.
+class Q15Factor {
+public:
+    explicit Q15Factor(Vector w) : doubled(_mm_add_epi16(w, w)), large(_mm_cmpgt_epi16(w, simd::words(0x3fff))) {}
+
+    Vector operator*(Vector x) const { return _mm_add_epi16(_mm_mulhi_epi16(doubled, x), _mm_and_si128(large, x)); }
+
+private:
+    Vector doubled, large;
+};
+
+} // namespace ryxsc::g729

@@ -1,0 +1,105 @@
+// LSF quantiser of ITU-T G.729 in 16 bits: moving-average prediction with two sets of coefficients, a first stage of
+// ten values and a second stage of two times five. Annex E uses the same.
+#include <algorithm>
+
+#include "common/checks.h"
+#include "frame/implementations.h"
+#include "g729/lsf_indices.h"
+#include "g729/lsf_search.h"
+#include "g729/lsf_steps.h"
+#include "g729/lsf_weights.h"
+
+using namespace ryxsc;
+using namespace ryxsc::g729;
+
+namespace {
+
+// What the search finds for one of the two predictors.
+struct Choice {
+    size_t l1, l2, l3;
+    Ten residual;
+    int64_t error; // half the distortion, at most 2^30
+};
+
+// Sum of (mult(w, t) * t), the weighted square of the recommendation.
+size_t nearestWeighted(const PairCodebook<secondStageSize, 3> &book, Vector target, Vector weights) {
+    const Pairs<3> w = pairsOf(weights);
+    const Q15Factor factors[3] = {Q15Factor(w.pair[0]), Q15Factor(w.pair[1]), Q15Factor(w.pair[2])};
+    return nearest(book, pairsOf(target), [&](Vector t, size_t p) { return _mm_madd_epi16(factors[p] * t, t); });
+}
+
+int64_t sumOfUnsignedDwords(Vector x) {
+    const Vector zero = _mm_setzero_si128();
+    const Vector sums = _mm_add_epi64(_mm_unpacklo_epi32(x, zero), _mm_unpackhi_epi32(x, zero));
+    return _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums)));
+}
+
+// Weighted square of the error that remains in the LSFs, for the choice between the predictors. The weighted error is
+// limited to 16 bits; large ones do reach the limit.
+int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weights, const Predictor &predictor) {
+    const auto products = [](Vector difference, Vector weight, Vector gain) {
+        const Vector error = Q15Factor(gain) * difference;
+        return _mm_madd_epi16(simd::mulShiftSaturated<11>(weight, error), error);
+    };
+    const Ten sums = each(products, subtract(residual, target), weights, loadRow(predictor.gain));
+    const int64_t sum = sumOfUnsignedDwords(sums.low) + sumOfUnsignedDwords(sums.high);
+    return std::min<int64_t>(sum, saturatedSum);
+}
+
+Choice search(const Ten &target, const Ten &weights, const Predictor &predictor) {
+    Choice choice;
+    choice.l1 = nearest(firstStage, pairsOf(target.low, target.high), square);
+    const Halves rest = split(subtract(target, vectorOf(firstStage, choice.l1)));
+    const Halves halves = split(weights);
+    choice.l2 = nearestWeighted(secondStage[0], rest.lower, halves.lower);
+    choice.l3 = nearestWeighted(secondStage[1], rest.upper, halves.upper);
+    choice.residual = residualOf(choice.l1, choice.l2, choice.l3);
+    choice.error = remainingError(choice.residual, target, weights, predictor);
+    return choice;
+}
+
+Indices quantise(const int16_t *lsf, int16_t *history, int16_t *quantised) {
+    const Ten unquantised = loadTen(lsf);
+    const Ten weights = weightsOf(unquantised);
+    const History past(history);
+    Choice choices[modes];
+    for (int mode = 0; mode < modes; mode++) {
+        const Ten target = removePrediction(unquantised, past, predictors[mode]);
+        choices[mode] = search(target, weights, predictors[mode]);
+    }
+    const int mode = choices[1].error < choices[0].error ? 1 : 0;
+    const Choice &best = choices[mode];
+    rebuild(best.residual, past, predictors[mode], quantised, history);
+    return {static_cast<int16_t>(mode), static_cast<int16_t>(best.l1), static_cast<int16_t>(best.l2),
+            static_cast<int16_t>(best.l3)};
+}
+
+ryxStatus quantiseLsp(const int16_t *lsp, int16_t *history, int16_t *quantised, int16_t *packed) {
+    if (anyNull(lsp, history, quantised, packed)) return ryxStsNullPtr;
+    int16_t lsf[lsfOrder];
+    ryxsLSPToLSF_G729_16s_u8(lsp, lsf);
+    const Indices indices = quantise(lsf, history, lsf);
+    ryxsLSFToLSP_G729_16s_u8(lsf, quantised);
+    pack(indices, packed);
+    return ryxStsOk;
+}
+
+} // namespace
+
+ryxStatus ryxsLSFQuant_G729_16s_u8(const int16_t *lsf, int16_t *history, int16_t *quantised, int16_t *indices) {
+    if (anyNull(lsf, history, quantised, indices)) return ryxStsNullPtr;
+    const Indices found = quantise(lsf, history, quantised);
+    indices[0] = found.l0;
+    indices[1] = found.l1;
+    indices[2] = found.l2;
+    indices[3] = found.l3;
+    return ryxStsOk;
+}
+
+ryxStatus ryxsLSPQuant_G729_16s_u8(const int16_t *lsp, int16_t *history, int16_t *quantised, int16_t *packed) {
+    return quantiseLsp(lsp, history, quantised, packed);
+}
+
+ryxStatus ryxsLSPQuant_G729E_16s_u8(const int16_t *lsp, int16_t *history, int16_t *quantised, int16_t *packed) {
+    return quantiseLsp(lsp, history, quantised, packed);
+}
