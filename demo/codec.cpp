@@ -39,6 +39,22 @@ double meanOfSpeech(const std::vector<std::vector<double>> &tracks) {
 
 } // namespace
 
+Speed measureSpeed(double seconds, const std::function<void()> &encode, const std::function<void()> &decode) {
+    Speed speed = {0, 0, 0};
+    double spent = 0;
+    for (int run = 0; run < fewestRuns || spent < secondsOfRuns; run++) {
+        Stopwatch stopwatch;
+        encode();
+        const double encoding = stopwatch.lap();
+        decode();
+        const double decoding = stopwatch.lap();
+        spent += encoding + decoding;
+        speed = {std::max(speed.encoder, seconds / encoding), std::max(speed.decoder, seconds / decoding),
+                 std::max(speed.both, seconds / (encoding + decoding))};
+    }
+    return speed;
+}
+
 Decoded runCodec(const Codec &codec, const Recordings &originals) {
     Decoded result = {codec, {originals.sampleRate, {}}, {}, 0, {0, 0, 0}};
     std::vector<std::vector<int16_t>> padded;
@@ -50,20 +66,9 @@ Decoded runCodec(const Codec &codec, const Recordings &originals) {
 
     std::vector<std::vector<uint8_t>> streams(padded.size());
     std::vector<std::vector<int16_t>> decoded(padded.size());
-    double spent = 0;
-    for (int run = 0; run < fewestRuns || spent < secondsOfRuns; run++) {
-        Stopwatch stopwatch;
-        for (size_t i = 0; i < padded.size(); i++)
-            streams[i] = codec.encode(padded[i]);
-        const double encoding = stopwatch.lap();
-        for (size_t i = 0; i < padded.size(); i++)
-            decoded[i] = codec.decode(streams[i]);
-        const double decoding = stopwatch.lap();
-        spent += encoding + decoding;
-        Speed &speed = result.speed;
-        speed = {std::max(speed.encoder, seconds / encoding), std::max(speed.decoder, seconds / decoding),
-                 std::max(speed.both, seconds / (encoding + decoding))};
-    }
+    const auto encodeAll = [&] { std::transform(padded.begin(), padded.end(), streams.begin(), codec.encode); };
+    const auto decodeAll = [&] { std::transform(streams.begin(), streams.end(), decoded.begin(), codec.decode); };
+    result.speed = measureSpeed(seconds, encodeAll, decodeAll);
 
     for (size_t i = 0; i < padded.size(); i++) {
         const Recording &original = originals.list[i];

@@ -27,6 +27,9 @@ struct Speed {
     double encoder, decoder, both;
 };
 
+/** Speed of coding so many seconds of speech, the best of several runs. */
+Speed measureSpeed(double seconds, const std::function<void()> &encode, const std::function<void()> &decode);
+
 /** What a codec made of the recordings. */
 struct Decoded {
     Codec codec;

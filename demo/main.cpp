@@ -85,7 +85,10 @@ int run(int argc, char **argv) {
     for (const auto section : sections)
         section(speech, report);
     const std::filesystem::path page = report.write(describe(speech));
-    std::printf("%s\nReport: %s\n", plainText(report.results()).c_str(), page.c_str());
+    std::printf("%s\n", plainText(report.results()).c_str());
+    for (const Table &table : report.tables())
+        std::printf("%s\n", plainText(table).c_str());
+    std::printf("Report: %s\n", page.c_str());
     return 0;
 }
 

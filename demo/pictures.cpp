@@ -26,6 +26,7 @@ const std::string look = R"(
 const std::string palette =
     "set palette defined (0 '#ffffff', 1 '#fdeacb', 2 '#fec488', 3 '#fb8861', 4 '#e75263', 5 '#bf3a77', "
     "6 '#912b81', 7 '#661a80', 8 '#3b0f70', 9 '#150e38', 10 '#000004')";
+const std::string palePalette = "set palette defined (0 '#ffffff', 4 '#f1f4f7', 10 '#a9b8c6')";
 
 std::string range(const std::string &axis, double from, double to) {
     return "set " + axis + "range [" + number(from) + ":" + number(to) + "]";
@@ -33,6 +34,12 @@ std::string range(const std::string &axis, double from, double to) {
 
 std::string label(const std::string &axis, const std::string &text, double offset) {
     return "set " + axis + "label '" + text + "' offset " + number(offset) + ",0 textcolor rgb '#3c4650'";
+}
+
+// Above a panel, in multiples of its height.
+std::string key(double top) {
+    return "set key at graph 0, graph " + number(top) +
+           " left top horizontal Left reverse samplen 2 width 1 textcolor rgb '#3c4650'";
 }
 
 // Bottom and top edge of the following plot as fractions of the picture.
@@ -80,33 +87,41 @@ void drawWaveform(Gnuplot &plot, const Clip &speech, const std::optional<Clip> &
          << "set format x '%g'";
 }
 
-void drawSpectrogram(Gnuplot &plot, const Clip &speech) {
-    const Spectrogram spectrogram = makeSpectrogram(speech.samples, speech.sampleRate);
-    plot << palette << "set cbrange [-100:-20]"
-         << "set cbtics 10 scale 0.3 offset -0.6,0"
-         << "set colorbox user origin screen 0.935, graph 0 size screen 0.012, graph 1 noborder"
-         << label("cb", "level (dB full scale)", 0) << range("y", 0, speech.sampleRate / 2000.0) << "set ytics 2"
-         << label("y", "frequency (kHz)", 0.5) << "set xlabel 'time (s)' textcolor rgb '#3c4650'"
-         << "unset grid"
-         << "plot '-' binary array=(" + std::to_string(spectrogram.columns) + "," + std::to_string(spectrogram.bins) +
-                ") format='%float' origin=(" + number(speech.start) + ",0) dx=" + number(spectrogram.secondsPerColumn) +
-                " dy=" + number(spectrogram.hertzPerBin / 1000) + " with image";
-    plot.send(spectrogram.levels);
-}
-
-void plotLines(Gnuplot &plot, std::span<const Line> lines) {
-    std::string command = "plot ";
+// Defines the lines' points. Returns what the command that plots them says.
+std::string defineLines(Gnuplot &plot, std::span<const Line> lines) {
+    std::string command;
     for (size_t i = 0; i < lines.size(); i++) {
         const std::string block = "$line" + std::to_string(i);
         plot << block + " << END";
         for (const auto &[x, y] : lines[i].points)
             plot << number(x) + " " + number(y);
         plot << "END";
-        command += (i ? ", " : "") + block + " with lines linewidth 1.1 linecolor rgb '" + lines[i].colour +
-                   "' title '" + lines[i].name + "'";
+        command += (i ? ", " : "") + block + " with lines linewidth " + number(lines[i].width) + " linecolor rgb '" +
+                   lines[i].colour + "' title '" + lines[i].name + "'";
     }
-    plot << "set key at graph 0, graph 1.13 left top horizontal Left reverse samplen 2 width 1 textcolor rgb '#3c4650'"
-         << command;
+    return command;
+}
+
+void plotLines(Gnuplot &plot, std::span<const Line> lines) {
+    const std::string command = defineLines(plot, lines);
+    plot << key(1.13) << "plot " + command;
+}
+
+// The spectrogram, pale when there are lines to be drawn over it.
+void drawSpectrogram(Gnuplot &plot, const Clip &speech, std::span<const Line> lines) {
+    const Spectrogram spectrogram = makeSpectrogram(speech.samples, speech.sampleRate);
+    const std::string tracks = lines.empty() ? "" : ", " + defineLines(plot, lines);
+    plot << (lines.empty() ? palette : palePalette) << key(1.075) << "set cbrange [-100:-20]"
+         << "set cbtics 10 scale 0.3 offset -0.6,0"
+         << "set colorbox user origin screen 0.935, graph 0 size screen 0.012, graph 1 noborder"
+         << label("cb", "level (dB full scale)", 0) << range("y", 0, speech.sampleRate / 2000.0)
+         << (lines.empty() ? "set ytics 2" : "set ytics 1") << label("y", "frequency (kHz)", 0.5)
+         << "set xlabel 'time (s)' textcolor rgb '#3c4650'"
+         << "unset grid"
+         << "plot '-' binary array=(" + std::to_string(spectrogram.columns) + "," + std::to_string(spectrogram.bins) +
+                ") format='%float' origin=(" + number(speech.start) + ",0) dx=" + number(spectrogram.secondsPerColumn) +
+                " dy=" + number(spectrogram.hertzPerBin / 1000) + " with image notitle" + tracks;
+    plot.send(spectrogram.levels);
 }
 
 } // namespace
@@ -148,6 +163,23 @@ Axis fit(const std::string &label, std::span<const Line> lines, double step) {
     return {label, from, std::max(std::ceil(highest / step) * step, from + step)};
 }
 
+Line distribution(const std::string &name, const std::string &colour, std::span<const double> values, double step) {
+    std::vector<size_t> counts;
+    for (const double value : values) {
+        const auto bin = static_cast<size_t>(value / step);
+        counts.resize(std::max(counts.size(), bin + 1));
+        counts[bin]++;
+    }
+    Line line = {name, colour, {{0, 0}}};
+    for (size_t bin = 0; bin < counts.size(); bin++) {
+        const double share = 100 * static_cast<double>(counts[bin]) / static_cast<double>(values.size());
+        line.points.emplace_back(static_cast<double>(bin) * step, share);
+        line.points.emplace_back(static_cast<double>(bin + 1) * step, share);
+    }
+    line.points.emplace_back(line.points.back().first, 0);
+    return line;
+}
+
 std::string lineColour(size_t n) {
     static const std::vector<std::string> colours = {"#0b6fb8", "#1a9a78", "#e3a008", "#d6453d", "#8a5fbf"};
     return colours[n % colours.size()];
@@ -158,7 +190,7 @@ void drawSpeech(const std::filesystem::path &png, const Clip &speech, const std:
     plot << look << "set multiplot" << panel(0.75, 0.97);
     drawWaveform(plot, speech, error, scale);
     plot << panel(0.12, 0.71);
-    drawSpectrogram(plot, speech);
+    drawSpectrogram(plot, speech, {});
     plot << "unset multiplot";
     plot.finish();
 }
@@ -179,6 +211,16 @@ void drawTracks(const std::filesystem::path &png, const Clip &speech, const Axis
     plot << panel(0.13, 0.66) << range("y", y.from, y.to) << "set ytics autofreq" << label("y", y.label, 0.5)
          << "set xlabel 'time (s)' textcolor rgb '#3c4650'";
     plotLines(plot, lines);
+    plot << "unset multiplot";
+    plot.finish();
+}
+
+void drawOverSpectrogram(const std::filesystem::path &png, const Clip &speech, std::span<const Line> lines) {
+    Gnuplot plot(png, pictureWidth, 560);
+    plot << look << "set multiplot" << panel(0.82, 0.98);
+    drawWaveform(plot, speech, std::nullopt, peak(speech));
+    plot << panel(0.09, 0.74);
+    drawSpectrogram(plot, speech, lines);
     plot << "unset multiplot";
     plot.finish();
 }

@@ -38,6 +38,7 @@ struct Line {
     std::string name;
     std::string colour; /**< "#rrggbb" */
     std::vector<std::pair<double, double>> points;
+    double width = 1.1; /**< CSS pixels */
 };
 
 struct Axis {
@@ -47,6 +48,9 @@ struct Axis {
 
 /** An axis that holds all lines, from and to a multiple of `step`. */
 Axis fit(const std::string &label, std::span<const Line> lines, double step);
+
+/** Which share of the values, in per cent, lies in each interval of `step` from 0 on. The values are not negative. */
+Line distribution(const std::string &name, const std::string &colour, std::span<const double> values, double step);
 
 /** Colour for the n-th of several lines, the first being the best of its kind. */
 std::string lineColour(size_t n);
@@ -59,3 +63,6 @@ void drawChart(const std::filesystem::path &png, const Axis &x, const Axis &y, s
 
 /** Draws lines over time below the waveform that they belong to. The time axis is the clip's. */
 void drawTracks(const std::filesystem::path &png, const Clip &speech, const Axis &y, std::span<const Line> lines);
+
+/** Draws lines in kHz over time on a pale spectrogram, below the waveform. The time axis is the clip's. */
+void drawOverSpectrogram(const std::filesystem::path &png, const Clip &speech, std::span<const Line> lines);

@@ -122,6 +122,11 @@ void Report::addParagraph(const std::string &text) {
     body_ += element("p", text);
 }
 
+void Report::addTable(const Table &table) {
+    body_ += html(table);
+    tables_.push_back(table);
+}
+
 void Report::addPicture(const std::string &file, const std::string &title, const std::string &caption) {
     body_ += "<figure><figcaption>" + element("strong", title) + escaped(caption) + "</figcaption>\n<img src=\"" +
              file + "\" loading=\"lazy\" alt=\"" + escaped(title + ": " + caption) + "\"></figure>\n";

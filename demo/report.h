@@ -40,6 +40,9 @@ public:
     void addHeading(const std::string &text);
     void addParagraph(const std::string &text);
 
+    /** Adds a table of results to the section; it belongs to tables() too. */
+    void addTable(const Table &table);
+
     /** The place for a picture that is to be drawn and added. */
     std::filesystem::path place(const std::string &file) const { return folder_ / file; }
     void addPicture(const std::string &file, const std::string &title, const std::string &caption);
@@ -51,6 +54,9 @@ public:
     void addResults(const Table &table);
     const Table &results() const { return results_; }
 
+    /** The tables of the sections in their order. */
+    const std::vector<Table> &tables() const { return tables_; }
+
     /** Writes the page. @param about paragraphs on what was done, below the results */
     std::filesystem::path write(const std::vector<std::string> &about) const;
 
@@ -59,5 +65,6 @@ private:
     std::string navigation_;
     std::string body_;
     Table results_;
+    std::vector<Table> tables_;
     size_t sections_ = 0;
 };

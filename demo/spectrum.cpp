@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <fftw3.h>
 #include <memory>
 #include <numbers>
@@ -59,6 +60,14 @@ double decibels(double power) {
     return 10 * std::log10(std::max(power, 1e-18));
 }
 
+// Of the polynomial with these coefficients at a point of the unit circle.
+double powerAt(std::span<const int16_t> coefficients, std::complex<double> point) {
+    std::complex<double> sum = 0;
+    for (size_t i = coefficients.size(); i-- > 0;)
+        sum = sum * point + static_cast<double>(coefficients[i]);
+    return std::norm(sum);
+}
+
 } // namespace
 
 Spectrogram makeSpectrogram(std::span<const float> samples, int sampleRate) {
@@ -94,4 +103,15 @@ std::vector<double> meanSpectrum(std::span<const float> samples, int sampleRate)
     for (double &value : mean)
         value = decibels(value / static_cast<double>(windows) / hertz);
     return mean;
+}
+
+double spectralDistortion(std::span<const int16_t> first, std::span<const int16_t> second) {
+    constexpr int bins = 256;
+    double sum = 0;
+    for (int bin = 0; bin < bins; bin++) {
+        const std::complex<double> point = std::polar(1.0, -std::numbers::pi * (bin + 0.5) / bins);
+        const double difference = decibels(powerAt(first, point) / powerAt(second, point));
+        sum += difference * difference;
+    }
+    return std::sqrt(sum / bins);
 }

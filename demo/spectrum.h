@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -26,3 +27,9 @@ Spectrogram makeSpectrogram(std::span<const float> samples, int sampleRate);
  * @return one value per bin, bins equally spaced from 0 to half the sampling rate
  */
 std::vector<double> meanSpectrum(std::span<const float> samples, int sampleRate);
+
+/**
+ * @brief Root mean square difference in dB of the log spectra of two LP filters, from 0 to half the sampling rate.
+ * @param first, second LP coefficients from a[0] on, both in the same format
+ */
+double spectralDistortion(std::span<const int16_t> first, std::span<const int16_t> second);

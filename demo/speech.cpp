@@ -53,14 +53,11 @@ Excerpt findExcerpt(const Recordings &recordings) {
     Excerpt best = {0, 0, 0};
     size_t most = 0;
     for (size_t r = 0; r < recordings.list.size(); r++) {
-        const std::vector<int16_t> &samples = recordings.list[r].samples;
-        // A segment compared with itself has a ratio, unless it is a pause.
-        const std::vector<double> ratios = snrTrack(samples, samples, recordings.sampleRate);
-        const auto isSpeech = [&](size_t segment) { return std::isnan(ratios[segment]) ? size_t{0} : size_t{1}; };
+        const std::vector<bool> isSpeech = speechSegments(recordings.list[r].samples, recordings.sampleRate);
         size_t active = 0;
-        for (size_t end = 0; end < ratios.size(); end++) {
-            active += isSpeech(end);
-            if (end >= wanted) active -= isSpeech(end - wanted);
+        for (size_t end = 0; end < isSpeech.size(); end++) {
+            active += isSpeech[end];
+            if (end >= wanted) active -= isSpeech[end - wanted];
             if (active <= most) continue;
             most = active;
             const size_t start = end + 1 - std::min(wanted, end + 1);
@@ -89,6 +86,14 @@ std::vector<double> snrTrack(std::span<const int16_t> original, std::span<const 
         ratios[i] =
             segmentalSnr(original.subspan(i * length, length), decoded.subspan(i * length, length), sampleRate, 0);
     return ratios;
+}
+
+std::vector<bool> speechSegments(std::span<const int16_t> samples, int sampleRate) {
+    std::vector<bool> isSpeech;
+    // A segment compared with itself has a ratio, unless it is a pause.
+    for (const double ratio : snrTrack(samples, samples, sampleRate))
+        isSpeech.push_back(!std::isnan(ratio));
+    return isSpeech;
 }
 
 Speech readSpeech(const fs::path &folder) {

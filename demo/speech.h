@@ -42,6 +42,9 @@ constexpr int segmentsPerSecond = 50;
  */
 std::vector<double> snrTrack(std::span<const int16_t> original, std::span<const int16_t> decoded, int sampleRate);
 
+/** Which segments are speech, not pauses below -50 dB of full scale. */
+std::vector<bool> speechSegments(std::span<const int16_t> samples, int sampleRate);
+
 /**
  * @brief Reads all WAV files of a folder in the order of their names.
  * @return at least one recording; throws Failure when the folder is missing or has no WAV file
