@@ -275,7 +275,7 @@ ryxStatus ryxsInterpolateC_NR_G729_16s_Sfs(const int16_t *src1, int16_t weight1,
  * A product with scale s counts product * 2^(s - 16). With k the source of the smaller scale and j the other one the
  * result is sat16((((srcj[i] * weightj) << (sj - sk)) + srck[i] * weightk + 2^(15 - sk)) >> (16 - sk)); the left shift
  * and the additions wrap at 32 bits. With sk = 16 nothing is added and nothing shifted; with sk above 16 the result is
- * the sign of the sum, 0 or -1.
+ * the sign of the sum, 0 or -1. With scales 32 and more apart the shifted product is 0.
  *
  * @param[in]  src1    `len` elements, full 16-bit range
  * @param[in]  weight1 weight of `src1`
@@ -438,7 +438,7 @@ ryxStatus ryxsLSPToLPC_G729_32f(const float *lsp, float *lpc);
  *
  * @param[in]  lsp 10 LSPs in Q15, falling; an LSP above its predecessor is extrapolated from its successor's interval,
  *                 and its LSF saturated
- * @param[out] lsf 10 LSFs in radians, Q13, 0..25735. May be `lsp`
+ * @param[out] lsf 10 LSFs in radians, Q13, 0..25735 for falling LSPs. May be `lsp`
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsLSPToLSF_G729_16s(const int16_t *lsp, int16_t *lsf);
@@ -450,7 +450,7 @@ ryxStatus ryxsLSPToLSF_G729_16s(const int16_t *lsp, int16_t *lsf);
  *
  * @param[in]  lsp 10 LSPs in Q15, falling; an LSP above its predecessor is extrapolated from its successor's interval,
  *                 and its LSF saturated
- * @param[out] lsf 10 LSFs as fractions of the sampling frequency, Q15, 0..16384. May be `lsp`
+ * @param[out] lsf 10 LSFs as fractions of the sampling frequency, Q15, 0..16384 for falling LSPs. May be `lsp`
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsLSPToLSF_Norm_G729_16s(const int16_t *lsp, int16_t *lsf);
@@ -641,7 +641,8 @@ ryxStatus ryxsLSPQuant_G729E_16s(const int16_t *lsp, int16_t *history, int16_t *
 /**
  * @brief Quantises LSPs of forward-adaptive frames of Annex E in floating point (ITU-T G.729, Annex C+).
  *
- * About the history see ryxsLSPQuant_G729E_16s().
+ * About the history see ryxsLSPQuant_G729E_16s(). The conversions use the arc cosine and the cosine of the C library, so
+ * the last bits depend on it.
  *
  * @param[in]     lsp       10 LSPs, cosines, -1..1, falling
  * @param[in,out] history   residuals of the last four frames, 40 values in radians
@@ -671,7 +672,7 @@ ryxStatus ryxsLSPQuant_G729E_32f(const float *lsp, float *history, float *quanti
  * returned with a warning.
  *
  * @param[in]  indices  codebook indices of LSFs 1 to 3, 4 to 6 and 7 to 10; their low 8 bits count. Not read for an
- *                      erased frame
+ *                      erased frame, but never null
  * @param[in]  previous 10 LSFs of the previous frame, full 16-bit range
  * @param[in]  erased   0: good frame, any other value: erased frame, which is predicted from the previous one alone
  * @param[out] lsf      10 decoded LSFs

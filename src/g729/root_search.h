@@ -35,7 +35,8 @@ template <class Number> bool changesSign(Number y1, Number y2) {
 }
 
 // The points at which bisections can end, from the high to the low end, with the values there. The sign at the low end stays
-// the same through all bisections, so one set of bits tells where they lead.
+// the same through all bisections (unless a product underflows to zero), so one set of bits tells
+// where they lead.
 template <class Number, int bisections> struct Subdivision {
     static constexpr size_t parts = 1 << bisections;
     alignas(16) Number x[parts + 1], y[parts + 1];
