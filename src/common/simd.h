@@ -66,10 +66,6 @@ inline Vector clampWords(Vector x, Vector low, Vector high) {
 inline Vector signMask(Vector x) {
     return _mm_srai_epi16(x, 15);
 }
-// -1 where exactly one of the two is negative; zero counts as positive.
-inline Vector signsDiffer(Vector x, Vector y) {
-    return signMask(_mm_xor_si128(x, y));
-}
 // sat16(-x) where the mask is set, x elsewhere; -32768 becomes 32767.
 inline Vector negateSaturatedWhere(Vector mask, Vector x) {
     return _mm_subs_epi16(_mm_xor_si128(x, mask), mask);

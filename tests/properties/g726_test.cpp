@@ -33,26 +33,29 @@ struct Decoder {
     DecoderState_G726 *get() { return reinterpret_cast<DecoderState_G726 *>(bytes + offset); }
 };
 
-std::vector<uint8_t> encode(Encoder &encoder, const std::vector<int16_t> &input, unsigned seed) {
-    std::vector<uint8_t> codes(input.size());
+// Codes the whole input in random blocks.
+template <class Output, class Input, class Function>
+std::vector<Output> inBlocks(const std::vector<Input> &input, unsigned seed, Function function) {
+    std::vector<Output> output(input.size());
     std::mt19937 random(seed);
     size_t done = 0;
     for (const size_t block : signals::randomBlocks(input.size(), 1, 500, random)) {
-        EXPECT_EQ(ryxsEncode_G726_16s8u(encoder.get(), &input[done], &codes[done], static_cast<int>(block)), ryxStsOk);
-        done += block;
-    }
-    return codes;
-}
-
-std::vector<int16_t> decode(Decoder &decoder, const std::vector<uint8_t> &codes, unsigned seed) {
-    std::vector<int16_t> output(codes.size());
-    std::mt19937 random(seed);
-    size_t done = 0;
-    for (const size_t block : signals::randomBlocks(codes.size(), 1, 500, random)) {
-        EXPECT_EQ(ryxsDecode_G726_8u16s(decoder.get(), &codes[done], &output[done], static_cast<int>(block)), ryxStsOk);
+        EXPECT_EQ(function(&input[done], &output[done], static_cast<int>(block)), ryxStsOk);
         done += block;
     }
     return output;
+}
+
+std::vector<uint8_t> encode(Encoder &encoder, const std::vector<int16_t> &input, unsigned seed) {
+    return inBlocks<uint8_t>(input, seed, [&](const int16_t *src, uint8_t *dst, int len) {
+        return ryxsEncode_G726_16s8u(encoder.get(), src, dst, len);
+    });
+}
+
+std::vector<int16_t> decode(Decoder &decoder, const std::vector<uint8_t> &codes, unsigned seed) {
+    return inBlocks<int16_t>(codes, seed, [&](const uint8_t *src, int16_t *dst, int len) {
+        return ryxsDecode_G726_8u16s(decoder.get(), src, dst, len);
+    });
 }
 
 template <int bits> void compareDecoders(const std::vector<uint8_t> &codes, unsigned seed) {
