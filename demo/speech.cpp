@@ -30,18 +30,19 @@ std::vector<fs::path> wavFiles(const fs::path &folder) {
     return files;
 }
 
-std::vector<int16_t> halveSampleRate(const std::vector<int16_t> &samples) {
+std::vector<int16_t> resample(const std::vector<int16_t> &samples, int sourceRate, int targetRate) {
+    const double ratio = static_cast<double>(targetRate) / sourceRate;
     const int length = static_cast<int>(samples.size());
-    std::vector<float> source(samples.size()), target(samples.size() / 2 + 1);
+    std::vector<float> source(samples.size()), target(static_cast<size_t>(std::ceil(length * ratio)) + 1);
     src_short_to_float_array(samples.data(), source.data(), length);
     SRC_DATA data = {};
     data.data_in = source.data();
     data.input_frames = length;
     data.data_out = target.data();
     data.output_frames = static_cast<long>(target.size());
-    data.src_ratio = 0.5;
+    data.src_ratio = ratio;
     if (const int error = src_simple(&data, SRC_SINC_BEST_QUALITY, 1))
-        throw Failure(std::string("cannot resample speech to 8 kHz: ") + src_strerror(error));
+        throw Failure("cannot resample speech to " + std::to_string(targetRate) + " Hz: " + src_strerror(error));
     std::vector<int16_t> result(static_cast<size_t>(data.output_frames_gen));
     src_float_to_short_array(target.data(), result.data(), static_cast<int>(result.size()));
     return result;
@@ -97,13 +98,15 @@ std::vector<bool> speechSegments(std::span<const int16_t> samples, int sampleRat
 }
 
 Speech readSpeech(const fs::path &folder) {
-    Speech speech = {{16000, {}}, {8000, {}}, {}};
+    Speech speech = {{16000, {}}, {12800, {}}, {8000, {}}, {}};
     const std::vector<fs::path> files = wavFiles(folder);
     Progress progress("reading speech", files.size());
     for (const fs::path &file : files) {
+        const std::string name = file.stem().string();
         const std::vector<int16_t> samples = readMono(file, speech.at16k.sampleRate).samples;
-        speech.at16k.list.push_back({file.stem().string(), samples});
-        speech.at8k.list.push_back({file.stem().string(), halveSampleRate(samples)});
+        speech.at16k.list.push_back({name, samples});
+        for (Recordings *recordings : {&speech.at12k8, &speech.at8k})
+            recordings->list.push_back({name, resample(samples, speech.at16k.sampleRate, recordings->sampleRate)});
         progress.update(speech.at16k.list.size());
     }
     speech.excerpt = findExcerpt(speech.at16k);

@@ -30,6 +30,7 @@ struct Excerpt {
 /** The same speech at the sampling rates that codecs work at. */
 struct Speech {
     Recordings at16k;
+    Recordings at12k8;
     Recordings at8k;
     Excerpt excerpt;
 };
