@@ -74,6 +74,26 @@ enum {
 /** @} */
 
 /**
+ * @defgroup types Complex numbers
+ * @brief Elements of the complex vectors, real part first.
+ * @{
+ */
+
+/** Complex number of two 32-bit integers, suffix `32sc`. */
+typedef struct ryx32sc {
+    int32_t re; /**< real part */
+    int32_t im; /**< imaginary part */
+} ryx32sc;
+
+/** Complex number in single precision, suffix `32fc`. */
+typedef struct ryx32fc {
+    float re; /**< real part */
+    float im; /**< imaginary part */
+} ryx32fc;
+
+/** @} */
+
+/**
  * @defgroup version Version
  * @brief Which library, and which of its processor variants, is in use.
  * @{
