@@ -9,6 +9,7 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
+#include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g726/companding.h"
 #include "g726/predictor.h"
@@ -19,16 +20,6 @@ using namespace ryxsc;
 using namespace ryxsc::g726;
 
 namespace {
-
-template <class T> T loadBlock(const void *block) {
-    T state;
-    std::memcpy(&state, block, sizeof state);
-    return state;
-}
-
-template <class T> void saveBlock(void *block, const T &state) {
-    std::memcpy(block, &state, sizeof state);
-}
 
 // Index of the rate in the state, or -1.
 int rateIndex(int rate) {
