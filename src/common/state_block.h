@@ -1,10 +1,12 @@
-// State blocks that lie at any address: a call copies the block in, works on the copy, and copies it out.
+// State blocks in the caller's memory, which lie at any address.
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 
 namespace ryxsc {
 
+// The first kind: a call copies the block in, works on the copy, and copies it out.
 template <class T> T loadBlock(const void *block) {
     T state;
     std::memcpy(&state, block, sizeof state);
@@ -13,6 +15,13 @@ template <class T> T loadBlock(const void *block) {
 
 template <class T> void saveBlock(void *block, const T &state) {
     std::memcpy(block, &state, sizeof state);
+}
+
+// The second kind is used in its place, from the next 16-byte boundary; its size includes the room for that.
+template <class T> inline constexpr int alignedBlockBytes = static_cast<int>(sizeof(T)) + 16;
+
+template <class T> T &alignedBlock(void *block) {
+    return *reinterpret_cast<T *>((reinterpret_cast<uintptr_t>(block) + 15) & ~uintptr_t{15});
 }
 
 } // namespace ryxsc

@@ -9,6 +9,7 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
+#include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g722/tables.h"
 
@@ -33,22 +34,15 @@ struct State {
 };
 static_assert(sizeof(State) == 128);
 
-constexpr int blockBytes = sizeof(State) + 16;
-
-State &stateIn(SBADPCMState_G722 *block) {
-    const auto address = (reinterpret_cast<uintptr_t>(block) + 15) & ~uintptr_t{15};
-    return *reinterpret_cast<State *>(address);
-}
-
 ryxStatus reportSize(int *size) {
     if (anyNull(size)) return ryxStsNullPtr;
-    *size = blockBytes;
+    *size = alignedBlockBytes<State>;
     return ryxStsOk;
 }
 
 ryxStatus initialise(SBADPCMState_G722 *block) {
     if (anyNull(block)) return ryxStsNullPtr;
-    State &state = stateIn(block);
+    State &state = alignedBlock<State>(block);
     state = {};
     state.detl = 32;
     state.deth = 8;
@@ -309,7 +303,7 @@ ryxStatus ryxsSBADPCMEncodeInit_G722_16s_u8(SBADPCMState_G722 *state) {
 ryxStatus ryxsSBADPCMEncode_G722_16s_u8(const int16_t *src, int16_t *dst, int len, SBADPCMState_G722 *state) {
     if (anyNull(src, dst, state)) return ryxStsNullPtr;
     if (len < 1 || isOdd(len)) return ryxStsBadSize;
-    encode(src, dst, len / 2, stateIn(state));
+    encode(src, dst, len / 2, alignedBlock<State>(state));
     return ryxStsOk;
 }
 
@@ -327,14 +321,14 @@ ryxStatus ryxsSBADPCMDecode_G722_16s_u8(const int16_t *src, int16_t *dst, int le
     if (len < 1 || isOdd(len)) return ryxStsBadSize;
     const bool known = mode == ryxG722Mode64k || mode == ryxG722Mode56k;
     const size_t row = known ? static_cast<size_t>(mode - ryxG722Mode64k) : decoderModes - 1;
-    decode(src, dst, len / 2, lowBandLevels[row], stateIn(state));
+    decode(src, dst, len / 2, lowBandLevels[row], alignedBlock<State>(state));
     return ryxStsOk;
 }
 
 ryxStatus ryxsSBADPCMDecodeStateUpdate_G722_16s_u8(const int16_t *recon, int16_t sl, int reset,
                                                    SBADPCMState_G722 *block) {
     if (anyNull(recon, block)) return ryxStsNullPtr;
-    State &state = stateIn(block);
+    State &state = alignedBlock<State>(block);
     const int k = (state.nbh >> 7) & 511;
     state.nbh = static_cast<int16_t>(state.nbh >> 1);
     if (k >= antilogEntries) return ryxStsBadIndex;
