@@ -116,6 +116,18 @@ inline Vector roundedProductQ15(Vector x, Vector y) {
     return _mm_xor_si128(product, _mm_cmpeq_epi16(product, words(min16)));
 }
 
+// Multiplication by w, 0 <= w <= 32767: (w * x) >> 15. pmulhw sees 2 * w as negative from w = 16384 on and gives x
+// less.
+class Q15Factor {
+public:
+    explicit Q15Factor(Vector w) : doubled(_mm_add_epi16(w, w)), large(_mm_cmpgt_epi16(w, simd::words(0x3fff))) {}
+
+    Vector operator*(Vector x) const { return _mm_add_epi16(_mm_mulhi_epi16(doubled, x), _mm_and_si128(large, x)); }
+
+private:
+    Vector doubled, large;
+};
+
 // Lanes 0 to 3 and lanes 4 to 7 as dwords.
 struct Dwords {
     Vector front, back;

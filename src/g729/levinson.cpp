@@ -2,11 +2,10 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "common/double_precision.h"
 #include "frame/implementations.h"
-#include "g729/double_precision.h"
 
 using namespace ryxsc;
-using namespace ryxsc::g729;
 using simd::Vector;
 
 namespace {

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+#include "common/root_search.h"
+
 namespace ryxsc::g729::lp {
 
 inline constexpr int order = 10;
@@ -13,13 +15,8 @@ inline constexpr int order = 10;
 inline constexpr int maxLag = 12;
 extern const std::array<int32_t, maxLag> lagWindow;
 
-// Where the Chebyshev series are evaluated: cosines, Q15 or single precision, falling; beyond the last point zeros fill the
-// vectors that kernels load.
-template <class Number> struct Grid {
-    int points;
-    int bisections; // of an interval in which a root lies
-    alignas(16) std::array<Number, 64> cosines;
-};
+// Where the Chebyshev series are evaluated.
+using roots::Grid;
 extern const Grid<int16_t> mainGrid, annexAGrid;
 extern const Grid<float> mainFloatGrid, annexAFloatGrid;
 

@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "common/root_search.h"
 #include "common/simd.h"
 #include "frame/implementations.h"
-#include "g729/root_search.h"
+#include "g729/lp_tables.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729::lp;
+using namespace ryxsc::roots;
 
 namespace {
 
@@ -122,7 +124,7 @@ ryxStatus convert(const float *a, const float *previous, float *lsp, const Grid<
     known.changes[1] = findChanges(known.values[1], grid.points);
 
     float roots[order]; // apart from the output, which may be the previous vector
-    const int found = findRoots(grid, known, series, roots);
+    const int found = findRoots(grid, known, series, roots, order);
     std::copy_n(found == order ? roots : previous, order, lsp);
     return ryxStsOk;
 }

@@ -1,9 +1,9 @@
 // Indices and statuses that the 16-bit and the float forms of the LSF coder share.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
+#include "common/codebook.h"
 #include "g729/lsp_tables.h"
 #include "ryxsc.h"
 
@@ -12,11 +12,6 @@ namespace ryxsc::g729 {
 // L0 names a predictor.
 constexpr bool isMode(int16_t index) {
     return index >= 0 && index < modes;
-}
-
-// The bits of a received codebook index; those above are ignored, so that no index leads out of its table.
-template <int count> constexpr size_t bits(int16_t index) {
-    return static_cast<size_t>(index & ((1 << count) - 1));
 }
 
 constexpr ryxStatus clampStatus(bool low, bool high) {

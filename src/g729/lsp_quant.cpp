@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "common/codebook_search.h"
 #include "frame/implementations.h"
 #include "g729/lsf_indices.h"
-#include "g729/lsf_search.h"
 #include "g729/lsf_steps.h"
 #include "g729/lsf_weights.h"
 
@@ -24,7 +24,8 @@ struct Choice {
 // Sum of (mult(w, t) * t), the weighted square of the recommendation.
 size_t nearestWeighted(const PairCodebook<secondStageSize, 3> &book, Vector target, Vector weights) {
     const Pairs<3> w = pairsOf(weights);
-    const Q15Factor factors[3] = {Q15Factor(w.pair[0]), Q15Factor(w.pair[1]), Q15Factor(w.pair[2])};
+    const simd::Q15Factor factors[3] = {simd::Q15Factor(w.pair[0]), simd::Q15Factor(w.pair[1]),
+                                        simd::Q15Factor(w.pair[2])};
     return nearest(book, pairsOf(target), [&](Vector t, size_t p) { return _mm_madd_epi16(factors[p] * t, t); });
 }
 
@@ -38,7 +39,7 @@ int64_t sumOfUnsignedDwords(Vector x) {
 // limited to 16 bits; large ones do reach the limit.
 int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weights, const Predictor &predictor) {
     const auto products = [](Vector difference, Vector weight, Vector gain) {
-        const Vector error = Q15Factor(gain) * difference;
+        const Vector error = simd::Q15Factor(gain) * difference;
         return _mm_madd_epi16(simd::mulShiftSaturated<11>(weight, error), error);
     };
     const Ten sums = each(products, subtract(residual, target), weights, loadRow(predictor.gain));

@@ -22,13 +22,8 @@ constexpr float real(int tenThousandths) {
 }
 
 // valueOf(vector, j) in units of 0.0001, j = 0 .. values - 1.
-template <size_t vectors, size_t pairs, class ValueOf>
-constexpr PairCodebook<vectors, pairs> arrangePairs(size_t values, ValueOf valueOf) {
-    PairCodebook<vectors, pairs> book{};
-    for (size_t i = 0; i < vectors; i++)
-        for (size_t j = 0; j < values; j++)
-            book.quads[i / 4][j / 2][i % 4 * 2 + j % 2] = q13(valueOf(i, j));
-    return book;
+template <size_t vectors, size_t values, class ValueOf> constexpr auto arrangeQ13(ValueOf valueOf) {
+    return arrangePairs<vectors, values>([=](size_t i, size_t j) { return q13(valueOf(i, j)); });
 }
 
 template <size_t vectors, size_t values, class ValueOf>
@@ -122,19 +117,19 @@ constexpr bool sumsBelowOne(const Predictor &predictor) {
 
 } // namespace
 
-constexpr PairCodebook<firstStageSize, 5> firstStage = arrangePairs<firstStageSize, 5>(order, firstValue);
+constexpr PairCodebook<firstStageSize, 5> firstStage = arrangeQ13<firstStageSize, order>(firstValue);
 constexpr FloatCodebook<firstStageSize, 10> firstStageFloat = arrangeFloats<firstStageSize, 10>(firstValue);
 
-constexpr PairCodebook<secondStageSize, 3> secondStage[2] = {arrangePairs<secondStageSize, 3>(half, lowerValue),
-                                                             arrangePairs<secondStageSize, 3>(half, upperValue)};
+constexpr PairCodebook<secondStageSize, 3> secondStage[2] = {arrangeQ13<secondStageSize, half>(lowerValue),
+                                                             arrangeQ13<secondStageSize, half>(upperValue)};
 constexpr FloatCodebook<secondStageSize, 5> secondStageFloat[2] = {arrangeFloats<secondStageSize, 5>(lowerValue),
                                                                    arrangeFloats<secondStageSize, 5>(upperValue)};
 
 constexpr Predictor predictors[modes] = {makePredictor(0), makePredictor(1)};
 constexpr FloatPredictor floatPredictors[modes] = {makeFloatPredictor(0), makeFloatPredictor(1)};
 
-constexpr PairCodebook<noiseFirstSize, 5> noiseFirst = arrangePairs<noiseFirstSize, 5>(order, noiseFirstValue);
-constexpr PairCodebook<noiseSecondSize, 5> noiseSecond = arrangePairs<noiseSecondSize, 5>(order, noiseSecondValue);
+constexpr PairCodebook<noiseFirstSize, 5> noiseFirst = arrangeQ13<noiseFirstSize, order>(noiseFirstValue);
+constexpr PairCodebook<noiseSecondSize, 5> noiseSecond = arrangeQ13<noiseSecondSize, order>(noiseSecondValue);
 constexpr FloatCodebook<noiseFirstSize, 10> noiseFirstFloat = arrangeFloats<noiseFirstSize, 10>(noiseFirstValue);
 constexpr FloatCodebook<noiseSecondSize, 10> noiseSecondFloat = arrangeFloats<noiseSecondSize, 10>(noiseSecondValue);
 constexpr Predictor noisePredictors[modes] = {makeNoisePredictor(0), makeNoisePredictor(1)};

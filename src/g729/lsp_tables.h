@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/codebook.h"
+
 namespace ryxsc::g729 {
 
 inline constexpr int lsfOrder = 10;
@@ -15,14 +17,6 @@ inline constexpr size_t firstStageSize = 128;
 inline constexpr size_t secondStageSize = 32;
 inline constexpr size_t noiseFirstSize = 32;
 inline constexpr size_t noiseSecondSize = 16;
-
-// Codebook vectors of 16-bit values, Q13, by fours: [g][p] holds the values 2p and 2p + 1 of vector 4g, then those of
-// 4g + 1, 4g + 2 and 4g + 3.
-template <size_t vectors, size_t pairs> struct PairCodebook {
-    alignas(16) int16_t quads[vectors / 4][pairs][8];
-
-    const int16_t *pair(size_t vector, size_t p) const { return &quads[vector / 4][p][vector % 4 * 2]; }
-};
 
 // Codebook vectors of floats, radians, by fours: [g][j] holds value j of the vectors 4g .. 4g + 3.
 template <size_t vectors, size_t values> struct FloatCodebook {
@@ -43,7 +37,7 @@ struct FloatPredictor {
     float inverseGain[lsfOrder];
 };
 
-// First stage, index L1.
+// First stage, index L1. 16-bit values are in Q13.
 extern const PairCodebook<firstStageSize, 5> firstStage;
 extern const FloatCodebook<firstStageSize, 10> firstStageFloat;
 

@@ -1,8 +1,8 @@
 // Comfort-noise LSF quantiser of ITU-T G.729 Annex B in 16 bits: both predictors are searched together, and four
 // candidates of the first stage go into the second.
 #include "common/checks.h"
+#include "common/codebook_search.h"
 #include "frame/implementations.h"
-#include "g729/lsf_search.h"
 #include "g729/lsf_steps.h"
 #include "g729/lsf_weights.h"
 #include "g729/noise_candidates.h"
@@ -58,7 +58,7 @@ Candidates<int32_t> firstStageCandidates(const Ten (&targets)[modes]) {
 // Weights of the squared residual errors: mult of the squared gain and the weight of the LSF.
 Pairs<5> secondStageWeights(const Predictor &predictor, const Ten &weights) {
     const auto product = [](Vector gain, Vector weight) {
-        return Q15Factor(weight) * simd::mulShiftSaturated<13>(gain, gain);
+        return simd::Q15Factor(weight) * simd::mulShiftSaturated<13>(gain, gain);
     };
     const Ten q = each(product, loadRow(predictor.gain), weights);
     return pairsOf(q.low, q.high);

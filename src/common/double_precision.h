@@ -8,7 +8,7 @@
 #include "common/fixed_point.h"
 #include "common/simd.h"
 
-namespace ryxsc::g729 {
+namespace ryxsc {
 
 constexpr int32_t highPart(int32_t x) {
     return x >> 16;
@@ -82,4 +82,4 @@ inline Vector multiply(Vector x, Vector y) {
 
 } // namespace lanes
 
-} // namespace ryxsc::g729
+} // namespace ryxsc

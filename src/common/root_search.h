@@ -1,5 +1,5 @@
-// The search of ITU-T G.729 for line spectral pairs: the roots of the sum and the difference polynomial, which alternate,
-// between the points of a grid. Common to the fixed-point and the floating-point form.
+// The search of ITU-T G.729 and 3GPP AMR-WB for line or immittance spectral pairs: the roots of the sum and the difference
+// polynomial, which alternate, between the points of a grid.
 //
 // A Series is one of the two polynomials, as a Chebyshev series. It has
 //     Number                         int16_t or float
@@ -9,19 +9,39 @@
 //     root(interval)                 the place of the root in the last interval
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
-#include "g729/lp_tables.h"
+namespace ryxsc::roots {
 
-namespace ryxsc::g729::lp {
+// Where the polynomials are evaluated: cosines, Q15 or single precision, falling; beyond the last point zeros fill the
+// vectors that kernels load.
+template <class Number, int capacity = 64> struct Grid {
+    int points;
+    int bisections; // of an interval in which a root lies
+    alignas(16) std::array<Number, capacity> cosines;
+};
+
+// One bit per grid point.
+__extension__ typedef unsigned __int128 Bits128;
+template <int capacity> using PointBits = std::conditional_t<capacity <= 64, uint64_t, Bits128>;
+
+inline int lowestBit(uint64_t bits) {
+    return std::countr_zero(bits);
+}
+inline int lowestBit(Bits128 bits) {
+    const auto low = static_cast<uint64_t>(bits);
+    return low != 0 ? lowestBit(low) : 64 + lowestBit(static_cast<uint64_t>(bits >> 64));
+}
 
 // Both polynomials on the grid. Bit j of the changes tells that the interval from point j - 1 to point j holds a root: the
 // product of the values at its ends is not positive.
-template <class Number> struct GridValues {
-    alignas(16) Number values[2][64];
-    uint64_t changes[2];
+template <class Number, int capacity = 64> struct GridValues {
+    alignas(16) Number values[2][capacity];
+    PointBits<capacity> changes[2];
 };
 
 template <class Number> struct Point { Number x, y; };
@@ -51,9 +71,10 @@ template <class Number, int bisections> struct Subdivision {
     }
 };
 
-// Writes the roots and returns their number, at most 10.
-template <class Series, class Number = typename Series::Number>
-int findRoots(const Grid<Number> &grid, const GridValues<Number> &known, const Series (&series)[2], Number *roots) {
+// Writes the roots, at most as many as wanted, and returns their number.
+template <class Series, int capacity, class Number = typename Series::Number>
+int findRoots(const Grid<Number, capacity> &grid, const GridValues<Number, capacity> &known, const Series (&series)[2],
+              Number *roots, int wanted) {
     const auto pointAt = [&](int which, int j) {
         return Point<Number>{grid.cosines[static_cast<size_t>(j)], known.values[which][j]};
     };
@@ -61,14 +82,14 @@ int findRoots(const Grid<Number> &grid, const GridValues<Number> &known, const S
     Point<Number> high = pointAt(which, 0);
     while (j < grid.points) {
         if (!changesSign(pointAt(which, j).y, high.y)) {
-            const uint64_t changesBeyond = known.changes[which] & (~uint64_t{1} << j);
+            const PointBits<capacity> changesBeyond = known.changes[which] & (~PointBits<capacity>{1} << j);
             if (changesBeyond == 0) break;
-            j = std::countr_zero(changesBeyond);
+            j = lowestBit(changesBeyond);
             high = pointAt(which, j - 1);
         }
         const Number root = Series::root(series[which].narrow({high, pointAt(which, j)}, grid.bisections));
         roots[found++] = root;
-        if (found == order) break;
+        if (found == wanted) break;
         which ^= 1;
         high = {root, series[which].evaluate(root)};
         j += Series::stepAfterRoot;
@@ -76,4 +97,4 @@ int findRoots(const Grid<Number> &grid, const GridValues<Number> &known, const S
     return found;
 }
 
-} // namespace ryxsc::g729::lp
+} // namespace ryxsc::roots

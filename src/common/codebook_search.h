@@ -1,18 +1,20 @@
-// Codebook searches of the LSF quantisers, four vectors at a time.
+// Codebook searches of the LSF and ISF quantisers, four vectors at a time.
 //
-// A distortion of the recommendation is a sum of doubled products, saturated to 32 bits after every term. No term is
+// A distortion of the recommendations is a sum of doubled products, saturated to 32 bits after every term. No term is
 // negative, so it equals min(2 * S, 2^31 - 1) with the exact sum S of the undoubled products, and the searches compare
 // S itself, up to 2^30. Saturated distortions are equal, and none of them is better than the start value.
 #pragma once
 
-#include "common/simd.h"
-#include "g729/lsp_tables.h"
+#include <array>
 
-namespace ryxsc::g729 {
+#include "common/codebook.h"
+#include "common/simd.h"
+
+namespace ryxsc {
 
 using simd::Vector;
 
-// Four exact sums of up to five non-negative terms of up to 2^31.
+// Four exact sums of non-negative terms of up to 2^31.
 class ErrorSums {
 public:
     void add(Vector terms) {
@@ -92,16 +94,32 @@ size_t nearest(const PairCodebook<vectors, pairs> &book, const Pairs<pairs> &tar
     return best.index();
 }
 
-// Multiplication by w, 0 <= w <= 32767: (w * x) >> 15. pmulhw sees 2 * w as negative from w = 16384 on and gives x
-// less.
-class Q15Factor {
+// The four candidates with the smallest errors, the best first and the earlier offer before an equal one.
+template <class Error> class Candidates {
 public:
-    explicit Q15Factor(Vector w) : doubled(_mm_add_epi16(w, w)), large(_mm_cmpgt_epi16(w, simd::words(0x3fff))) {}
+    static constexpr size_t count = 4;
 
-    Vector operator*(Vector x) const { return _mm_add_epi16(_mm_mulhi_epi16(doubled, x), _mm_and_si128(large, x)); }
+    // Only errors below the start are taken; the rest names the places that remain.
+    explicit Candidates(Error start, const std::array<size_t, count> &rest = {}) : names(rest) { errors.fill(start); }
+
+    void offer(Error error, size_t name) {
+        if (!(error < errors[count - 1])) return;
+        size_t place = count - 1;
+        for (; place > 0 && error < errors[place - 1]; place--) {
+            errors[place] = errors[place - 1];
+            names[place] = names[place - 1];
+        }
+        errors[place] = error;
+        names[place] = name;
+    }
+
+    size_t operator[](size_t place) const { return names[place]; }
+    const size_t *begin() const { return names.data(); }
+    const size_t *end() const { return names.data() + count; }
 
 private:
-    Vector doubled, large;
+    std::array<Error, count> errors;
+    std::array<size_t, count> names;
 };
 
-} // namespace ryxsc::g729
+} // namespace ryxsc
