@@ -703,6 +703,66 @@ ryxStatus ryxsLSFDecode_G723_16s(const uint16_t *indices, const int16_t *previou
 /** @} */
 
 /**
+ * @defgroup amrwbvad 3GPP AMR-WB: voice activity detection
+ * @brief Speech or noise in every frame of 20 ms, 256 samples at 12.8 kHz (3GPP TS 26.194).
+ *
+ * A filter bank measures the levels of twelve bands. Their ratios to an estimate of the background noise decide, with
+ * memory of how long speech has lasted. Frames of one signal go through one state, without a gap.
+ * @{
+ */
+
+/** State of the AMR-WB voice activity detector: an opaque block of 176 bytes at any address. */
+typedef struct VADState_AMRWB VADState_AMRWB;
+
+/**
+ * @brief Reports the size of the detector's state block: 176 bytes.
+ * @param[out] size number of bytes
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsVADGetSize_AMRWB_16s(int *size);
+
+/**
+ * @brief Initialises a detector state: noise of a low level, no speech so far.
+ *
+ * One counter, that of the stationarity, keeps whatever the memory holds, as in the recommendation. The first frame sets
+ * it, unless that frame is already found to be steady speech; set the block to zero once before the first call for
+ * results that never depend on it.
+ *
+ * @param[out] state block of 176 bytes at any address
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsVADInit_AMRWB_16s(VADState_AMRWB *state);
+
+/**
+ * @brief Decides whether a frame holds speech, and follows noise and speech levels (3GPP TS 26.194).
+ *
+ * @param[in]     src      256 samples at 12.8 kHz, full 16-bit range
+ * @param[in,out] state    initialised detector state
+ * @param[in,out] toneFlag the caller's register of tone indications. Before each call the caller shifts it right by one
+ *                         and, when the open-loop pitch search found a tone, sets bit 14; 0 when nothing looks for tones.
+ *                         With bits 10 to 14 set, music and tones are kept out of the noise estimate. In frames of little
+ *                         power, together with the one before, bits 13 to 15 are cleared
+ * @param[out]    vad      1: speech, or a pause too short to count; 0: noise
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsVAD_AMRWB_16s(const int16_t *src, VADState_AMRWB *state, int16_t *toneFlag, int16_t *vad);
+
+/**
+ * @brief Copies the levels of the twelve bands in the last frame.
+ *
+ * The bands end at 200, 400, 600, 800, 1200, 1600, 2000, 2400, 3200, 4000, 4800 and 6400 Hz. A level is 28 times the mean
+ * magnitude of what the signal has in the band, the last three quarters of the frame before counted once more: half of the
+ * signal's amplitude reaches the bands, and sum, not mean, is taken. The scale is the same for all bands.
+ *
+ * @param[in]  state initialised detector state
+ * @param[out] level 12 levels, 0..32767, the lowest band first; all 0 before the first frame
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsVADGetEnergyLevel_AMRWB_16s(const VADState_AMRWB *state, int16_t *level);
+
+/** @} */
+
+/**
  * @defgroup g722 ITU-T G.722
  * @brief Sub-band ADPCM codec for 7 kHz speech at 64, 56 and 48 kbit/s: QMFs, encoder, decoder, concealment helpers.
  *

@@ -62,6 +62,11 @@ inline Vector clampWords(Vector x, Vector low, Vector high) {
     return _mm_max_epi16(_mm_min_epi16(x, high), low);
 }
 
+// yes where the mask is set, no elsewhere.
+inline Vector select(Vector mask, Vector yes, Vector no) {
+    return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+
 // -1 where x is negative.
 inline Vector signMask(Vector x) {
     return _mm_srai_epi16(x, 15);
