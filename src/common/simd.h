@@ -58,6 +58,11 @@ template <int byte> Vector broadcastWord(Vector x) {
     return _mm_shuffle_epi8(x, words(static_cast<int16_t>(((byte + 1) << 8) | byte)));
 }
 
+// Lane 7 first.
+inline Vector reverseWords(Vector x) {
+    return _mm_shuffle_epi8(x, _mm_setr_epi8(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1));
+}
+
 inline Vector clampWords(Vector x, Vector low, Vector high) {
     return _mm_max_epi16(_mm_min_epi16(x, high), low);
 }

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+
+#include "reference/gsmfr.h"
+#include "ryxsc.h"
+#include "support/signals.h"
+
+namespace {
+
+namespace plain = reference::gsmfr;
+using Samples = std::vector<int16_t>;
+using Eight = std::array<int16_t, 8>;
+constexpr size_t length = 6000;
+constexpr size_t border = 5;
+
+Eight randomEight(std::mt19937 &random, int limit) {
+    Eight values;
+    for (int16_t &value : values)
+        value = static_cast<int16_t>(static_cast<int>(random() % static_cast<unsigned>(2 * limit + 1)) - limit);
+    return values;
+}
+
+// Runs work(begin, end) over random blocks, among them many short ones.
+template <class Work> void inBlocks(std::mt19937 &random, Work work) {
+    for (size_t done = 0; done < length;) {
+        const size_t end = std::min(done + 1 + random() % (random() % 4 ? 40 : 400), length);
+        work(done, end);
+        done = end;
+    }
+}
+
+TEST(Gsmfr, FiltersEqualThePlainFormsInAnyBlocks) {
+    std::mt19937 random(51);
+    for (const auto &[name, input] : signals::nasty(length + 2 * border, 51)) {
+        SCOPED_TRACE(name);
+        int32_t offset[2] = {}, plainOffset[2] = {};
+        int16_t last = 0, m = 0, plainM = 0;
+        Eight u = randomEight(random, 32767), plainU = u;
+        inBlocks(random, [&](size_t begin, size_t end) {
+            // States from outside now and then; the one beyond 16 bits shows what the wraps do.
+            if (random() % 16 == 0) {
+                offset[0] = plainOffset[0] = static_cast<int32_t>(random());
+                offset[1] = plainOffset[1] = static_cast<int32_t>(random()) >> (random() % 2 ? 17 : 0);
+            }
+            const Eight r = randomEight(random, random() % 2 ? 32767 : 12000);
+            const int n = static_cast<int>(end - begin);
+            const int16_t *const in = &input[begin + border];
+            Samples compensated(end - begin), emphasised(compensated), weighed(compensated), deemphasised(in, in + n),
+                residual(in, in + n);
+            ASSERT_EQ(ryxsHighPassFilter_GSMFR_16s(in, compensated.data(), n, offset), ryxStsOk);
+            ASSERT_EQ(ryxsPreemphasize_GSMFR_16s(in, emphasised.data(), n, &last), ryxStsOk);
+            ASSERT_EQ(ryxsDeemphasize_GSMFR_16s_I(deemphasised.data(), n, &m), ryxStsOk);
+            ASSERT_EQ(ryxsShortTermAnalysisFilter_GSMFR_16s_I(r.data(), residual.data(), n, u.data()), ryxStsOk);
+            ASSERT_EQ(ryxsWeightingFilter_GSMFR_16s(in, weighed.data(), n), ryxStsOk);
+            for (int i = 0; i < n; i++) {
+                const auto k = static_cast<size_t>(i);
+                ASSERT_EQ(compensated[k], plain::compensateOffset(in[i], plainOffset));
+                const int16_t previous = begin + k == 0 ? int16_t{0} : in[i - 1];
+                ASSERT_EQ(emphasised[k], ryxsc::add(in[i], ryxsc::mult_r(previous, -28180)));
+                ASSERT_EQ(deemphasised[k], plain::deemphasize(in[i], &plainM));
+                ASSERT_EQ(residual[k], plain::analyse(r.data(), in[i], plainU.data())) << "sample " << i << " of " << n;
+                ASSERT_EQ(weighed[k], plain::weigh(in + i));
+            }
+            ASSERT_TRUE(std::equal(offset, offset + 2, plainOffset));
+            ASSERT_EQ(u, plainU);
+        });
+    }
+}
+
+// Both lattices round the same products, so the inverse is exact as long as nothing saturates.
+TEST(Gsmfr, SynthesisGivesBackWhatAnalysisTook) {
+    std::mt19937 random(52);
+    const Samples input = signals::speech();
+    Samples work(input.begin(), input.begin() + length);
+    Eight u = {}, v = {};
+    inBlocks(random, [&](size_t begin, size_t end) {
+        const Eight r = randomEight(random, 9000);
+        const int n = static_cast<int>(end - begin);
+        ryxsShortTermAnalysisFilter_GSMFR_16s_I(r.data(), &work[begin], n, u.data());
+        ryxsShortTermSynthesisFilter_GSMFR_16s(r.data(), &work[begin], &work[begin], n, v.data());
+        ASSERT_EQ(u, v);
+    });
+    EXPECT_TRUE(std::equal(work.begin(), work.end(), input.begin()));
+}
+
+TEST(Gsmfr, SchurEqualsThePlainFormAndNeverTraps) {
+    std::mt19937 random(53);
+    for (int i = 0; i < 200000; i++) {
+        std::array<int32_t, 9> acf;
+        const int scale = static_cast<int>(random() % 31);
+        acf[0] = static_cast<int32_t>(random() >> 1 >> scale);
+        // Close to acf[0], equal to it or anything of its size.
+        for (size_t k = 1; k < acf.size(); k++) {
+            const int32_t size = random() % 8 ? acf[0] - (acf[0] >> (1 + random() % 20)) : acf[0];
+            acf[k] =
+                i % 2 ? (random() % 2 ? size : -size) : std::uniform_int_distribution<int32_t>(-acf[0], acf[0])(random);
+        }
+        const int order = 1 + i % 8;
+        Eight r = {}, expected = {};
+        ASSERT_EQ(ryxsSchur_GSMFR_32s16s(acf.data(), r.data(), order), ryxStsOk);
+        plain::schur(acf.data(), expected.data(), order);
+        ASSERT_EQ(r, expected) << "call " << i;
+    }
+    // Outside the contract: negative energy, lags beyond it, a negative order.
+    std::array<int32_t, 9> acf = {-5, 1, 2, 3, 4, 5, 6, 7, 8};
+    Eight r = {1, 1, 1, 1, 1, 1, 1, 1};
+    EXPECT_EQ(ryxsSchur_GSMFR_32s16s(acf.data(), r.data(), -3), ryxStsOk);
+    EXPECT_EQ(r[0], 1);
+    EXPECT_EQ(ryxsSchur_GSMFR_32s16s(acf.data(), r.data(), 8), ryxStsOk);
+    EXPECT_EQ(r, Eight());
+    for (int i = 0; i < 10000; i++) {
+        std::generate(acf.begin(), acf.end(), [&] { return static_cast<int32_t>(random()); });
+        ASSERT_EQ(ryxsSchur_GSMFR_32s16s(acf.data(), r.data(), 8), ryxStsOk);
+    }
+}
+
+} // namespace
