@@ -826,6 +826,94 @@ ryxStatus ryxsRPEQuantDecode_GSMFR_16s(const int16_t *codes, int16_t multiplier,
 /** @} */
 
 /**
+ * @defgroup amrwbcodebook 3GPP AMR-WB: algebraic codebook
+ * @brief Search and decoding of the fixed codebooks of AMR-WB (3GPP TS 26.190, TS 26.173) and AMR-WB+ (TS 26.290).
+ *
+ * A call handles a subframe of 64 samples. The argument `mode` is a bit-rate code:
+ *
+ * | `mode` | coder, kbit/s or bits | bits | pulses | pulses on the tracks 0 to 3 | index words |
+ * | --- | --- | --- | --- | --- | --- |
+ * | 5, 25 | AMR-WB 6.60; AMR-WB+ 12 bits | 12 | 2 | one on the even, one on the odd positions | 1 |
+ * | 9, 26 | AMR-WB 8.85; AMR-WB+ 20 bits | 20 | 4 | 1, 1, 1, 1 | 4 |
+ * | 27 | AMR-WB+ 28 bits | 28 | 6 | 2, 2, 1, 1 | 4 |
+ * | 13, 28 | AMR-WB 12.65; AMR-WB+ 36 bits | 36 | 8 | 2, 2, 2, 2 | 4 |
+ * | 15, 29 | AMR-WB 14.25; AMR-WB+ 44 bits | 44 | 10 | 3, 3, 2, 2 | 4 |
+ * | 16, 30 | AMR-WB 15.85; AMR-WB+ 52 bits | 52 | 12 | 3, 3, 3, 3 | 4 |
+ * | 18, 31 | AMR-WB 18.25; AMR-WB+ 64 bits | 64 | 16 | 4, 4, 4, 4 | 8 |
+ * | 19, 32 | AMR-WB 19.85; AMR-WB+ 72 bits | 72 | 18 | 5, 5, 4, 4 | 8 |
+ * | 20, 22 | AMR-WB 23.05 | 88 | 24 | 6, 6, 6, 6 | 8 |
+ * | 21 | AMR-WB 23.85: a single iteration | 88 | 24 | 6, 6, 6, 6 | 8 |
+ *
+ * Track t has the positions t, t + 4, ..., t + 60. Word t holds the pulses of track t as TS 26.190 packs them (clause
+ * 5.8.2); with four pulses and more it holds the upper bits, and word t + 4 the lower 14, 10 or 11 bits for four, five or
+ * six pulses. The one word for 12 bits has the even pulse in its upper six bits and the odd one in the lower six: a sign,
+ * then five bits of position.
+ *
+ * A pulse is +512 or -512, 1.0 in Q9; pulses on one position add up. From 12 pulses on the search halves an impulse
+ * response whose energy, the sum of h[n]^2, is 1025 * 2^15 or more. Its own code vector then has pulses of 256, and the
+ * decoder's is twice that.
+ * @{
+ */
+
+/**
+ * @brief Searches the algebraic codebook (3GPP TS 26.173: ACELP_2t64_fx, ACELP_4t64_fx).
+ *
+ * Differs from TS 26.173 in that a target of zeros filters backwards to zeros. All operations saturate as there, for
+ * every input; the sums of the backward filtering alone wrap, beyond any signal that a coder meets. Needs about 5 KB of
+ * stack.
+ *
+ * @param[in]  target   64 samples: target of the fixed codebook
+ * @param[in]  residual 64 samples: residual after the long-term prediction
+ * @param[in]  impulse  64 samples: impulse response h of the weighted synthesis filter, Q12. Not changed
+ * @param[out] code     64 samples: code vector, Q9
+ * @param[out] filtered 64 samples: code vector filtered by h, Q9
+ * @param[in]  mode     bit-rate code, see above
+ * @param[out] indices  1, 4 or 8 index words
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for a code that is not in the table
+ */
+ryxStatus ryxsAlgebraicCodebookSearch_AMRWB_16s(const int16_t *target, const int16_t *residual, int16_t *impulse,
+                                                int16_t *code, int16_t *filtered, int mode, int16_t *indices);
+
+/**
+ * @brief Searches the algebraic codebook in memory of the caller, like ryxsAlgebraicCodebookSearch_AMRWB_16s().
+ *
+ * @param[in]  target   64 samples: target of the fixed codebook
+ * @param[in]  residual 64 samples: residual after the long-term prediction
+ * @param[in]  impulse  64 samples: impulse response h of the weighted synthesis filter, Q12. Not changed
+ * @param[out] code     64 samples: code vector, Q9
+ * @param[out] filtered 64 samples: code vector filtered by h, Q9
+ * @param[in]  mode     bit-rate code, see above
+ * @param[out] indices  1, 4 or 8 index words
+ * @param      buffer   8192 bytes at any address, of any content; nothing in it is kept between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for a code that is not in the table
+ */
+ryxStatus ryxsAlgebraicCodebookSearchEX_AMRWB_16s(const int16_t *target, const int16_t *residual, int16_t *impulse,
+                                                  int16_t *code, int16_t *filtered, int mode, int16_t *indices,
+                                                  uint8_t *buffer);
+
+/**
+ * @brief Reports the size of the buffer of ryxsAlgebraicCodebookSearchEX_AMRWB_16s(): 8192 bytes.
+ * @param[out] size number of bytes
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsAlgebraicCodebookSearchGetBufferSize_AMRWB_16s(int *size);
+
+/**
+ * @brief Decodes index words to a code vector (3GPP TS 26.173: DEC_ACELP_2t64_fx, DEC_ACELP_4t64_fx).
+ *
+ * Every bit pattern decodes; bits that no search sets are ignored, or select positions like any others where two words
+ * make up an index.
+ *
+ * @param[in]  indices 1, 4 or 8 index words
+ * @param[out] code    64 samples: code vector, Q9
+ * @param[in]  mode    bit-rate code, see above
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for a code that is not in the table
+ */
+ryxStatus ryxsAlgebraicCodebookDecode_AMRWB_16s(const int16_t *indices, int16_t *code, int mode);
+
+/** @} */
+
+/**
  * @defgroup amrwbvad 3GPP AMR-WB: voice activity detection
  * @brief Speech or noise in every frame of 20 ms, 256 samples at 12.8 kHz (3GPP TS 26.194).
  *

@@ -175,6 +175,15 @@ inline Vector addDwordPairs(Vector x) {
     return _mm_add_epi32(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
 }
 
+// Qwords: dword 0 plus dword 1, and dword 2 plus dword 3, of unsigned dwords.
+inline Vector sumsOfUnsignedDwords(Vector x) {
+    const Vector low = _mm_and_si128(x, _mm_set1_epi64x(0xffffffff));
+    return _mm_add_epi64(low, _mm_srli_epi64(x, 32));
+}
+inline int64_t sumOfQwords(Vector x) {
+    return _mm_cvtsi128_si64(_mm_add_epi64(x, _mm_unpackhi_epi64(x, x)));
+}
+
 // Of four dwords that are not negative, the index that goes with the smallest; of equal ones the smallest index.
 // Through scalar registers, but without branches, which nothing could predict.
 inline size_t indexOfSmallest(Vector values, Vector indices) {

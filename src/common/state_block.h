@@ -20,8 +20,8 @@ template <class T> void saveBlock(void *block, const T &state) {
 // The second kind is used in its place, from the next 16-byte boundary; its size includes the room for that.
 template <class T> inline constexpr int alignedBlockBytes = static_cast<int>(sizeof(T)) + 16;
 
-template <class T> T &alignedBlock(void *block) {
-    return *reinterpret_cast<T *>((reinterpret_cast<uintptr_t>(block) + 15) & ~uintptr_t{15});
+template <class T, uintptr_t alignment = 16> T &alignedBlock(void *block) {
+    return *reinterpret_cast<T *>((reinterpret_cast<uintptr_t>(block) + alignment - 1) & ~(alignment - 1));
 }
 
 } // namespace ryxsc

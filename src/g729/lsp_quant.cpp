@@ -29,12 +29,6 @@ size_t nearestWeighted(const PairCodebook<secondStageSize, 3> &book, Vector targ
     return nearest(book, pairsOf(target), [&](Vector t, size_t p) { return _mm_madd_epi16(factors[p] * t, t); });
 }
 
-int64_t sumOfUnsignedDwords(Vector x) {
-    const Vector zero = _mm_setzero_si128();
-    const Vector sums = _mm_add_epi64(_mm_unpacklo_epi32(x, zero), _mm_unpackhi_epi32(x, zero));
-    return _mm_cvtsi128_si64(_mm_add_epi64(sums, _mm_unpackhi_epi64(sums, sums)));
-}
-
 // Weighted square of the error that remains in the LSFs, for the choice between the predictors. The weighted error is
 // limited to 16 bits; large ones do reach the limit.
 int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weights, const Predictor &predictor) {
@@ -43,8 +37,8 @@ int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weight
         return _mm_madd_epi16(simd::mulShiftSaturated<11>(weight, error), error);
     };
     const Ten sums = each(products, subtract(residual, target), weights, loadRow(predictor.gain));
-    const int64_t sum = sumOfUnsignedDwords(sums.low) + sumOfUnsignedDwords(sums.high);
-    return std::min<int64_t>(sum, saturatedSum);
+    const Vector sum = _mm_add_epi64(simd::sumsOfUnsignedDwords(sums.low), simd::sumsOfUnsignedDwords(sums.high));
+    return std::min<int64_t>(simd::sumOfQwords(sum), saturatedSum);
 }
 
 Choice search(const Ten &target, const Ten &weights, const Predictor &predictor) {
