@@ -35,9 +35,10 @@ inline void require(ryxStatus status) {
 // Memory of a state block, of the size that its getter reports.
 template <class State> class StateBlock {
 public:
-    explicit StateBlock(ryxStatus (*getSize)(int *)) {
+    // getSize(arguments..., &size)
+    template <class GetSize, class... Arguments> explicit StateBlock(GetSize getSize, Arguments... arguments) {
         int size = 0;
-        require(getSize(&size));
+        require(getSize(arguments..., &size));
         bytes_.resize(static_cast<size_t>(size));
     }
 

@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <numeric>
+
+#include "ryxsc.h"
+#include "support/signals.h"
+
+namespace {
+
+constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
+
+struct Controller {
+    static constexpr int taps = 100;
+    alignas(16) unsigned char bytes[72] = {};
+    int length;
+    std::vector<float> adaptive = std::vector<float>(taps, 2), saved = std::vector<float>(taps, 1);
+    float multiplier = 0;
+
+    explicit Controller(int blockLength) : length(blockLength) {
+        EXPECT_EQ(ryxsFullbandControllerInit_EC_32f(state(), length, taps, 8000), ryxStsOk);
+    }
+    FullbandControllerState_EC_32f *state() { return reinterpret_cast<FullbandControllerState_EC_32f *>(bytes); }
+    void run(float first, float second) {
+        const std::vector<float> e1(static_cast<size_t>(length), first), e2(static_cast<size_t>(length), second);
+        ryxsFullbandController_EC_32f(e1.data(), e2.data(), adaptive.data(), saved.data(), &multiplier, state());
+    }
+};
+
+// Blocks of 20 ms and more have smoothing factors of 1 and more.
+TEST(EcController, NothingBecomesInfiniteWhateverComesIn) {
+    std::mt19937 random(31);
+    const float values[] = {0, 1, -3000, 1e18F, -2e19F, FLT_MAX, -FLT_MAX, notANumber, INFINITY};
+    for (const int length : {1, 37, 80, 160, 800, 4000}) {
+        Controller controller(length);
+        std::vector<float> x(static_cast<size_t>(Controller::taps + length)), steps(static_cast<size_t>(length));
+        for (int i = 0; i < 100; i++) {
+            const auto any = [&] { return values[random() % std::size(values)]; };
+            std::ranges::generate(x, [&] { return i % 2 ? any() : 1e19F; });
+            const float *const block = x.data() + Controller::taps;
+            ryxsFullbandControllerUpdate_EC_32f(block, block, steps.data(), controller.state());
+            for (const float step : steps)
+                ASSERT_TRUE(std::isfinite(step)) << step;
+            controller.run(any(), any());
+            ASSERT_TRUE(std::isfinite(controller.multiplier)) << length << " " << i;
+        }
+    }
+}
+
+TEST(EcController, AFilterThatHasRunAwayIsRestoredAndSavedAgainLater) {
+    for (const float failure : {notANumber, INFINITY, 1e30F}) {
+        Controller controller(80);
+        for (int i = 0; i < 50; i++)
+            controller.run(100, 100);
+        std::ranges::fill(controller.adaptive, failure);
+        controller.run(failure, 100);
+        EXPECT_EQ(controller.adaptive, controller.saved);
+        std::ranges::fill(controller.adaptive, 3.0F);
+        for (int i = 0; i < 600; i++)
+            controller.run(100, 1000);
+        EXPECT_EQ(controller.saved[0], 3);
+    }
+}
+
+// A tone of 2100 Hz for three seconds, its phase reversed at regular intervals; 0 for never.
+std::vector<int16_t> tone(int rate, double amplitude, int spacing) {
+    std::vector<int16_t> samples(static_cast<size_t>(3 * rate));
+    for (size_t n = 0; n < samples.size(); n++) {
+        const bool reversed = spacing > 0 && n * 1000 / static_cast<size_t>(spacing * rate) % 2 > 0;
+        const double value = amplitude * std::sin(2 * std::numbers::pi * 2100 * static_cast<double>(n) / rate);
+        samples[n] = static_cast<int16_t>(std::lround(reversed ? -value : value));
+    }
+    return samples;
+}
+
+// The flags of the detector, block by block.
+template <class Sample, class State>
+std::vector<int> flags(ryxStatus (*initialise)(State *, int), ryxStatus (*detect)(const Sample *, int, int *, State *),
+                       int rate, const std::vector<int16_t> &input, const std::vector<size_t> &blocks) {
+    unsigned char bytes[81];
+    const auto state = reinterpret_cast<State *>(bytes + 1);
+    EXPECT_EQ(initialise(state, rate), ryxStsOk);
+    const std::vector<Sample> samples(input.begin(), input.end());
+    std::vector<int> all;
+    size_t done = 0;
+    for (const size_t block : blocks) {
+        EXPECT_EQ(detect(&samples[done], static_cast<int>(block), &all.emplace_back(-1), state), ryxStsOk);
+        done += block;
+    }
+    return all;
+}
+
+std::vector<int> floatFlags(int rate, const std::vector<int16_t> &input, const std::vector<size_t> &blocks) {
+    return flags(ryxsToneDetectInit_EC_32f, ryxsToneDetect_EC_32f, rate, input, blocks);
+}
+std::vector<int> fixedFlags(int rate, const std::vector<int16_t> &input, const std::vector<size_t> &blocks) {
+    return flags(ryxsToneDetectInit_EC_16s, ryxsToneDetect_EC_16s, rate, input, blocks);
+}
+
+TEST(EcToneDetect, FindsEveryReversalFromTheSecondOnAtAnyLevelAndInAnyBlocks) {
+    std::mt19937 random(32);
+    for (const int rate : {8000, 16000})
+        for (const double amplitude : {100, 361, 1000, 8000, 32767})
+            for (const int spacing : {0, 400, 430, 450, 470, 500}) {
+                SCOPED_TRACE(testing::Message() << rate << " Hz, " << amplitude << ", " << spacing << " ms");
+                const std::vector<int16_t> input = tone(rate, amplitude, spacing);
+                const std::vector<size_t> singly(input.size(), 1);
+                const std::vector<size_t> blocks = signals::randomBlocks(input.size(), 1, 700, random);
+                for (const auto &detect : {floatFlags, fixedFlags}) {
+                    const std::vector<int> found = detect(rate, input, singly);
+                    const int reversals = spacing < 430 || spacing > 470 ? 0 : 3000 / spacing - 1;
+                    EXPECT_EQ(std::accumulate(found.begin(), found.end(), 0), reversals);
+                    size_t begin = 0;
+                    std::vector<int> wanted;
+                    for (const size_t block : blocks) {
+                        const auto first = found.begin() + static_cast<std::ptrdiff_t>(begin);
+                        wanted.push_back(*std::max_element(first, first + static_cast<std::ptrdiff_t>(block)));
+                        begin += block;
+                    }
+                    EXPECT_EQ(detect(rate, input, blocks), wanted);
+                }
+            }
+}
+
+TEST(EcToneDetect, StartsAgainInTheNextCallAfterSamplesThatAreNotFinite) {
+    for (const float bad : {notANumber, INFINITY, -FLT_MAX}) {
+        const std::vector<int16_t> clean = tone(8000, 3000, 450);
+        std::vector<float> samples = {bad};
+        samples.insert(samples.end(), clean.begin(), clean.end());
+        unsigned char bytes[80];
+        const auto state = reinterpret_cast<ToneDetectState_EC_32f *>(bytes);
+        ryxsToneDetectInit_EC_32f(state, 8000);
+        int detected = -1;
+        ryxsToneDetect_EC_32f(samples.data(), 1, &detected, state);
+        EXPECT_EQ(detected, 0);
+        ryxsToneDetect_EC_32f(samples.data() + 1, static_cast<int>(clean.size()), &detected, state);
+        EXPECT_EQ(detected, 1);
+    }
+}
+
+} // namespace
