@@ -156,16 +156,17 @@ int run(int argc, char **argv) {
     const std::string &kilobits = line->values.at("mode");
     const Mode mode = modeOf(kilobits);
 
-    requireDifferentFiles(line->input, line->output);
-    OutputFile output(line->output);
+    const std::filesystem::path &source = line->files[0], &target = line->files[1];
+    requireDifferentFiles(source, target);
+    OutputFile output(target);
     if (line->command == "encode") {
-        output.write(encodeAll(readMono(line->input, sampleRate).samples, mode));
+        output.write(encodeAll(readMono(source, sampleRate).samples, mode));
         output.commit();
     } else if (line->command == "decode") {
-        writeMono(output, {sampleRate, decodeAll(readStream(line->input, "G.722 stream"), mode)});
+        writeMono(output, {sampleRate, decodeAll(readStream(source, "G.722 stream"), mode)});
         output.commit();
     } else {
-        roundTrip(readMono(line->input, sampleRate), output, mode, kilobits);
+        roundTrip(readMono(source, sampleRate), output, mode, kilobits);
     }
     return 0;
 }

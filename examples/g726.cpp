@@ -162,15 +162,16 @@ int run(int argc, char **argv) {
     const Format format = formatOf(*line);
     const int law = lawOf(*line);
 
-    requireDifferentFiles(line->input, line->output);
-    OutputFile output(line->output);
+    const std::filesystem::path &source = line->files[0], &target = line->files[1];
+    requireDifferentFiles(source, target);
+    OutputFile output(target);
     if (line->command == "encode") {
-        output.write(encodeAll(readMono(line->input, sampleRate).samples, format));
+        output.write(encodeAll(readMono(source, sampleRate).samples, format));
         output.commit();
     } else if (line->command == "decode") {
-        writeDecoded(output, decodeAll(readStream(line->input, "G.726 stream"), format, law), law);
+        writeDecoded(output, decodeAll(readStream(source, "G.726 stream"), format, law), law);
     } else {
-        roundTrip(readMono(line->input, sampleRate), output, format, law, line->values.at("rate"));
+        roundTrip(readMono(source, sampleRate), output, format, law, line->values.at("rate"));
     }
     return 0;
 }

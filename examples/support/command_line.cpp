@@ -16,10 +16,10 @@ enum { helpAnswer = 1000, versionAnswer = 1001 };
     throw Failure(sentence + " (see " + program.name + " --help)");
 }
 
-std::string listed(const std::vector<std::string> &words) {
+std::string listed(const std::vector<std::string> &words, const std::string &conjunction = "or") {
     std::string text;
     for (size_t i = 0; i < words.size(); i++)
-        text += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+        text += (i == 0 ? "" : i + 1 == words.size() ? " " + conjunction + " " : ", ") + words[i];
     return text;
 }
 
@@ -54,15 +54,21 @@ std::map<std::string, std::string> defaults(const ProgramDescription &program) {
     return values;
 }
 
-void takeFiles(const ProgramDescription &program, const std::vector<std::string> &words, CommandLine &line) {
+void takeCommand(const ProgramDescription &program, std::vector<std::string> &words, CommandLine &line) {
     if (words.empty()) reject(program, "a command is missing: " + listed(program.commands));
     if (!contains(program.commands, words[0]))
         reject(program, "unknown command " + words[0] + ", not " + listed(program.commands));
-    if (words.size() < 3) reject(program, words[0] + " needs an input and an output file");
-    if (words.size() > 3) reject(program, "one argument too many, " + words[3]);
     line.command = words[0];
-    line.input = words[1];
-    line.output = words[2];
+    words.erase(words.begin());
+}
+
+void takeFiles(const ProgramDescription &program, const std::vector<std::string> &words, CommandLine &line) {
+    const size_t count = program.files.size();
+    if (words.size() < count)
+        reject(program,
+               (line.command.empty() ? program.name : line.command) + " needs " + listed(program.files, "and"));
+    if (words.size() > count) reject(program, "one argument too many, " + words[count]);
+    line.files.assign(words.begin(), words.end());
 }
 
 } // namespace
@@ -84,9 +90,11 @@ std::optional<CommandLine> parseCommandLine(const ProgramDescription &program, i
         line.values[choice.name] = optarg;
         given.push_back(&choice);
     }
-    takeFiles(program, std::vector<std::string>(argv + optind, argv + argc), line);
+    std::vector<std::string> words(argv + optind, argv + argc);
+    if (!program.commands.empty()) takeCommand(program, words, line);
+    takeFiles(program, words, line);
     for (const ChoiceOption *choice : given)
-        if (!contains(choice->commands, line.command))
+        if (!program.commands.empty() && !contains(choice->commands, line.command))
             reject(program, "--" + choice->name + " means nothing to " + line.command);
     return line;
 }

@@ -1,4 +1,4 @@
-// Command lines of the form "program COMMAND INPUT OUTPUT --option value".
+// Command lines of the form "program COMMAND FILE FILE --option value"; not every program has commands.
 #pragma once
 
 #include <filesystem>
@@ -11,20 +11,20 @@
 struct ChoiceOption {
     std::string name;
     std::vector<std::string> values;
-    std::vector<std::string> commands; /**< where the option means something; elsewhere it is refused */
+    std::vector<std::string> commands = {}; /**< where the option means something; elsewhere it is refused */
 };
 
 struct ProgramDescription {
     std::string name;
     std::string help;
-    std::vector<std::string> commands;
+    std::vector<std::string> commands; /**< none: the files follow at once */
     std::vector<ChoiceOption> options;
+    std::vector<std::string> files = {"an input", "an output file"}; /**< with article, for the sentences */
 };
 
 struct CommandLine {
     std::string command;
-    std::filesystem::path input;
-    std::filesystem::path output;
+    std::vector<std::filesystem::path> files;  /**< as many as the program has */
     std::map<std::string, std::string> values; /**< every option of the program, given or default */
 };
 

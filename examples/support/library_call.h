@@ -16,9 +16,10 @@ inline void check(ryxStatus status) {
 /** A state block of the size that the library asks for. It never moves, as some kinds require. */
 template <class State> class StateBlock {
 public:
-    explicit StateBlock(ryxStatus (*getSize)(int *)) {
+    /** @param getSize reports the size through its last argument; @param arguments those in front of it */
+    template <class GetSize, class... Arguments> explicit StateBlock(GetSize getSize, Arguments... arguments) {
         int size = 0;
-        check(getSize(&size));
+        check(getSize(arguments..., &size));
         octets_ = std::make_unique<std::byte[]>(static_cast<size_t>(size));
     }
 

@@ -110,6 +110,19 @@ TEST_F(BadInput, IncludesOptionsThatMeanNothing) {
         expectRefused(bad);
 }
 
+TEST_F(BadInput, IsRefusedByProgramsWithoutCommandsToo) {
+    const BadCommand table[] = {
+        {"tone_detect", "tone_detect needs a recording"},
+        {"tone_detect speech.wav more", "one argument too many, more"},
+        {"tone_detect missing.wav", "missing.wav: No such file"},
+        {"tone_detect truncated.wav", "truncated.wav is truncated"},
+        {"tone_detect stream", "cannot be read as an audio file"},
+        {"tone_detect speech.wav --rate 11025", "--rate takes 8000 or 16000, not 11025"},
+    };
+    for (const BadCommand &bad : table)
+        expectRefused(bad);
+}
+
 TEST_F(BadInput, IncludesADiskThatFillsUp) {
     const BadCommand table[] = {
         {"ulimit -f 8; g722 encode speech.wav out", "cannot write out: File too large"},

@@ -21,7 +21,7 @@ protected:
     ProgramTest();
     ~ProgramTest() override;
 
-    /** Runs a shell command inside the folder; `g722` and `g726` are the programs of this build. */
+    /** Runs a shell command inside the folder; the example programs are those of this build. */
     Outcome run(const std::string &command) const;
     /** The same for a command that must succeed. */
     void runWell(const std::string &command) const;
