@@ -52,16 +52,12 @@ bool isSpeech(const State &state) {
 
 // The sums of two squares that pmaddwd gives are 2^31 at most: they are taken without a sign.
 int32_t framePower(const int16_t *frame) {
-    simd::Vector even = _mm_setzero_si128(), odd = even; // in 64 bits
+    simd::Vector power = _mm_setzero_si128();
     for (int i = 0; i < vadFrameLength; i += 8) {
         const simd::Vector x = simd::load(frame + i);
-        const simd::Vector squares = _mm_madd_epi16(x, x);
-        even = _mm_add_epi64(even, _mm_and_si128(squares, _mm_set1_epi64x(0xffffffff)));
-        odd = _mm_add_epi64(odd, _mm_srli_epi64(squares, 32));
+        power = _mm_add_epi64(power, simd::sumsOfUnsignedDwords(_mm_madd_epi16(x, x)));
     }
-    int64_t sums[2];
-    simd::store(sums, _mm_add_epi64(even, odd));
-    return sat32(2 * (sums[0] + sums[1]));
+    return sat32(2 * simd::sumOfQwords(power));
 }
 
 // filter_bank. Twice the sum of the magnitudes of band k, scaled by 2^scale, becomes the upper half of a long.
