@@ -41,9 +41,9 @@ void requireGnuplot() {
 Gnuplot::Gnuplot(const std::filesystem::path &png, int width, int height)
     : png_(png), pipe_(popen("exec env LC_ALL=C.UTF-8 gnuplot", "w"), pclose) {
     if (!pipe_) throw Failure(std::string("cannot start gnuplot: ") + strerror(errno));
-    *this << "set terminal pngcairo size " + std::to_string(finesse * width) + "," + std::to_string(finesse * height) +
-                 " font 'DejaVu Sans,9' fontscale " + std::to_string(finesse) + " linewidth " +
-                 std::to_string(finesse) + " background '#ffffff'"
+    *this << "set terminal pngcairo rounded size " + std::to_string(finesse * width) + "," +
+                 std::to_string(finesse * height) + " font 'DejaVu Sans,9' fontscale " + std::to_string(finesse) +
+                 " linewidth " + std::to_string(finesse) + " background '#ffffff'"
           << "set output " + quoted(png.string());
 }
 
