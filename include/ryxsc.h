@@ -826,6 +826,156 @@ ryxStatus ryxsRPEQuantDecode_GSMFR_16s(const int16_t *codes, int16_t multiplier,
 /** @} */
 
 /**
+ * @defgroup amrwbisf 3GPP AMR-WB: ISP conversion and ISF quantisation
+ * @brief Conversions between LP coefficients, immittance spectral pairs and immittance spectral frequencies; quantisers
+ *        and decoders of the frequencies for speech and comfort noise, with concealment of lost frames.
+ *
+ * LP coefficients `a[0..m]` of an even order m stand for A(z) = a[0] + a[1] z^-1 + ... with a[0] = 1, Q12 (4096).
+ * Immittance spectral pairs (ISPs), Q15: the first m - 1 are cosines of rising frequencies, so they fall with the index;
+ * the last one is a[m]. Immittance spectral frequencies (ISFs) are those frequencies in the scale of the recommendation:
+ * 16384 stands for half the sampling rate, 6400 Hz in AMR-WB, and 128 is a step of its cosine table. The last ISF, which
+ * stands for a[m] in the same way, is kept at half of that scale.
+ *
+ * **Residual.** The quantiser of speech frames predicts a third of the quantised residual of the frame before. The caller
+ * keeps that residual: 16 values, zero before the first frame, one vector for an encoder and one for a decoder.
+ *
+ * **Modes.** 5 (6.60 kbit/s) and 25 code a frame in 36 bits; 9, 13, 15, 16, 18, 19, 20 and 21 (8.85 to 23.85 kbit/s) in 46.
+ *
+ * | indices | first stage | second stage |
+ * | --- | --- | --- |
+ * | 46 bits | 8, 8 bits: ISFs 1 to 9, 10 to 16 | 6, 7, 7, 5, 5 bits: ISFs 1 to 3, 4 to 6, 7 to 9, 10 to 12, 13 to 16 |
+ * | 36 bits | 8, 8 bits: ISFs 1 to 9, 10 to 16 | 7, 7, 6 bits: ISFs 1 to 5, 6 to 9, 10 to 16 |
+ * | comfort noise, 28 bits | 6, 6, 6, 5, 5 bits: ISFs 1 and 2, 3 to 5, 6 to 8, 9 to 12, 13 to 16 | |
+ *
+ * The functions are bit-exact with 3GPP TS 26.173, the fixed-point form of 3GPP TS 26.190 and ITU-T G.722.2, except for the
+ * concealment of lost frames; see ryxsISFQuantDecode_AMRWB_16s().
+ * @{
+ */
+
+/**
+ * @brief Converts LP coefficients of order 16 to ISPs.
+ *
+ * The sum and the difference polynomial are evaluated as Chebyshev series at 101 points; two bisections and an
+ * interpolation follow where the sign changes. An interval of these points holds at most one root. Where fewer than 15
+ * roots are found the previous ISPs are returned.
+ *
+ * @param[in]  lpc     17 LP coefficients, Q12
+ * @param[out] isp     16 ISPs, Q15; the last is 8 * `lpc[16]`, saturated
+ * @param[in]  prevIsp 16 ISPs of the frame before. May be `isp`
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsLPCToISP_AMRWB_16s(const int16_t *lpc, int16_t *isp, const int16_t *prevIsp);
+
+/**
+ * @brief Converts LP coefficients of any even order from 6 on to ISPs, as ryxsLPCToISP_AMRWB_16s(); AMR-WB+ uses 16 and 8.
+ *
+ * The vectors come in another order than there. An order above 100 has more roots than the grid has intervals, so the
+ * previous ISPs are returned; so they are for odd orders and those below 6, which have no such polynomials.
+ *
+ * @param[in]  lpc     `order + 1` LP coefficients, Q12
+ * @param[in]  prevIsp `order` ISPs of the frame before. May be `isp`
+ * @param[out] isp     `order` ISPs, Q15; the last is 8 * `lpc[order]`, saturated
+ * @param[in]  order   at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `order` below 1
+ */
+ryxStatus ryxsLPCToISP_AMRWBE_16s(const int16_t *lpc, const int16_t *prevIsp, int16_t *isp, int order);
+
+/**
+ * @brief Converts ISPs to LP coefficients.
+ *
+ * The 32-bit arithmetic saturates; a coefficient beyond Q12 keeps its low 16 bits, which the ISPs of a filter that fits
+ * never need. The rescaling that the recommendation's decoder can switch on is not part of this function.
+ *
+ * @param[in]  isp   `order` ISPs, Q15
+ * @param[out] lpc   `order + 1` LP coefficients, Q12; `lpc[0]` is 4096
+ * @param[in]  order 1..20. Even orders have a meaning; odd ones give coefficients of no use
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for any other `order`
+ */
+ryxStatus ryxsISPToLPC_AMRWB_16s(const int16_t *isp, int16_t *lpc, int order);
+
+/**
+ * @brief Converts ISFs to ISPs by linear interpolation in a table of cosines.
+ *
+ * @param[in]  isf 0..16384, the last one 0..8192; other values count as the nearest end of that range
+ * @param[out] isp `len` ISPs, Q15. May be `isf`
+ * @param[in]  len at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` below 1
+ */
+ryxStatus ryxsISFToISP_AMRWB_16s(const int16_t *isf, int16_t *isp, int len);
+
+/**
+ * @brief Converts ISPs to ISFs by linear interpolation in a table of cosines.
+ *
+ * The search for the table's interval goes from the last ISP but one to the first and never back to lower cosines, so an
+ * ISP above the one in front of it is extrapolated and may saturate. The last ISP is looked up on its own.
+ *
+ * @param[in]  isp full 16-bit range; falling but for the last one
+ * @param[out] isf `len` ISFs, the last one at half scale. May be `isp`
+ * @param[in]  len at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` below 1
+ */
+ryxStatus ryxsISPToISF_Norm_AMRWB_16s(const int16_t *isp, int16_t *isf, int len);
+
+/**
+ * @brief Quantises the ISFs of a speech frame.
+ *
+ * For each half of the residual the four best vectors of the first stage go through the second one; the smallest remaining
+ * error wins. Quantised ISFs and residual are those that ryxsISFQuantDecode_AMRWB_16s() makes of the indices. Errors
+ * saturate in the comparison: a residual that is far from all vectors of its codebooks gets index 0.
+ *
+ * @param[in]     isf       16 ISFs
+ * @param[in,out] residual  quantised residual of the frame before, 16 values; becomes that of this frame
+ * @param[out]    quantised 16 quantised ISFs. May be `isf`
+ * @param[out]    indices   7 indices in 46 bits, or 5 in 36
+ * @param[in]     mode      5, 9, 13, 15, 16, 18, 19, 20, 21 or 25
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for any other mode
+ */
+ryxStatus ryxsISFQuant_AMRWB_16s(const int16_t *isf, int16_t *residual, int16_t *quantised, int16_t *indices, int mode);
+
+/**
+ * @brief Decodes the ISFs of a speech frame, or conceals those of a lost one.
+ *
+ * In a good frame the vectors of the indices make the residual; a third of the last residual and the mean are added. In a
+ * lost frame nine tenths of the previous ISFs and a tenth of the mean of the long term and of three good frames make the
+ * new ones, in one sum that is rounded once; the residual becomes half the distance from its own prediction. There the
+ * recommendation truncates two products. At last ISFs are raised to 128 and to 128 above the one in front, the last one
+ * excepted.
+ *
+ * @param[in]     indices       7 or 5 indices, of which the low bits count. Not read in a lost frame, but never null
+ * @param[out]    quantised     16 ISFs
+ * @param[in,out] residual      quantised residual of the frame before, 16 values; becomes that of this frame
+ * @param[in,out] prevQuantised 16 ISFs of the frame before; become those of this frame. May be `quantised`
+ * @param[in,out] history       ISFs of the last three good frames, not raised, 3 * 16 values, the newest first; before the
+ *                              first frame usually three times the mean of the long term
+ * @param[in]     bfi           0: good frame, any other value: lost frame
+ * @param[in]     mode          5, 9, 13, 15, 16, 18, 19, 20, 21 or 25
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for any other mode
+ */
+ryxStatus ryxsISFQuantDecode_AMRWB_16s(const int16_t *indices, int16_t *quantised, int16_t *residual,
+                                       int16_t *prevQuantised, int16_t *history, int bfi, int mode);
+
+/**
+ * @brief Quantises the ISFs of comfort noise in 28 bits, without prediction.
+ *
+ * @param[in]  isf       16 ISFs
+ * @param[out] quantised 16 quantised ISFs, those that ryxsISFQuantDecodeDTX_AMRWB_16s() makes of the indices. May be `isf`
+ * @param[out] indices   5 indices
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsISFQuantDTX_AMRWB_16s(const int16_t *isf, int16_t *quantised, int16_t *indices);
+
+/**
+ * @brief Decodes the ISFs of comfort noise and spaces them as ryxsISFQuantDecode_AMRWB_16s() does.
+ *
+ * @param[in]  indices   5 indices, of which the low bits count
+ * @param[out] quantised 16 ISFs
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s(const int16_t *indices, int16_t *quantised);
+
+/** @} */
+
+/**
  * @defgroup amrwbcodebook 3GPP AMR-WB: algebraic codebook
  * @brief Search and decoding of the fixed codebooks of AMR-WB (3GPP TS 26.190, TS 26.173) and AMR-WB+ (TS 26.290).
  *

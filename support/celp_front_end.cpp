@@ -251,4 +251,14 @@ std::vector<Subframe> analyse(const Codec &codec, std::span<const int16_t> speec
     return FrontEnd(codec, speech).run();
 }
 
+std::vector<Coefficients> analyseFilters(const Codec &codec, std::span<const int16_t> speech) {
+    const std::vector<double> samples = preEmphasised(codec, speech);
+    const size_t frameLength = subframes * codec.subframeLength;
+    std::vector<Coefficients> filters(samples.size() / frameLength);
+    for (size_t frame = 0; frame < filters.size(); frame++)
+        quantise(levinsonDurbin(autocorrelation(codec, samples, frame * frameLength), codec.order), 4096,
+                 filters[frame]);
+    return filters;
+}
+
 } // namespace celp

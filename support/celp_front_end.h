@@ -55,4 +55,7 @@ struct Subframe {
  */
 std::vector<Subframe> analyse(const Codec &codec, std::span<const int16_t> speech);
 
+/** LP filters of the whole frames of a recording, as analyse() finds them. */
+std::vector<Coefficients> analyseFilters(const Codec &codec, std::span<const int16_t> speech);
+
 } // namespace celp

@@ -8,8 +8,10 @@ namespace ryxsc {
 
 // Vectors by fours: [g][p] holds the values 2p and 2p + 1 of vector 4g, then those of 4g + 1, 4g + 2 and 4g + 3. The last
 // pair of an odd number of values ends with a zero.
-template <size_t vectors, size_t pairs> struct PairCodebook {
+template <size_t vectors, size_t valuesOfEach> struct PairCodebook {
     static constexpr size_t size = vectors;
+    static constexpr size_t values = valuesOfEach;
+    static constexpr size_t pairs = (values + 1) / 2;
 
     alignas(16) int16_t quads[vectors / 4][pairs][8];
 
@@ -17,8 +19,9 @@ template <size_t vectors, size_t pairs> struct PairCodebook {
 };
 
 // valueOf(vector, j), j = 0 .. values - 1.
-template <size_t vectors, size_t values, class ValueOf> constexpr auto arrangePairs(ValueOf valueOf) {
-    PairCodebook<vectors, (values + 1) / 2> book{};
+template <size_t vectors, size_t values, class ValueOf>
+constexpr PairCodebook<vectors, values> arrangePairs(ValueOf valueOf) {
+    PairCodebook<vectors, values> book{};
     for (size_t i = 0; i < vectors; i++)
         for (size_t j = 0; j < values; j++)
             book.quads[i / 4][j / 2][i % 4 * 2 + j % 2] = valueOf(i, j);

@@ -27,6 +27,11 @@ public:
     Vector valid() const { return _mm_cmpeq_epi32(_mm_srli_epi32(seen, 30), _mm_setzero_si128()); }
     // Where it is valid.
     Vector get() const { return sums; }
+    // The sum, or 2^30 where it is larger.
+    Vector saturated() const {
+        const Vector isValid = valid();
+        return _mm_or_si128(_mm_and_si128(isValid, sums), _mm_andnot_si128(isValid, simd::dwords(1 << 30)));
+    }
 
 private:
     Vector sums = _mm_setzero_si128();
@@ -45,7 +50,7 @@ public:
         indices = select(better, index, indices);
     }
 
-    size_t index() const { return simd::indexOfSmallest(values, indices); }
+    simd::IndexedDword get() const { return simd::smallest(values, indices); }
 
 private:
     static Vector select(Vector mask, Vector yes, Vector no) {
@@ -68,11 +73,20 @@ inline Pairs<5> pairsOf(Vector low, Vector high) {
              _mm_shuffle_epi32(low, 0xff), _mm_shuffle_epi32(high, 0x00)}};
 }
 
+// The given number of values.
+template <size_t values> Pairs<(values + 1) / 2> loadPairs(const int16_t *from) {
+    Pairs<(values + 1) / 2> loaded;
+    for (size_t p = 0; p < values / 2; p++)
+        loaded.pair[p] = _mm_shuffle_epi32(simd::load32(from + 2 * p), 0);
+    if constexpr (values % 2 != 0) loaded.pair[values / 2] = _mm_shuffle_epi32(simd::loadWord(from + values - 1), 0);
+    return loaded;
+}
+
 // S for the vectors 4 * group .. 4 * group + 3; terms(difference, p) makes the products of pair p.
-template <size_t vectors, size_t pairs, class Terms> ErrorSums
-errorsOfFour(const PairCodebook<vectors, pairs> &book, size_t group, const Pairs<pairs> &target, Terms terms) {
+template <class Book, class Terms>
+ErrorSums errorsOfFour(const Book &book, size_t group, const Pairs<Book::pairs> &target, Terms terms) {
     ErrorSums sums;
-    for (size_t p = 0; p < pairs; p++)
+    for (size_t p = 0; p < Book::pairs; p++)
         sums.add(terms(_mm_subs_epi16(target.pair[p], simd::loadAligned(book.quads[group][p])), p));
     return sums;
 }
@@ -81,17 +95,17 @@ inline Vector square(Vector difference, size_t) {
     return _mm_madd_epi16(difference, difference);
 }
 
-// The index of the vector with the smallest distortion.
-template <size_t vectors, size_t pairs, class Terms>
-size_t nearest(const PairCodebook<vectors, pairs> &book, const Pairs<pairs> &target, Terms terms) {
+// The smallest distortion and the index of its vector.
+template <class Book, class Terms>
+simd::IndexedDword nearest(const Book &book, const Pairs<Book::pairs> &target, Terms terms) {
     Smallest best(saturatedSum);
     Vector index = _mm_setr_epi32(0, 1, 2, 3);
-    for (size_t group = 0; group < vectors / 4; group++) {
+    for (size_t group = 0; group < Book::size / 4; group++) {
         const ErrorSums sums = errorsOfFour(book, group, target, terms);
         best.offer(sums.get(), sums.valid(), index);
         index = _mm_add_epi32(index, simd::dwords(4));
     }
-    return best.index();
+    return best.get();
 }
 
 // The four candidates with the smallest errors, the best first and the earlier offer before an equal one.

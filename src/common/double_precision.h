@@ -33,6 +33,11 @@ constexpr int32_t multiplyShort(int32_t x, int16_t y) {
     return static_cast<int32_t>(high + 2 * (lowPart(x) * y >> 15));
 }
 
+// sat32(2 * multiplyShort(x, y)). Where multiplyShort() saturates, so does this.
+constexpr int32_t doubledProduct(int32_t x, int16_t y) {
+    return sat32(4 * ((int64_t{clearBit0(x)} * y) >> 16));
+}
+
 // floor(x * y / 2^16) of an even x: half of multiplyShort(), except where both are at the negative end.
 constexpr int32_t halfProduct(int32_t x, int16_t y) {
     return static_cast<int32_t>((int64_t{x} * y) >> 16);

@@ -184,15 +184,31 @@ inline int64_t sumOfQwords(Vector x) {
     return _mm_cvtsi128_si64(_mm_add_epi64(x, _mm_unpackhi_epi64(x, x)));
 }
 
-// Of four dwords that are not negative, the index that goes with the smallest; of equal ones the smallest index.
+// Of four dwords that are not negative, the smallest and the index that goes with it; of equal ones the smallest index.
 // Through scalar registers, but without branches, which nothing could predict.
-inline size_t indexOfSmallest(Vector values, Vector indices) {
+struct IndexedDword {
+    int32_t value;
+    uint32_t index;
+};
+inline IndexedDword smallest(Vector values, Vector indices) {
     const auto keyOf = [](Vector pair) { return _mm_cvtsi128_si64(pair); };
     const Vector low = _mm_unpacklo_epi32(indices, values);
     const Vector high = _mm_unpackhi_epi32(indices, values);
     const int64_t first = std::min(keyOf(low), keyOf(_mm_unpackhi_epi64(low, low)));
     const int64_t second = std::min(keyOf(high), keyOf(_mm_unpackhi_epi64(high, high)));
-    return static_cast<uint32_t>(std::min(first, second));
+    const int64_t key = std::min(first, second);
+    return {static_cast<int32_t>(key >> 32), static_cast<uint32_t>(key)};
+}
+
+// The index of the last of 8 or 16 falling words that is at or above x, which is the same in all lanes; the first one must
+// be.
+inline int lastNotBelow(const int16_t *eight, Vector x) {
+    const auto below = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpgt_epi16(x, load(eight))));
+    return floorLog2(~below & 0xffff) / 2;
+}
+inline int lastNotBelow16(const int16_t *sixteen, Vector x) {
+    const Vector masks = _mm_packs_epi16(_mm_cmpgt_epi16(x, load(sixteen)), _mm_cmpgt_epi16(x, load(sixteen + 8)));
+    return floorLog2(~static_cast<uint32_t>(_mm_movemask_epi8(masks)) & 0xffff);
 }
 
 // The bits of four dwords as floats. Exact, whatever the rounding mode, for magnitudes up to 2^24.

@@ -22,7 +22,7 @@ public:
     }
 
     // No error is negative, and the bits of such floats are in the order of their values.
-    size_t index() const { return simd::indexOfSmallest(_mm_castps_si128(errors), indices); }
+    size_t index() const { return simd::smallest(_mm_castps_si128(errors), indices).index; }
 
 private:
     __m128 errors = _mm_set1_ps(startError);

@@ -30,7 +30,7 @@ inline void storeTen(int16_t *to, const Ten &x) {
 }
 
 // A codebook vector.
-template <size_t vectors> Ten vectorOf(const PairCodebook<vectors, 5> &book, size_t index) {
+template <size_t vectors> Ten vectorOf(const PairCodebook<vectors, 10> &book, size_t index) {
     const auto pair = [&](size_t p) { return simd::load32(book.pair(index, p)); };
     return {_mm_unpacklo_epi64(_mm_unpacklo_epi32(pair(0), pair(1)), _mm_unpacklo_epi32(pair(2), pair(3))), pair(4)};
 }
@@ -45,7 +45,7 @@ inline Halves split(const Ten &x) {
 inline Ten join(const Halves &x) {
     return {_mm_or_si128(x.lower, _mm_slli_si128(x.upper, 10)), _mm_srli_si128(x.upper, 6)};
 }
-template <size_t vectors> Vector vectorOf(const PairCodebook<vectors, 3> &book, size_t index) {
+template <size_t vectors> Vector vectorOf(const PairCodebook<vectors, 5> &book, size_t index) {
     const auto pair = [&](size_t p) { return simd::load32(book.pair(index, p)); };
     return _mm_unpacklo_epi64(_mm_unpacklo_epi32(pair(0), pair(1)), pair(2));
 }

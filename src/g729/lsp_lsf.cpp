@@ -21,17 +21,11 @@ int cosineAt(int k) {
     return cosines[static_cast<size_t>(k)];
 }
 
-// The index of the last of eight falling words that is at or above lsp; the first one must be.
-int lastNotBelow(const int16_t *falling, Vector lsp) {
-    const auto below = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpgt_epi16(lsp, simd::load(falling))));
-    return floorLog2(~below & 0xffff) / 2;
-}
-
 // The last interval whose lower edge in frequency has a cosine at or above lsp: among every eighth first, then among eight.
 int intervalOf(int16_t lsp) {
     const Vector eight = simd::words(lsp);
-    const int first = 8 * lastNotBelow(everyEighthCosine.data(), eight);
-    return first + lastNotBelow(&cosines[static_cast<size_t>(first)], eight);
+    const int first = 8 * simd::lastNotBelow(everyEighthCosine.data(), eight);
+    return first + simd::lastNotBelow(&cosines[static_cast<size_t>(first)], eight);
 }
 
 // Calls convert(interval, scaled) for each LSP: scaled is the distance from the interval's edge times its slope, Q12 in

@@ -22,11 +22,12 @@ struct Choice {
 };
 
 // Sum of (mult(w, t) * t), the weighted square of the recommendation.
-size_t nearestWeighted(const PairCodebook<secondStageSize, 3> &book, Vector target, Vector weights) {
+size_t nearestWeighted(const PairCodebook<secondStageSize, 5> &book, Vector target, Vector weights) {
     const Pairs<3> w = pairsOf(weights);
     const simd::Q15Factor factors[3] = {simd::Q15Factor(w.pair[0]), simd::Q15Factor(w.pair[1]),
                                         simd::Q15Factor(w.pair[2])};
-    return nearest(book, pairsOf(target), [&](Vector t, size_t p) { return _mm_madd_epi16(factors[p] * t, t); });
+    const auto terms = [&](Vector t, size_t p) { return _mm_madd_epi16(factors[p] * t, t); };
+    return nearest(book, pairsOf(target), terms).index;
 }
 
 // Weighted square of the error that remains in the LSFs, for the choice between the predictors. The weighted error is
@@ -43,7 +44,7 @@ int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weight
 
 Choice search(const Ten &target, const Ten &weights, const Predictor &predictor) {
     Choice choice;
-    choice.l1 = nearest(firstStage, pairsOf(target.low, target.high), square);
+    choice.l1 = nearest(firstStage, pairsOf(target.low, target.high), square).index;
     const Halves rest = split(subtract(target, vectorOf(firstStage, choice.l1)));
     const Halves halves = split(weights);
     choice.l2 = nearestWeighted(secondStage[0], rest.lower, halves.lower);

@@ -117,10 +117,10 @@ constexpr bool sumsBelowOne(const Predictor &predictor) {
 
 } // namespace
 
-constexpr PairCodebook<firstStageSize, 5> firstStage = arrangeQ13<firstStageSize, order>(firstValue);
+constexpr PairCodebook<firstStageSize, 10> firstStage = arrangeQ13<firstStageSize, order>(firstValue);
 constexpr FloatCodebook<firstStageSize, 10> firstStageFloat = arrangeFloats<firstStageSize, 10>(firstValue);
 
-constexpr PairCodebook<secondStageSize, 3> secondStage[2] = {arrangeQ13<secondStageSize, half>(lowerValue),
+constexpr PairCodebook<secondStageSize, 5> secondStage[2] = {arrangeQ13<secondStageSize, half>(lowerValue),
                                                              arrangeQ13<secondStageSize, half>(upperValue)};
 constexpr FloatCodebook<secondStageSize, 5> secondStageFloat[2] = {arrangeFloats<secondStageSize, 5>(lowerValue),
                                                                    arrangeFloats<secondStageSize, 5>(upperValue)};
@@ -128,8 +128,8 @@ constexpr FloatCodebook<secondStageSize, 5> secondStageFloat[2] = {arrangeFloats
 constexpr Predictor predictors[modes] = {makePredictor(0), makePredictor(1)};
 constexpr FloatPredictor floatPredictors[modes] = {makeFloatPredictor(0), makeFloatPredictor(1)};
 
-constexpr PairCodebook<noiseFirstSize, 5> noiseFirst = arrangeQ13<noiseFirstSize, order>(noiseFirstValue);
-constexpr PairCodebook<noiseSecondSize, 5> noiseSecond = arrangeQ13<noiseSecondSize, order>(noiseSecondValue);
+constexpr PairCodebook<noiseFirstSize, 10> noiseFirst = arrangeQ13<noiseFirstSize, order>(noiseFirstValue);
+constexpr PairCodebook<noiseSecondSize, 10> noiseSecond = arrangeQ13<noiseSecondSize, order>(noiseSecondValue);
 constexpr FloatCodebook<noiseFirstSize, 10> noiseFirstFloat = arrangeFloats<noiseFirstSize, 10>(noiseFirstValue);
 constexpr FloatCodebook<noiseSecondSize, 10> noiseSecondFloat = arrangeFloats<noiseSecondSize, 10>(noiseSecondValue);
 constexpr Predictor noisePredictors[modes] = {makeNoisePredictor(0), makeNoisePredictor(1)};

@@ -38,11 +38,11 @@ struct FloatPredictor {
 };
 
 // First stage, index L1. 16-bit values are in Q13.
-extern const PairCodebook<firstStageSize, 5> firstStage;
+extern const PairCodebook<firstStageSize, 10> firstStage;
 extern const FloatCodebook<firstStageSize, 10> firstStageFloat;
 
 // Second stage, values 0..4 by L2 and 5..9 by L3. The sixth value of the pairs is zero.
-extern const PairCodebook<secondStageSize, 3> secondStage[2];
+extern const PairCodebook<secondStageSize, 5> secondStage[2];
 extern const FloatCodebook<secondStageSize, 5> secondStageFloat[2];
 
 extern const Predictor predictors[modes];
@@ -50,8 +50,8 @@ extern const FloatPredictor floatPredictors[modes];
 
 // Annex B: the first-stage vectors in use, the second-stage vectors joined from their two halves, which one index
 // picks, and the predictor, whose mode 1 is a blend of the two of speech.
-extern const PairCodebook<noiseFirstSize, 5> noiseFirst;
-extern const PairCodebook<noiseSecondSize, 5> noiseSecond;
+extern const PairCodebook<noiseFirstSize, 10> noiseFirst;
+extern const PairCodebook<noiseSecondSize, 10> noiseSecond;
 extern const FloatCodebook<noiseFirstSize, 10> noiseFirstFloat;
 extern const FloatCodebook<noiseSecondSize, 10> noiseSecondFloat;
 extern const Predictor noisePredictors[modes];

@@ -1,6 +1,6 @@
 // Line spectral pairs to LP coefficients, in fixed point (ITU-T G.729, clause 3.2.6) and in single precision.
 #include "common/checks.h"
-#include "common/fixed_point.h"
+#include "common/double_precision.h"
 #include "frame/implementations.h"
 #include "g729/lp_tables.h"
 
@@ -10,11 +10,6 @@ using namespace ryxsc::g729::lp;
 namespace {
 
 constexpr int degree = order / 2;
-
-// sat32(2 * multiplyShort(f, lsp)): 4 * f * lsp / 2^16 of an f without bit 0. Where multiplyShort() saturates, so does this.
-int32_t doubledProduct(int32_t f, int16_t lsp) {
-    return sat32(4 * ((int64_t{f & ~1} * lsp) >> 16));
-}
 
 // The product of 1 - 2 * lsp[i] * z^-1 + z^-2 over every other lsp, coefficients 0 to 5 in Q24.
 void expand(const int16_t *lsp, int32_t *f) {

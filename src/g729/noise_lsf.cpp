@@ -83,7 +83,7 @@ size_t searchSecondStage(const Candidates<int32_t> &candidates, const Ten (&targ
             number = _mm_add_epi32(number, simd::dwords(4));
         }
     }
-    return best.index();
+    return best.get().index;
 }
 
 } // namespace

@@ -1,0 +1,64 @@
+// ISF decoders of AMR-WB: speech frames, lost frames, comfort noise (3GPP TS 26.173).
+#include "amrwb/isf_steps.h"
+#include "common/checks.h"
+#include "frame/implementations.h"
+
+using namespace ryxsc;
+using namespace ryxsc::amrwb;
+
+namespace {
+
+// Q15. They make 1 together.
+constexpr int16_t lastWeight = 29491, meanWeight = 3277;
+
+// The newest frame in front.
+void pushHistory(const int16_t *isf, int16_t *history) {
+    std::copy_backward(history, history + 2 * order, history + 3 * order);
+    std::copy_n(isf, order, history);
+}
+
+// One weighted sum, rounded once, where the recommendation truncates two products.
+int16_t towardsMean(int16_t last, int mean) {
+    return static_cast<int16_t>((lastWeight * last + meanWeight * mean + 0x4000) >> 15);
+}
+
+// Moves the last frame's ISFs towards the mean of the long term and of three frames, and estimates the residual that would
+// have led there; its difference wraps.
+void conceal(const int16_t *last, const int16_t *history, int16_t *past, int16_t *isf) {
+    for (int i = 0; i < order; i++) {
+        const int16_t mean = isfMean[static_cast<size_t>(i)];
+        isf[i] = towardsMean(last[i], (mean + history[i] + history[i + order] + history[i + 2 * order] + 2) >> 2);
+        past[i] = static_cast<int16_t>(wrap16(isf[i] - mean - ((past[i] * predictionFactor) >> 15)) >> 1);
+    }
+}
+
+} // namespace
+
+ryxStatus ryxsISFQuantDecode_AMRWB_16s_u8(const int16_t *indices, int16_t *quantised, int16_t *residual,
+                                          int16_t *prevQuantised, int16_t *history, int bfi, int mode) {
+    if (anyNull(indices, quantised, residual, prevQuantised, history)) return ryxStsNullPtr;
+    if (!isSpeechMode(mode)) return ryxStsBadSize;
+    Isfs isf;
+    if (bfi == 0) {
+        Isfs decoded;
+        decodeResidual(indices, has36Bits(mode), decoded.values);
+        rebuild(decoded.values, residual, isf.values);
+        pushHistory(isf.values, history);
+    } else {
+        conceal(prevQuantised, history, residual, isf.values);
+    }
+    space(isf.values);
+    std::copy_n(isf.values, order, quantised);
+    std::copy_n(isf.values, order, prevQuantised);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s_u8(const int16_t *indices, int16_t *quantised) {
+    if (anyNull(indices, quantised)) return ryxStsNullPtr;
+    Isfs isf;
+    decodeVectors(indices, isf.values, noise1, noise2, noise3, noise4, noise5);
+    forEach(isf.values, _mm_adds_epi16, isf.values, noiseMean.data());
+    space(isf.values);
+    std::copy_n(isf.values, order, quantised);
+    return ryxStsOk;
+}

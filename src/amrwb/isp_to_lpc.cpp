@@ -1,0 +1,63 @@
+// Immittance spectral pairs to LP coefficients (3GPP TS 26.173).
+#include <algorithm>
+
+#include "common/checks.h"
+#include "common/double_precision.h"
+#include "frame/implementations.h"
+
+using namespace ryxsc;
+
+namespace {
+
+constexpr int maxOrder = 20;
+constexpr int maxDegree = maxOrder / 2;
+
+// The product of 1 - 2 * isp[i] * z^-1 + z^-2 over every other ISP, coefficients 0 to degree. Q23; beyond degree 8 it is
+// built in Q21, where it does not saturate so soon.
+void expand(const int16_t *isp, int degree, bool isLong, int32_t *f) {
+    const int factor = isLong ? 128 : 512;
+    f[0] = isLong ? 1 << 21 : 1 << 23;
+    if (degree >= 1) f[1] = -factor * isp[0];
+    for (int i = 2; i <= degree; i++) {
+        const int16_t next = isp[2 * (i - 1)];
+        f[i] = f[i - 2];             // the product is symmetric
+        for (int k = i; k >= 2; k--) // downwards, so that f[k - 1] and f[k - 2] are still the old ones
+            f[k] = L_add(L_sub(f[k], doubledProduct(f[k - 1], next)), f[k - 2]);
+        f[1] = L_sub(f[1], factor * next);
+    }
+    if (isLong) std::transform(f, f + degree + 1, f, [](int32_t x) { return L_shl(x, 2); });
+}
+
+// Q23 to Q12 of the halved sum, rounded. Filters whose coefficients fit 16 bits fit; beyond that the low bits remain.
+int16_t toQ12(int32_t sum) {
+    return wrap16(L_shr_r(sum, 12));
+}
+
+} // namespace
+
+ryxStatus ryxsISPToLPC_AMRWB_16s_u8(const int16_t *isp, int16_t *lpc, int order) {
+    if (anyNull(isp, lpc)) return ryxStsNullPtr;
+    if (order < 1 || order > maxOrder) return ryxStsBadSize;
+    const int degree = order / 2;
+    const bool isLong = degree > 8;
+    int32_t sum[maxDegree + 1], difference[maxDegree + 1];
+    expand(isp, degree, isLong, sum);
+    expand(isp + 1, degree - 1, isLong, difference);
+    for (int i = degree - 1; i >= 2; i--) // times 1 - z^-2
+        difference[i] = L_sub(difference[i], difference[i - 2]);
+
+    const int16_t last = isp[order - 1];
+    for (int i = 0; i < degree; i++) {
+        sum[i] = L_add(sum[i], multiplyShort(sum[i], last));
+        difference[i] = L_sub(difference[i], multiplyShort(difference[i], last));
+    }
+    lpc[degree] = toQ12(L_add(sum[degree], multiplyShort(sum[degree], last)));
+    lpc[order - degree] = lpc[degree]; // another one at odd orders only, which have no meaning
+    for (int i = 1; i < degree; i++) {
+        lpc[i] = toQ12(L_add(sum[i], difference[i]));
+        lpc[order - i] = toQ12(L_sub(sum[i], difference[i]));
+    }
+    lpc[0] = 4096;
+    lpc[order] = shr_r(last, 3);
+    return ryxStsOk;
+}
