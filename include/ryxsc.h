@@ -1544,6 +1544,149 @@ ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, Tone
 /** @} */
 
 /**
+ * @defgroup ec Echo cancellation
+ * @brief Sub-band filter bank of an echo canceller.
+ *
+ * Lengths and orders out of range give #ryxStsBadArg in this group, not #ryxStsBadSize.
+ *
+ * **Filter bank.** An oversampled windowed-DFT bank: `hop` new samples become N/2 + 1 complex bins of a transform of
+ * N = 2^order points, and back. A window of L taps, whole periods of N, goes in front of the analysis and behind the
+ * synthesis. Two are built in, for order 5, hop 24, 128 taps and for order 6, hop 44, 256 taps: least-squares
+ * low-passes with which analysis and synthesis together give back the input L - hop samples late, with a gain of 0.96 to
+ * 1.00 and errors about 16 dB (order 5) and 24 dB (order 6) below the signal.
+ *
+ * Ask for the sizes, allocate, initialise one state for each direction of each signal. All blocks are used from the
+ * next 16-byte boundary. Orders 1 to 26 can be had; up to order 9 the working functions get by with the caller's memory
+ * and the stack, above that they take scratch memory from the core library for the length of the call.
+ * @{
+ */
+
+/** State of one direction of a filter bank; its size is reported by ryxsSubbandProcessGetSize_32f() and
+ *  ryxsSubbandProcessGetSize_16s(). A state that ryxsSubbandProcessInit_32f() made serves the float functions, one that
+ *  ryxsSubbandProcessInit_16s() made those of 16 bits. */
+typedef struct SubbandProcessState SubbandProcessState;
+
+/**
+ * @brief Reports the memory that a filter bank in single precision needs.
+ * @param[in]  order       the transform has N = 2^order points, order at least 1
+ * @param[in]  windowLen   taps of the window, a multiple of N
+ * @param[out] stateSize   bytes of a state, at any address
+ * @param[out] initBufSize bytes of the buffer for ryxsSubbandProcessInit_32f(): 0, none is needed
+ * @param[out] workBufSize bytes of the buffer for analysis and synthesis, at any address
+ * @return #ryxStsOk; #ryxStsBadArg for `order` or `windowLen` below 1; #ryxStsNullPtr; #ryxStsBadArg for `windowLen` that
+ *         is no multiple of N, or for a state whose size exceeds 32 bits
+ */
+ryxStatus ryxsSubbandProcessGetSize_32f(int order, int windowLen, int *stateSize, int *initBufSize, int *workBufSize);
+
+/**
+ * @brief Reports the memory that a filter bank in 16 bits needs, like ryxsSubbandProcessGetSize_32f().
+ * @param[in]  order       the transform has N = 2^order points, order at least 1
+ * @param[in]  windowLen   taps of the window, a multiple of N
+ * @param[out] stateSize   bytes of a state, at any address
+ * @param[out] initBufSize bytes of the buffer for ryxsSubbandProcessInit_16s(): 0, none is needed
+ * @param[out] workBufSize bytes of the buffer for analysis and synthesis, at any address
+ * @return #ryxStsOk; #ryxStsBadArg for `order` or `windowLen` below 1; #ryxStsNullPtr; #ryxStsBadArg for `windowLen` that
+ *         is no multiple of N, or for a state whose size exceeds 32 bits
+ */
+ryxStatus ryxsSubbandProcessGetSize_16s(int order, int windowLen, int *stateSize, int *initBufSize, int *workBufSize);
+
+/**
+ * @brief Initialises a state for analysis or synthesis in single precision: transform, window, and a silent past.
+ * @param[out] state     block of the reported size
+ * @param[in]  order     the transform has N = 2^order points, order at least 1
+ * @param[in]  hop       samples per frame, 1..N
+ * @param[in]  windowLen taps of the window, a multiple of N
+ * @param[in]  window    `windowLen` taps, tap 0 first; copied. Null for a built-in window
+ * @param      initBuf   not used; may be null
+ * @return #ryxStsOk; #ryxStsBadArg for `order`, `hop` or `windowLen` below 1 or `hop` above N; #ryxStsNullPtr, which is
+ *         tested after these sizes; #ryxStsBadArg for `windowLen` that is no multiple of N, or for no window with sizes
+ *         other than the two built-in ones; #ryxStsErr for an order that ryxsSubbandProcessGetSize_32f() refuses
+ */
+ryxStatus ryxsSubbandProcessInit_32f(SubbandProcessState *state, int order, int hop, int windowLen, const float *window,
+                                     void *initBuf);
+
+/**
+ * @brief Initialises a state for analysis or synthesis in 16 bits, like ryxsSubbandProcessInit_32f().
+ * @param[out] state     block of the reported size
+ * @param[in]  order     the transform has N = 2^order points, order at least 1
+ * @param[in]  hop       samples per frame, 1..N
+ * @param[in]  windowLen taps of the window, a multiple of N
+ * @param[in]  window    `windowLen` taps in Q13, tap 0 first; copied. Null for a built-in window
+ * @param      initBuf   not used; may be null
+ * @return #ryxStsOk; #ryxStsBadArg for `order`, `hop` or `windowLen` below 1 or `hop` above N; #ryxStsNullPtr, which is
+ *         tested after these sizes; #ryxStsBadArg for `windowLen` that is no multiple of N, or for no window with sizes
+ *         other than the two built-in ones; #ryxStsErr for an order that ryxsSubbandProcessGetSize_16s() refuses
+ */
+ryxStatus ryxsSubbandProcessInit_16s(SubbandProcessState *state, int order, int hop, int windowLen,
+                                     const int16_t *window, void *initBuf);
+
+/**
+ * @brief Analyses one frame: `hop` samples in, the spectrum of the windowed past out.
+ *
+ * With d[0..L-1] the last L samples, oldest first, and z[n] = d[n] w[n] + d[n+N] w[n+N] + ... the bins are
+ * X[k] = sum over n of z[n] exp(-2 pi i k n / N).
+ *
+ * @param[in]     src     `hop` samples
+ * @param[out]    dst     N/2 + 1 bins, k = 0 .. N/2; the imaginary parts of the first and the last are 0
+ * @param[in,out] state   initialised state that only analyses
+ * @param         workBuf buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr for a state that ryxsSubbandProcessInit_32f() did not make; #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandAnalysis_32f32fc(const float *src, ryx32fc *dst, SubbandProcessState *state, void *workBuf);
+
+/**
+ * @brief Analyses one frame of 16-bit samples, like ryxsSubbandAnalysis_32f32fc().
+ *
+ * The sums z[n] have 32 bits (they wrap, which takes a window whose magnitudes in some phase of N add up to more than 8)
+ * and are shifted right by 13. The bins are computed exactly, divided by 2^sf, rounded to nearest, ties upwards, and
+ * saturated.
+ *
+ * @param[in]     src         `hop` samples, full 16-bit range
+ * @param[out]    dst         N/2 + 1 bins, full 32-bit range
+ * @param[in,out] state       initialised state that only analyses
+ * @param[in]     scaleFactor sf, at least 0, limited to 31
+ * @param         workBuf     buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadScale for a negative scale factor; #ryxStsErr for a state that
+ *         ryxsSubbandProcessInit_16s() did not make; #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandAnalysis_16s32sc_Sfs(const int16_t *src, ryx32sc *dst, SubbandProcessState *state, int scaleFactor,
+                                          void *workBuf);
+
+/**
+ * @brief Synthesises one frame: a spectrum in, `hop` samples out.
+ *
+ * With y the inverse transform of the bins, divided by N, and a[0..L-1] the accumulator, shifted by `hop` with zeros
+ * behind: a[k] += y[k mod N] w[L-1-k]. The output is a[0..hop-1].
+ *
+ * @param[in]     src     N/2 + 1 bins; the imaginary parts of the first and the last are ignored
+ * @param[out]    dst     `hop` samples
+ * @param[in,out] state   initialised state that only synthesises
+ * @param         workBuf buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr for a state that ryxsSubbandProcessInit_32f() did not make; #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandProcessState *state, void *workBuf);
+
+/**
+ * @brief Synthesises one frame of 16-bit samples, like ryxsSubbandSynthesis_32fc32f().
+ *
+ * y is computed exactly, divided by 2^sf, rounded to nearest, ties upwards, and saturated to 32 bits; then
+ * a[k] = sat16(a[k] + ((y[k mod N] w[L-1-k] + 4096) >> 13)), the product in 64 bits. Analysis and synthesis are at unit
+ * level with scale factors of 0.
+ *
+ * @param[in]     src         N/2 + 1 bins, full 32-bit range; the imaginary parts of the first and the last are ignored
+ * @param[out]    dst         `hop` samples
+ * @param[in,out] state       initialised state that only synthesises
+ * @param[in]     scaleFactor sf, at least 0, limited to 31
+ * @param         workBuf     buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadScale for a negative scale factor; #ryxStsErr for a state that
+ *         ryxsSubbandProcessInit_16s() did not make; #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandSynthesis_32sc16s_Sfs(const ryx32sc *src, int16_t *dst, SubbandProcessState *state,
+                                           int scaleFactor, void *workBuf);
+
+/** @} */
+
+/**
  * @defgroup alc Automatic level control (ITU-T G.169)
  * @brief Brings telephone speech to a target level, within a largest gain and below an output ceiling.
  *

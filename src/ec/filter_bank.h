@@ -1,0 +1,115 @@
+// What both arithmetics of the sub-band filter bank share: the state block, its size, and its initialisation. Sample is
+// the type of signal and window, float or int16_t.
+//
+// Everything has internal linkage, since both processor variants compile the initialisation.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include "common/checks.h"
+#include "common/fixed_point.h"
+#include "common/state_block.h"
+#include "ec/filter_bank_tables.h"
+#include "transform/real_transform.h"
+
+namespace ryxsc::ec {
+
+namespace {
+
+template <class Sample> using BinsOf = std::conditional_t<std::is_same_v<Sample, float>, float, int32_t>;
+template <class Sample> using TransformOf = transform::RealTransform<BinsOf<Sample>>;
+
+constexpr int slack = 16; // to the next boundary in the caller's memory
+
+constexpr int64_t roundUp16(int64_t bytes) {
+    return (bytes + 15) & ~int64_t{15};
+}
+
+// The block that the caller keeps, from the next boundary in its memory: this, the transform's specification, the window,
+// and the delay line (analysis, oldest sample first) or the accumulator (synthesis, next sample first), `windowLen`
+// elements each. It holds offsets instead of pointers, so that it may be moved.
+template <class Sample> struct Bank {
+    int32_t windowLen, points, hop;
+    int32_t windowOffset, lineOffset; // from here, in bytes
+    int32_t reserved[3];
+
+    const TransformOf<Sample> &transform() const { return *reinterpret_cast<const TransformOf<Sample> *>(this + 1); }
+    const Sample *window() const { return reinterpret_cast<const Sample *>(bytes() + windowOffset); }
+    Sample *line() { return reinterpret_cast<Sample *>(const_cast<std::byte *>(bytes()) + lineOffset); }
+
+    // Forgets the first `hop` elements of the line; the last ones are to be filled.
+    Sample *shiftLine() {
+        const auto kept = static_cast<size_t>(windowLen - hop);
+        std::memmove(line(), line() + hop, kept * sizeof(Sample));
+        return line() + kept;
+    }
+
+private:
+    const std::byte *bytes() const { return reinterpret_cast<const std::byte *>(this); }
+};
+
+// Whether windowLen consists of whole periods of the transform.
+inline bool isMultiple(int windowLen, int order) {
+    return order <= 30 && (windowLen & ((1 << order) - 1)) == 0;
+}
+
+// Sizes of the state and the work buffer. The transform keeps no initialisation and no work buffer of its own.
+template <class Sample>
+ryxStatus reportSizes(int order, int windowLen, int *stateSize, int *initBufSize, int *workBufSize) {
+    if (order < 1 || windowLen < 1) return ryxStsBadArg;
+    if (anyNull(stateSize, initBufSize, workBufSize)) return ryxStsNullPtr;
+    if (!isMultiple(windowLen, order)) return ryxStsBadArg;
+    int transformSize;
+    if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return ryxStsBadArg;
+    const int64_t window = windowLen * int64_t{sizeof(Sample)};
+    const int64_t state = std::is_same_v<Sample, float> ? 2 * window + 40 + transformSize + slack
+                                                        : roundUp16(transformSize) + 2 * roundUp16(window) + 48 + slack;
+    if (state > max32) return ryxStsBadArg;
+    *stateSize = static_cast<int>(state);
+    *initBufSize = 0;
+    const int64_t samples = int64_t{4} << order;
+    *workBufSize = static_cast<int>((std::is_same_v<Sample, float> ? samples : roundUp16(samples)) + slack);
+    return ryxStsOk;
+}
+
+template <class Sample> const Sample *builtInWindow(int order, int hop, int windowLen) {
+    constexpr bool isFloat = std::is_same_v<Sample, float>;
+    const void *window = nullptr;
+    if (order == 5 && hop == 24 && windowLen == 128)
+        window = isFloat ? static_cast<const void *>(windowOrder5.data()) : windowOrder5Q13.data();
+    if (order == 6 && hop == 44 && windowLen == 256)
+        window = isFloat ? static_cast<const void *>(windowOrder6.data()) : windowOrder6Q13.data();
+    return static_cast<const Sample *>(window);
+}
+
+// Sizes are tested before the state pointer, unlike in most functions.
+template <class Sample>
+ryxStatus initialise(SubbandProcessState *state, int order, int hop, int windowLen, const Sample *window) {
+    if (order < 1 || hop < 1 || windowLen < 1 || (order <= 30 && hop > 1 << order)) return ryxStsBadArg;
+    if (anyNull(state)) return ryxStsNullPtr;
+    if (!isMultiple(windowLen, order)) return ryxStsBadArg;
+    if (anyNull(window)) window = builtInWindow<Sample>(order, hop, windowLen);
+    if (anyNull(window)) return ryxStsBadArg;
+    auto &bank = alignedBlock<Bank<Sample>>(state);
+    int transformSize;
+    auto *transform = reinterpret_cast<TransformOf<Sample> *>(&bank + 1);
+    if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk ||
+        TransformOf<Sample>::initialise(transform, order, transform::inverseByN) != ryxStsOk)
+        return ryxStsErr;
+    const size_t bytes = static_cast<size_t>(windowLen) * sizeof(Sample);
+    const auto windowOffset = static_cast<int32_t>(sizeof bank) + transformSize;
+    bank = {windowLen,
+            1 << order,
+            hop,
+            windowOffset,
+            windowOffset + static_cast<int32_t>(roundUp16(static_cast<int64_t>(bytes))),
+            {}};
+    std::memcpy(const_cast<Sample *>(bank.window()), window, bytes);
+    std::memset(bank.line(), 0, bytes);
+    return ryxStsOk;
+}
+
+} // namespace
+
+} // namespace ryxsc::ec
