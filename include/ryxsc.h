@@ -68,7 +68,8 @@ enum {
     ryxStsBadOrder = -15,      /**< the order of an internal transform is above 30 */
     ryxStsBadFlag = -16,       /**< the normalisation flag of an internal transform is not 1, 2, 4 or 8 */
     ryxStsBadContext = -17,    /**< a specification or state block does not carry the identifier of its kind */
-    ryxStsBadShift = -32       /**< a shift count is negative */
+    ryxStsBadShift = -32,      /**< a shift count is negative */
+    ryxStsBadBandCount = -119  /**< the band count of a sub-band adaptive filter lies outside 1..4097 */
 };
 
 /** @} */
@@ -1683,6 +1684,236 @@ ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandPr
  */
 ryxStatus ryxsSubbandSynthesis_32sc16s_Sfs(const ryx32sc *src, int16_t *dst, SubbandProcessState *state,
                                            int scaleFactor, void *workBuf);
+
+/** @} */
+
+/**
+ * @defgroup ecfilter Echo cancellation: adaptive filters
+ * @brief The echo path in a full-band and in a sub-band echo canceller, and its adaptation.
+ *
+ * The canceller itself is the caller's: the page on echo cancellation shows how it is put together. Signals are in the
+ * 16-bit scale, full scale 32768, in the float functions too where an energy floor matters.
+ *
+ * Lengths that are out of range give #ryxStsBadArg in the full-band functions, not #ryxStsBadSize.
+ *
+ * Finite input keeps everything finite as long as single precision holds the results: an estimate or a tap that grows
+ * beyond 3.4e38, which takes a step far above the stable ones, becomes infinite and then NaN. NaN in the input makes
+ * the outputs NaN that it reaches. In an adaptive filter it reaches the coefficients, which then stay NaN until the
+ * caller clears them, together with the carried error.
+ * @{
+ */
+
+/**
+ * @brief Subtracts the echo estimate of fixed taps from the near-end signal, in single precision.
+ *
+ * e[n] = s[n] - y, y = h[0] * x[n] + h[1] * x[n-1] + ..., summed in this order.
+ *
+ * @param[in]  x       far end, `len` samples; `x[-(tapsLen - 1)]` to `x[-1]` are read as the samples before the block
+ * @param[in]  s       near end (microphone), `len` samples
+ * @param[out] e       error, `len` samples. May be `s`
+ * @param[in]  len     number of samples, at least 1
+ * @param[in]  h       taps; `h[k]` weights `x[n-k]`
+ * @param[in]  tapsLen number of taps, at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` or `tapsLen` below 1
+ */
+ryxStatus ryxsFIR_EC_32f(const float *x, const float *s, float *e, int len, const float *h, int tapsLen);
+
+/**
+ * @brief Subtracts the echo estimate of fixed taps from the near-end signal, in 16-bit arithmetic.
+ *
+ * Every product is rounded by itself, (x * h + 16384) >> 15, and their running sum y saturates to 32 bits;
+ * e[n] = sat16(s[n] - y).
+ *
+ * @param[in]  x       far end, `len` samples; `x[-(tapsLen - 1)]` to `x[-1]` are read as the samples before the block
+ * @param[in]  s       near end (microphone), `len` samples
+ * @param[out] e       error, `len` samples. May be `s`
+ * @param[in]  len     number of samples, at least 1
+ * @param[in]  h       taps in Q15; `h[k]` weights `x[n-k]`
+ * @param[in]  tapsLen number of taps, at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` or `tapsLen` below 1
+ */
+ryxStatus ryxsFIR_EC_16s(const int16_t *x, const int16_t *s, int16_t *e, int len, const int16_t *h, int tapsLen);
+
+/**
+ * @brief Runs the adaptive filter sample by sample (NLMS, the update one sample delayed), in single precision.
+ *
+ * For every n all taps are updated with the scaled error g of the sample before, h[k] += g * x[n-1-k]. The updated taps
+ * then give the estimate y, the sum of h[k] * x[n-k] in an order that depends on `tapsLen` only, e[n] = s[n] - y and
+ * g = mu[n] * e[n]. Blocks of any length give the same as one long block.
+ *
+ * @param[in]     x       far end, `len` samples; `x[-tapsLen]` to `x[-1]` are read as the samples before the block
+ * @param[in]     s       near end (microphone), `len` samples
+ * @param[in]     mu      step for every sample, divided by the far end's energy; stable below 2 / energy
+ * @param[out]    e       error, `len` samples. May be `s`
+ * @param[in]     len     number of samples, at least 1
+ * @param[in,out] h       taps; `h[k]` weights `x[n-k]`. All zero before the first block
+ * @param[in]     tapsLen number of taps, at least 1
+ * @param[in,out] errPrev scaled error of the last sample, carried to the next block. Zero before the first one
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` or `tapsLen` below 1
+ */
+ryxStatus ryxsNLMS_EC_32f(const float *x, const float *s, const float *mu, float *e, int len, float *h, int tapsLen,
+                          float *errPrev);
+
+/**
+ * @brief Runs the adaptive filter sample by sample (NLMS, the update one sample delayed), in 16-bit arithmetic.
+ *
+ * For every n all taps are updated with the scaled error g of the sample before,
+ * h[k] = sat16(h[k] + ((x[n-1-k] * g + 4096) >> 13)). The updated taps then give the estimate as in ryxsFIR_EC_16s(),
+ * e[n] = sat16(s[n] - y) and g = (e[n] * mu[n] + 1024) >> 11. Both products wrap to 32 bits. Inside a call g may exceed
+ * 16 bits; only the value that is carried to the next call is saturated, so blocks are the same as one long block as
+ * long as g fits.
+ *
+ * @param[in]     x       far end, `len` samples; `x[-tapsLen]` to `x[-1]` are read as the samples before the block
+ * @param[in]     s       near end (microphone), `len` samples
+ * @param[in]     mu      step for every sample, divided by the far end's energy, times 2^39; at most 65536 keeps the
+ *                        product with any error inside 32 bits
+ * @param[out]    e       error, `len` samples. May be `s`
+ * @param[in]     len     number of samples, at least 1
+ * @param[in,out] h       taps in Q15; `h[k]` weights `x[n-k]`. All zero before the first block
+ * @param[in]     tapsLen number of taps, at least 1
+ * @param[in,out] errPrev scaled error of the last sample, carried to the next block. Zero before the first one
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` or `tapsLen` below 1
+ */
+ryxStatus ryxsNLMS_EC_16s(const int16_t *x, const int16_t *s, const int32_t *mu, int16_t *e, int len, int16_t *h,
+                          int tapsLen, int16_t *errPrev);
+
+/**
+ * @brief Filters the far-end spectra: the echo estimate in every band, in single precision.
+ *
+ * dst[k] is the sum of history[t][k] * coefs[t][k] over t = 0, 1, ... in this order, complex products without
+ * conjugation.
+ *
+ * @param[in]  history `taps` pointers to far-end spectra of `numBands` values, the newest frame first. The pointers in
+ *                     this and in the other arrays of rows are not tested for null
+ * @param[in]  coefs   `taps` pointers to spectra of coefficients, the one of the newest frame first
+ * @param[out] dst     echo estimate, `numBands` values
+ * @param[in]  taps     number of frames, 1..255
+ * @param[in]  numBands number of bands, 1..4097
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`
+ */
+ryxStatus ryxsFIRSubband_EC_32fc(const ryx32fc *const *history, const ryx32fc *const *coefs, ryx32fc *dst, int taps,
+                                 int numBands);
+
+/**
+ * @brief Filters the far-end spectra: the echo estimate in every band, in 32-bit integers.
+ *
+ * The sum over all taps is exact. It is multiplied by 2^-scaleFactor, rounded to nearest, ties upwards, and saturated to
+ * 32 bits.
+ *
+ * @param[in]  history     `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]  coefs       `taps` pointers to spectra of coefficients, the one of the newest frame first, in Q(scaleFactor)
+ * @param[out] dst         echo estimate, `numBands` values
+ * @param[in]  taps        number of frames, 1..255
+ * @param[in]  numBands    number of bands, 1..4097
+ * @param[in]  scaleFactor -31..31; a negative one shifts to the left
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps` or `scaleFactor`
+ */
+ryxStatus ryxsFIRSubband_EC_32sc_Sfs(const ryx32sc *const *history, const ryx32sc *const *coefs, ryx32sc *dst, int taps,
+                                     int numBands, int scaleFactor);
+
+/**
+ * @brief Filters some of the bands like ryxsFIRSubband_EC_32sc_Sfs().
+ *
+ * @param[in]  history     `taps` pointers to far-end spectra, the newest frame first
+ * @param[in]  coefs       `taps` pointers to spectra of coefficients, the one of the newest frame first, in Q(scaleFactor)
+ * @param[in]  taps        number of frames, 1..255
+ * @param[out] dst         echo estimate, indexed by the band: only `dst[startBand]` to `dst[numBands - 1]` are written
+ * @param[in]  startBand   first band, 0..`numBands`; nothing is done when it is `numBands`
+ * @param[in]  numBands    the band behind the last one, 1..4097
+ * @param[in]  scaleFactor 0..31
+ * @return #ryxStsOk; #ryxStsNullPtr; then in this order #ryxStsOutOfRange for `taps` or `startBand`, #ryxStsBadBandCount
+ *         for `numBands`, #ryxStsOutOfRange for `scaleFactor`
+ */
+ryxStatus ryxsFIRSubbandLow_EC_32sc_Sfs(const ryx32sc *const *history, const ryx32sc *const *coefs, int taps,
+                                        ryx32sc *dst, int startBand, int numBands, int scaleFactor);
+
+/**
+ * @brief Adapts the coefficients of ryxsFIRSubband_EC_32fc() in place (NLMS in every band).
+ *
+ * coefs[t][k] += step[k] * error[k] * conj(history[t][k]): step times error first, all in double precision, the product
+ * rounded to single precision before it is added.
+ *
+ * @param[in]     step     step of every band, at least 0 (-0.0 and NaN pass), divided by the far end's energy in it
+ * @param[in]     history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     error    near-end spectrum less the echo estimate, `numBands` values
+ * @param[in,out] coefs    `taps` pointers to spectra of coefficients, all zero at the start
+ * @param[in]     taps     number of frames, 1..255
+ * @param[in]     numBands number of bands, 1..4097
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`; #ryxStsBadSize for
+ *         a negative step
+ */
+ryxStatus ryxsFIRSubbandCoeffUpdate_EC_32fc_I(const double *step, const ryx32fc *const *history, const ryx32fc *error,
+                                              ryx32fc *const *coefs, int taps, int numBands);
+
+/**
+ * @brief Adapts the coefficients of ryxsFIRSubband_EC_32sc_Sfs() in place (NLMS in every band).
+ *
+ * The product step[k] * error[k] * conj(history[t][k]) is exact. It is multiplied by 2^-scaleFactor, rounded to nearest,
+ * ties upwards, saturated to 32 bits and added with saturation. With coefficients in Qn a step of mu is
+ * mu * 2^(n + scaleFactor).
+ *
+ * @param[in]     step        step of every band, at least 0
+ * @param[in]     history     `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     error       near-end spectrum less the echo estimate, `numBands` values
+ * @param[in,out] coefs       `taps` pointers to spectra of coefficients, all zero at the start
+ * @param[in]     taps        number of frames, 1..255
+ * @param[in]     numBands    number of bands, 1..4097
+ * @param[in]     scaleFactor 0..31
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps` or `scaleFactor`;
+ *         #ryxStsBadSize for a negative step
+ */
+ryxStatus ryxsFIRSubbandCoeffUpdate_EC_32sc_I(const int32_t *step, const ryx32sc *const *history, const ryx32sc *error,
+                                              ryx32sc *const *coefs, int taps, int numBands, int scaleFactor);
+
+/**
+ * @brief Adapts some of the bands like ryxsFIRSubbandCoeffUpdate_EC_32sc_I(), with steps of a wider range.
+ *
+ * A step is step[k] * 2^-stepExponent[k]: the product is multiplied by 2^-(scaleFactor + stepExponent[k]). A normalised
+ * step is one over an energy, and one scale factor for all bands could not hold the range of the energies.
+ *
+ * @param[in]     history      `taps` pointers to far-end spectra, the newest frame first
+ * @param[in]     error        near-end spectrum less the echo estimate, indexed by the band
+ * @param[in,out] coefs        `taps` pointers to spectra of coefficients; only the bands from `startBand` on change
+ * @param[in]     taps         number of frames, 1..255
+ * @param[in]     step         step of every band, indexed by the band; the signs are not tested
+ * @param[in]     stepExponent exponent of every step; may be negative, so that the product is shifted to the left
+ * @param[in]     startBand    first band, 0..`numBands`; nothing is done when it is `numBands`
+ * @param[in]     numBands     the band behind the last one, 1..4097
+ * @param[in]     scaleFactor  0..31
+ * @return #ryxStsOk; #ryxStsNullPtr; then in this order #ryxStsOutOfRange for `taps` or `startBand`, #ryxStsBadBandCount
+ *         for `numBands`, #ryxStsOutOfRange for `scaleFactor`
+ */
+ryxStatus ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(const ryx32sc *const *history, const ryx32sc *error,
+                                                 ryx32sc *const *coefs, int taps, const int32_t *step,
+                                                 const int32_t *stepExponent, int startBand, int numBands,
+                                                 int scaleFactor);
+
+/**
+ * @brief Adapts the coefficients of ryxsFIRSubband_EC_32fc() in place by affine projection.
+ *
+ * In every band, with the regressors x_p[t] = history[t+p][k] and P = `order`: R[p][q] is the sum of
+ * x_p[t] * conj(x_q[t]) over t, plus step[1][k] on the diagonal; R g = error is solved by Cholesky decomposition;
+ * coefs[t][k] grows by step[0][k] times the sum of g[p] * conj(x_p[t]) over p. All in double precision; the growth is
+ * rounded to single precision before it is added. `order` 1 is the NLMS with the step divided by energy plus
+ * regularisation. A band with a pivot that is not positive, as silence without regularisation has, is left as it is.
+ * Nearly dependent regressors without regularisation give a large, inaccurate growth.
+ *
+ * From order 9 on the function takes scratch memory.
+ *
+ * @param[in]     step     two rows of `numBands` values: the step, 0..1, and the regularisation, at least 0
+ * @param[in]     history  `taps + order - 1` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     error    `order` pointers to spectra: p frames ago, the near-end spectrum less the echo estimate of
+ *                         regressor p with the present coefficients
+ * @param[in,out] coefs    `taps` pointers to spectra of coefficients, all zero at the start
+ * @param[in]     taps     number of frames, 1..255
+ * @param[in]     numBands number of bands, 1..4097
+ * @param[in]     order    number of regressors, at least 1; above `taps` only with regularisation
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps` or `order`;
+ *         #ryxStsNoMem
+ */
+ryxStatus ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(const double *const *step, const ryx32fc *const *history,
+                                                const ryx32fc *const *error, ryx32fc *const *coefs, int taps,
+                                                int numBands, int order);
 
 /** @} */
 

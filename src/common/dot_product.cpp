@@ -23,17 +23,12 @@ public:
     }
 
     int64_t total() const {
-        const int64_t upper = int64_t{sumOfLanes(upper_)} * 65536;
-        const auto lower = static_cast<uint32_t>(sumOfLanes(wrapped_)) - static_cast<uint32_t>(upper);
+        const int64_t upper = int64_t{simd::sumOfDwords(upper_)} * 65536;
+        const auto lower = static_cast<uint32_t>(simd::sumOfDwords(wrapped_)) - static_cast<uint32_t>(upper);
         return upper + lower;
     }
 
 private:
-    static int32_t sumOfLanes(Vector x) {
-        x = _mm_add_epi32(x, _mm_unpackhi_epi64(x, x));
-        return _mm_cvtsi128_si32(simd::addDwordPairs(x));
-    }
-
     Vector wrapped_ = _mm_setzero_si128(), upper_ = _mm_setzero_si128();
 };
 

@@ -154,6 +154,14 @@ inline Dwords sumsOfTwoProducts(Vector x, Vector u, Vector y, Vector v) {
             _mm_madd_epi16(_mm_unpackhi_epi16(x, y), _mm_unpackhi_epi16(u, v))};
 }
 
+// x alone, widened.
+inline Vector frontDwords(Vector x) {
+    return _mm_srai_epi32(_mm_unpacklo_epi16(x, x), 16);
+}
+inline Vector backDwords(Vector x) {
+    return _mm_srai_epi32(_mm_unpackhi_epi16(x, x), 16);
+}
+
 // sat16((x + 2^(sf-1)) >> sf), the rule of scale factors: see ryxsc::scaleDown().
 class ScaleDown {
 public:
@@ -182,6 +190,16 @@ inline Vector sumsOfUnsignedDwords(Vector x) {
 }
 inline int64_t sumOfQwords(Vector x) {
     return _mm_cvtsi128_si64(_mm_add_epi64(x, _mm_unpackhi_epi64(x, x)));
+}
+
+// The sum of the four dwords (wrap-around).
+inline int32_t sumOfDwords(Vector x) {
+    x = _mm_add_epi32(x, _mm_unpackhi_epi64(x, x));
+    return _mm_cvtsi128_si32(addDwordPairs(x));
+}
+// The sums of the dwords of four vectors (wrap-around).
+inline Vector sumsOfDwords(const Vector *x) {
+    return _mm_hadd_epi32(_mm_hadd_epi32(x[0], x[1]), _mm_hadd_epi32(x[2], x[3]));
 }
 
 // Of four dwords that are not negative, the smallest and the index that goes with it; of equal ones the smallest index.

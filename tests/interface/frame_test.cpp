@@ -108,4 +108,25 @@ TEST_F(ScratchMemory, IsReleasedWhenALaterAllocationFails) {
     EXPECT_EQ(primitive(), ryxStsOk);
 }
 
+TEST_F(ScratchMemory, IsNeededByAffineProjectionOfHighOrdersOnly) {
+    std::vector<ryx32fc> bins(20, {1, 2});
+    ryx32fc coef = {3, 4}, *coefs = &coef;
+    std::vector<const ryx32fc *> rows;
+    for (const ryx32fc &bin : bins)
+        rows.push_back(&bin);
+    const double mu = 1, *step[] = {&mu, &mu};
+    const auto update = [&](int order) {
+        return ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(step, rows.data(), rows.data(), &coefs, 1, 1, order);
+    };
+    testCoreFailAllocationsAfter(0);
+    for (const int order : {9, 46341, INT_MAX})
+        EXPECT_EQ(update(order), ryxStsNoMem) << order;
+    EXPECT_TRUE(coef.re == 3 && coef.im == 4);
+    EXPECT_EQ(update(8), ryxStsOk);
+    testCoreFailAllocationsAfter(-1);
+    EXPECT_EQ(update(9), ryxStsOk);
+    EXPECT_FALSE(coef.re == 3);
+    EXPECT_EQ(update(46341), ryxStsNoMem) << "more than the allocator can be asked for";
+}
+
 } // namespace
