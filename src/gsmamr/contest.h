@@ -1,0 +1,70 @@
+// The criterion of the pulse search: of candidates with squared correlation q and energy a the one with the largest q/a
+// wins, the first one among equals. q/a is compared by cross products, so nothing is divided.
+#pragma once
+
+#include <cstdint>
+
+#include "common/simd.h"
+
+namespace ryxsc::gsmamr {
+
+// min((p * p) >> 15, 32767). The doubled magnitude saturates at -32768 only, where it makes 32767 of 32768.
+inline simd::Vector squareQ15(simd::Vector p) {
+    const simd::Vector magnitude = _mm_abs_epi16(p);
+    return _mm_mulhi_epu16(magnitude, _mm_adds_epu16(magnitude, magnitude));
+}
+
+// A running best that starts below every candidate with a positive energy.
+struct Score {
+    int q = -1, a = 1;
+
+    bool isBeatenBy(const Score &other) const { return a * other.q > q * other.a; }
+};
+
+// Eight contests, one a lane, each of them sequential. Energies above -32768.
+class Contest {
+public:
+    // Numbers must rise from challenge to challenge.
+    void challenge(simd::Vector q, simd::Vector a, simd::Vector number) {
+        const simd::Vector minusA = _mm_sub_epi16(_mm_setzero_si128(), a);
+        const simd::Vector front = exceeds(_mm_unpacklo_epi16(q, minusA), front_);
+        const simd::Vector back = exceeds(_mm_unpackhi_epi16(q, minusA), back_);
+        front_ = simd::select(front, _mm_unpacklo_epi16(a, q), front_);
+        back_ = simd::select(back, _mm_unpackhi_epi16(a, q), back_);
+        number_ = _mm_max_epi16(number_, _mm_and_si128(_mm_packs_epi32(front, back), number));
+    }
+
+    // Number of the best candidate, 0 where none has won; its energy and its q.
+    simd::Vector number() const { return number_; }
+    simd::Vector a() const {
+        const auto low = [](simd::Vector x) { return _mm_srai_epi32(_mm_slli_epi32(x, 16), 16); };
+        return _mm_packs_epi32(low(front_), low(back_));
+    }
+    simd::Vector q() const { return _mm_packs_epi32(_mm_srai_epi32(front_, 16), _mm_srai_epi32(back_, 16)); }
+
+    // Each lane's (a, q), the latter in the upper half, and its number.
+    void store(int32_t *pairs, int16_t *numbers) const {
+        simd::store(pairs, front_);
+        simd::store(pairs + 4, back_);
+        simd::store(numbers, number_);
+    }
+
+    // Which lanes beat the score, one bit each.
+    unsigned beat(const Score &score) const {
+        const auto pair = static_cast<uint32_t>(score.a) << 16 | static_cast<uint16_t>(-score.q);
+        const simd::Vector cross = simd::dwords(static_cast<int32_t>(pair));
+        const simd::Vector wins = _mm_packs_epi32(exceeds(front_, cross), exceeds(back_, cross));
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(wins, _mm_setzero_si128())));
+    }
+
+private:
+    static simd::Vector exceeds(simd::Vector x, simd::Vector y) {
+        return _mm_cmpgt_epi32(_mm_madd_epi16(x, y), _mm_setzero_si128());
+    }
+
+    // Pairs of words (a, q).
+    simd::Vector front_ = simd::dwords(static_cast<int32_t>(0xffff0001)), back_ = front_;
+    simd::Vector number_ = _mm_setzero_si128();
+};
+
+} // namespace ryxsc::gsmamr

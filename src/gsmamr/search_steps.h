@@ -1,0 +1,37 @@
+// The steps in front of the pulse search, 3GPP TS 26.090, clause 5.7.2.
+#pragma once
+
+#include "gsmamr/search_work.h"
+
+namespace ryxsc::gsmamr {
+
+// The impulse response with zeros in front, for filters, and with room for whole vectors behind.
+struct alignas(16) PaddedResponse {
+    int16_t zeros[subframeLength];
+    int16_t at[subframeLength + 8];
+};
+
+// x[n] += (factor * x[n - lag]) >> 15 for n = lag..39, lag at least 8, wrapping. May write 7 words behind the subframe.
+void sharpen(int lag, int16_t factor, int16_t *x);
+
+// Correlations of the target with the impulse response, normalised to words of which those of all `tracks` together have
+// `headroom` bits left.
+void correlate(const int16_t *target, const int16_t *impulse, int tracks, int headroom, Words &correlation);
+
+// Takes the magnitudes of the correlations, and their signs.
+void splitSigns(Signed &d);
+// Takes the signs from correlation and residual together, and leaves the combination's magnitudes.
+void combineSigns(const int16_t *residual, Signed &d, Words &magnitude);
+
+// Which entries of the matrix a search reads: tracks at distances first..last of each other, modulo the number of tracks.
+struct Distances {
+    int first, last;
+};
+
+template <int step>
+void buildMatrix(const int16_t *impulse, const TrackWords<step> &sign, Distances distances, Matrix<step> &matrix);
+
+// The code vector's pulses through the impulse response.
+void filter(Codebook codebook, const Pulses &pulses, const PaddedResponse &impulse, int16_t *filtered);
+
+} // namespace ryxsc::gsmamr
