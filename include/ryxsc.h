@@ -972,6 +972,53 @@ ryxStatus ryxsFixedCodebookDecode_GSMAMR_16s(const int16_t *codeword, int16_t *c
 /** @} */
 
 /**
+ * @defgroup g728 ITU-T G.728
+ * @brief Tenth-order pole-zero filter of the 16 kbit/s low-delay codec, in 16-bit fixed point.
+ * @{
+ */
+
+/** Memory of ryxsIIR16s_G728_16s(): an opaque block of 64 bytes at any address. */
+typedef struct IIRState_G728 IIRState_G728;
+
+/**
+ * @brief Reports the size of the filter's memory block: 64 bytes.
+ * @param[out] size number of bytes
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsIIR16sGetStateSize_G728_16s(int *size);
+
+/**
+ * @brief Clears the filter's memory block.
+ *
+ * The block holds 32 words: past inputs in words 0 to 9 and past outputs in words 16 to 25, both newest first. The other
+ * words are cleared here and left alone by the filter.
+ *
+ * @param[out] state block of 64 bytes
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsIIR16sInit_G728_16s(IIRState_G728 *state);
+
+/**
+ * @brief Filters with ten zeros and ten poles (ITU-T G.728, Annex G, perceptual weighting filter).
+ *
+ * With past inputs x and past outputs y, y[n] = sat16((x[n] * 2^14 + sum c[k] x[n-1-k] - sum c[10+k] y[n-1-k]) >> 14),
+ * k = 0..9. The sum over the inputs wraps at 32 bits; the products with the outputs are subtracted from it one by one,
+ * k rising, each time saturating to 32 bits. Coefficients may change from call to call, and blocks of any length give the
+ * same result as one long block.
+ *
+ * @param[in]     coefficients 20 coefficients in Q14: c[0..9] for x[n-1..n-10], c[10..19] for y[n-1..n-10]
+ * @param[in]     src          `len` input samples, full 16-bit range
+ * @param[out]    dst          `len` output samples
+ * @param[in]     len          number of samples, at least 1; 5 in the codec
+ * @param[in,out] state        initialised memory block
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` below 1
+ */
+ryxStatus ryxsIIR16s_G728_16s(const int16_t *coefficients, const int16_t *src, int16_t *dst, int len,
+                              IIRState_G728 *state);
+
+/** @} */
+
+/**
  * @defgroup amrwbisf 3GPP AMR-WB: ISP conversion and ISF quantisation
  * @brief Conversions between LP coefficients, immittance spectral pairs and immittance spectral frequencies; quantisers
  *        and decoders of the frequencies for speech and comfort noise, with concealment of lost frames.
@@ -1266,6 +1313,54 @@ ryxStatus ryxsVAD_AMRWB_16s(const int16_t *src, VADState_AMRWB *state, int16_t *
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsVADGetEnergyLevel_AMRWB_16s(const VADState_AMRWB *state, int16_t *level);
+
+/** @} */
+
+/**
+ * @defgroup g7291 ITU-T G.729.1
+ * @brief Second-order high-pass filter with a double-precision output history.
+ * @{
+ */
+
+/** State of ryxsFilterHighpass_G7291_16s_ISfs(): an opaque block of 24 bytes at any address. */
+typedef struct FilterHighpassState_G7291 FilterHighpassState_G7291;
+
+/**
+ * @brief Reports the size of the high-pass filter's state block: 24 bytes.
+ * @param[out] size number of bytes
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsFilterHighpassGetStateSize_G7291_16s(int *size);
+
+/**
+ * @brief Clears the filter's history and takes its coefficients.
+ * @param[out] state        block of 24 bytes
+ * @param[in]  coefficients six values in Q14, in the order a0, a1, a2, b0, b1, b2. The feedback is added, so a1 is
+ *                          positive and a2 negative in high-pass filters; a0, 16384, is kept but not used
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsFilterHighpassInit_G7291_16s(FilterHighpassState_G7291 *state, const int16_t *coefficients);
+
+/**
+ * @brief Filters speech in place with a second-order recursive filter (ITU-T G.729.1).
+ *
+ * y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] + a1 y[n-1] + a2 y[n-2] is a 32-bit value, 65536 times the output. Past outputs
+ * are kept as a high part y >> 16 and a low part of the 15 bits below it. The products of the two low parts are added and
+ * shifted right by 13; those of the inputs and the high parts are added and multiplied by 4, which wraps at 32 bits; the
+ * sum of both is saturated to 32 bits. With coefficients b of unit gain loud inputs can make it wrap. Coders therefore
+ * scale b by 1/16 and give `sf` 4, where nothing can.
+ *
+ * The output is y scaled, saturated, rounded and saturated to 16 bits. Unlike with all other functions a **positive scale
+ * factor scales up** by `sf` modulo 32 bits; a negative one scales down by `-sf` modulo 32 bits, rounding down. Scaling does
+ * not enter the history. Blocks of any length give the same result as one long block.
+ *
+ * @param[in,out] srcDst `len` samples, full 16-bit range
+ * @param[in]     len    number of samples, at least 1
+ * @param[in,out] state  initialised state
+ * @param[in]     sf     scale factor, any value
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` below 1
+ */
+ryxStatus ryxsFilterHighpass_G7291_16s_ISfs(int16_t *srcDst, int len, FilterHighpassState_G7291 *state, int sf);
 
 /** @} */
 

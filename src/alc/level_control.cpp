@@ -29,8 +29,8 @@ struct Block {
 };
 
 Block loadSamples(const int16_t *src) {
-    const simd::Vector words = simd::load(src), signs = simd::signMask(words);
-    return {_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, signs)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(words, signs))};
+    const simd::Vector words = simd::load(src);
+    return {_mm_cvtepi32_ps(simd::frontDwords(words)), _mm_cvtepi32_ps(simd::backDwords(words))};
 }
 
 // Towards zero; the ceiling keeps the products within 17 bits.

@@ -112,6 +112,19 @@ constexpr int32_t L_add(int32_t x, int32_t y) {
 constexpr int32_t L_sub(int32_t x, int32_t y) {
     return sat32(int64_t{x} - y);
 }
+// The same for chains of dependent steps where saturation is rare: a predicted branch leaves one instruction per step.
+constexpr int32_t rarelySaturatingAdd(int32_t x, int32_t y) {
+    int32_t sum = 0;
+    if (__builtin_add_overflow(x, y, &sum)) [[unlikely]]
+        return x < 0 ? min32 : max32;
+    return sum;
+}
+constexpr int32_t rarelySaturatingSub(int32_t x, int32_t y) {
+    int32_t difference = 0;
+    if (__builtin_sub_overflow(x, y, &difference)) [[unlikely]]
+        return x < 0 ? min32 : max32;
+    return difference;
+}
 constexpr int32_t L_negate(int32_t x) {
     return sat32(-int64_t{x});
 }
