@@ -1,4 +1,5 @@
 // Levinson-Durbin recursion in single precision (ITU-T G.729 Annex C).
+#include "common/levinson_float.h"
 #include "common/checks.h"
 #include "frame/implementations.h"
 
@@ -7,23 +8,6 @@ using namespace ryxsc;
 namespace {
 
 constexpr float smallestEnergy = 0.001f; // takes the place of an energy that is not positive
-
-float predictionSum(const float *r, const float *a, int m) {
-    float sum = 0;
-    for (int j = 0; j < m; j++)
-        sum += r[m - j] * a[j];
-    return sum;
-}
-
-// Pairs from the outside to the middle, so that the filter is extended in place.
-void extendFilter(float *a, int m, float k) {
-    for (int j = 1; j <= m / 2; j++) {
-        const float front = a[j] + k * a[m - j];
-        a[m - j] += k * a[j];
-        a[j] = front;
-    }
-    a[m] = k;
-}
 
 } // namespace
 
