@@ -118,6 +118,11 @@ private:
 
     Increments incrementsOf(int x, int y, const Placement &placement) const {
         Increments increments;
+        if (placement.count == 0) {
+            std::memcpy(increments.x, work_.energies.words[x], sizeof increments.x);
+            std::memcpy(increments.y, work_.energies.words[y], sizeof increments.y);
+            return increments;
+        }
         if (!isBounded_) {
             for (int i = 0; i < trackLength; i++) {
                 increments.x[i] = saturatingIncrement(tracks * i + x, placement);
@@ -125,17 +130,15 @@ private:
             }
             return increments;
         }
-        const Vector rounding = simd::dwords(0x2000);
-        TrackSums sumsX(rounding), sumsY(rounding);
-        correlate(work_.response, placement.response, x, y, sumsX, sumsY);
+        const BothSums sums = correlate(work_.response, placement.response, x, y, simd::dwords(0x2000));
         const TrackWords &masks = work_.signs.masks, &energies = work_.energies;
         const auto put = [](int16_t *to, Vector correlation, Vector mask, Vector energy) {
             simd::store(to, _mm_adds_epi16(timesSigns(correlation, mask), energy));
         };
-        put(increments.x, sumsX.front<14>(), masks.front(x), energies.front(x));
-        put(increments.x + 8, sumsX.back<14>(), masks.back(x), energies.back(x));
-        put(increments.y, sumsY.front<14>(), masks.front(y), energies.front(y));
-        put(increments.y + 8, sumsY.back<14>(), masks.back(y), energies.back(y));
+        put(increments.x, sums.x.front<14>(), masks.front(x), energies.front(x));
+        put(increments.x + 8, sums.x.back<14>(), masks.back(x), energies.back(x));
+        put(increments.y, sums.y.front<14>(), masks.front(y), energies.front(y));
+        put(increments.y + 8, sums.y.back<14>(), masks.back(y), energies.back(y));
         return increments;
     }
 

@@ -109,28 +109,43 @@ inline int largestMagnitude(Vector front, Vector back) {
     return extract_l(_mm_cvtsi128_si32(x)) - min16;
 }
 
-// Adds to both sums the parts of 16 samples, the last that the first `quarters` quarters of the tracks see.
-template <int quarters> [[gnu::always_inline]] inline void
-correlate16(const int16_t *signal, const Vector *rowsX, const Vector *rowsY, TrackSums &x, TrackSums &y) {
-#pragma GCC unroll 1
-    for (int n = 0; n < 16; n += 2) {
-        const Vector couple = _mm_shuffle_epi32(simd::load32(signal + n), 0);
+struct BothSums {
+    TrackSums x, y;
+};
+
+// Adds to both sums the parts of 8 samples, of which the first `quarters` quarters of the tracks see something.
+template <int quarters> [[gnu::always_inline]] inline void correlate8(Vector samples, const Vector *rowsX,
+                                                                      const Vector *rowsY, BothSums &sums) {
+    const Vector couples[4] = {
+        _mm_shuffle_epi32(samples, _MM_SHUFFLE(0, 0, 0, 0)), _mm_shuffle_epi32(samples, _MM_SHUFFLE(1, 1, 1, 1)),
+        _mm_shuffle_epi32(samples, _MM_SHUFFLE(2, 2, 2, 2)), _mm_shuffle_epi32(samples, _MM_SHUFFLE(3, 3, 3, 3))};
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; k++)
 #pragma GCC unroll 4
         for (int q = 0; q < quarters; q++) {
-            x.quarter[q] = _mm_add_epi32(x.quarter[q], _mm_madd_epi16(couple, rowsX[n - 16 * q]));
-            y.quarter[q] = _mm_add_epi32(y.quarter[q], _mm_madd_epi16(couple, rowsY[n - 16 * q]));
+            Vector &x = sums.x.quarter[q], &y = sums.y.quarter[q];
+            x = _mm_add_epi32(x, _mm_madd_epi16(rowsX[2 * k - 16 * q], couples[k]));
+            simd::finish(x);
+            y = _mm_add_epi32(y, _mm_madd_epi16(rowsY[2 * k - 16 * q], couples[k]));
+            simd::finish(y);
         }
-    }
 }
 
-// Adds to x, for the positions p of track X, the sum of signal[n] * h[n-p] from n = p to the end; to y those of track Y.
-inline void correlate(const Response &response, const int16_t *signal, int trackX, int trackY, TrackSums &x,
-                      TrackSums &y) {
+template <int quarters> [[gnu::always_inline]] inline void correlate16(const int16_t *signal, const Vector *rowsX,
+                                                                       const Vector *rowsY, BothSums &sums) {
+    correlate8<quarters>(simd::load(signal), rowsX, rowsY, sums);
+    correlate8<quarters>(simd::load(signal + 8), rowsX + 8, rowsY + 8, sums);
+}
+
+// For the positions p of two tracks: start plus the sum of signal[n] * h[n-p] from n = p to the end.
+inline BothSums correlate(const Response &response, const int16_t *signal, int trackX, int trackY, Vector start) {
     const Vector *const rowsX = response.row(-trackX), *const rowsY = response.row(-trackY);
-    correlate16<1>(signal, rowsX, rowsY, x, y);
-    correlate16<2>(signal + 16, rowsX + 16, rowsY + 16, x, y);
-    correlate16<3>(signal + 32, rowsX + 32, rowsY + 32, x, y);
-    correlate16<4>(signal + 48, rowsX + 48, rowsY + 48, x, y);
+    BothSums sums = {TrackSums(start), TrackSums(start)};
+    correlate16<1>(signal, rowsX, rowsY, sums);
+    correlate16<2>(signal + 16, rowsX + 16, rowsY + 16, sums);
+    correlate16<3>(signal + 32, rowsX + 32, rowsY + 32, sums);
+    correlate16<4>(signal + 48, rowsX + 48, rowsY + 48, sums);
+    return sums;
 }
 
 // The same sums, each doubled and saturated term by term.
@@ -143,12 +158,13 @@ inline int32_t correlateSaturating(const Response &response, const int16_t *sign
 
 // high(start + 2 * the energy of the response from each position to the end), saturated.
 inline void energiesOf(const Response &response, int32_t start, TrackWords &energies) {
+    const int16_t *h = response.samples();
     int64_t sum = start;
-    for (int p = positions - 1; p >= 0; p--) {
-        const int h = response.samples()[positions - 1 - p];
-        sum += 2 * h * int64_t{h};
-        energies.at(p) = extract_h(sat32(sum));
-    }
+    for (int i = trackLength - 1; i >= 0; i--)
+        for (int t = tracks - 1; t >= 0; t--, h++) {
+            sum += 2 * *h * int64_t{*h};
+            energies.words[t][i] = extract_h(static_cast<int32_t>(std::min<int64_t>(sum, max32)));
+        }
 }
 
 // A sign counts as 32767 or -32768: mult(x, sign). That is not a negation.

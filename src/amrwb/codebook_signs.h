@@ -53,9 +53,8 @@ inline int32_t largestMagnitude(const TrackSums &sums) {
 // The recommendation starts each sum at 1; here it starts at 0, so that silence stays silent.
 inline void filterTarget(const Response &response, const int16_t *target, TrackWords &filtered) {
     const Vector zero = _mm_setzero_si128();
-    TrackSums sums[tracks] = {TrackSums(zero), TrackSums(zero), TrackSums(zero), TrackSums(zero)};
-    correlate(response, target, 0, 1, sums[0], sums[1]);
-    correlate(response, target, 2, 3, sums[2], sums[3]);
+    const BothSums halves[2] = {correlate(response, target, 0, 1, zero), correlate(response, target, 2, 3, zero)};
+    TrackSums sums[tracks] = {halves[0].x, halves[0].y, halves[1].x, halves[1].y};
     int32_t total = 1;
     for (const TrackSums &track : sums) {
         const int32_t largest = largestMagnitude(track);
