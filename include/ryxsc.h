@@ -972,6 +972,84 @@ ryxStatus ryxsFixedCodebookDecode_GSMAMR_16s(const int16_t *codeword, int16_t *c
 /** @} */
 
 /**
+ * @defgroup gsmamrdtx 3GPP GSM-AMR: discontinuous transmission
+ * @brief Hangover of the encoder, histories of LSPs and frame energies, parameters of silence descriptors (3GPP TS 26.092,
+ *        TS 26.093).
+ *
+ * Frames have 160 samples of 16 bits at 8 kHz. An encoder calls ryxsEncDTXHandler_GSMAMR_16s() with the decision of its
+ * voice activity detector, after the LP analysis ryxsEncDTXBuffer_GSMAMR_16s(), and with the handler's flag
+ * ryxsEncDTXSID_GSMAMR_16s(). All state is in words of the caller, who initialises them.
+ * @{
+ */
+
+/**
+ * @brief Decides after the hangover of seven frames whether a frame is sent as silence (3GPP TS 26.093).
+ *
+ * A frame of speech restarts the hangover, a frame without speech counts it down. After its end every such frame asks for
+ * new parameters; before it the mode becomes #ryxGSMAMRRateSID already when hangover + elapsed, both after counting, are below 30.
+ * Counters are not checked: a negative hangover counter counts down too and stays at -32768.
+ *
+ * @param[in,out] hangover frames of hangover still to run, 0..7
+ * @param[in,out] elapsed  frames since the last parameters were computed, up to 32767
+ * @param[in,out] mode     the frame's rate on entry; #ryxGSMAMRRateSID (25) when it is silence
+ * @param[out]    newSid   1: new silence descriptor parameters have to be computed, 0 otherwise
+ * @param[in]     vad      decision of the voice activity detector; its low 16 bits are 0 for silence
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsEncDTXHandler_GSMAMR_16s(int16_t *hangover, int16_t *elapsed, int16_t *mode, int16_t *newSid, int vad);
+
+/**
+ * @brief Enters a frame into the encoder's histories of eight frames: its LSPs and half the logarithm of its energy.
+ *
+ * The pointer is advanced by one, to 0 from 7 on. A negative pointer, which no coder has, is advanced too; as long as it
+ * stays negative it names no entry, and nothing but the pointer is written.
+ *
+ * @param[in]     speech           frame of 160 samples, full 16-bit range
+ * @param[in]     lsp              10 LSPs of the frame, Q15
+ * @param[in,out] newest           index of the newest entry, 0..7
+ * @param[in,out] lspHistory       8 entries of 10 LSPs
+ * @param[in,out] logEnergyHistory 8 entries: half the base-2 logarithm of the mean square, Q10, -4261..11611
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsEncDTXBuffer_GSMAMR_16s(const int16_t *speech, const int16_t *lsp, int16_t *newest, int16_t *lspHistory,
+                                      int16_t *logEnergyHistory);
+
+/**
+ * @brief Enters a frame into the decoder's histories, like ryxsEncDTXBuffer_GSMAMR_16s() but with the whole logarithm.
+ * @param[in]     speech           synthesised frame of 160 samples, full 16-bit range
+ * @param[in]     lsp              10 LSPs of the frame, Q15
+ * @param[in,out] newest           index of the newest entry, 0..7
+ * @param[in,out] lspHistory       8 entries of 10 LSPs
+ * @param[in,out] logEnergyHistory 8 entries: base-2 logarithm of the mean square, Q10, -8521..23222
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsDecDTXBuffer_GSMAMR_16s(const int16_t *speech, const int16_t *lsp, int16_t *newest, int16_t *lspHistory,
+                                      int16_t *logEnergyHistory);
+
+/**
+ * @brief Computes the parameters of a silence descriptor from the encoder's histories (3GPP TS 26.092).
+ *
+ * The mean LSPs become line spectral frequencies at least 205 apart (16384 for half the sampling frequency). The nearest
+ * of eight initial predictions is taken from them; three split codebooks of 256, 512 and 512 vectors quantise the rest.
+ * Disordered LSPs can lead to frequencies of 16384 and more, which count as 16383.
+ *
+ * @param[in]  lspHistory       8 entries of 10 LSPs, Q15
+ * @param[in]  logEnergyHistory 8 entries of halved log energies, Q10
+ * @param[out] logEnergy        index of the mean log energy, 0..63
+ * @param[out] initial          index of the initial prediction, 0..7
+ * @param[out] indices          3 codebook indices: 0..255, 0..511, 0..511
+ * @param[out] pastEnergies     4 quantised energies for the gain predictor: min(256 * logEnergy - 11560, 0), Q10
+ * @param[out] pastEnergies122  4 quantised energies for the gain predictor at 12.2 kbit/s: 5443/32768 of it
+ * @param[in]  newSid           0: nothing is computed and written
+ * @return #ryxStsOk; #ryxStsNullPtr, also with `newSid` 0
+ */
+ryxStatus ryxsEncDTXSID_GSMAMR_16s(const int16_t *lspHistory, const int16_t *logEnergyHistory, int16_t *logEnergy,
+                                   int16_t *initial, int16_t *indices, int16_t *pastEnergies, int16_t *pastEnergies122,
+                                   int16_t newSid);
+
+/** @} */
+
+/**
  * @defgroup g728 ITU-T G.728
  * @brief Tenth-order pole-zero filter of the 16 kbit/s low-delay codec, in 16-bit fixed point.
  * @{

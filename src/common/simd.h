@@ -126,7 +126,7 @@ inline Vector roundedProductQ15(Vector x, Vector y) {
     return _mm_xor_si128(product, _mm_cmpeq_epi16(product, words(min16)));
 }
 
-// Multiplication by w, 0 <= w <= 32767: (w * x) >> 15. pmulhw sees 2 * w as negative from w = 16384 on and gives x
+// Multiplication by w, -16384 <= w <= 32767: (w * x) >> 15. pmulhw sees 2 * w as negative from w = 16384 on and gives x
 // less.
 class Q15Factor {
 public:

@@ -25,4 +25,9 @@ constexpr auto makeIntervals() {
 
 constexpr std::array<InverseSqrtInterval, inverseSqrtIntervals> inverseSqrtTable = makeIntervals();
 
+constexpr std::array<int16_t, log2Intervals + 1> log2Table = {
+    0,     1455,  2866,  4236,  5568,  6863,  8124,  9352,  10549, 11716, 12855,
+    13967, 15054, 16117, 17156, 18172, 19167, 20142, 21097, 22033, 22951, 23852,
+    24735, 25603, 26455, 27291, 28113, 28922, 29716, 30497, 31266, 32023, 32767};
+
 } // namespace ryxsc

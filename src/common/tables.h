@@ -15,4 +15,8 @@ struct InverseSqrtInterval {
 inline constexpr int inverseSqrtIntervals = 48;
 extern const std::array<InverseSqrtInterval, inverseSqrtIntervals> inverseSqrtTable;
 
+// log2(1 + k/32), Q15, shared by GSM-AMR and AMR-WB; the last entry is 32767.
+inline constexpr int log2Intervals = 32;
+extern const std::array<int16_t, log2Intervals + 1> log2Table;
+
 } // namespace ryxsc

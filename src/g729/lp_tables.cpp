@@ -51,21 +51,6 @@ template <class Number, size_t half> constexpr Grid<Number> mirror(const Number 
     return whole;
 }
 
-// Q15, rounded, but entry 0 limited to 16 bits.
-constexpr int16_t cosineTable[intervals] = {
-    32767,  32729,  32610,  32413,  32138,  31786,  31357,  30853,  30274,  29622,  28899,  28106,  27246,
-    26320,  25330,  24279,  23170,  22006,  20788,  19520,  18205,  16846,  15447,  14010,  12540,  11039,
-    9512,   7962,   6393,   4808,   3212,   1608,   0,      -1608,  -3212,  -4808,  -6393,  -7962,  -9512,
-    -11039, -12540, -14010, -15447, -16846, -18205, -19520, -20788, -22006, -23170, -24279, -25330, -26320,
-    -27246, -28106, -28899, -29622, -30274, -30853, -31357, -31786, -32138, -32413, -32610, -32729};
-
-constexpr auto takeEveryEighth() {
-    std::array<int16_t, intervals / 8> taken{};
-    for (size_t i = 0; i < taken.size(); i++)
-        taken[i] = cosineTable[8 * i];
-    return taken;
-}
-
 // The slope of the cosine over interval k, Q19: (cos(pi * (k + 1) / 64) - cos(pi * k / 64)) * 2^19 rounded. The first half;
 // the second half mirrors it.
 constexpr int16_t halfSlopes[32] = {-632,   -1893,  -3150,  -4399,  -5638,  -6863,  -8072,  -9261,
@@ -74,22 +59,9 @@ constexpr int16_t halfSlopes[32] = {-632,   -1893,  -3150,  -4399,  -5638,  -686
                                     -24009, -24435, -24801, -25108, -25354, -25540, -25664, -25726};
 
 constexpr auto makeCosineSlopes() {
-    std::array<int16_t, intervals> slopes{};
+    std::array<int16_t, cosineIntervals> slopes{};
     for (size_t k = 0; k < slopes.size(); k++)
-        slopes[k] = halfSlopes[k < 32 ? k : intervals - 1 - k];
-    return slopes;
-}
-
-// The slope of the arc cosine over interval k, Q12: -2^20 / (width of the interval in cosines), rounded. The cosines of
-// the outer ends count as 32768 and -32768.
-constexpr auto makeArccosineSlopes() {
-    std::array<int16_t, intervals> slopes{};
-    for (size_t k = 0; k < slopes.size(); k++) {
-        const int upper = k == 0 ? 32768 : cosineTable[k];
-        const int lower = k + 1 == intervals ? -32768 : cosineTable[k + 1];
-        const int width = upper - lower;
-        slopes[k] = static_cast<int16_t>(-((1 << 20) + width / 2) / width);
-    }
+        slopes[k] = halfSlopes[k < 32 ? k : cosineIntervals - 1 - k];
     return slopes;
 }
 
@@ -100,9 +72,6 @@ constexpr Grid<int16_t> mainGrid = mirror(halfGrid, 4);
 constexpr Grid<int16_t> annexAGrid = mirror(halfGridAnnexA, 2);
 constexpr Grid<float> mainFloatGrid = mirror(halfFloatGrid, 4);
 constexpr Grid<float> annexAFloatGrid = mirror(halfFloatGridAnnexA, 2);
-constexpr std::array<int16_t, intervals> cosines = std::to_array(cosineTable);
-constexpr std::array<int16_t, intervals / 8> everyEighthCosine = takeEveryEighth();
-constexpr std::array<int16_t, intervals> cosineSlopes = makeCosineSlopes();
-constexpr std::array<int16_t, intervals> arccosineSlopes = makeArccosineSlopes();
+constexpr std::array<int16_t, cosineIntervals> cosineSlopes = makeCosineSlopes();
 
 } // namespace ryxsc::g729::lp

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/lsp_frequency.h"
 #include "common/root_search.h"
 
 namespace ryxsc::g729::lp {
@@ -20,13 +21,7 @@ using roots::Grid;
 extern const Grid<int16_t> mainGrid, annexAGrid;
 extern const Grid<float> mainFloatGrid, annexAFloatGrid;
 
-// cos(pi * k / 64), Q15, the lower edge in frequency of interval k; entry 0 is 32767.
-inline constexpr int intervals = 64;
-extern const std::array<int16_t, intervals> cosines;
-extern const std::array<int16_t, intervals / 8> everyEighthCosine; // cosines[0], cosines[8], ...
-
-// Slope of the cosine, Q19, and of the arc cosine, Q12, over interval k; both negative.
-extern const std::array<int16_t, intervals> cosineSlopes;
-extern const std::array<int16_t, intervals> arccosineSlopes;
+// Slope of the cosine over interval k of 64, Q19; negative.
+extern const std::array<int16_t, cosineIntervals> cosineSlopes;
 
 } // namespace ryxsc::g729::lp
