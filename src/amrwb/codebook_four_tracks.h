@@ -53,13 +53,13 @@ private:
 
     const Placement &iterate() {
         Placement *current = &work_.placements[0], *kept = &work_.placements[1];
-        Candidate best;
+        Score best;
         for (int k = 0; k < codebook_.iterations; k++) {
             placeFirstStage(k, *current);
             for (int pair = 0; current->count < codebook_.pulses; pair++)
                 placePair(k, codebook_.tried[static_cast<size_t>(pair)], *current);
-            const Candidate next = {mult(current->correlation, current->correlation), current->energy, 0, 0};
-            const bool isBetter = next.beats(best);
+            const Score next = {mult(current->correlation, current->correlation), current->energy};
+            const bool isBetter = best.isBeatenBy(next);
             if (isBetter) best = next;
             if (isBetter || k == 0) std::swap(current, kept);
         }
@@ -106,7 +106,7 @@ private:
         const Candidate best = bestPair(x, y, candidates(x, tried), placement);
         const int16_t correlation = add(correlations.words[x][best.x], correlations.words[y][best.y]);
         placement.correlation = add(placement.correlation, correlation);
-        placement.energy = best.energy;
+        placement.energy = static_cast<int16_t>(best.score.a);
         work_.placePair(placement, tracks * best.x + x, tracks * best.y + y);
     }
 
@@ -198,8 +198,8 @@ private:
             places[turn++] = i;
             const int16_t *const crossTerms = work_.crossTerms[x][i];
             const Vector own = simd::words(correlations.words[x][i]), increment = simd::words(increments.x[i]);
-            tournament.enter(turn, squares(_mm_add_epi16(correlationsFront, own)),
-                             squares(_mm_add_epi16(correlationsBack, own)),
+            tournament.enter(turn, squareQ15(_mm_add_epi16(correlationsFront, own)),
+                             squareQ15(_mm_add_epi16(correlationsBack, own)),
                              energies(_mm_add_epi16(incrementsFront, increment), simd::loadAligned(crossTerms)),
                              energies(_mm_add_epi16(incrementsBack, increment), simd::loadAligned(crossTerms + 8)));
         }

@@ -66,8 +66,8 @@ private:
             const int p = evenPosition(x);
             const Vector correlation = simd::words(correlations.at(p)), energy = simd::words(energies.at(p));
             const int16_t *const terms = crossTerms(p % tracks, oddTrack)[p / tracks];
-            tournament.enter(x + 1, squares(_mm_add_epi16(correlationsFront, correlation)),
-                             squares(_mm_add_epi16(correlationsBack, correlation)),
+            tournament.enter(x + 1, squareQ15(_mm_add_epi16(correlationsFront, correlation)),
+                             squareQ15(_mm_add_epi16(correlationsBack, correlation)),
                              _mm_add_epi16(energy, _mm_add_epi16(energiesFront, simd::loadAligned(terms))),
                              _mm_add_epi16(energy, _mm_add_epi16(energiesBack, simd::loadAligned(terms + 8))));
         }
@@ -79,8 +79,8 @@ private:
         if (!first || !second) return std::nullopt;
         const Pair onFirst = {evenPosition(first->x - 1), tracks * first->y + 1};
         const Pair onSecond = {evenPosition(second->x - 1), tracks * second->y + 3};
-        if (first->beats(*second)) return onFirst;
-        if (second->beats(*first)) return onSecond;
+        if (second->score.isBeatenBy(first->score)) return onFirst;
+        if (first->score.isBeatenBy(second->score)) return onSecond;
         const bool firstIsEarlier = onFirst.p < onSecond.p || (onFirst.p == onSecond.p && onFirst.q < onSecond.q);
         return firstIsEarlier ? onFirst : onSecond;
     }

@@ -5,7 +5,7 @@
 // is a pattern that shuffles rows of the matrix.
 #include <iterator>
 
-#include "gsmamr/contest.h"
+#include "common/contest.h"
 #include "gsmamr/pulse_search.h"
 
 namespace ryxsc::gsmamr {

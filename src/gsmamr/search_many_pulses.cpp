@@ -5,7 +5,7 @@
 // them before the next one, so that the processor works on several at a time.
 #include <algorithm>
 
-#include "gsmamr/contest.h"
+#include "common/contest.h"
 #include "gsmamr/pulse_search.h"
 
 namespace ryxsc::gsmamr {

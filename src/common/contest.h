@@ -1,4 +1,4 @@
-// The criterion of the pulse search: of candidates with squared correlation q and energy a the one with the largest q/a
+// The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and energy a the one with the largest q/a
 // wins, the first one among equals. q/a is compared by cross products, so nothing is divided.
 #pragma once
 
@@ -6,7 +6,7 @@
 
 #include "common/simd.h"
 
-namespace ryxsc::gsmamr {
+namespace ryxsc {
 
 // min((p * p) >> 15, 32767). The doubled magnitude saturates at -32768 only, where it makes 32767 of 32768.
 inline simd::Vector squareQ15(simd::Vector p) {
@@ -42,6 +42,10 @@ public:
     }
     simd::Vector q() const { return _mm_packs_epi32(_mm_srai_epi32(front_, 16), _mm_srai_epi32(back_, 16)); }
 
+    // The pairs (a, q) of lanes 0 to 3 and of lanes 4 to 7.
+    simd::Vector front() const { return front_; }
+    simd::Vector back() const { return back_; }
+
     // Each lane's (a, q), the latter in the upper half, and its number.
     void store(int32_t *pairs, int16_t *numbers) const {
         simd::store(pairs, front_);
@@ -67,4 +71,4 @@ private:
     simd::Vector number_ = _mm_setzero_si128();
 };
 
-} // namespace ryxsc::gsmamr
+} // namespace ryxsc
