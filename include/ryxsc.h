@@ -1693,176 +1693,6 @@ ryxStatus ryxsDecode_G726_8u16s(DecoderState_G726 *state, const uint8_t *src, in
 /** @} */
 
 /**
- * @defgroup eccontrol Echo cancellation: adaptation control and tone detection
- * @brief What steers a full-band echo canceller, and what tells it to stand aside.
- *
- * **Adaptation.** The canceller runs two filters on the same far end: an adaptive set of coefficients, which learns in
- * every block, and a saved set, which holds the last good ones. The controller gives the step size of every sample,
- * copies the adaptive set to the saved one or back, and scales the steps of the next block. Per block:
- * ryxsFullbandControllerUpdate_EC_32f(), then the two filters with its steps times the multiplier, then
- * ryxsFullbandController_EC_32f().
- *
- * **Tone.** Modems and fax machines disable echo cancellers with a tone of 2100 Hz whose phase is reversed every 450 ms
- * (ITU-T G.164, G.165). The detectors find it after its second reversal, in floating point or in 16 bits.
- *
- * Signals are in the 16-bit scale, full scale 32768, in the float functions too. Lengths that are out of range give
- * #ryxStsBadArg in this group, not #ryxStsBadSize.
- * @{
- */
-
-/** State of a full-band adaptation controller: an opaque block of 72 bytes, used from the next 16-byte boundary. */
-typedef struct FullbandControllerState_EC_32f FullbandControllerState_EC_32f;
-
-/** State of a tone detector in floating point: an opaque block of 80 bytes, used from the next 16-byte boundary. */
-typedef struct ToneDetectState_EC_32f ToneDetectState_EC_32f;
-
-/** State of a tone detector in 16 bits: an opaque block of 72 bytes, used from the next 16-byte boundary. */
-typedef struct ToneDetectState_EC_16s ToneDetectState_EC_16s;
-
-/**
- * @brief Reports the size of a controller's state block: 72 bytes.
- * @param[in]  blockLen   samples per block, at least 1
- * @param[in]  filterLen  taps of the filters, at least 1
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @param[out] size       number of bytes
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `blockLen` or `filterLen` below 1; #ryxStsOutOfRange for any other
- *         rate
- */
-ryxStatus ryxsFullbandControllerGetSize_EC_32f(int blockLen, int filterLen, int sampleRate, int *size);
-
-/**
- * @brief Initialises a controller.
- *
- * Energies are smoothed over 50 ms, the multiplier over 10 ms, the memory of divergence over 20 ms. The smoothing factors
- * are 1 - t + t*t/2 for blocks of t time constants, which is meant for t up to 1: choose blocks shorter than 10 ms. With
- * blocks of 20 ms the multiplier never moves, and longer ones make it run away.
- *
- * @param[out] state      block of 72 bytes at any address
- * @param[in]  blockLen   samples per block, at least 1
- * @param[in]  filterLen  taps of the filters, at least 1
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `blockLen` or `filterLen` below 1; #ryxStsOutOfRange for any other
- *         rate
- */
-ryxStatus ryxsFullbandControllerInit_EC_32f(FullbandControllerState_EC_32f *state, int blockLen, int filterLen,
-                                            int sampleRate);
-
-/**
- * @brief Forgets the energies of the residuals and of the coefficients, for instance when both sets were cleared. All
- *        else stays.
- * @param[in,out] state initialised state
- * @return #ryxStsOk, or #ryxStsNullPtr
- */
-ryxStatus ryxsFullbandControllerReset_EC_32f(FullbandControllerState_EC_32f *state);
-
-/**
- * @brief Computes the step size of every sample of a block from the energy of the far end.
- *
- * step[n] = 0.5 / E while the energy E over the length of the filter is above a floor of 1500000 per tap, otherwise
- * 1 / floor. E begins as the sum of the squares of x[-1] to x[-filterLen]; for every further sample x[n-1] enters and
- * x[n-filterLen] leaves, so x[-filterLen] stays. A sample that is not a number, and one whose square exceeds single
- * precision, leaves steps of 0 or 1 / floor to the end of the block; no step is ever infinite or NaN.
- *
- * @param[in]     x     far end, `blockLen` samples; `x[-filterLen]` to `x[-1]` are read as the samples before the block
- * @param[in]     s     near end (microphone), `blockLen` samples: what the residuals are compared with
- * @param[out]    steps `blockLen` step sizes for an NLMS filter, not yet scaled by the multiplier
- * @param[in,out] state initialised state
- * @return #ryxStsOk, or #ryxStsNullPtr
- */
-ryxStatus ryxsFullbandControllerUpdate_EC_32f(const float *x, const float *s, float *steps,
-                                              FullbandControllerState_EC_32f *state);
-
-/**
- * @brief Compares both filters behind a block, saves or restores coefficients, and scales the steps of the next block.
- *
- * With the smoothed energies of the residuals: when that of the adaptive filter is more than 10 dB below that of the saved
- * one and the energy of the adaptive coefficients is within a fifth of its mean, the adaptive set is saved. Otherwise, when
- * it is more than 1.3 times the other, the saved set is restored. While saving prevails and the residual of the saved
- * filter is below a fifth of the near end's energy, the multiplier goes to 0, otherwise to 1.
- *
- * An energy beyond single precision, or that of a vector with a NaN in it, counts as the largest number. So an adaptive
- * filter that has run away is restored, and the controller itself is back to normal within some seconds.
- *
- * @param[in]     e1    residual of the adaptive filter, `blockLen` samples
- * @param[in]     e2    residual of the saved filter, `blockLen` samples
- * @param[in,out] a     adaptive coefficients, `filterLen` values; overwritten when they are restored
- * @param[in,out] b     saved coefficients, `filterLen` values; overwritten when the others are saved
- * @param[out]    mu    multiplier for the steps of the next block, 0..1 for blocks shorter than 20 ms
- * @param[in,out] state initialised state
- * @return #ryxStsOk, or #ryxStsNullPtr
- */
-ryxStatus ryxsFullbandController_EC_32f(const float *e1, const float *e2, float *a, float *b, float *mu,
-                                        FullbandControllerState_EC_32f *state);
-
-/**
- * @brief Reports the size of a tone detector's state block in floating point: 80 bytes.
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @param[out] size       number of bytes
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
- */
-ryxStatus ryxsToneDetectGetStateSize_EC_32f(int sampleRate, int *size);
-
-/**
- * @brief Reports the size of a tone detector's state block in 16 bits: 72 bytes.
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @param[out] size       number of bytes
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
- */
-ryxStatus ryxsToneDetectGetStateSize_EC_16s(int sampleRate, int *size);
-
-/**
- * @brief Initialises a tone detector in floating point.
- * @param[out] state      block of 80 bytes at any address
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
- */
-ryxStatus ryxsToneDetectInit_EC_32f(ToneDetectState_EC_32f *state, int sampleRate);
-
-/**
- * @brief Initialises a tone detector in 16 bits.
- * @param[out] state      block of 72 bytes at any address
- * @param[in]  sampleRate 8000 or 16000 Hz
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
- */
-ryxStatus ryxsToneDetectInit_EC_16s(ToneDetectState_EC_16s *state, int sampleRate);
-
-/**
- * @brief Looks for the 2100 Hz tone with phase reversals (ITU-T G.164, G.165), in floating point.
- *
- * A reversal counts when the tone has stood for 413 to 466 ms without one before; spacings of 430 to 470 ms are found. An
- * uncounted reversal does not start the time anew: after 466 ms of tone the detector waits for something else than the tone
- * and its dips, or for a dip longer than 20 ms, which also clears the count. Digital silence right behind a tone counts as
- * its continuation, since nothing else is heard.
- *
- * The flag concerns this call alone: it is set when a reversal was counted in it that is the second one or later. Blocks
- * of any length find the same reversals. A sample that is not finite, or whose square is not, blinds the detector until
- * the end of the call; the next one starts from an empty filter.
- *
- * @param[in]     src      samples at the rate of the state
- * @param[in]     len      number of samples, at least 1
- * @param[out]    detected 1 when the second or a later reversal was found in this call, otherwise 0
- * @param[in,out] state    initialised state
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` below 1
- */
-ryxStatus ryxsToneDetect_EC_32f(const float *src, int len, int *detected, ToneDetectState_EC_32f *state);
-
-/**
- * @brief Looks for the 2100 Hz tone with phase reversals (ITU-T G.164, G.165), in 16-bit arithmetic.
- *
- * As ryxsToneDetect_EC_32f(), but everything that is not the tone counts as a dip, whose length ends the tone after 20 ms.
- * Powers are 32-bit integers, and their products are exact at every level.
- *
- * @param[in]     src      samples at the rate of the state, full 16-bit range
- * @param[in]     len      number of samples, at least 1
- * @param[out]    detected 1 when the second or a later reversal was found in this call, otherwise 0
- * @param[in,out] state    initialised state
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` below 1
- */
-ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, ToneDetectState_EC_16s *state);
-
-/** @} */
-
-/**
  * @defgroup ec Echo cancellation
  * @brief Sub-band filter bank of an echo canceller.
  *
@@ -2232,6 +2062,176 @@ ryxStatus ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(const ryx32sc *const *history, 
 ryxStatus ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(const double *const *step, const ryx32fc *const *history,
                                                 const ryx32fc *const *error, ryx32fc *const *coefs, int taps,
                                                 int numBands, int order);
+
+/** @} */
+
+/**
+ * @defgroup eccontrol Echo cancellation: adaptation control and tone detection
+ * @brief What steers a full-band echo canceller, and what tells it to stand aside.
+ *
+ * **Adaptation.** The canceller runs two filters on the same far end: an adaptive set of coefficients, which learns in
+ * every block, and a saved set, which holds the last good ones. The controller gives the step size of every sample,
+ * copies the adaptive set to the saved one or back, and scales the steps of the next block. Per block:
+ * ryxsFullbandControllerUpdate_EC_32f(), then the two filters with its steps times the multiplier, then
+ * ryxsFullbandController_EC_32f().
+ *
+ * **Tone.** Modems and fax machines disable echo cancellers with a tone of 2100 Hz whose phase is reversed every 450 ms
+ * (ITU-T G.164, G.165). The detectors find it after its second reversal, in floating point or in 16 bits.
+ *
+ * Signals are in the 16-bit scale, full scale 32768, in the float functions too. Lengths that are out of range give
+ * #ryxStsBadArg in this group, not #ryxStsBadSize.
+ * @{
+ */
+
+/** State of a full-band adaptation controller: an opaque block of 72 bytes, used from the next 16-byte boundary. */
+typedef struct FullbandControllerState_EC_32f FullbandControllerState_EC_32f;
+
+/** State of a tone detector in floating point: an opaque block of 80 bytes, used from the next 16-byte boundary. */
+typedef struct ToneDetectState_EC_32f ToneDetectState_EC_32f;
+
+/** State of a tone detector in 16 bits: an opaque block of 72 bytes, used from the next 16-byte boundary. */
+typedef struct ToneDetectState_EC_16s ToneDetectState_EC_16s;
+
+/**
+ * @brief Reports the size of a controller's state block: 72 bytes.
+ * @param[in]  blockLen   samples per block, at least 1
+ * @param[in]  filterLen  taps of the filters, at least 1
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @param[out] size       number of bytes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `blockLen` or `filterLen` below 1; #ryxStsOutOfRange for any other
+ *         rate
+ */
+ryxStatus ryxsFullbandControllerGetSize_EC_32f(int blockLen, int filterLen, int sampleRate, int *size);
+
+/**
+ * @brief Initialises a controller.
+ *
+ * Energies are smoothed over 50 ms, the multiplier over 10 ms, the memory of divergence over 20 ms. The smoothing factors
+ * are 1 - t + t*t/2 for blocks of t time constants, which is meant for t up to 1: choose blocks shorter than 10 ms. With
+ * blocks of 20 ms the multiplier never moves, and longer ones make it run away.
+ *
+ * @param[out] state      block of 72 bytes at any address
+ * @param[in]  blockLen   samples per block, at least 1
+ * @param[in]  filterLen  taps of the filters, at least 1
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `blockLen` or `filterLen` below 1; #ryxStsOutOfRange for any other
+ *         rate
+ */
+ryxStatus ryxsFullbandControllerInit_EC_32f(FullbandControllerState_EC_32f *state, int blockLen, int filterLen,
+                                            int sampleRate);
+
+/**
+ * @brief Forgets the energies of the residuals and of the coefficients, for instance when both sets were cleared. All
+ *        else stays.
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsFullbandControllerReset_EC_32f(FullbandControllerState_EC_32f *state);
+
+/**
+ * @brief Computes the step size of every sample of a block from the energy of the far end.
+ *
+ * step[n] = 0.5 / E while the energy E over the length of the filter is above a floor of 1500000 per tap, otherwise
+ * 1 / floor. E begins as the sum of the squares of x[-1] to x[-filterLen]; for every further sample x[n-1] enters and
+ * x[n-filterLen] leaves, so x[-filterLen] stays. A sample that is not a number, and one whose square exceeds single
+ * precision, leaves steps of 0 or 1 / floor to the end of the block; no step is ever infinite or NaN.
+ *
+ * @param[in]     x     far end, `blockLen` samples; `x[-filterLen]` to `x[-1]` are read as the samples before the block
+ * @param[in]     s     near end (microphone), `blockLen` samples: what the residuals are compared with
+ * @param[out]    steps `blockLen` step sizes for an NLMS filter, not yet scaled by the multiplier
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsFullbandControllerUpdate_EC_32f(const float *x, const float *s, float *steps,
+                                              FullbandControllerState_EC_32f *state);
+
+/**
+ * @brief Compares both filters behind a block, saves or restores coefficients, and scales the steps of the next block.
+ *
+ * With the smoothed energies of the residuals: when that of the adaptive filter is more than 10 dB below that of the saved
+ * one and the energy of the adaptive coefficients is within a fifth of its mean, the adaptive set is saved. Otherwise, when
+ * it is more than 1.3 times the other, the saved set is restored. While saving prevails and the residual of the saved
+ * filter is below a fifth of the near end's energy, the multiplier goes to 0, otherwise to 1.
+ *
+ * An energy beyond single precision, or that of a vector with a NaN in it, counts as the largest number. So an adaptive
+ * filter that has run away is restored, and the controller itself is back to normal within some seconds.
+ *
+ * @param[in]     e1    residual of the adaptive filter, `blockLen` samples
+ * @param[in]     e2    residual of the saved filter, `blockLen` samples
+ * @param[in,out] a     adaptive coefficients, `filterLen` values; overwritten when they are restored
+ * @param[in,out] b     saved coefficients, `filterLen` values; overwritten when the others are saved
+ * @param[out]    mu    multiplier for the steps of the next block, 0..1 for blocks shorter than 20 ms
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsFullbandController_EC_32f(const float *e1, const float *e2, float *a, float *b, float *mu,
+                                        FullbandControllerState_EC_32f *state);
+
+/**
+ * @brief Reports the size of a tone detector's state block in floating point: 80 bytes.
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @param[out] size       number of bytes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsToneDetectGetStateSize_EC_32f(int sampleRate, int *size);
+
+/**
+ * @brief Reports the size of a tone detector's state block in 16 bits: 72 bytes.
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @param[out] size       number of bytes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsToneDetectGetStateSize_EC_16s(int sampleRate, int *size);
+
+/**
+ * @brief Initialises a tone detector in floating point.
+ * @param[out] state      block of 80 bytes at any address
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsToneDetectInit_EC_32f(ToneDetectState_EC_32f *state, int sampleRate);
+
+/**
+ * @brief Initialises a tone detector in 16 bits.
+ * @param[out] state      block of 72 bytes at any address
+ * @param[in]  sampleRate 8000 or 16000 Hz
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsToneDetectInit_EC_16s(ToneDetectState_EC_16s *state, int sampleRate);
+
+/**
+ * @brief Looks for the 2100 Hz tone with phase reversals (ITU-T G.164, G.165), in floating point.
+ *
+ * A reversal counts when the tone has stood for 413 to 466 ms without one before; spacings of 430 to 470 ms are found. An
+ * uncounted reversal does not start the time anew: after 466 ms of tone the detector waits for something else than the tone
+ * and its dips, or for a dip longer than 20 ms, which also clears the count. Digital silence right behind a tone counts as
+ * its continuation, since nothing else is heard.
+ *
+ * The flag concerns this call alone: it is set when a reversal was counted in it that is the second one or later. Blocks
+ * of any length find the same reversals. A sample that is not finite, or whose square is not, blinds the detector until
+ * the end of the call; the next one starts from an empty filter.
+ *
+ * @param[in]     src      samples at the rate of the state
+ * @param[in]     len      number of samples, at least 1
+ * @param[out]    detected 1 when the second or a later reversal was found in this call, otherwise 0
+ * @param[in,out] state    initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` below 1
+ */
+ryxStatus ryxsToneDetect_EC_32f(const float *src, int len, int *detected, ToneDetectState_EC_32f *state);
+
+/**
+ * @brief Looks for the 2100 Hz tone with phase reversals (ITU-T G.164, G.165), in 16-bit arithmetic.
+ *
+ * As ryxsToneDetect_EC_32f(), but everything that is not the tone counts as a dip, whose length ends the tone after 20 ms.
+ * Powers are 32-bit integers, and their products are exact at every level.
+ *
+ * @param[in]     src      samples at the rate of the state, full 16-bit range
+ * @param[in]     len      number of samples, at least 1
+ * @param[out]    detected 1 when the second or a later reversal was found in this call, otherwise 0
+ * @param[in,out] state    initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `len` below 1
+ */
+ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, ToneDetectState_EC_16s *state);
 
 /** @} */
 
