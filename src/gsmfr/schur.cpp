@@ -45,7 +45,7 @@ int16_t lane0(Vector x) {
 // The error P[0] never becomes negative, and a reflection coefficient is never -32768: it is a quotient of at most 32767.
 ryxStatus ryxsSchur_GSMFR_32s16s_u8(const int32_t *acf, int16_t *reflection, int order) {
     if (anyNull(acf, reflection)) return ryxStsNullPtr;
-    if (order == 0 || order > gsmfr::order) return ryxStsBadSize;
+    if (order == 0 || order > stages) return ryxStsBadSize;
     int i = 0;
     if (acf[0] > 0 && order > 0) {
         Recursion recursion = start(acf, order + 1);

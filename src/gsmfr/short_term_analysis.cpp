@@ -13,7 +13,7 @@ using simd::Vector;
 
 namespace {
 
-constexpr int delay = order - 1; // steps from a sample's first stage to its last
+constexpr int delay = stages - 1; // steps from a sample's first stage to its last
 constexpr int samplesPerBlock = 8;
 
 // The first stage is in lane 7, the last one in lane 0. Steps are counted from the first sample on.

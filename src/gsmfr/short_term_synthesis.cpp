@@ -14,22 +14,22 @@ ryxStatus ryxsShortTermSynthesisFilter_GSMFR_16s_u8(const int16_t *reflection, c
                                                     int len, int16_t *state) {
     if (anyNull(reflection, src, dst, state)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
-    Vector r[order], v[order];
-    for (int i = 0; i < order; i++) {
+    Vector r[stages], v[stages];
+    for (int i = 0; i < stages; i++) {
         r[i] = simd::loadWord(reflection + i);
         v[i] = simd::loadWord(state + i);
     }
     for (int n = 0; n < len; n++) {
         Vector sr = simd::loadWord(src + n);
 #pragma GCC unroll 8
-        for (int i = order - 1; i >= 0; i--) {
+        for (int i = stages - 1; i >= 0; i--) {
             sr = _mm_subs_epi16(sr, _mm_mulhrs_epi16(r[i], v[i]));
-            if (i < order - 1) v[i + 1] = _mm_adds_epi16(v[i], _mm_mulhrs_epi16(r[i], sr));
+            if (i < stages - 1) v[i + 1] = _mm_adds_epi16(v[i], _mm_mulhrs_epi16(r[i], sr));
         }
         v[0] = sr;
         simd::storeWord(dst + n, sr);
     }
-    for (int i = 0; i < order; i++)
+    for (int i = 0; i < stages; i++)
         simd::storeWord(state + i, v[i]);
     return ryxStsOk;
 }

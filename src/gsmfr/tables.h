@@ -5,7 +5,7 @@
 
 namespace ryxsc::gsmfr {
 
-inline constexpr int order = 8; // of the short-term filters
+inline constexpr int stages = 8; // of the short-term lattices
 
 inline constexpr int16_t emphasis = 28180; // 0.86, Q15, of pre-emphasis and de-emphasis
 
