@@ -9,7 +9,8 @@ using namespace ryxsc::gsmfr;
 using simd::Vector;
 
 // Every value has a register of its own and uses lane 0: a rounded product and a saturating addition are one instruction
-// each, and out-of-order execution overlaps the samples as far as the recursion allows, which is four such pairs a sample.
+// each, and out-of-order execution overlaps the samples. The recursion leaves a chain of two products and three additions a
+// sample: s of a stage, v behind it, s of that stage in the next sample, s of the next stage.
 ryxStatus ryxsShortTermSynthesisFilter_GSMFR_16s_u8(const int16_t *reflection, const int16_t *src, int16_t *dst,
                                                     int len, int16_t *state) {
     if (anyNull(reflection, src, dst, state)) return ryxStsNullPtr;
