@@ -42,11 +42,6 @@ std::string offendingOption(char **argv) {
     return isShort ? std::string("-") + static_cast<char>(optopt) : std::string(argv[optind - 1]);
 }
 
-void printVersion() {
-    const ryxLibraryVersion *version = ryxscGetLibVersion();
-    std::printf("%s %s, built %s\n", version->name, version->version, version->buildDate);
-}
-
 std::map<std::string, std::string> defaults(const ProgramDescription &program) {
     std::map<std::string, std::string> values;
     for (const ChoiceOption &option : program.options)
@@ -72,6 +67,11 @@ void takeFiles(const ProgramDescription &program, const std::vector<std::string>
 }
 
 } // namespace
+
+void printVersion() {
+    const ryxLibraryVersion *version = ryxscGetLibVersion();
+    std::printf("%s %s, built %s\n", version->name, version->version, version->buildDate);
+}
 
 std::optional<CommandLine> parseCommandLine(const ProgramDescription &program, int argc, char **argv) {
     const std::vector<option> options = longOptions(program);

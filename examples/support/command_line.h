@@ -30,3 +30,6 @@ struct CommandLine {
 
 /** Parses the command line, or answers --help and --version and returns nothing. Throws Failure when it is wrong. */
 std::optional<CommandLine> parseCommandLine(const ProgramDescription &program, int argc, char **argv);
+
+/** The answer to --version, on standard output. */
+void printVersion();

@@ -1,0 +1,202 @@
+// An echo canceller for recordings, in full band or in sub-bands.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <getopt.h>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ryxsc.h"
+#include "support/audio_file.h"
+#include "support/command_line.h"
+#include "support/echo_canceller.h"
+#include "support/failure.h"
+#include "support/input_file.h"
+#include "support/output_file.h"
+#include "support/progress.h"
+#include "support/room.h"
+#include "support/round_trip.h"
+
+namespace {
+
+constexpr char help[] = "Usage: echo_canceller FAR.wav MIC.wav OUT.wav [OPTIONS]\n"
+                        "       echo_canceller --simulate FAR.wav [NEAR.wav] OUT.wav [OPTIONS]\n"
+                        "\n"
+                        "Removes from MIC, the recording of a microphone, the echo of FAR, which a loudspeaker\n"
+                        "played at the same time. Both start at the same moment. OUT is as long as MIC, 16-bit\n"
+                        "mono. Input may be any audio file that libsndfile knows; it is mixed down to one\n"
+                        "channel and resampled when it has to be.\n"
+                        "\n"
+                        "With --simulate the program makes the echo itself: FAR comes back from a room, 6 dB\n"
+                        "weaker, with a little noise and, if given, with the speech NEAR on top.\n"
+                        "\n"
+                        "  --method fullband|subband  fullband adapts sample by sample and finds the echo path\n"
+                        "                             best; subband adapts spectra, with less work (fullband)\n"
+                        "  --tail MS                  longest echo in milliseconds, 8 to 500 (64)\n"
+                        "  --rate 8000|16000          sampling rate in Hz (8000)\n"
+                        "  --simulate                 make the echo\n"
+                        "  --mic FILE.wav             with --simulate: write what the microphone picks up\n"
+                        "  --help                     this text\n"
+                        "  --version                  the library in use\n"
+                        "\n"
+                        "For every second the program prints by how much it weakens what the microphone picks\n"
+                        "up (echo return loss enhancement, dB): with --simulate the echo alone, otherwise\n"
+                        "everything, so that speech at the near end lowers the figure.\n";
+
+struct Arguments {
+    EchoMethod method = EchoMethod::fullBand;
+    int tailMilliseconds = 64;
+    int sampleRate = 8000;
+    bool simulate = false;
+    std::string microphone;
+    std::vector<std::string> files;
+};
+
+[[noreturn]] void reject(const std::string &sentence) {
+    throw Failure(sentence + " (see echo_canceller --help)");
+}
+
+int parseTail(const std::string &text) {
+    int tail = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, tail);
+    if (error != std::errc() || stop != end || tail < 8 || tail > 500)
+        reject("--tail takes milliseconds from 8 to 500, not " + text);
+    return tail;
+}
+
+void setOption(Arguments &arguments, char option, const std::string &value) {
+    if (option == 'm') {
+        if (value != "fullband" && value != "subband") reject("--method takes fullband or subband, not " + value);
+        arguments.method = value == "subband" ? EchoMethod::subBand : EchoMethod::fullBand;
+    } else if (option == 't') {
+        arguments.tailMilliseconds = parseTail(value);
+    } else if (option == 'r') {
+        if (value != "8000" && value != "16000") reject("--rate takes 8000 or 16000, not " + value);
+        arguments.sampleRate = value == "8000" ? 8000 : 16000;
+    } else if (option == 's') {
+        arguments.simulate = true;
+    } else {
+        arguments.microphone = value;
+    }
+}
+
+// Nothing when the help or the version was asked for.
+std::optional<Arguments> parseArguments(int argc, char **argv) {
+    const option options[] = {{"method", required_argument, nullptr, 'm'}, {"tail", required_argument, nullptr, 't'},
+                              {"rate", required_argument, nullptr, 'r'},   {"simulate", no_argument, nullptr, 's'},
+                              {"mic", required_argument, nullptr, 'o'},    {"help", no_argument, nullptr, 'h'},
+                              {"version", no_argument, nullptr, 'v'},      {nullptr, 0, nullptr, 0}};
+    Arguments arguments;
+    opterr = 0;
+    for (int answer; (answer = getopt_long(argc, argv, ":h", options, nullptr)) != -1;) {
+        if (answer == 'h') return std::fputs(help, stdout), std::nullopt;
+        if (answer == 'v') return printVersion(), std::nullopt;
+        if (answer == ':') reject(std::string(argv[optind - 1]) + " needs a value");
+        if (answer == '?') reject("unknown option " + std::string(argv[optind - 1]));
+        setOption(arguments, static_cast<char>(answer), optarg ? optarg : "");
+    }
+    arguments.files.assign(argv + optind, argv + argc);
+    const size_t least = arguments.simulate ? 2 : 3;
+    if (arguments.files.size() < least) reject("the names of " + std::to_string(least) + " files are needed");
+    if (arguments.files.size() > 3) reject("one argument too many, " + arguments.files[3]);
+    if (!arguments.simulate && !arguments.microphone.empty()) reject("--mic means nothing without --simulate");
+    return arguments;
+}
+
+using Samples = std::vector<float>;
+
+Samples readSamples(const std::string &path, int sampleRate) {
+    const Audio audio = readMono(path, sampleRate);
+    return {audio.samples.begin(), audio.samples.end()};
+}
+
+Audio rounded(const Samples &samples, int sampleRate) {
+    Audio audio = {sampleRate, {}};
+    for (const float x : samples)
+        audio.samples.push_back(static_cast<int16_t>(std::lround(std::clamp(x, -32768.0F, 32767.0F))));
+    return audio;
+}
+
+struct Recordings {
+    Samples far, near, microphone; // near: the part of the microphone's recording that is known to be no echo
+};
+
+Recordings readRecordings(const Arguments &arguments) {
+    Recordings recordings;
+    recordings.far = readSamples(arguments.files[0], arguments.sampleRate);
+    if (!arguments.simulate) {
+        recordings.microphone = readSamples(arguments.files[1], arguments.sampleRate);
+        recordings.far.resize(recordings.microphone.size());
+        recordings.near.resize(recordings.microphone.size());
+        return recordings;
+    }
+    if (arguments.files.size() == 3) recordings.near = readSamples(arguments.files[1], arguments.sampleRate);
+    recordings.near.resize(recordings.far.size());
+    const auto length = static_cast<size_t>(arguments.sampleRate * arguments.tailMilliseconds / 1000);
+    recordings.microphone = pickUp(recordings.far, recordings.near, roomResponse(arguments.sampleRate, length));
+    return recordings;
+}
+
+Samples difference(Samples samples, const Samples &less) {
+    for (size_t i = 0; i < samples.size(); i++)
+        samples[i] -= less[i];
+    return samples;
+}
+
+void printReduction(const std::vector<double> &reductions) {
+    std::printf("second  echo weakened by\n");
+    for (size_t i = 0; i < reductions.size(); i++)
+        if (std::isnan(reductions[i]))
+            std::printf("%6zu  nothing picked up\n", i + 1);
+        else
+            std::printf("%6zu  %5.1f dB\n", i + 1, reductions[i]);
+}
+
+int run(int argc, char **argv) {
+    const std::optional<Arguments> arguments = parseArguments(argc, argv);
+    if (!arguments) return 0;
+    const std::string &target = arguments->files.back();
+    for (size_t i = 0; i + 1 < arguments->files.size(); i++)
+        requireDifferentFiles(arguments->files[i], target);
+    OutputFile output(target);
+    const Recordings recordings = readRecordings(*arguments);
+    const int rate = arguments->sampleRate;
+    if (!arguments->microphone.empty()) writeMono(arguments->microphone, rounded(recordings.microphone, rate));
+
+    const auto newCanceller = [&] {
+        return makeEchoCanceller(arguments->method, rate,
+                                 static_cast<size_t>(rate * arguments->tailMilliseconds / 1000));
+    };
+    const auto canceller = newCanceller();
+    Samples cleaned;
+    Stopwatch stopwatch;
+    {
+        Progress progress("cancelling", recordings.microphone.size());
+        cleaned =
+            cancelEcho(*canceller, recordings.far, recordings.microphone, [&](size_t done) { progress.update(done); });
+    }
+    const double seconds = stopwatch.lap();
+    writeMono(output, rounded(cleaned, rate));
+    output.commit();
+
+    // A canceller that hears no far end leaves the signal as it is, but for the error of its filter bank.
+    const auto passed = [&](const Samples &samples) {
+        return cancelEcho(*newCanceller(), Samples(samples.size()), samples);
+    };
+    const Samples echo = difference(recordings.microphone, recordings.near);
+    printReduction(
+        echoReduction(passed(echo), difference(cleaned, passed(recordings.near)), static_cast<size_t>(rate)));
+    const double duration = static_cast<double>(recordings.microphone.size()) / rate;
+    std::printf("%.2f s at %.0f times real time\n", duration, duration / std::max(seconds, 1e-9));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    return runProgram("echo_canceller", argc, argv, run);
+}

@@ -1,0 +1,147 @@
+// The echo cancellers of the examples: how far they weaken the echo, and what they bear.
+#include <cmath>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "program_test.h"
+#include "support/echo_canceller.h"
+#include "support/room.h"
+
+namespace {
+
+using Samples = std::vector<float>;
+constexpr int rate = 8000;
+constexpr size_t tail = 512;
+constexpr size_t window = rate / 2;
+constexpr EchoMethod methods[] = {EchoMethod::fullBand, EchoMethod::subBand};
+
+class EchoCancellerProgram : public ProgramTest {
+protected:
+    Samples farEnd() const {
+        const Audio audio = readMono(speech, rate);
+        return {audio.samples.begin(), audio.samples.end()};
+    }
+};
+
+Samples cancel(EchoMethod method, const Samples &far, const Samples &near) {
+    return cancelEcho(*makeEchoCanceller(method, rate, tail), far, near);
+}
+
+Samples difference(Samples a, const Samples &b) {
+    for (size_t i = 0; i < a.size(); i++)
+        a[i] -= b[i];
+    return a;
+}
+
+// Decibels by which the echo alone falls, every half second.
+std::vector<double> reductions(EchoMethod method, const Samples &far, const Samples &near) {
+    const Samples microphone = pickUp(far, near, roomResponse(rate, tail)), silence(far.size());
+    const Samples residual = difference(cancel(method, far, microphone), cancel(method, silence, near));
+    return echoReduction(cancel(method, silence, difference(microphone, near)), residual, window);
+}
+
+double power(const Samples &samples, size_t from, size_t to) {
+    double sum = 0;
+    for (size_t i = from; i < to; i++)
+        sum += static_cast<double>(samples[i]) * samples[i];
+    return sum;
+}
+
+// What it must have reached at the end of a half second, counted from 0, and kept from then on.
+struct Mark {
+    size_t halfSecond;
+    double leastHere, leastLater;
+};
+
+void expectMarks(const std::vector<double> &found, std::initializer_list<Mark> marks) {
+    for (const Mark &mark : marks) {
+        EXPECT_GT(found.at(mark.halfSecond), mark.leastHere) << "half second " << mark.halfSecond;
+        for (size_t i = mark.halfSecond; i < found.size(); i++)
+            EXPECT_GT(found[i], mark.leastLater) << "half second " << i;
+    }
+}
+
+TEST_F(EchoCancellerProgram, MethodsLearnTheEchoPathWithinSeconds) {
+    const Samples far = farEnd(), silence(far.size());
+    expectMarks(reductions(EchoMethod::fullBand, far, silence), {{2, 9, 9}, {5, 20, 15}, {9, 25, 25}, {13, 38, 36}});
+    expectMarks(reductions(EchoMethod::subBand, far, silence), {{1, 12, 12}, {3, 20, 14}, {15, 20, 20}});
+}
+
+// Near-end speech from 3 to 5 s, 5 dB above the echo.
+TEST_F(EchoCancellerProgram, MethodsKeepTheEchoPathThroughDoubleTalkAndRecover) {
+    const Samples far = farEnd(), echo = pickUp(far, Samples(far.size()), roomResponse(rate, tail));
+    for (const size_t lag : {10000, 20000, 45000}) {
+        const size_t from = 3 * rate, to = 5 * rate;
+        Samples near(far.size());
+        for (size_t i = from; i < to; i++)
+            near[i] = far[(i + lag) % far.size()];
+        const double gain = std::sqrt(power(echo, from, to) / power(near, from, to) * std::pow(10, 0.5));
+        for (float &x : near)
+            x *= static_cast<float>(gain);
+        SCOPED_TRACE(lag);
+        expectMarks(reductions(EchoMethod::fullBand, far, near), {{5, 20, 12}, {13, 20, 20}});
+        expectMarks(reductions(EchoMethod::subBand, far, near), {{5, 20, 14}, {13, 19, 19}});
+    }
+}
+
+// Unrelated, silent and overdriven signals: the output stays finite and near the size of what comes in.
+TEST_F(EchoCancellerProgram, MethodsStayBoundedWhateverComesIn) {
+    std::mt19937 random(5);
+    const auto noise = [&](size_t) { return static_cast<float>(static_cast<int>(random() % 65536) - 32768); };
+    const auto silence = [](size_t) { return 0.0F; };
+    const auto square = [](size_t i) { return i / 40 % 2 ? 32767.0F : -32768.0F; };
+    const auto clicks = [](size_t i) { return i % 4001 ? 0.0F : 32767.0F; };
+    const std::vector<std::function<float(size_t)>> kinds = {noise, silence, square, clicks, noise, square, silence};
+    for (const EchoMethod method : methods)
+        for (const size_t shift : {1, 2, 3}) {
+            Samples far, near;
+            for (size_t i = 0; i < kinds.size() * 3 * rate; i++) {
+                const size_t kind = i / (3 * rate);
+                far.push_back(kinds[kind](i));
+                near.push_back(kinds[(kind + shift) % kinds.size()](i));
+            }
+            for (const float x : cancel(method, far, near))
+                ASSERT_LT(std::fabs(x), 4 * 32768.0F);
+        }
+}
+
+TEST_F(EchoCancellerProgram, SimulatesOrTakesTheMicrophonesRecording) {
+    for (const std::string method : {" --method fullband", " --method subband"}) {
+        const Outcome outcome = run("echo_canceller --simulate '" + speech + "' a.wav --mic mic.wav" + method);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+        const size_t line = outcome.output.find("     8  ");
+        ASSERT_NE(line, std::string::npos) << outcome.output;
+        EXPECT_GT(std::stod(outcome.output.substr(line + 8)), 18);
+        runWell("echo_canceller '" + speech + "' mic.wav b.wav" + method);
+        const auto simulated = samples("a.wav", rate), cancelled = samples("b.wav", rate);
+        ASSERT_EQ(simulated.size(), cancelled.size());
+        for (size_t i = 0; i < simulated.size(); i++) // the recording is rounded to 16 bits
+            ASSERT_NEAR(simulated[i], cancelled[i], 100);
+    }
+    runWell("echo_canceller --simulate '" + speech + "' '" + speech + "' c.wav --rate 16000 --tail 20");
+}
+
+TEST_F(EchoCancellerProgram, RefusesWrongCommandLinesAndLeavesNoOutput) {
+    const std::string file = "'" + speech + "' ";
+    const std::pair<std::string, std::string> table[] = {
+        {file + "out.wav", "3 files are needed"},
+        {file + file + "out.wav --tail 5", "--tail takes"},
+        {file + file + "out.wav --tail 20x", "--tail takes"},
+        {file + file + "out.wav --rate 11025", "--rate takes"},
+        {file + file + "out.wav --method both", "--method takes"},
+        {file + file + "out.wav --mic m.wav", "without --simulate"},
+        {file + file + "out.wav --tail", "needs a value"},
+        {file + file + "out.wav more", "too many"},
+        {file + "none.wav out.wav", "none.wav"},
+    };
+    for (const auto &[arguments, sentence] : table) {
+        const Outcome outcome = run("echo_canceller " + arguments);
+        EXPECT_EQ(outcome.exitCode, 1) << arguments;
+        EXPECT_NE(outcome.errors.find(sentence), std::string::npos) << outcome.errors;
+        EXPECT_TRUE(names().empty());
+    }
+}
+
+} // namespace
