@@ -2,6 +2,8 @@
 //
 // Every power is rounded before the next one is made of it, so each waits for the one before: that chain of products is
 // what the time goes into, and the outputs are computed in its shade, one by one.
+#include <cstdlib>
+
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
@@ -12,12 +14,15 @@ using simd::Vector;
 
 namespace {
 
-// Powers and outputs are low16((a*b + 16384) >> 15), without saturation: exactly pmulhrsw, for every a and b.
-void weightQ15(const int16_t *src, int16_t base, int16_t *dst, int len) {
-    const Vector factor = _mm_cvtsi32_si128(base);
-    Vector power = factor;
+// With sf 15, powers and outputs are low16((a*b + 16384) >> 15), without saturation: exactly pmulhrsw, for every a and b.
+// A smaller sf with |base| < 2^sf is the same after a shift of one factor to the left by 15 - sf, which changes nothing in
+// (a*b + 2^(sf-1)) >> sf: no power exceeds the base, and so nothing wraps or saturates.
+void weightQ15(const int16_t *src, int16_t base, int16_t *dst, int len, int sf) {
+    const Vector toQ15 = _mm_cvtsi32_si128(15 - sf);
+    Vector power = _mm_cvtsi32_si128(base);
+    const Vector factor = _mm_sll_epi16(power, toQ15);
     for (int i = 1; i < len; i++) {
-        simd::storeWord(dst + i, _mm_mulhrs_epi16(simd::loadWord(src + i), power));
+        simd::storeWord(dst + i, _mm_mulhrs_epi16(simd::loadWord(src + i), _mm_sll_epi16(power, toQ15)));
         power = _mm_mulhrs_epi16(power, factor);
     }
 }
@@ -39,8 +44,8 @@ ryxStatus ryxsMulPowerC_NR_16s_Sfs_u8(const int16_t *src, int16_t base, int16_t 
     if (sf < 0) return ryxStsBadScale;
     if (len < 1) return ryxStsBadSize;
     dst[0] = src[0];
-    if (sf == 15)
-        weightQ15(src, base, dst, len);
+    if (sf == 15 || (sf < 15 && std::abs(base) < 1 << sf))
+        weightQ15(src, base, dst, len, sf);
     else
         weightScaled(src, base, dst, len, sf);
     return ryxStsOk;
