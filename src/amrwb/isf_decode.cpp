@@ -13,8 +13,8 @@ constexpr int16_t lastWeight = 29491, meanWeight = 3277;
 
 // The newest frame in front.
 void pushHistory(const int16_t *isf, int16_t *history) {
-    std::copy_backward(history, history + 2 * order, history + 3 * order);
-    std::copy_n(isf, order, history);
+    std::copy_backward(history, history + 2 * isfOrder, history + 3 * isfOrder);
+    std::copy_n(isf, isfOrder, history);
 }
 
 // One weighted sum, rounded once, where the recommendation truncates two products.
@@ -25,9 +25,9 @@ int16_t towardsMean(int16_t last, int mean) {
 // Moves the last frame's ISFs towards the mean of the long term and of three frames, and estimates the residual that would
 // have led there; its difference wraps.
 void conceal(const int16_t *last, const int16_t *history, int16_t *past, int16_t *isf) {
-    for (int i = 0; i < order; i++) {
+    for (int i = 0; i < isfOrder; i++) {
         const int16_t mean = isfMean[static_cast<size_t>(i)];
-        isf[i] = towardsMean(last[i], (mean + history[i] + history[i + order] + history[i + 2 * order] + 2) >> 2);
+        isf[i] = towardsMean(last[i], (mean + history[i] + history[i + isfOrder] + history[i + 2 * isfOrder] + 2) >> 2);
         past[i] = static_cast<int16_t>(wrap16(isf[i] - mean - ((past[i] * predictionFactor) >> 15)) >> 1);
     }
 }
@@ -48,8 +48,8 @@ ryxStatus ryxsISFQuantDecode_AMRWB_16s_u8(const int16_t *indices, int16_t *quant
         conceal(prevQuantised, history, residual, isf.values);
     }
     space(isf.values);
-    std::copy_n(isf.values, order, quantised);
-    std::copy_n(isf.values, order, prevQuantised);
+    std::copy_n(isf.values, isfOrder, quantised);
+    std::copy_n(isf.values, isfOrder, prevQuantised);
     return ryxStsOk;
 }
 
@@ -59,6 +59,6 @@ ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s_u8(const int16_t *indices, int16_t *qu
     decodeVectors(indices, isf.values, noise1, noise2, noise3, noise4, noise5);
     forEach(isf.values, _mm_adds_epi16, isf.values, noiseMean.data());
     space(isf.values);
-    std::copy_n(isf.values, order, quantised);
+    std::copy_n(isf.values, isfOrder, quantised);
     return ryxStsOk;
 }

@@ -112,7 +112,7 @@ ryxStatus ryxsISFQuant_AMRWB_16s_u8(const int16_t *isf, int16_t *residual, int16
     decodeResidual(indices, has36Bits(mode), decoded.values);
     rebuild(decoded.values, residual, result.values);
     space(result.values);
-    std::copy_n(result.values, order, quantised);
+    std::copy_n(result.values, isfOrder, quantised);
     return ryxStsOk;
 }
 

@@ -19,12 +19,12 @@ inline constexpr int16_t minimumSpacing = 128;     // 50 Hz
 
 // Sixteen words, with room for whole vectors from any of them on.
 struct Isfs {
-    alignas(16) int16_t values[2 * order];
+    alignas(16) int16_t values[2 * isfOrder];
 };
 
 // operation on the vectors of all arguments, eight words at a time.
 template <class Operation, class... Words> void forEach(int16_t *to, Operation operation, const Words *...from) {
-    for (int i = 0; i < order; i += 8)
+    for (int i = 0; i < isfOrder; i += 8)
         simd::store(to + i, operation(simd::load(from + i)...));
 }
 
@@ -62,13 +62,13 @@ inline void rebuild(const int16_t *residual, int16_t *past, int16_t *isf) {
         return _mm_adds_epi16(_mm_adds_epi16(r, mean), prediction(p));
     };
     forEach(isf, sum, residual, isfMean.data(), past);
-    std::copy_n(residual, order, past);
+    std::copy_n(residual, isfOrder, past);
 }
 
 // Keeps all but the last at least the minimum apart.
 inline void space(int16_t *isf) {
     int16_t limit = minimumSpacing;
-    for (int i = 0; i < order - 1; i++) {
+    for (int i = 0; i < isfOrder - 1; i++) {
         isf[i] = std::max(isf[i], limit);
         limit = add(isf[i], minimumSpacing);
     }

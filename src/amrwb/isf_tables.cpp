@@ -73,10 +73,10 @@ constexpr std::array<int16_t, intervals / 8> everyEighthCosine = takeEveryEighth
 constexpr std::array<int16_t, intervals> inverseSlopes = makeInverseSlopes();
 constexpr IspGrid ispGrid = mirrorGrid();
 
-constexpr std::array<int16_t, order> isfMean = {738,  1326, 2336,  3578,  4596,  5662,  6711,  7730,
-                                                8750, 9753, 10705, 11728, 12833, 13971, 15043, 4037};
-constexpr std::array<int16_t, order> noiseMean = {478,  1100, 2213,  3267,  4219,  5222,  6198,  7240,
-                                                  8229, 9153, 10098, 11108, 12144, 13184, 14165, 3803};
+constexpr std::array<int16_t, isfOrder> isfMean = {738,  1326, 2336,  3578,  4596,  5662,  6711,  7730,
+                                                   8750, 9753, 10705, 11728, 12833, 13971, 15043, 4037};
+constexpr std::array<int16_t, isfOrder> noiseMean = {478,  1100, 2213,  3267,  4219,  5222,  6198,  7240,
+                                                     8229, 9153, 10098, 11108, 12144, 13184, 14165, 3803};
 
 constexpr PairCodebook<256, 9> firstStageLow = arrange(firstStageLowVectors);
 constexpr PairCodebook<256, 7> firstStageHigh = arrange(firstStageHighVectors);

@@ -11,7 +11,7 @@
 
 namespace ryxsc::amrwb {
 
-inline constexpr int order = 16;
+inline constexpr int isfOrder = 16;
 
 // cos(pi * k / 128), Q15, k = 0 .. 128; the ends are 32767 and -32768.
 inline constexpr int intervals = 128;
@@ -27,7 +27,7 @@ using IspGrid = roots::Grid<int16_t, gridCapacity>;
 extern const IspGrid ispGrid;
 
 // What is removed before quantisation, of speech and of comfort noise.
-extern const std::array<int16_t, order> isfMean, noiseMean;
+extern const std::array<int16_t, isfOrder> isfMean, noiseMean;
 
 // Speech, first stage: ISFs 1 to 9 and 10 to 16.
 extern const PairCodebook<256, 9> firstStageLow;

@@ -5,7 +5,7 @@
 using namespace ryxsc::amrwb;
 
 ryxStatus ryxsLPCToISP_AMRWB_16s_u8(const int16_t *lpc, int16_t *isp, const int16_t *prevIsp) {
-    return convertToIsp(lpc, prevIsp, isp, order);
+    return convertToIsp(lpc, prevIsp, isp, isfOrder);
 }
 
 ryxStatus ryxsLPCToISP_AMRWBE_16s_u8(const int16_t *lpc, const int16_t *prevIsp, int16_t *isp, int order) {

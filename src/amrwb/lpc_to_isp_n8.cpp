@@ -5,5 +5,5 @@
 using namespace ryxsc::amrwb;
 
 ryxStatus ryxsLPCToISP_AMRWB_16s_n8(const int16_t *lpc, int16_t *isp, const int16_t *prevIsp) {
-    return convertToIsp(lpc, prevIsp, isp, order);
+    return convertToIsp(lpc, prevIsp, isp, isfOrder);
 }
