@@ -72,7 +72,7 @@ TEST_F(EchoCancellerProgram, MethodsLearnTheEchoPathWithinSeconds) {
 // Near-end speech from 3 to 5 s, 5 dB above the echo.
 TEST_F(EchoCancellerProgram, MethodsKeepTheEchoPathThroughDoubleTalkAndRecover) {
     const Samples far = farEnd(), echo = pickUp(far, Samples(far.size()), roomResponse(rate, tail));
-    for (const size_t lag : {10000, 20000, 45000}) {
+    for (const size_t lag : {10000U, 20000U, 45000U}) {
         const size_t from = 3 * rate, to = 5 * rate;
         Samples near(far.size());
         for (size_t i = from; i < to; i++)
@@ -95,7 +95,7 @@ TEST_F(EchoCancellerProgram, MethodsStayBoundedWhateverComesIn) {
     const auto clicks = [](size_t i) { return i % 4001 ? 0.0F : 32767.0F; };
     const std::vector<std::function<float(size_t)>> kinds = {noise, silence, square, clicks, noise, square, silence};
     for (const EchoMethod method : methods)
-        for (const size_t shift : {1, 2, 3}) {
+        for (const size_t shift : {1U, 2U, 3U}) {
             Samples far, near;
             for (size_t i = 0; i < kinds.size() * 3 * rate; i++) {
                 const size_t kind = i / (3 * rate);
