@@ -49,24 +49,6 @@ void showSnr(Report &report, const Clip &original, const Excerpt &excerpt, const
                       "of every 20 ms segment, limited to -10..35 dB; gaps are pauses");
 }
 
-// All recordings in one row, full scale 1.
-std::vector<float> joined(const Recordings &recordings) {
-    std::vector<float> samples;
-    for (const Recording &recording : recordings.list)
-        for (const int16_t sample : recording.samples)
-            samples.push_back(static_cast<float>(sample) / 32768);
-    return samples;
-}
-
-Line spectrumLine(const std::string &name, const std::string &colour, std::span<const float> samples, int sampleRate) {
-    const std::vector<double> levels = meanSpectrum(samples, sampleRate);
-    Line line = {name, colour, {}};
-    for (size_t bin = 1; bin < levels.size(); bin++) // the first bin is the offset
-        line.points.emplace_back(
-            sampleRate / 2000.0 * static_cast<double>(bin) / static_cast<double>(levels.size() - 1), levels[bin]);
-    return line;
-}
-
 void showSpectra(Report &report, const Recordings &originals, const std::vector<Decoded> &all,
                  const std::string &file) {
     const std::vector<float> original = joined(originals);

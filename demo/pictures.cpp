@@ -180,6 +180,15 @@ Line distribution(const std::string &name, const std::string &colour, std::span<
     return line;
 }
 
+Line spectrumLine(const std::string &name, const std::string &colour, std::span<const float> samples, int sampleRate) {
+    const std::vector<double> levels = meanSpectrum(samples, sampleRate);
+    Line line = {name, colour, {}};
+    for (size_t bin = 1; bin < levels.size(); bin++) // the first bin is the offset
+        line.points.emplace_back(
+            sampleRate / 2000.0 * static_cast<double>(bin) / static_cast<double>(levels.size() - 1), levels[bin]);
+    return line;
+}
+
 std::string lineColour(size_t n) {
     static const std::vector<std::string> colours = {"#0b6fb8", "#1a9a78", "#e3a008", "#d6453d", "#8a5fbf"};
     return colours[n % colours.size()];

@@ -52,6 +52,9 @@ Axis fit(const std::string &label, std::span<const Line> lines, double step);
 /** Which share of the values, in per cent, lies in each interval of `step` from 0 on. The values are not negative. */
 Line distribution(const std::string &name, const std::string &colour, std::span<const double> values, double step);
 
+/** The mean spectrum over the frequency in kHz, as meanSpectrum() has it. */
+Line spectrumLine(const std::string &name, const std::string &colour, std::span<const float> samples, int sampleRate);
+
 /** Colour for the n-th of several lines, the first being the best of its kind. */
 std::string lineColour(size_t n);
 

@@ -73,6 +73,14 @@ Excerpt findExcerpt(const Recordings &recordings) {
 
 } // namespace
 
+std::vector<float> joined(const Recordings &recordings) {
+    std::vector<float> samples;
+    for (const Recording &recording : recordings.list)
+        for (const int16_t sample : recording.samples)
+            samples.push_back(static_cast<float>(sample) / 32768);
+    return samples;
+}
+
 double Recordings::seconds() const {
     size_t samples = 0;
     for (const Recording &recording : list)

@@ -27,6 +27,9 @@ struct Excerpt {
     double length; /**< seconds */
 };
 
+/** All recordings in one row, full scale 1. */
+std::vector<float> joined(const Recordings &recordings);
+
 /** The same speech at the sampling rates that codecs work at. */
 struct Speech {
     Recordings at16k;

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <getopt.h>
 
@@ -25,6 +26,20 @@ std::string listed(const std::vector<std::string> &words, const std::string &con
 
 bool contains(const std::vector<std::string> &words, const std::string &word) {
     return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+bool isNumberIn(const Range &range, const std::string &word) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    return error == std::errc() && end == word.data() + word.size() && number >= range.least && number <= range.most;
+}
+
+void checkValue(const ProgramDescription &program, const ChoiceOption &option, const std::string &word) {
+    if (option.numbers ? isNumberIn(*option.numbers, word) : contains(option.values, word)) return;
+    const std::string accepted = option.numbers ? "a number from " + std::to_string(option.numbers->least) + " to " +
+                                                      std::to_string(option.numbers->most)
+                                                : listed(option.values);
+    reject(program, "--" + option.name + " takes " + accepted + ", not " + word);
 }
 
 std::vector<option> longOptions(const ProgramDescription &program) {
@@ -85,8 +100,7 @@ std::optional<CommandLine> parseCommandLine(const ProgramDescription &program, i
         if (answer == ':') reject(program, std::string(argv[optind - 1]) + " needs a value");
         if (answer == '?') reject(program, "unknown option " + offendingOption(argv));
         const ChoiceOption &choice = program.options[static_cast<size_t>(answer)];
-        if (!contains(choice.values, optarg))
-            reject(program, "--" + choice.name + " takes " + listed(choice.values) + ", not " + optarg);
+        checkValue(program, choice, optarg);
         line.values[choice.name] = optarg;
         given.push_back(&choice);
     }

@@ -7,11 +7,17 @@
 #include <string>
 #include <vector>
 
-/** An option that takes one value of a list. The first value is the default. */
+/** Numbers that an option takes, with decimals or without. */
+struct Range {
+    int least, most;
+};
+
+/** An option that takes one value of a list, or a number. The first value is the default. */
 struct ChoiceOption {
     std::string name;
     std::vector<std::string> values;
     std::vector<std::string> commands = {}; /**< where the option means something; elsewhere it is refused */
+    std::optional<Range> numbers = {};      /**< when given, all of these are accepted, and not the values alone */
 };
 
 struct ProgramDescription {
@@ -26,6 +32,8 @@ struct CommandLine {
     std::string command;
     std::vector<std::filesystem::path> files;  /**< as many as the program has */
     std::map<std::string, std::string> values; /**< every option of the program, given or default */
+
+    double number(const std::string &option) const { return std::stod(values.at(option)); }
 };
 
 /** Parses the command line, or answers --help and --version and returns nothing. Throws Failure when it is wrong. */

@@ -118,6 +118,14 @@ TEST_F(BadInput, IsRefusedByProgramsWithoutCommandsToo) {
         {"tone_detect truncated.wav", "truncated.wav is truncated"},
         {"tone_detect stream", "cannot be read as an audio file"},
         {"tone_detect speech.wav --rate 11025", "--rate takes 8000 or 16000, not 11025"},
+        {"level_control speech.wav", "level_control needs an input and an output file"},
+        {"level_control speech.wav speech.wav", "same file"},
+        {"level_control truncated.wav out", "truncated.wav is truncated"},
+        {"level_control speech.wav missing/out", "missing/out: No such file"},
+        {"level_control speech.wav out --gain -1", "--gain takes a number from 0 to 60, not -1"},
+        {"level_control speech.wav out --target 60.1", "--target takes a number from 0 to 60, not 60.1"},
+        {"level_control speech.wav out --ceiling 3dB", "--ceiling takes a number from 0 to 60, not 3dB"},
+        {"level_control speech.wav out --ceiling nan", "--ceiling takes a number from 0 to 60, not nan"},
     };
     for (const BadCommand &bad : table)
         expectRefused(bad);
