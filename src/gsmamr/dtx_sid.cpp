@@ -106,9 +106,9 @@ void quantise(const Lsf &lsf, int16_t *initial, int16_t *indices) {
 }
 
 int16_t logEnergyIndex(const int16_t *history) {
-    int16_t sum = 0;
+    int sum = 0; // within 16 bits for what the encoder enters, and not limited for anything else
     for (int i = 0; i < historyFrames; i++)
-        sum = add(sum, static_cast<int16_t>(history[i] >> 2));
+        sum += history[i] >> 2;
     return static_cast<int16_t>(std::clamp(((sum >> 1) + 2688) >> 8, 0, 63));
 }
 

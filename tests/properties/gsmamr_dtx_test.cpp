@@ -12,9 +12,11 @@ namespace {
 using Histories = std::array<int16_t, 88>; // LSPs, then log energies
 
 std::array<size_t, 4> silenceDescriptor(const int16_t *lspHistory) {
-    const int16_t logEnergies[8] = {};
+    // Their sum leaves 16 bits on the way: 5 * 8191 - 3 * 8192 = 16379, and (16379 / 2 + 2688) / 256 = 42.
+    const int16_t logEnergies[8] = {32767, 32767, 32767, 32767, 32767, -32768, -32768, -32768};
     int16_t logEnergy, initial, indices[3], past[4], past122[4];
     EXPECT_EQ(ryxsEncDTXSID_GSMAMR_16s(lspHistory, logEnergies, &logEnergy, &initial, indices, past, past122, 1), 0);
+    EXPECT_EQ(logEnergy, 42);
     return {static_cast<size_t>(initial), static_cast<size_t>(indices[0]), static_cast<size_t>(indices[1]),
             static_cast<size_t>(indices[2])};
 }
