@@ -166,14 +166,12 @@ void gsmfrSection(const Speech &speech, Report &report) {
     report.beginSection("GSM full rate: short-term prediction");
     report.addParagraph(
         "The coder of GSM 06.10 removes the offset of the speech, raises its high frequencies and finds eight "
-        "reflection "
-        "coefficients in every frame of 20 ms. A lattice filter leaves the residual, which the codec would go on to "
-        "predict and thin out. Here the residual goes straight into the decoder's lattice and de-emphasis.");
+        "reflection coefficients in every frame of 20 ms. A lattice filter leaves the residual, which the codec would "
+        "go on to predict and thin out. Here the residual goes straight into the decoder's lattice and de-emphasis.");
     report.addParagraph(
         "The prediction gain is the ratio of the filter's input to its output, the mean over the frames of speech in "
-        "dB. "
-        "The lattices undo each other exactly; what the reconstruction lacks of the speech without its offset is the "
-        "rounding of the emphasis and the three bits that the decoder clears.");
+        "dB. The lattices undo each other exactly; what the reconstruction lacks of the speech without its offset is "
+        "the rounding of the emphasis and the three bits that the decoder clears.");
 
     std::vector<Track> tracks = tracksOf(originals);
     const std::vector<std::string> fourth = run(4, tracks, originals.seconds());

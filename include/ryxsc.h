@@ -986,7 +986,8 @@ ryxStatus ryxsFixedCodebookDecode_GSMAMR_16s(const int16_t *codeword, int16_t *c
  * @brief Decides after the hangover of seven frames whether a frame is sent as silence (3GPP TS 26.093).
  *
  * A frame of speech restarts the hangover, a frame without speech counts it down. After its end every such frame asks for
- * new parameters; before it the mode becomes #ryxGSMAMRRateSID already when hangover + elapsed, both after counting, are below 30.
+ * new parameters; before it the mode becomes #ryxGSMAMRRateSID already when hangover + elapsed, both after counting, are
+ * below 30.
  * Counters are not checked: a negative hangover counter counts down too and stays at -32768.
  *
  * @param[in,out] hangover frames of hangover still to run, 0..7
