@@ -36,25 +36,14 @@ public:
     // The winner with x = its turn and y = its lane; nothing when an energy was not positive.
     std::optional<Candidate> winner() const {
         if (_mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(1), lowestEnergy_)) != 0) return std::nullopt;
-        const Lanes first = better({front_.front(), frontPlaces(front_, 0)}, {front_.back(), backPlaces(front_, 4)});
-        const Lanes second = better({back_.front(), frontPlaces(back_, 8)}, {back_.back(), backPlaces(back_, 12)});
-        Lanes best = better(first, second);
-        best = better(best, best.shuffled<_MM_SHUFFLE(1, 0, 3, 2)>());
-        best = better(best, best.shuffled<_MM_SHUFFLE(2, 3, 0, 1)>());
-        const int32_t pair = _mm_cvtsi128_si32(best.pairs), place = _mm_cvtsi128_si32(best.places);
-        return Candidate{{extract_h(pair), extract_l(pair)}, place / trackLength, place % trackLength};
+        const Leaders first = better({front_.front(), frontPlaces(front_, 0)}, {front_.back(), backPlaces(front_, 4)});
+        const Leaders second = better({back_.front(), frontPlaces(back_, 8)}, {back_.back(), backPlaces(back_, 12)});
+        const Leader leader = best(better(first, second));
+        return Candidate{leader.score, leader.place / trackLength, leader.place % trackLength};
     }
 
 private:
-    // Energy and q in each dword, and the place in the scan, made of turn and lane.
-    struct Lanes {
-        Vector pairs, places;
-
-        template <int order> Lanes shuffled() const {
-            return {_mm_shuffle_epi32(pairs, order), _mm_shuffle_epi32(places, order)};
-        }
-    };
-
+    // A place in the scan is made of turn and lane.
     static Vector frontPlaces(const Contest &contest, int lane) {
         return places(_mm_unpacklo_epi16(contest.number(), _mm_setzero_si128()), lane);
     }
@@ -63,16 +52,6 @@ private:
     }
     static Vector places(Vector turns, int lane) {
         return _mm_or_si128(_mm_slli_epi32(turns, 4), _mm_setr_epi32(lane, lane + 1, lane + 2, lane + 3));
-    }
-
-    static Lanes better(const Lanes &a, const Lanes &b) {
-        // From (energy, q) to (q, -energy), so that pmaddwd gives the difference of the cross products.
-        const Vector exchange = _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
-        const Vector crossed = _mm_sign_epi16(_mm_shuffle_epi8(b.pairs, exchange), simd::dwords(-0x10000 + 1));
-        const Vector lead = _mm_madd_epi16(crossed, a.pairs);
-        // The earlier place wins a tie: then the lead may be 0, which is more than -1.
-        const Vector wins = _mm_cmpgt_epi32(lead, _mm_cmpgt_epi32(a.places, b.places));
-        return {simd::select(wins, b.pairs, a.pairs), simd::select(wins, b.places, a.places)};
     }
 
     Contest front_, back_;

@@ -1,5 +1,6 @@
-// The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and energy a the one with the largest q/a
-// wins, the first one among equals. q/a is compared by cross products, so nothing is divided.
+// The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and
+// energy a the one with the largest q/a wins, the first one among equals. q/a is compared by cross products, so nothing is
+// divided.
 #pragma once
 
 #include <cstdint>
@@ -29,8 +30,8 @@ public:
         const simd::Vector minusA = _mm_sub_epi16(_mm_setzero_si128(), a);
         const simd::Vector front = exceeds(_mm_unpacklo_epi16(q, minusA), front_);
         const simd::Vector back = exceeds(_mm_unpackhi_epi16(q, minusA), back_);
-        front_ = simd::select(front, _mm_unpacklo_epi16(a, q), front_);
-        back_ = simd::select(back, _mm_unpackhi_epi16(a, q), back_);
+        front_ = replaceWhere(front, _mm_unpacklo_epi16(a, q), front_);
+        back_ = replaceWhere(back, _mm_unpackhi_epi16(a, q), back_);
         number_ = _mm_max_epi16(number_, _mm_and_si128(_mm_packs_epi32(front, back), number));
     }
 
@@ -46,13 +47,6 @@ public:
     simd::Vector front() const { return front_; }
     simd::Vector back() const { return back_; }
 
-    // Each lane's (a, q), the latter in the upper half, and its number.
-    void store(int32_t *pairs, int16_t *numbers) const {
-        simd::store(pairs, front_);
-        simd::store(pairs + 4, back_);
-        simd::store(numbers, number_);
-    }
-
     // Which lanes beat the score, one bit each.
     unsigned beat(const Score &score) const {
         const auto pair = static_cast<uint32_t>(score.a) << 16 | static_cast<uint16_t>(-score.q);
@@ -62,6 +56,10 @@ public:
     }
 
 private:
+    // y where the mask is set, x elsewhere; like simd::select(), but without a copy of the mask.
+    static simd::Vector replaceWhere(simd::Vector mask, simd::Vector y, simd::Vector x) {
+        return _mm_xor_si128(x, _mm_and_si128(mask, _mm_xor_si128(x, y)));
+    }
     static simd::Vector exceeds(simd::Vector x, simd::Vector y) {
         return _mm_cmpgt_epi32(_mm_madd_epi16(x, y), _mm_setzero_si128());
     }
@@ -70,5 +68,36 @@ private:
     simd::Vector front_ = simd::dwords(static_cast<int32_t>(0xffff0001)), back_ = front_;
     simd::Vector number_ = _mm_setzero_si128();
 };
+
+// Four leaders: (a, q) and a place, which decides between equals. Energies not negative.
+struct Leaders {
+    simd::Vector pairs, places;
+
+    template <int order> Leaders shuffled() const {
+        return {_mm_shuffle_epi32(pairs, order), _mm_shuffle_epi32(places, order)};
+    }
+};
+
+// Lane by lane the one with the larger q/a, of equals the one with the smaller place.
+inline Leaders better(const Leaders &x, const Leaders &y) {
+    // From (a, q) to (q, -a), so that pmaddwd gives the difference of the cross products.
+    const simd::Vector exchange = _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
+    const simd::Vector crossed = _mm_sign_epi16(_mm_shuffle_epi8(y.pairs, exchange), simd::dwords(-0x10000 + 1));
+    const simd::Vector lead = _mm_madd_epi16(crossed, x.pairs);
+    const simd::Vector wins = _mm_cmpgt_epi32(lead, _mm_cmpgt_epi32(x.places, y.places)); // a lead of 0 is more than -1
+    return {simd::select(wins, y.pairs, x.pairs), simd::select(wins, y.places, x.places)};
+}
+
+struct Leader {
+    Score score;
+    int place;
+};
+
+inline Leader best(Leaders leaders) {
+    leaders = better(leaders, leaders.shuffled<_MM_SHUFFLE(1, 0, 3, 2)>());
+    leaders = better(leaders, leaders.shuffled<_MM_SHUFFLE(2, 3, 0, 1)>());
+    const int32_t pair = _mm_cvtsi128_si32(leaders.pairs);
+    return {{extract_h(pair), extract_l(pair)}, _mm_cvtsi128_si32(leaders.places)};
+}
 
 } // namespace ryxsc

@@ -31,12 +31,12 @@ ryxStatus check(const Arguments &given) {
 constexpr Distances distancesOf(Codebook codebook) {
     switch (codebook) {
     case Codebook::twoPulses9Bits:
-        return {2, 3};
+        return Distances::twoAndThree;
     case Codebook::threePulses:
     case Codebook::fourPulses:
-        return {1, 4};
+        return Distances::others;
     default:
-        return {0, 4};
+        return Distances::all;
     }
 }
 
@@ -45,7 +45,7 @@ Pulses findFewPulses(Codebook codebook, const Arguments &given, const int16_t *i
     splitSigns(work.natural);
     work.correlation = byTracks<5>(work.natural.correlation);
     work.sign = byTracks<5>(work.natural.sign);
-    buildMatrix(impulse, work.sign, distancesOf(codebook), work.matrix);
+    buildMatrix(impulse, distancesOf(codebook), work);
     return searchFewPulses(codebook, given.subframe, work);
 }
 
@@ -55,7 +55,7 @@ template <int step> Pulses findManyPulses(const Arguments &given, const int16_t 
     combineSigns(given.residual, work.natural, magnitude);
     work.correlation = byTracks<step>(work.natural.correlation);
     work.sign = byTracks<step>(work.natural.sign);
-    buildMatrix(impulse, work.sign, {0, step - 1}, work.matrix);
+    buildMatrix(impulse, Distances::all, work);
     return searchManyPulses(magnitude, work);
 }
 

@@ -105,10 +105,9 @@ private:
                                                                        : 16),
                                                   one, simd::words(1 << (shift - 1)));
         Contest contest;
-#pragma GCC unroll 8
+#pragma GCC unroll 1
         for (int number = 0; number < lanes; number++) {
-            const Vector inAllLanes = simd::words(static_cast<int16_t>(number * 0x0202 + 0x0100));
-            const Vector energy = _mm_shuffle_epi8(energies, inAllLanes);
+            const Vector energy = inAllLanes(energies, number);
             const int position = track + step * number;
             const auto cross = [&](int j) {
                 const Vector row = work_.matrix.row(position, order_[static_cast<size_t>(j)]);
@@ -119,7 +118,7 @@ private:
             if constexpr (k == 2) sums = sums + simd::sumsOfTwoProducts(cross(1), two, zero, zero);
             if constexpr (k == 3) sums = sums + simd::sumsOfTwoProducts(cross(1), two, cross(2), two);
             const Vector a = _mm_packs_epi32(_mm_srai_epi32(sums.front, shift), _mm_srai_epi32(sums.back, shift));
-            const Vector p = _mm_adds_epi16(trial.p, _mm_shuffle_epi8(correlations, inAllLanes));
+            const Vector p = _mm_adds_epi16(trial.p, inAllLanes(correlations, number));
             contest.challenge(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
         }
         trial.numbers[k] = contest.number();

@@ -22,49 +22,43 @@ template <int step> struct Rotation {
     Score score;
 };
 
-// The arithmetic of a pair: energies are sums of the matrix in units of c, the second pulse's part w, rounded, is put on
-// with the weight z / c. In 32 bits of the reference c = 2^(12 - pair).
-struct PairScale {
-    int pair;
-
-    int shift() const { return 4 + pair; }
-    int partShift() const { return pair < 2 ? 3 : 4; }
-    int weight() const { return 1 << partShift(); }
-    int c() const { return 4096 >> pair; }
-    int w() const { return pair < 2 ? 8192 : 4096; }
-    int z() const { return c() * weight(); }
+// The arithmetic of a pair: energies are sums of the matrix in units of c, the second pulse's part, rounded in units of
+// 65536 / w, is put on with the weight z / c.
+template <int pair> struct PairScale {
+    static constexpr int c = 4096 >> pair;
+    static constexpr int w = pair < 2 ? 8192 : 4096;
+    static constexpr int partShift = pair < 2 ? 3 : 4;
+    static constexpr int weight = 1 << partShift;
+    static constexpr int z = c * weight;
+    static constexpr int shift = 4 + pair;
 
     // Up to this energy of the pulses before the pair, none of the reference's sums saturates. With R the matrix, P the
     // pulses before and v a position, |sum of R[P][v]| is at most the root of the energy times R[v][v], and fewer terms
     // than all stay small enough anyway. In the first and the third pair nothing ever saturates.
-    int largestEnergy() const { return pair == 1 || pair == 3 ? 24999 : 32767; }
+    static constexpr int largestEnergy = pair == 1 || pair == 3 ? 24999 : 32767;
 };
 
-template <int step> class PairSearch {
+template <int step, int pair> class PairSearch {
 public:
-    PairSearch(const Work<step> &work, Rotation<step> &rotation, PairScale scale)
-        : work_(work), rotation_(rotation), scale_(scale), placed_(2 + 2 * scale.pair),
-          first_(rotation.tracks[placed_]), second_(rotation.tracks[placed_ + 1]) {}
+    PairSearch(const Work<step> &work, Rotation<step> &rotation)
+        : work_(work), rotation_(rotation), first_(rotation.tracks[placed]), second_(rotation.tracks[placed + 1]) {}
 
     void run() {
-        if (work_.matrix.isSaturated || rotation_.score.a > scale_.largestEnergy() || !searchLanes()) searchPlainly();
+        if (work_.matrix.isSaturated || rotation_.score.a > Scale::largestEnergy || !searchLanes()) searchPlainly();
     }
 
 private:
+    using Scale = PairScale<pair>;
+    static constexpr int placed = 2 + 2 * pair;
     static constexpr int positions = TrackWords<step>::positions;
     static constexpr int vectors = TrackWords<step>::vectors;
-
-    struct Lanes {
-        int pair[8 * vectors]; // (a, q)
-        int16_t number[8 * vectors];
-    };
 
     // Energy of a pulse beside those before, without theirs.
     simd::Dwords ownEnergy(int track, int vector) const {
         const Vector energies = work_.matrix.diagonal.at(track, vector), two = simd::words(2);
         simd::Dwords sums = {_mm_unpacklo_epi16(energies, _mm_setzero_si128()),
                              _mm_unpackhi_epi16(energies, _mm_setzero_si128())};
-        for (int k = 0; k < placed_; k += 2) {
+        for (int k = 0; k < placed; k += 2) {
             const auto rows = simd::sumsOfTwoProducts(work_.matrix.row(rotation_.position[k], track, vector), two,
                                                       work_.matrix.row(rotation_.position[k + 1], track, vector), two);
             sums.front = _mm_add_epi32(sums.front, rows.front);
@@ -75,63 +69,73 @@ private:
 
     // Energy of the pulses before, in units of c.
     int energyBefore() const {
-        if (scale_.pair > 0) return rotation_.score.a << (3 + scale_.pair);
+        if constexpr (pair > 0) return rotation_.score.a << (3 + pair);
         const int i0 = rotation_.position[0], i1 = rotation_.position[1];
         return work_.matrix.energy(i0) + work_.matrix.energy(i1) + 2 * work_.matrix.entry(i0, i1);
     }
 
     // False where an energy is negative: then the order of the comparisons decides.
     bool searchLanes() {
-        alignas(16) int16_t part[8 * vectors];
-        const simd::ScaleDown scaleDown(scale_.partShift());
+        Vector parts[vectors]; // energies of the second pulse
+        const simd::ScaleDown scaleDown(Scale::partShift);
         for (int vector = 0; vector < vectors; vector++)
-            simd::store(part + 8 * vector, scaleDown(ownEnergy(second_, vector)));
-        Lanes lanes;
-        bool negative = false;
-        for (int vector = 0; vector < vectors; vector++)
-            negative |= searchVector(vector, part, lanes);
-        if (!negative) takeBest(lanes);
-        return !negative;
+            parts[vector] = scaleDown(ownEnergy(second_, vector));
+        Vector leastEnergy = _mm_setzero_si128();
+        Leaders leaders;
+        for (int vector = 0; vector < vectors; vector++) {
+            const Contest contest = searchVector(vector, parts, leastEnergy);
+            leaders = vector == 0 ? leadersOf(contest) : better(leaders, lastLeadersOf(contest));
+        }
+        if (_mm_movemask_epi8(leastEnergy) != 0) return false;
+        const Leader leader = best(leaders);
+        take(leader.place / 16, leader.place % 16, leader.score);
+        return true;
     }
 
-    bool searchVector(int vector, const int16_t *part, Lanes &lanes) const {
-        const Vector base = simd::dwords(energyBefore() + (1 << (scale_.shift() - 1)));
-        const Vector shift = _mm_cvtsi32_si128(scale_.shift());
-        const Vector two = simd::words(2), weight = simd::words(static_cast<int16_t>(scale_.weight()));
+    Contest searchVector(int vector, const Vector *parts, Vector &leastEnergy) const {
+        const Vector base = simd::dwords(energyBefore() + (1 << (Scale::shift - 1)));
+        const Vector two = simd::words(2), weight = simd::words(static_cast<int16_t>(Scale::weight));
         simd::Dwords first = ownEnergy(first_, vector);
         first.front = _mm_add_epi32(first.front, base);
         first.back = _mm_add_epi32(first.back, base);
         const Vector p1 =
             _mm_adds_epi16(simd::words(static_cast<int16_t>(rotation_.p)), work_.correlation.at(first_, vector));
-        const int16_t *d = work_.correlation.words[second_];
         Contest contest;
-        Vector least = _mm_setzero_si128();
+#pragma GCC unroll 1
         for (int number = 0; number < positions; number++) {
             const auto rest = simd::sumsOfTwoProducts(work_.matrix.row(second_ + step * number, first_, vector), two,
-                                                      simd::words(part[number]), weight);
-            const Vector a = _mm_packs_epi32(_mm_sra_epi32(_mm_add_epi32(first.front, rest.front), shift),
-                                             _mm_sra_epi32(_mm_add_epi32(first.back, rest.back), shift));
-            least = _mm_min_epi16(least, a);
-            contest.challenge(squareQ15(_mm_adds_epi16(p1, simd::words(d[number]))), a,
-                              simd::words(static_cast<int16_t>(number)));
+                                                      inAllLanes(parts[number / 8], number % 8), weight);
+            const Vector a = _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(first.front, rest.front), Scale::shift),
+                                             _mm_srai_epi32(_mm_add_epi32(first.back, rest.back), Scale::shift));
+            leastEnergy = _mm_min_epi16(leastEnergy, a);
+            const Vector p = _mm_adds_epi16(p1, inAllLanes(work_.correlation.at(second_, number / 8), number % 8));
+            contest.challenge(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
         }
-        contest.store(lanes.pair + 8 * vector, lanes.number + 8 * vector);
-        return _mm_movemask_epi8(least) != 0;
+        return contest;
     }
 
-    void takeBest(const Lanes &lanes) {
-        int best = 0;
-        const auto scoreOf = [&](int lane) { return Score{lanes.pair[lane] >> 16, extract_l(lanes.pair[lane])}; };
-        for (int lane = 1; lane < positions; lane++)
-            best = scoreOf(best).isBeatenBy(scoreOf(lane)) ? lane : best;
-        take(best, lanes.number[best], scoreOf(best));
+    // A place is made of the first pulse's position, which is the lane, and the second one's, in the order of the loops.
+    static Vector places(Vector numbers, int lane) {
+        const Vector zero = _mm_setzero_si128();
+        return _mm_or_si128(_mm_unpacklo_epi16(numbers, zero),
+                            _mm_slli_epi32(_mm_setr_epi32(lane, lane + 1, lane + 2, lane + 3), 4));
+    }
+    static Leaders leadersOf(const Contest &contest) {
+        const Vector numbers = contest.number();
+        return better({contest.front(), places(numbers, 0)},
+                      {contest.back(), places(_mm_unpackhi_epi64(numbers, numbers), 4)});
+    }
+    // Of the second vector, which has the last two positions of ten; what does not exist has not won anything.
+    static Leaders lastLeadersOf(const Contest &contest) {
+        const Vector exists = _mm_setr_epi32(-1, -1, 0, 0);
+        return {simd::select(exists, contest.front(), Contest().front()), places(contest.number(), 8)};
     }
 
     void take(int first, int second, const Score &score) {
         const int u = first_ + step * first, v = second_ + step * second;
         const int p = sat16(sat16(rotation_.p + work_.d(u)) + work_.d(v));
-        rotation_.position[placed_] = u;
-        rotation_.position[placed_ + 1] = v;
+        rotation_.position[placed] = u;
+        rotation_.position[placed + 1] = v;
         rotation_.score = score;
         rotation_.p = score.q < 0 ? 0 : p; // nothing has won
     }
@@ -140,14 +144,14 @@ private:
     void searchPlainly() {
         Score best;
         int first = 0, second = 0;
-        const int32_t before = energyBefore() * scale_.c();
+        const int32_t before = energyBefore() * Scale::c;
         for (int i = 0; i < positions; i++) {
             const int u = first_ + step * i, p1 = sat16(rotation_.p + work_.d(u));
-            const int32_t energy = addEnergy(before, scale_.c(), u);
+            const int32_t energy = addEnergy(before, Scale::c, u);
             for (int j = 0; j < positions; j++) {
                 const int v = second_ + step * j, p = sat16(p1 + work_.d(v));
-                const int part = round(addEnergy(0, scale_.w(), v));
-                const int32_t sum = L_add(L_add(energy, scale_.z() * part), 2 * scale_.c() * work_.matrix.entry(u, v));
+                const int part = round(addEnergy(0, Scale::w, v));
+                const int32_t sum = L_add(L_add(energy, Scale::z * part), 2 * Scale::c * work_.matrix.entry(u, v));
                 const Score score = {std::min((p * p) >> 15, 32767), round(sum)};
                 if (!best.isBeatenBy(score)) continue;
                 best = score;
@@ -160,15 +164,14 @@ private:
 
     int32_t addEnergy(int32_t sum, int weight, int position) const {
         sum = L_add(sum, weight * work_.matrix.energy(position));
-        for (int k = 0; k < placed_; k++)
+        for (int k = 0; k < placed; k++)
             sum = L_add(sum, 2 * weight * work_.matrix.entry(rotation_.position[k], position));
         return sum;
     }
 
     const Work<step> &work_;
     Rotation<step> &rotation_;
-    const PairScale scale_;
-    const int placed_, first_, second_;
+    const int first_, second_;
 };
 
 // The position of each track's largest magnitude, the first of equals, and which track has the largest of all.
@@ -176,38 +179,63 @@ template <int step> struct Maxima {
     int position[step];
     int track = 0;
 
-    explicit Maxima(const Words &magnitude) {
+    explicit Maxima(const TrackWords<step> &magnitude) {
+        int largest = -1;
         for (int t = 0; t < step; t++) {
-            position[t] = t;
-            for (int n = t; n < subframeLength; n += step)
-                if (magnitude.at[n] > magnitude.at[position[t]]) position[t] = n;
-            if (magnitude.at[position[t]] > magnitude.at[position[track]]) track = t;
+            const auto [value, index] = largestOf(magnitude, t);
+            position[t] = t + step * index;
+            if (value <= largest) continue;
+            largest = value;
+            track = t;
         }
+    }
+
+private:
+    struct Largest {
+        int value, index;
+    };
+
+    static Largest largestOf(const TrackWords<step> &magnitude, int t) {
+        constexpr int last = TrackWords<step>::vectors - 1;
+        const Vector front = magnitude.at(t), back = magnitude.at(t, last);
+        Vector most = _mm_max_epi16(front, back);
+        most = _mm_max_epi16(most, _mm_shuffle_epi32(most, _MM_SHUFFLE(1, 0, 3, 2)));
+        most = _mm_max_epi16(most, _mm_shuffle_epi32(most, _MM_SHUFFLE(2, 3, 0, 1)));
+        most = _mm_max_epi16(most, _mm_shufflelo_epi16(most, _MM_SHUFFLE(2, 3, 0, 1)));
+        most = simd::broadcastWord<0>(most);
+        const Vector equal = _mm_packs_epi16(_mm_cmpeq_epi16(front, most), _mm_cmpeq_epi16(back, most));
+        return {extract_l(_mm_cvtsi128_si32(most)), __builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(equal)))};
     }
 };
 
 template <int step> Rotation<step> rotate(const Maxima<step> &maxima, int turn, const Work<step> &work) {
     Rotation<step> rotation;
+    const auto modulo = [](int x, int count) { return x >= count ? x - count : x; };
     constexpr int others = 2 * step - 1;
     rotation.tracks[0] = maxima.track;
-    for (int k = 0; k < others; k++)
-        rotation.tracks[1 + k] = (maxima.track + 1 + (k + turn) % others) % step;
+    for (int k = 0; k < others; k++) // the pulses go round the tracks twice
+        rotation.tracks[1 + k] = modulo(maxima.track + 1 + modulo(modulo(k + turn, others), step), step);
     for (int k = 0; k < 2; k++)
         rotation.position[k] = maxima.position[rotation.tracks[k]];
     rotation.p = sat16(work.d(rotation.position[0]) + work.d(rotation.position[1]));
     return rotation;
 }
 
+// This pair in all rotations, and the pairs behind it.
+template <int step, int pair = 0> void searchPairs(const Work<step> &work, Rotation<step> (&rotations)[step - 1]) {
+    for (Rotation<step> &rotation : rotations)
+        PairSearch<step, pair>(work, rotation).run();
+    if constexpr (pair + 1 < step - 1) searchPairs<step, pair + 1>(work, rotations);
+}
+
 } // namespace
 
 template <int step> Pulses searchManyPulses(const Words &magnitude, const Work<step> &work) {
-    const Maxima<step> maxima(magnitude);
+    const Maxima<step> maxima(byTracks<step>(magnitude));
     Rotation<step> rotations[step - 1];
     for (int turn = 0; turn < step - 1; turn++)
         rotations[turn] = rotate(maxima, turn, work);
-    for (int pair = 0; pair < step - 1; pair++)
-        for (Rotation<step> &rotation : rotations)
-            PairSearch<step>(work, rotation, {pair}).run();
+    searchPairs(work, rotations);
 
     Pulses pulses = {2 * step, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {}};
     Score best;

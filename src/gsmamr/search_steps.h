@@ -23,13 +23,11 @@ void splitSigns(Signed &d);
 // Takes the signs from correlation and residual together, and leaves the combination's magnitudes.
 void combineSigns(const int16_t *residual, Signed &d, Words &magnitude);
 
-// Which entries of the matrix a search reads: tracks at distances first..last of each other, modulo the number of tracks.
-struct Distances {
-    int first, last;
-};
+// Which distances between tracks, modulo their number, a search reads the matrix at.
+enum class Distances { twoAndThree, others, all };
 
-template <int step>
-void buildMatrix(const int16_t *impulse, const TrackWords<step> &sign, Distances distances, Matrix<step> &matrix);
+// From correlation signs and impulse response to the matrix.
+template <int step> void buildMatrix(const int16_t *impulse, Distances distances, Work<step> &work);
 
 // The code vector's pulses through the impulse response.
 void filter(Codebook codebook, const Pulses &pulses, const PaddedResponse &impulse, int16_t *filtered);

@@ -26,11 +26,51 @@ template <int step> struct TrackWords {
     alignas(16) int16_t words[step][8 * vectors];
 };
 
+// Where pshufb finds the words of a vector of a track in a vector of a subframe; zero for what is not there.
+template <int step> struct TrackShuffles {
+    alignas(16) uint8_t bytes[step][TrackWords<step>::vectors][subframeVectors][16];
+
+    constexpr TrackShuffles() : bytes() {
+        for (auto &track : bytes)
+            for (auto &vector : track)
+                for (auto &source : vector)
+                    for (uint8_t &byte : source)
+                        byte = 0x80;
+        for (int n = 0; n < subframeLength; n++)
+            for (int half = 0; half < 2; half++)
+                bytes[n % step][n / step / 8][n / 8][n / step % 8 * 2 + half] = static_cast<uint8_t>(n % 8 * 2 + half);
+    }
+};
+template <int step> inline constexpr TrackShuffles<step> trackShuffles;
+
 template <int step> TrackWords<step> byTracks(const Words &natural) {
-    TrackWords<step> result = {};
-    for (int n = 0; n < subframeLength; n++)
-        result.words[n % step][n / step] = natural.at[n];
+    TrackWords<step> result;
+    for (int track = 0; track < step; track++)
+        for (int vector = 0; vector < TrackWords<step>::vectors; vector++) {
+            simd::Vector words = _mm_setzero_si128();
+            for (int k = 0; k < subframeVectors; k++) {
+                const simd::Vector shuffle = simd::loadAligned(trackShuffles<step>.bytes[track][vector][k]);
+                words = _mm_or_si128(words, _mm_shuffle_epi8(simd::loadAligned(natural.at + 8 * k), shuffle));
+            }
+            simd::store(result.words[track] + 8 * vector, words);
+        }
     return result;
+}
+
+// pshufb patterns that put one of eight words into all lanes.
+struct LanePatterns {
+    alignas(16) int16_t words[8][8];
+
+    constexpr LanePatterns() : words() {
+        for (int number = 0; number < 8; number++)
+            for (int16_t &word : words[number])
+                word = static_cast<int16_t>(number * 0x0202 + 0x0100);
+    }
+};
+inline constexpr LanePatterns lanePatterns;
+
+inline simd::Vector inAllLanes(simd::Vector x, int number) {
+    return _mm_shuffle_epi8(x, simd::loadAligned(lanePatterns.words[number]));
 }
 
 // The matrix of h' as the searches read it: row i has the entries beside position i of every track. What a pair of
