@@ -36,6 +36,15 @@ Subframes subframesOf(const celp::Codec &codec, const Recordings &recordings) {
     return subframes;
 }
 
+std::vector<double> fitted(const celp::Codec &codec, const celp::Subframe &subframe, const FoundPulses &found) {
+    const double energy = dot(found.filtered, found.filtered);
+    const double gain = energy > 0 ? dot(subframe.target, found.filtered) / energy : 0;
+    std::vector<double> samples(found.filtered.begin(), found.filtered.begin() + codec.subframeLength);
+    for (double &sample : samples)
+        sample *= gain;
+    return samples;
+}
+
 CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, const Subframes &recordings) {
     std::vector<const celp::Subframe *> all;
     for (const auto &recording : recordings)
@@ -47,8 +56,8 @@ CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, c
             codebook.search(*all[i], found[i]);
     };
     const auto decodeAll = [&] {
-        for (FoundPulses &pulses : found)
-            codebook.decode(pulses);
+        for (size_t i = 0; i < all.size(); i++)
+            codebook.decode(*all[i], found[i]);
     };
     const double seconds = static_cast<double>(codec.subframeLength) / codec.sampleRate;
     const Speed speed = measureSpeed(static_cast<double>(all.size()) * seconds, searchAll, decodeAll);

@@ -21,7 +21,7 @@ struct Codebook {
     std::string rate; /**< kbit/s */
     int bits;         /**< for a subframe */
     std::function<void(const celp::Subframe &, FoundPulses &)> search;
-    std::function<void(FoundPulses &)> decode;
+    std::function<void(const celp::Subframe &, FoundPulses &)> decode;
 };
 
 /** The subframes of each recording. */
@@ -40,6 +40,9 @@ struct CodebookResult {
     size_t agreeing;                              /**< subframes whose decoded code vector is the one found */
     double searchMicroseconds, decodeNanoseconds; /**< for a subframe */
 };
+
+/** The filtered code vector with the gain that brings it closest to the target. */
+std::vector<double> fitted(const celp::Codec &codec, const celp::Subframe &subframe, const FoundPulses &found);
 
 /** Runs all subframes through the codebook. A code vector may have half the amplitude of the decoded one. */
 CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, const Subframes &recordings);

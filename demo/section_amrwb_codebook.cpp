@@ -25,7 +25,7 @@ Codebook codebookOf(const Mode &mode) {
                                                     found.code.data(), found.filtered.data(), code,
                                                     found.words.data()));
     };
-    const auto decode = [code = mode.code](FoundPulses &found) {
+    const auto decode = [code = mode.code](const celp::Subframe &, FoundPulses &found) {
         check(ryxsAlgebraicCodebookDecode_AMRWB_16s(found.words.data(), found.decoded.data(), code));
     };
     return {mode.rate, mode.bits, search, decode};
