@@ -46,7 +46,7 @@ Subframe nastyResponse(std::mt19937 &random) {
                            : kind == 5 ? size >> std::min(n, 16)
                            : kind == 6 ? uniform(0, 9) == 0 ? size - 1 : 0
                                        : uniform(-3, 3);
-        h[static_cast<size_t>(n)] = static_cast<int16_t>(sample);
+        h[n] = static_cast<int16_t>(sample);
     }
     return h;
 }

@@ -1,6 +1,7 @@
 #include "reference/gsmamr.h"
 
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 #include "common/fixed_point.h"
@@ -13,8 +14,9 @@ namespace reference::gsmamr {
 namespace {
 
 constexpr int length = 40;
-using Positions = std::array<int, 10>;
-using Orders = std::vector<std::vector<int>>;
+using Positions = Array<int, 10>;
+using Order = Array<int, 4>; // of tracks
+using Orders = std::vector<Order>;
 
 void sharpen(int lag, int16_t factor, Subframe &x) {
     for (int n = lag; n < length; n++)
@@ -29,8 +31,8 @@ class Search {
 public:
     Search(const Subframe &target, const Subframe &residual, const Subframe &impulse, int pulses, int tracks)
         : pulses_(pulses), tracks_(tracks) {
-        for (int k = 0; k < 10; k++)
-            winner_[k] = k;
+        std::iota(winner_.begin(), winner_.end(), 0);
+        std::fill_n(marked_, length, true);
         correlate(target, impulse);
         pulses > 4 ? combineSigns(residual) : splitSigns();
         buildMatrix(impulse);
@@ -38,10 +40,10 @@ public:
 
     // Two, three and four pulses: the best of each order of the tracks, for every marked position of the first.
     void searchOrders(const Orders &orders) {
-        for (const auto &order : orders)
+        for (const Order &order : orders)
             for (int i0 = order[0]; i0 < length; i0 += 5)
                 if (marked_[i0]) {
-                    Positions at = {i0};
+                    Positions at = {{i0}};
                     Candidate last = {d_[i0], 0, 0};
                     for (int k = 1; k < pulses_; k++)
                         last = bestOnTrack(k, order[k], at, last);
@@ -51,11 +53,11 @@ public:
 
     // Eight and ten pulses: pair by pair, for every rotation of the tracks behind the first.
     void searchPairs() {
-        std::vector<int> ip(2 * tracks_);
+        Positions ip = {};
         for (int k = 0; k < 2 * tracks_; k++)
             ip[k] = (startTrack_ + k) % tracks_;
         for (int turn = 1; turn < tracks_; turn++) {
-            Positions at = {largest_[ip[0]], largest_[ip[1]]};
+            Positions at = {{largest_[ip[0]], largest_[ip[1]]}};
             Candidate best = {add(d_[at[0]], d_[at[1]]), 0, 0};
             int32_t energy = 4096 * R_[at[0]][at[0]] + 4096 * R_[at[1]][at[1]] + 8192 * R_[at[0]][at[1]];
             for (int k = 2; k < pulses_; k += 2) {
@@ -63,7 +65,7 @@ public:
                 energy = 32768 * best.a;
             }
             keepWinner(best, at);
-            std::rotate(ip.begin() + 1, ip.begin() + 2, ip.end());
+            std::rotate(ip.begin() + 1, ip.begin() + 2, ip.begin() + 2 * tracks_);
         }
     }
 
@@ -71,7 +73,7 @@ public:
         const int16_t one = pulses_ == 10 ? 4096 : 8191, minus = pulses_ == 10 ? -4096 : pulses_ == 8 ? -8191 : -8192;
         const int16_t gain = pulses_ == 10 ? 8192 : 32767, minusGain = pulses_ == 10 ? -8192 : -32768;
         Found found = {};
-        std::array<int32_t, length> sums = {};
+        Array<int32_t, length> sums = {};
         for (int k = 0; k < pulses_; k++) {
             const int at = winner_[k];
             const bool positive = sign_[at] > 0;
@@ -100,7 +102,7 @@ public:
 private:
     void correlate(const Subframe &x, const Subframe &h) {
         int32_t y[length] = {};
-        std::vector<int32_t> most(tracks_);
+        int32_t most[5] = {};
         for (int n = 0; n < length; n++) {
             for (int i = n; i < length; i++)
                 y[n] = L_mac(y[n], x[i], h[i - n]);
@@ -197,7 +199,7 @@ private:
         return sum;
     }
 
-    Candidate bestPair(int k, const std::vector<int> &ip, Positions &at, int p0, int32_t energy) const {
+    Candidate bestPair(int k, const Positions &ip, Positions &at, int p0, int32_t energy) const {
         constexpr int w[] = {8192, 8192, 4096, 4096}, c[] = {4096, 2048, 1024, 512}, z[] = {32768, 16384, 16384, 8192};
         const int stage = k / 2 - 1;
         const Positions placed = at;
@@ -229,42 +231,36 @@ private:
 
     int pulses_, tracks_;
     Subframe d_, sign_;
-    std::array<bool, length> marked_ = [] {
-        std::array<bool, length> all;
-        all.fill(true);
-        return all;
-    }();
+    bool marked_[length];
     int R_[length][length];
     int largest_[5], startTrack_ = 0;
     Candidate best_;
     Positions winner_;
 };
 
-// Each set and all its rotations to the right.
-Orders rotations(const Orders &sets) {
+// Each set of tracks and all its rotations to the right.
+Orders rotations(int tracks, const Orders &sets) {
     Orders all;
-    for (auto order : sets)
-        for (size_t k = 0; k < order.size(); k++) {
+    for (Order order : sets)
+        for (int k = 0; k < tracks; k++) {
             all.push_back(order);
-            std::rotate(order.begin(), order.end() - 1, order.end());
+            std::rotate(order.begin(), order.begin() + tracks - 1, order.begin() + tracks);
         }
     return all;
 }
 
 Orders ordersOf(int subframe, int rate) {
+    const Order front = {{0, 2 + subframe % 2}}, back = {{subframe == 1 ? 2 : 1, subframe == 0 ? 3 : 4}};
     switch (rate) {
     case 0:
     case 1:
-        return subframe == 0   ? Orders{{0, 2}, {1, 3}}
-               : subframe == 1 ? Orders{{0, 3}, {2, 4}}
-               : subframe == 2 ? Orders{{0, 2}, {1, 4}}
-                               : Orders{{0, 3}, {1, 4}};
+        return {front, back};
     case 3:
-        return {{1, 0}, {1, 1}, {1, 2}, {1, 4}, {3, 0}, {3, 1}, {3, 2}, {3, 4}};
+        return {{{1, 0}}, {{1, 1}}, {{1, 2}}, {{1, 4}}, {{3, 0}}, {{3, 1}}, {{3, 2}}, {{3, 4}}};
     case 6:
-        return rotations({{0, 1, 2}, {0, 1, 4}, {0, 3, 2}, {0, 3, 4}});
+        return rotations(3, {{{0, 1, 2}}, {{0, 1, 4}}, {{0, 3, 2}}, {{0, 3, 4}}});
     default:
-        return rotations({{0, 1, 2, 3}, {0, 1, 2, 4}});
+        return rotations(4, {{{0, 1, 2, 3}}, {{0, 1, 2, 4}}});
     }
 }
 
@@ -275,7 +271,7 @@ void prepare(const int16_t *speech, const int16_t *numerator, const int16_t *den
              Subframe &target) {
     constexpr int order = 10;
     const auto synthesise = [&](const int16_t *a, const int16_t *memory, const int16_t *x) {
-        std::array<int16_t, order + length> y = {};
+        Array<int16_t, order + length> y = {};
         std::copy_n(memory, order, y.begin());
         for (int n = 0; n < length; n++) {
             int32_t sum = L_mult(a[0], x[n]);

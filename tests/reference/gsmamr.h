@@ -3,11 +3,17 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace reference::gsmamr {
 
-using Subframe = std::array<int16_t, 40>;
+// The formulas count in int.
+template <class T, size_t n> struct Array : std::array<T, n> {
+    T &operator[](int i) { return this->data()[i]; }
+    const T &operator[](int i) const { return this->data()[i]; }
+};
+using Subframe = Array<int16_t, 40>;
 
 void prepare(const int16_t *speech, const int16_t *numerator, const int16_t *denominator, const int16_t *lpc,
              const int16_t *synthesisMemory, const int16_t *weightingMemory, Subframe &impulse, Subframe &residual,
