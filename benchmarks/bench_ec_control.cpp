@@ -59,6 +59,12 @@ Samples disablingTone() {
     return samples;
 }
 
+Samples silenceBehindAClick() {
+    Samples samples(8 * sampleRate);
+    samples[0] = 10000;
+    return samples;
+}
+
 template <class Sample, class State>
 void detectTone(benchmark::State &run, ryxStatus (*getSize)(int, int *), ryxStatus (*initialise)(State *, int),
                 ryxStatus (*detect)(const Sample *, int, int *, State *), int rate, Samples (*makeSignal)()) {
@@ -86,7 +92,7 @@ const Registration registration([] {
     addToneCases("speech_8k", sampleRate, [] { return speech8k(); });
     addToneCases("speech_16k", 16000, [] { return speech16k(); });
     addToneCases("tone_8k", sampleRate, disablingTone);
-    addToneCases("silence_8k", sampleRate, [] { return Samples(sampleRate); });
+    addToneCases("silence_8k", sampleRate, silenceBehindAClick);
 });
 
 } // namespace

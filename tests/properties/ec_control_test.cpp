@@ -80,7 +80,7 @@ std::vector<int16_t> tone(int rate, double amplitude, int spacing) {
 // The flags of the detector, block by block.
 template <class Sample, class State>
 std::vector<int> flags(ryxStatus (*initialise)(State *, int), ryxStatus (*detect)(const Sample *, int, int *, State *),
-                       int rate, const std::vector<int16_t> &input, const std::vector<size_t> &blocks) {
+                       int rate, const auto &input, const std::vector<size_t> &blocks) {
     unsigned char bytes[81];
     const auto state = reinterpret_cast<State *>(bytes + 1);
     EXPECT_EQ(initialise(state, rate), ryxStsOk);
@@ -124,6 +124,28 @@ TEST(EcToneDetect, FindsEveryReversalFromTheSecondOnAtAnyLevelAndInAnyBlocks) {
                     EXPECT_EQ(detect(rate, input, blocks), wanted);
                 }
             }
+}
+
+// At 8000 Hz a pause behind a tone is its continuation, and the next tone a reversal. So the flags tell how the detector gets
+// through the pauses.
+TEST(EcToneDetect, ZerosAreDecidedLikeSamplesWithoutPower) {
+    std::mt19937 random(33);
+    for (const int rate : {8000, 16000}) {
+        const std::vector<int16_t> burst = tone(rate, 100, 0);
+        std::vector<float> samples;
+        for (int i = 0; i < 60; i++) {
+            samples.insert(samples.end(), burst.begin() + 1, burst.begin() + 161);
+            samples.resize(samples.size() + 3200 + random() % 300);
+        }
+        const std::vector<size_t> blocks = signals::randomBlocks(samples.size(), 1, 700, random);
+        const auto find = [&] {
+            return flags(ryxsToneDetectInit_EC_32f, ryxsToneDetect_EC_32f, rate, samples, blocks);
+        };
+        const std::vector<int> found = find();
+        EXPECT_EQ(std::ranges::count(found, 1) > 0, rate == 8000);
+        std::ranges::replace(samples, 0.0F, 1e-30F);
+        EXPECT_EQ(found, find());
+    }
 }
 
 TEST(EcToneDetect, StartsAgainInTheNextCallAfterSamplesThatAreNotFinite) {
