@@ -34,8 +34,9 @@ const ProgramDescription program = {
     "\n"
     "One line for each tone: the time of the second reversal, at which the canceller\n"
     "would be disabled, and that of the last one. Reversals count at 430 to 470 ms from\n"
-    "each other, at any level. To the float detector digital silence right behind a\n"
-    "tone is its continuation: it finds no further tone before it hears something else.\n",
+    "the beginning of the tone or the one before, at any level; after one that does not\n"
+    "count, something else than the tone has to be heard first. Digital silence right\n"
+    "behind a tone is mostly taken for its continuation, so it does not help.\n",
     {},
     {{"arithmetic", {"16bit", "float"}}, {"rate", {"8000", "16000"}}},
     {"a recording"},

@@ -2205,8 +2205,8 @@ ryxStatus ryxsToneDetectInit_EC_16s(ToneDetectState_EC_16s *state, int sampleRat
  *
  * A reversal counts when the tone has stood for 413 to 466 ms without one before; spacings of 430 to 470 ms are found. An
  * uncounted reversal does not start the time anew: after 466 ms of tone the detector waits for something else than the tone
- * and its dips, or for a dip longer than 20 ms, which also clears the count. Digital silence right behind a tone counts as
- * its continuation, since nothing else is heard.
+ * and its dips, or for a dip longer than 20 ms, which also clears the count. At 8000 Hz digital silence right behind a tone
+ * counts as its continuation, since nothing else is heard: another tone is found only after some other sound.
  *
  * The flag concerns this call alone: it is set when a reversal was counted in it that is the second one or later. Blocks
  * of any length find the same reversals. A sample that is not finite, or whose square is not, blinds the detector until
@@ -2224,7 +2224,8 @@ ryxStatus ryxsToneDetect_EC_32f(const float *src, int len, int *detected, ToneDe
  * @brief Looks for the 2100 Hz tone with phase reversals (ITU-T G.164, G.165), in 16-bit arithmetic.
  *
  * As ryxsToneDetect_EC_32f(), but everything that is not the tone counts as a dip, whose length ends the tone after 20 ms.
- * Powers are 32-bit integers, and their products are exact at every level.
+ * Powers are 32-bit integers, and their products are exact at every level. Digital silence right behind a tone counts as
+ * its continuation at both rates: rounding keeps the resonator ringing. Only at 8000 Hz it fades away now and then.
  *
  * @param[in]     src      samples at the rate of the state, full 16-bit range
  * @param[in]     len      number of samples, at least 1
