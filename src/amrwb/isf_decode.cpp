@@ -57,7 +57,7 @@ ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s_u8(const int16_t *indices, int16_t *qu
     if (anyNull(indices, quantised)) return ryxStsNullPtr;
     Isfs isf;
     decodeVectors(indices, isf.values, noise1, noise2, noise3, noise4, noise5);
-    forEach(isf.values, _mm_adds_epi16, isf.values, noiseMean.data());
+    forEach(isf.values, addWords, isf.values, noiseMean.data());
     space(isf.values);
     std::copy_n(isf.values, isfOrder, quantised);
     return ryxStsOk;

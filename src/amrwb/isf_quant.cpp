@@ -79,7 +79,7 @@ template <class Book, class... Books> void quantiseHalf(const int16_t *target, i
         Isfs rest{};
         const auto index = static_cast<int16_t>(row);
         decodeVectors(&index, rest.values, first);
-        forEach(rest.values, _mm_subs_epi16, target, rest.values);
+        forEach(rest.values, subtractWords, target, rest.values);
         const SplitChoice choice = searchSplit(rest.values, second...);
         if (choice.error >= best.error) continue;
         best = choice;
@@ -119,7 +119,7 @@ ryxStatus ryxsISFQuant_AMRWB_16s_u8(const int16_t *isf, int16_t *residual, int16
 ryxStatus ryxsISFQuantDTX_AMRWB_16s_u8(const int16_t *isf, int16_t *quantised, int16_t *indices) {
     if (anyNull(isf, quantised, indices)) return ryxStsNullPtr;
     Isfs target;
-    forEach(target.values, _mm_subs_epi16, isf, noiseMean.data());
+    forEach(target.values, subtractWords, isf, noiseMean.data());
     const SplitChoice choice = searchSplit(target.values, noise1, noise2, noise3, noise4, noise5);
     std::copy_n(choice.indices.data(), choice.indices.size(), indices);
     return ryxsISFQuantDecodeDTX_AMRWB_16s_u8(indices, quantised);

@@ -22,6 +22,10 @@ struct Isfs {
     alignas(16) int16_t values[2 * isfOrder];
 };
 
+// Saturated. Not the bare intrinsics: those of GCC have no address unless it optimises.
+inline constexpr auto addWords = [](Vector x, Vector y) { return _mm_adds_epi16(x, y); };
+inline constexpr auto subtractWords = [](Vector x, Vector y) { return _mm_subs_epi16(x, y); };
+
 // operation on the vectors of all arguments, eight words at a time.
 template <class Operation, class... Words> void forEach(int16_t *to, Operation operation, const Words *...from) {
     for (int i = 0; i < isfOrder; i += 8)
@@ -53,7 +57,7 @@ inline void decodeResidual(const int16_t *indices, bool is36Bits, int16_t *resid
     else
         decodeVectors(indices + 2, second.values, secondStage46Low1, secondStage46Low2, secondStage46Low3,
                       secondStage46High1, secondStage46High2);
-    forEach(residual, _mm_adds_epi16, first.values, second.values);
+    forEach(residual, addWords, first.values, second.values);
 }
 
 // ISFs of a speech frame, not spaced yet; the residual becomes that of the frame before.
