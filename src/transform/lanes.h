@@ -31,6 +31,11 @@ template <class Lanes> inline Complex<Lanes> conjugate(Complex<Lanes> x) {
 template <class Lanes> inline Complex<Lanes> timesMinusI(Complex<Lanes> x) {
     return {x.im, -x.re};
 }
+// exp(-i pi/4) x
+template <class Lanes> inline Complex<Lanes> timesRootOfMinusI(Complex<Lanes> x) {
+    const auto rootOfHalf = Lanes::broadcast(static_cast<typename Lanes::Real>(0.70710678118654752440));
+    return scaled(rootOfHalf, Complex<Lanes>{x.re + x.im, x.im - x.re});
+}
 // i times the conjugate: the inverse transform is the forward transform between two of these.
 template <class Lanes> inline Complex<Lanes> swapped(Complex<Lanes> x) {
     return {x.im, x.re};

@@ -59,7 +59,7 @@ template <class Real, class Factor> Real *writeVector(Real *to, int width, Facto
 
 // The factors of all stages in the order of their use.
 template <class Real> Real *writeStageFactors(Real *to, int points, int width) {
-    for (int remaining = points; remaining > 4; remaining /= 4) {
+    for (int remaining = points; hasFactors(points, remaining); remaining /= 4) {
         const int lanes = remaining == points ? width : 1;
         for (int p = 0; p < remaining / 4; p += lanes)
             for (int j = 1; j < 4; j++)
@@ -74,12 +74,9 @@ template <class Real> void writePairFactors(Real *to, int points, int width) {
         to = writeVector(to, width, [=](int i) { return timesMinusI(rootOfUnity(k + i, 2 * int64_t{points})); });
 }
 
-// How many numbers the tables hold: six per p of each stage, two per pair, and room for a whole vector.
+// How many numbers the tables hold: those of the stages, two per pair, and room for a whole vector.
 constexpr int64_t tableLength(int order) {
-    int64_t length = (int64_t{1} << order) / 2 + 8;
-    for (int64_t remaining = int64_t{1} << (order - 1); remaining > 4; remaining /= 4)
-        length += factorsPerStep * (remaining / 4);
-    return length;
+    return factorsOfStages(1 << (order - 1)) + (int64_t{1} << order) / 2 + 8;
 }
 
 template <class Lanes> void writeTables(void *to, int order) {
@@ -119,19 +116,12 @@ template <class Real> struct Call {
     Real *memory;
 };
 
-// Numbers of the pair factors follow those of the stages.
-template <class Lanes> const typename Lanes::Real *pairFactors(const typename Lanes::Real *tables, int points) {
-    for (int remaining = points; remaining > 4; remaining /= 4)
-        tables += factorsPerStep * (remaining / 4);
-    return tables;
-}
-
 // Z to X.
 template <class Lanes> [[gnu::always_inline]] inline void separate(int points, const Call<typename Lanes::Real> &call,
                                                                    Split<typename Lanes::Real> z,
                                                                    typename Lanes::Sample *dst) {
     using Single = OneNumber<Lanes>;
-    const auto *factors = pairFactors<Lanes>(call.tables, points);
+    const auto *factors = call.tables + factorsOfStages(points);
     const auto scale = Lanes::broadcast(call.scale / 2), half = Lanes::broadcast(call.half);
     Single::storePairs(dst, {call.scale * (z.re[0] + z.im[0]), 0}, call.half);
     Single::storePairs(dst + 2 * points, {call.scale * (z.re[0] - z.im[0]), 0}, call.half);
@@ -152,7 +142,7 @@ template <class Lanes> [[gnu::always_inline]] inline void separate(int points, c
 template <class Lanes> [[gnu::always_inline]] inline void combine(int points, const Call<typename Lanes::Real> &call,
                                                                   const typename Lanes::Sample *src,
                                                                   Split<typename Lanes::Real> z) {
-    const auto *factors = pairFactors<Lanes>(call.tables, points);
+    const auto *factors = call.tables + factorsOfStages(points);
     const auto scale = Lanes::broadcast(call.scale);
     const auto first = static_cast<typename Lanes::Real>(src[0]);
     const auto last = static_cast<typename Lanes::Real>(src[2 * points]);
