@@ -1750,7 +1750,7 @@ ryxStatus ryxsSubbandProcessGetSize_16s(int order, int windowLen, int *stateSize
  * @param      initBuf   not used; may be null
  * @return #ryxStsOk; #ryxStsBadArg for `order`, `hop` or `windowLen` below 1 or `hop` above N; #ryxStsNullPtr, which is
  *         tested after these sizes; #ryxStsBadArg for `windowLen` that is no multiple of N, or for no window with sizes
- *         other than the two built-in ones; #ryxStsErr for an order that ryxsSubbandProcessGetSize_32f() refuses
+ *         other than the two built-in ones; #ryxStsErr for other sizes that ryxsSubbandProcessGetSize_32f() refuses
  */
 ryxStatus ryxsSubbandProcessInit_32f(SubbandProcessState *state, int order, int hop, int windowLen, const float *window,
                                      void *initBuf);
@@ -1765,7 +1765,7 @@ ryxStatus ryxsSubbandProcessInit_32f(SubbandProcessState *state, int order, int 
  * @param      initBuf   not used; may be null
  * @return #ryxStsOk; #ryxStsBadArg for `order`, `hop` or `windowLen` below 1 or `hop` above N; #ryxStsNullPtr, which is
  *         tested after these sizes; #ryxStsBadArg for `windowLen` that is no multiple of N, or for no window with sizes
- *         other than the two built-in ones; #ryxStsErr for an order that ryxsSubbandProcessGetSize_16s() refuses
+ *         other than the two built-in ones; #ryxStsErr for other sizes that ryxsSubbandProcessGetSize_16s() refuses
  */
 ryxStatus ryxsSubbandProcessInit_16s(SubbandProcessState *state, int order, int hop, int windowLen,
                                      const int16_t *window, void *initBuf);
@@ -1788,8 +1788,8 @@ ryxStatus ryxsSubbandAnalysis_32f32fc(const float *src, ryx32fc *dst, SubbandPro
  * @brief Analyses one frame of 16-bit samples, like ryxsSubbandAnalysis_32f32fc().
  *
  * The sums z[n] have 32 bits (they wrap, which takes a window whose magnitudes in some phase of N add up to more than 8)
- * and are shifted right by 13. The bins are computed exactly, divided by 2^sf, rounded to nearest, ties upwards, and
- * saturated.
+ * and are shifted right by 13. The bins are computed in double precision, divided by 2^sf, rounded to nearest, ties
+ * upwards, and saturated; what lies less than 2^(order - 28 - sf) below a tie may count as a tie.
  *
  * @param[in]     src         `hop` samples, full 16-bit range
  * @param[out]    dst         N/2 + 1 bins, full 32-bit range
@@ -1819,7 +1819,8 @@ ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandPr
 /**
  * @brief Synthesises one frame of 16-bit samples, like ryxsSubbandSynthesis_32fc32f().
  *
- * y is computed exactly, divided by 2^sf, rounded to nearest, ties upwards, and saturated to 32 bits; then
+ * y is computed in double precision, divided by 2^sf, rounded to nearest, ties upwards, and saturated to 32 bits; what
+ * lies less than 2^(-15 - sf) below a tie may count as a tie. Then
  * a[k] = sat16(a[k] + ((y[k mod N] w[L-1-k] + 4096) >> 13)), the product in 64 bits. Analysis and synthesis are at unit
  * level with scale factors of 0.
  *

@@ -54,19 +54,26 @@ inline bool isMultiple(int windowLen, int order) {
     return order <= 30 && (windowLen & ((1 << order) - 1)) == 0;
 }
 
+// Bytes of the transform's specification and of the whole state. False when there is no such transform, or when the
+// state exceeds 32 bits.
+template <class Sample> bool measureState(int order, int windowLen, int &transformSize, int &stateSize) {
+    if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return false;
+    const int64_t window = windowLen * int64_t{sizeof(Sample)};
+    const int64_t state = std::is_same_v<Sample, float> ? 2 * window + 40 + transformSize + slack
+                                                        : roundUp16(transformSize) + 2 * roundUp16(window) + 48 + slack;
+    stateSize = static_cast<int>(state);
+    return state <= max32;
+}
+
 // Sizes of the state and the work buffer. The transform keeps no initialisation and no work buffer of its own.
 template <class Sample>
 ryxStatus reportSizes(int order, int windowLen, int *stateSize, int *initBufSize, int *workBufSize) {
     if (order < 1 || windowLen < 1) return ryxStsBadArg;
     if (anyNull(stateSize, initBufSize, workBufSize)) return ryxStsNullPtr;
     if (!isMultiple(windowLen, order)) return ryxStsBadArg;
-    int transformSize;
-    if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return ryxStsBadArg;
-    const int64_t window = windowLen * int64_t{sizeof(Sample)};
-    const int64_t state = std::is_same_v<Sample, float> ? 2 * window + 40 + transformSize + slack
-                                                        : roundUp16(transformSize) + 2 * roundUp16(window) + 48 + slack;
-    if (state > max32) return ryxStsBadArg;
-    *stateSize = static_cast<int>(state);
+    int transformSize, state;
+    if (!measureState<Sample>(order, windowLen, transformSize, state)) return ryxStsBadArg;
+    *stateSize = state;
     *initBufSize = 0;
     const int64_t samples = int64_t{4} << order;
     *workBufSize = static_cast<int>((std::is_same_v<Sample, float> ? samples : roundUp16(samples)) + slack);
@@ -91,12 +98,11 @@ ryxStatus initialise(SubbandProcessState *state, int order, int hop, int windowL
     if (!isMultiple(windowLen, order)) return ryxStsBadArg;
     if (anyNull(window)) window = builtInWindow<Sample>(order, hop, windowLen);
     if (anyNull(window)) return ryxStsBadArg;
+    int transformSize, stateSize;
+    if (!measureState<Sample>(order, windowLen, transformSize, stateSize)) return ryxStsErr;
     auto &bank = alignedBlock<Bank<Sample>>(state);
-    int transformSize;
     auto *transform = reinterpret_cast<TransformOf<Sample> *>(&bank + 1);
-    if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk ||
-        TransformOf<Sample>::initialise(transform, order, transform::inverseByN) != ryxStsOk)
-        return ryxStsErr;
+    if (TransformOf<Sample>::initialise(transform, order, transform::inverseByN) != ryxStsOk) return ryxStsErr;
     const size_t bytes = static_cast<size_t>(windowLen) * sizeof(Sample);
     const auto windowOffset = static_cast<int32_t>(sizeof bank) + transformSize;
     bank = {windowLen,

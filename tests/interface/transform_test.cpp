@@ -131,32 +131,47 @@ TEST(RealTransform, RefusesOrdersFlagsAndForeignBlocks) {
 }
 
 // Above order 9 the transform needs more than the stack and the caller's buffers.
-TEST(FilterBank, ReportsThatThereIsNoScratchMemoryAndWritesNothing) {
+template <class Bin, class Sample, class GetSize, class Initialise, class Analyse, class Synthesise>
+void expectNoMemory(GetSize getSize, Initialise initialise, Sample unity, Analyse analyse, Synthesise synthesise) {
     constexpr int order = 10, points = 1 << order, hop = points / 2;
     int stateSize, initSize, workSize;
-    ASSERT_EQ(ryxsSubbandProcessGetSize_16s(order, points, &stateSize, &initSize, &workSize), ryxStsOk);
+    ASSERT_EQ(getSize(order, points, &stateSize, &initSize, &workSize), ryxStsOk);
     std::vector<std::byte> block(static_cast<size_t>(stateSize)), work(static_cast<size_t>(workSize));
     auto *state = reinterpret_cast<SubbandProcessState *>(block.data());
-    const std::vector<int16_t> window(points, 8192), speech(hop, 1000);
-    ASSERT_EQ(ryxsSubbandProcessInit_16s(state, order, hop, points, window.data(), nullptr), ryxStsOk);
+    const std::vector<Sample> window(points, unity), speech(hop, 1000);
+    ASSERT_EQ(initialise(state, order, hop, points, window.data(), nullptr), ryxStsOk);
     const std::vector<std::byte> before = block;
-    std::vector<ryx32sc> bins(points / 2 + 1);
-    std::vector<int16_t> out(hop);
-    const auto analyse = [&] {
-        return ryxsSubbandAnalysis_16s32sc_Sfs(speech.data(), bins.data(), state, 0, work.data());
-    };
-    const auto synthesise = [&] {
-        return ryxsSubbandSynthesis_32sc16s_Sfs(bins.data(), out.data(), state, 0, work.data());
-    };
+    std::vector<Bin> bins(points / 2 + 1, {7, 7});
+    std::vector<Sample> out(hop, 7);
     testCoreFailAllocationsAfter(0);
-    EXPECT_EQ(analyse(), ryxStsNoMem);
-    EXPECT_EQ(synthesise(), ryxStsNoMem);
+    EXPECT_EQ(analyse(speech.data(), bins.data(), state, work.data()), ryxStsNoMem);
+    EXPECT_EQ(synthesise(bins.data(), out.data(), state, work.data()), ryxStsNoMem);
     EXPECT_EQ(block, before);
+    EXPECT_TRUE(bins[0].re == 7 && out[0] == 7) << "written";
     testCoreFailAllocationsAfter(-1);
-    EXPECT_EQ(analyse(), ryxStsOk);
+    EXPECT_EQ(analyse(speech.data(), bins.data(), state, work.data()), ryxStsOk);
     EXPECT_EQ(bins[0].re, 1000 * hop);
-    EXPECT_EQ(synthesise(), ryxStsOk);
+    EXPECT_EQ(synthesise(bins.data(), out.data(), state, work.data()), ryxStsOk);
     EXPECT_EQ(testCoreLiveAllocations(), 0);
+}
+
+TEST(FilterBank, ReportsThatThereIsNoScratchMemoryAndWritesNothing) {
+    expectNoMemory<ryx32fc>(ryxsSubbandProcessGetSize_32f, ryxsSubbandProcessInit_32f, 1.0f,
+                            ryxsSubbandAnalysis_32f32fc, ryxsSubbandSynthesis_32fc32f);
+    const auto unscaled = [](auto function) {
+        return [=](auto *src, auto *dst, auto *state, void *work) { return function(src, dst, state, 0, work); };
+    };
+    expectNoMemory<ryx32sc>(ryxsSubbandProcessGetSize_16s, ryxsSubbandProcessInit_16s, int16_t{8192},
+                            unscaled(ryxsSubbandAnalysis_16s32sc_Sfs), unscaled(ryxsSubbandSynthesis_32sc16s_Sfs));
+}
+
+TEST(FilterBank, RefusesAStateBeyond32Bits) {
+    std::vector<std::byte> block(4096, std::byte{0xa5});
+    const std::vector<std::byte> before = block;
+    auto *state = reinterpret_cast<SubbandProcessState *>(block.data());
+    const float tap = 0;
+    EXPECT_EQ(ryxsSubbandProcessInit_32f(state, 1, 1, 1 << 28, &tap, nullptr), ryxStsErr);
+    EXPECT_EQ(block, before);
 }
 
 } // namespace
