@@ -1281,8 +1281,8 @@ ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s(const int16_t *indices, int16_t *quant
  * @brief Searches the algebraic codebook (3GPP TS 26.173: ACELP_2t64_fx, ACELP_4t64_fx).
  *
  * Differs from TS 26.173 in that a target of zeros filters backwards to zeros. All operations saturate as there, for
- * every input; the sums of the backward filtering alone wrap, beyond any signal that a coder meets. Needs about 5 KB of
- * stack.
+ * every input; the sums of the backward filtering alone wrap, beyond any signal that a coder meets. The first iteration
+ * stands when saturated energies let none win. Needs about 5 KB of stack.
  *
  * @param[in]  target   64 samples: target of the fixed codebook
  * @param[in]  residual 64 samples: residual after the long-term prediction
