@@ -51,19 +51,30 @@ private:
         }
     }
 
+    // The iterations do not depend on one another. They advance pair by pair in turn, so that one computes while the
+    // other waits for the positions of its last pair.
     const Placement &iterate() {
-        Placement *current = &work_.placements[0], *kept = &work_.placements[1];
+        for (int k = 0; k < codebook_.iterations; k++)
+            placeFirstStage(k, work_.placements[k]);
+        const int pairs = (codebook_.pulses - codebook_.firstStage) / 2;
+        for (int pair = 0; pair < pairs; pair++)
+            for (int k = 0; k < codebook_.iterations; k++)
+                placePair(k, codebook_.tried[static_cast<size_t>(pair)], work_.placements[k]);
+        return work_.placements[bestIteration()];
+    }
+
+    // The earliest one among equals, and the first one when energies that saturated leave no winner.
+    int bestIteration() const {
         Score best;
+        int winner = 0;
         for (int k = 0; k < codebook_.iterations; k++) {
-            placeFirstStage(k, *current);
-            for (int pair = 0; current->count < codebook_.pulses; pair++)
-                placePair(k, codebook_.tried[static_cast<size_t>(pair)], *current);
-            const Score next = {mult(current->correlation, current->correlation), current->energy};
-            const bool isBetter = best.isBeatenBy(next);
-            if (isBetter) best = next;
-            if (isBetter || k == 0) std::swap(current, kept);
+            const Placement &placement = work_.placements[k];
+            const Score next = {mult(placement.correlation, placement.correlation), placement.energy};
+            if (!best.isBeatenBy(next)) continue;
+            best = next;
+            winner = k;
         }
-        return *kept;
+        return winner;
     }
 
     // The two tracks of a pair are always neighbours.

@@ -12,6 +12,7 @@ inline constexpr int tracks = 4;
 inline constexpr int trackLength = positions / tracks;
 inline constexpr int mostPulses = 24;
 inline constexpr int mostPulsesPerTrack = mostPulses / tracks;
+inline constexpr int mostIterations = 4;
 
 // The codebook of 12 bits has two pulses on two tracks of 32 positions instead: even and odd ones.
 struct Codebook {

@@ -35,7 +35,7 @@ struct Workspace {
     Signs signs;
     TrackWords energies; // of the response to a pulse
     CrossTerms crossTerms[tracks];
-    Placement placements[2];
+    Placement placements[mostIterations];
 
     bool isNegative(int position) const { return signs.masks.at(position) != 0; }
     const int16_t *pulseResponse(int position) const { return response.shifted(position, isNegative(position)); }
