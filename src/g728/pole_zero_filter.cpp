@@ -108,8 +108,11 @@ ryxStatus ryxsIIR16s_G728_16s_u8(const int16_t *coefficients, const int16_t *src
     if (len < 1) return ryxStsBadSize;
     auto state = loadBlock<State>(block);
     const Filter filter(coefficients);
-    for (int done = 0; done < len; done += samplesPerChunk)
-        filter(state, src + done, dst + done, std::min(len - done, samplesPerChunk));
+    for (int done = 0; done < len;) {
+        const int count = std::min(len - done, samplesPerChunk);
+        filter(state, src + done, dst + done, count);
+        done += count;
+    }
     saveBlock(block, state);
     return ryxStsOk;
 }
