@@ -2342,8 +2342,8 @@ ryxStatus ryxsALC_G169_16s(const int16_t *src, int16_t *dst, int len, ALCState_G
  * @defgroup rta RTA codec
  * @brief Levinson-Durbin recursion, two-band QMF, high-pass and band-shaping filters of the RTA codec, in single precision.
  *
- * No function contracts products and sums. The order of the additions inside the QMF, the sums of the recursion and the
- * level sums of the band-shaping filter is the library's own; everything else runs from left to right as it is written.
+ * No function contracts products and sums. The order of the additions inside the QMF is the library's own; everything else
+ * runs from left to right as it is written, and the sums of the recursion from the newest coefficient to the oldest.
  * @{
  */
 

@@ -1,15 +1,7 @@
-// Steps of the Levinson-Durbin recursion in single precision, on predictors a[0] = 1, a[1], a[2], ...
+// Step of the Levinson-Durbin recursion in single precision, on predictors a[0] = 1, a[1], a[2], ...
 #pragma once
 
 namespace ryxsc {
-
-// What the predictor of order m - 1 leaves at lag m.
-inline float predictionSum(const float *r, const float *a, int m) {
-    float sum = 0;
-    for (int j = 0; j < m; j++)
-        sum += r[m - j] * a[j];
-    return sum;
-}
 
 // To order m, in place: pairs from the outside to the middle.
 inline void extendFilter(float *a, int m, float k) {

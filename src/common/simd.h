@@ -202,12 +202,6 @@ inline Vector sumsOfDwords(const Vector *x) {
     return _mm_hadd_epi32(_mm_hadd_epi32(x[0], x[1]), _mm_hadd_epi32(x[2], x[3]));
 }
 
-// The sum of four floats, of lanes 0 and 2 and of lanes 1 and 3 first.
-inline float sumOfFloats(__m128 x) {
-    x = _mm_add_ps(x, _mm_movehl_ps(x, x));
-    return _mm_cvtss_f32(_mm_add_ss(x, _mm_shuffle_ps(x, x, 1)));
-}
-
 // Of four dwords that are not negative, the smallest and the index that goes with it; of equal ones the smallest index.
 // Through scalar registers, but without branches, which nothing could predict.
 struct IndexedDword {

@@ -9,6 +9,14 @@ namespace {
 
 constexpr float smallestEnergy = 0.001f; // takes the place of an energy that is not positive
 
+// What the predictor of order m - 1 leaves at lag m.
+float predictionSum(const float *r, const float *a, int m) {
+    float sum = 0;
+    for (int j = 0; j < m; j++)
+        sum += r[m - j] * a[j];
+    return sum;
+}
+
 } // namespace
 
 ryxStatus ryxsLevinsonDurbin_G729_32f_u8(const float *autoCorr, int order, float *lpc, float *reflection,

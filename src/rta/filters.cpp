@@ -6,7 +6,6 @@
 #include <cmath>
 
 #include "common/checks.h"
-#include "common/simd.h"
 #include "frame/implementations.h"
 #include "rta/tables.h"
 
@@ -61,34 +60,23 @@ const HighPass *highPassFor(int rate) {
     return nullptr;
 }
 
-float sumOfMagnitudes(const float *x, int len) {
-    const __m128 magnitude = _mm_castsi128_ps(simd::dwords(max32));
-    __m128 front = {}, back = {};
-    int i = 0;
-    for (; i + 8 <= len; i += 8) {
-        front = _mm_add_ps(front, _mm_and_ps(_mm_loadu_ps(x + i), magnitude));
-        back = _mm_add_ps(back, _mm_and_ps(_mm_loadu_ps(x + i + 4), magnitude));
-    }
-    float sum = simd::sumOfFloats(_mm_add_ps(front, back));
-    for (; i < len; i++)
-        sum += std::abs(x[i]);
-    return sum;
-}
-
-// Both stages, which have no recursion. Returns the ratio of the levels before and after.
+// Both stages. Returns the ratio of the levels before and after.
 float shape(float *srcDst, int len, float *memory) {
-    float x[1 + maxBandPassLength], first[1 + maxBandPassLength];
-    x[0] = memory[0];
-    first[0] = memory[1];
-    std::copy_n(srcDst, len, x + 1);
-    for (int i = 1; i <= len; i++)
-        first[i] = 0.8F * x[i] - 0.2F * x[i - 1];
-    for (int i = 1; i <= len; i++)
-        srcDst[i - 1] = 1.3333334F * first[i] + 0.33333334F * first[i - 1];
-    memory[0] = x[len];
-    memory[1] = first[len];
-    const float after = sumOfMagnitudes(srcDst, len);
-    return after > 0 ? sumOfMagnitudes(x + 1, len) / after : 0;
+    float x1 = memory[0], first1 = memory[1];
+    float before = 0, after = 0;
+    for (int i = 0; i < len; i++) {
+        const float x = srcDst[i];
+        const float first = 0.8F * x - 0.2F * x1;
+        const float second = 1.3333334F * first + 0.33333334F * first1;
+        before += std::abs(x);
+        after += std::abs(second);
+        x1 = x;
+        first1 = first;
+        srcDst[i] = second;
+    }
+    memory[0] = x1;
+    memory[1] = first1;
+    return after > 0 ? before / after : 0;
 }
 
 } // namespace

@@ -14,6 +14,14 @@ constexpr int maxOrder = 16;
 constexpr float silence = 1; // energies up to this one count as silence
 constexpr float energyFloor = 1;
 
+// What the predictor of order m - 1 leaves at lag m, from the newest coefficient to the oldest.
+float predictionError(const float *r, const float *a, int m) {
+    float sum = r[m];
+    for (int j = 1; j < m; j++)
+        sum += a[m - j] * r[j];
+    return sum;
+}
+
 } // namespace
 
 // The comparisons are such that a NaN stops the recursion.
@@ -28,7 +36,7 @@ ryxStatus ryxsLevinsonDurbin_RTA_32f_u8(const float *autoCorr, float *lpc, float
     int m = 1; // order of the predictor so far
     for (; m < order; m++) {
         energy = std::max(energyFloor, (1 - reflection[m - 1] * reflection[m - 1]) * energy);
-        const float sum = predictionSum(autoCorr, a, m + 1);
+        const float sum = predictionError(autoCorr, a, m + 1);
         if (!(std::abs(sum) < energy)) {
             reflection[m] = sum; // as it is, no ratio
             break;
