@@ -191,10 +191,10 @@ ryxStatus ryxsNLMS_EC_16s_u8(const int16_t *x, const int16_t *s, const int32_t *
     if (anyNull(x, s, mu, e, h, errPrev)) return ryxStsNullPtr;
     if (len < 1 || tapsLen < 1) return ryxStsBadArg;
     const bool inSteps = fitsSteps(tapsLen);
-    int32_t (*const adapt)(const int16_t *, int16_t *, int, int32_t) = !inSteps ? adaptEach
-                                                                       : holdsMinimum(x - tapsLen, tapsLen + len)
-                                                                           ? adaptInSteps<true>
-                                                                           : adaptInSteps<false>;
+    const bool hasMinimum = inSteps && (holdsMinimum(x - tapsLen, tapsLen) || holdsMinimum(x, len));
+    int32_t (*const adapt)(const int16_t *, int16_t *, int, int32_t) = !inSteps     ? adaptEach
+                                                                       : hasMinimum ? adaptInSteps<true>
+                                                                                    : adaptInSteps<false>;
     if (inSteps) std::reverse(h, h + tapsLen);
     int32_t g = *errPrev;
     for (int n = 0; n < len; n++) {
