@@ -156,13 +156,21 @@ void printReduction(const std::vector<double> &reductions) {
             std::printf("%6zu  %5.1f dB\n", i + 1, reductions[i]);
 }
 
+// What is written, the microphone's recording included, must replace neither what is read nor each other.
+void requireSeparateFiles(const Arguments &arguments) {
+    const std::string &target = arguments.files.back(), &microphone = arguments.microphone;
+    for (size_t i = 0; i + 1 < arguments.files.size(); i++) {
+        requireDifferentFiles(arguments.files[i], target);
+        requireDifferentFiles(arguments.files[i], microphone);
+    }
+    if (!microphone.empty() && microphone == target) reject("--mic and the output name the same file, " + target);
+}
+
 int run(int argc, char **argv) {
     const std::optional<Arguments> arguments = parseArguments(argc, argv);
     if (!arguments) return 0;
-    const std::string &target = arguments->files.back();
-    for (size_t i = 0; i + 1 < arguments->files.size(); i++)
-        requireDifferentFiles(arguments->files[i], target);
-    OutputFile output(target);
+    requireSeparateFiles(*arguments);
+    OutputFile output(arguments->files.back());
     const Recordings recordings = readRecordings(*arguments);
     const int rate = arguments->sampleRate;
     if (!arguments->microphone.empty()) writeMono(arguments->microphone, rounded(recordings.microphone, rate));

@@ -135,6 +135,7 @@ TEST_F(EchoCancellerProgram, RefusesWrongCommandLinesAndLeavesNoOutput) {
         {file + file + "out.wav --rate 11025", "--rate takes"},
         {file + file + "out.wav --method both", "--method takes"},
         {file + file + "out.wav --mic m.wav", "without --simulate"},
+        {"--simulate " + file + "out.wav --mic out.wav", "the same file"},
         {file + file + "out.wav --tail", "needs a value"},
         {file + file + "out.wav more", "too many"},
         {file + "none.wav out.wav", "none.wav"},
