@@ -1,6 +1,5 @@
 // Sub-band adaptive filter of the echo canceller with 32-bit spectra. Sums and products are exact and scaled once.
 #include <algorithm>
-#include <limits>
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
