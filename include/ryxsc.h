@@ -2317,7 +2317,8 @@ ryxStatus ryxsALCSetGain_G169_16s(ALCState_G169 *state, float gain);
  * @brief Sets target level and ceiling to 32768 / 10^(target/20) and 32768 / 10^(ceiling/20). Allowed at any time
  *        between blocks.
  * @param[in,out] state   initialised state
- * @param[in]     target  attenuation of the speech level below 32768 in dB, at least 0
+ * @param[in]     target  attenuation of the speech level below 32768 in dB, at least 0; where the level would be below
+ *                        the smallest normal float, that stands for it
  * @param[in]     ceiling attenuation of the largest output magnitude below 32768 in dB, at least 0
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange when one of the two is negative or a NaN
  */
