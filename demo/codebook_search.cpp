@@ -45,6 +45,8 @@ std::vector<double> fitted(const celp::Codec &codec, const celp::Subframe &subfr
     return samples;
 }
 
+namespace {
+
 CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, const Subframes &recordings) {
     std::vector<const celp::Subframe *> all;
     for (const auto &recording : recordings)
@@ -76,6 +78,34 @@ CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, c
     }
     result.explained = explained / target;
     return result;
+}
+
+} // namespace
+
+std::vector<CodebookResult> runCodebooks(const std::vector<Codebook> &codebooks, const celp::Codec &codec,
+                                         const Subframes &recordings, Progress &progress) {
+    std::vector<CodebookResult> results;
+    for (const Codebook &codebook : codebooks) {
+        results.push_back(runCodebook(codebook, codec, recordings));
+        progress.update(results.size());
+    }
+    return results;
+}
+
+Table resultsTable(const std::string &codec, const std::vector<CodebookResult> &results) {
+    Table table = {{codec + " kbit/s", "bits", "pulses", "target energy explained (%)", "search (us)", "decoder (ns)",
+                    "decoder agrees"},
+                   {}};
+    for (const CodebookResult &r : results) {
+        size_t count = 0;
+        for (const auto &recording : r.energies)
+            count += recording.size();
+        table.rows.push_back({r.codebook.rate, std::to_string(r.codebook.bits), std::to_string(r.codebook.pulses),
+                              decimal(100 * r.explained, 1), decimal(r.searchMicroseconds, 2),
+                              decimal(r.decodeNanoseconds, 0),
+                              std::to_string(r.agreeing) + " of " + std::to_string(count)});
+    }
+    return table;
 }
 
 Line explainedOverBits(const std::string &name, const std::string &colour, const std::vector<CodebookResult> &results) {

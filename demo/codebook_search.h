@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "pictures.h"
+#include "report.h"
 #include "speech.h"
 #include "support/celp_front_end.h"
+#include "support/progress.h"
 
 /** What a search finds for a subframe and what the decoder makes of it. */
 struct FoundPulses {
@@ -19,7 +21,7 @@ struct FoundPulses {
 /** The codebook of one bit rate. */
 struct Codebook {
     std::string rate; /**< kbit/s */
-    int bits;         /**< for a subframe */
+    int bits, pulses; /**< for a subframe */
     std::function<void(const celp::Subframe &, FoundPulses &)> search;
     std::function<void(const celp::Subframe &, FoundPulses &)> decode;
 };
@@ -44,8 +46,15 @@ struct CodebookResult {
 /** The filtered code vector with the gain that brings it closest to the target. */
 std::vector<double> fitted(const celp::Codec &codec, const celp::Subframe &subframe, const FoundPulses &found);
 
-/** Runs all subframes through the codebook. A code vector may have half the amplitude of the decoded one. */
-CodebookResult runCodebook(const Codebook &codebook, const celp::Codec &codec, const Subframes &recordings);
+/**
+ * Runs all subframes through the codebooks of a codec; each codebook is a step of the progress. A code vector may have
+ * half the amplitude of the decoded one.
+ */
+std::vector<CodebookResult> runCodebooks(const std::vector<Codebook> &codebooks, const celp::Codec &codec,
+                                         const Subframes &recordings, Progress &progress);
+
+/** A row for each codebook. */
+Table resultsTable(const std::string &codec, const std::vector<CodebookResult> &results);
 
 /** Explained share in per cent over bits for a subframe. */
 Line explainedOverBits(const std::string &name, const std::string &colour, const std::vector<CodebookResult> &results);

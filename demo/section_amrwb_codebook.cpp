@@ -1,5 +1,6 @@
 // AMR-WB: the algebraic codebooks of all rates.
 #include <algorithm>
+#include <iterator>
 
 #include "codebook_search.h"
 #include "report.h"
@@ -28,7 +29,13 @@ Codebook codebookOf(const Mode &mode) {
     const auto decode = [code = mode.code](const celp::Subframe &, FoundPulses &found) {
         check(ryxsAlgebraicCodebookDecode_AMRWB_16s(found.words.data(), found.decoded.data(), code));
     };
-    return {mode.rate, mode.bits, search, decode};
+    return {mode.rate, mode.bits, mode.pulses, search, decode};
+}
+
+std::vector<Codebook> codebooks() {
+    std::vector<Codebook> all;
+    std::transform(std::begin(modes), std::end(modes), std::back_inserter(all), codebookOf);
+    return all;
 }
 
 } // namespace
@@ -36,22 +43,7 @@ Codebook codebookOf(const Mode &mode) {
 void amrwb_codebookSection(const Speech &speech, Report &report) {
     Progress progress("AMR-WB codebooks", std::size(modes) + 1);
     const Subframes subframes = subframesOf(celp::amrWb, speech.at12k8);
-    size_t count = 0;
-    for (const auto &recording : subframes)
-        count += recording.size();
-
-    std::vector<CodebookResult> results;
-    Table table = {{"AMR-WB kbit/s", "bits", "pulses", "target energy explained (%)", "search (us)", "decoder (ns)",
-                    "decoder agrees"},
-                   {}};
-    for (const Mode &mode : modes) {
-        const CodebookResult &r = results.emplace_back(runCodebook(codebookOf(mode), celp::amrWb, subframes));
-        table.rows.push_back({mode.rate, std::to_string(mode.bits), std::to_string(mode.pulses),
-                              decimal(100 * r.explained, 1), decimal(r.searchMicroseconds, 2),
-                              decimal(r.decodeNanoseconds, 0),
-                              std::to_string(r.agreeing) + " of " + std::to_string(count)});
-        progress.update(results.size());
-    }
+    const std::vector<CodebookResult> results = runCodebooks(codebooks(), celp::amrWb, subframes, progress);
 
     report.beginSection("AMR-WB: algebraic codebooks");
     report.addParagraph(
@@ -61,7 +53,7 @@ void amrwb_codebookSection(const Speech &speech, Report &report) {
     report.addParagraph(
         "The explained share is what the filtered pulses with the best gain take out of the energy of all "
         "targets. The decoder makes the code vector again from the index words.");
-    report.addTable(table);
+    report.addTable(resultsTable("AMR-WB", results));
 
     const Line explained = explainedOverBits("explained energy of the targets", lineColour(0),
                                              {results.begin(), results.end() - 1}); // up to 23.05 kbit/s

@@ -1,6 +1,6 @@
 // GSM-AMR: the algebraic codebooks of all rates.
 #include <algorithm>
-#include <numeric>
+#include <iterator>
 
 #include "codebook_search.h"
 #include "report.h"
@@ -39,7 +39,13 @@ Codebook codebookOf(const Mode &mode) {
         check(ryxsFixedCodebookDecode_GSMAMR_16s(found.words.data(), found.decoded.data(), s.number, rate));
         sharpen(s, found.decoded);
     };
-    return {mode.name, mode.bits, search, decode};
+    return {mode.name, mode.bits, mode.pulses, search, decode};
+}
+
+std::vector<Codebook> codebooks() {
+    std::vector<Codebook> all;
+    std::transform(std::begin(modes), std::end(modes), std::back_inserter(all), codebookOf);
+    return all;
 }
 
 // The frame of the excerpt whose targets have the largest energy; its first subframe.
@@ -93,20 +99,7 @@ void drawFrame(Report &report, const std::vector<celp::Subframe> &subframes, siz
 void gsmamrSection(const Speech &speech, Report &report) {
     Progress progress("GSM-AMR codebooks", std::size(modes) + 1);
     const Subframes subframes = subframesOf(celp::gsmAmr, speech.at8k);
-    const size_t count = std::accumulate(subframes.begin(), subframes.end(), size_t{0},
-                                         [](size_t sum, const auto &recording) { return sum + recording.size(); });
-    std::vector<CodebookResult> results;
-    Table table = {{"GSM-AMR kbit/s", "bits", "pulses", "target energy explained (%)", "search (us)", "decoder (ns)",
-                    "decoder agrees"},
-                   {}};
-    for (const Mode &mode : modes) {
-        const CodebookResult &r = results.emplace_back(runCodebook(codebookOf(mode), celp::gsmAmr, subframes));
-        table.rows.push_back({mode.name, std::to_string(mode.bits), std::to_string(mode.pulses),
-                              decimal(100 * r.explained, 1), decimal(r.searchMicroseconds, 2),
-                              decimal(r.decodeNanoseconds, 0),
-                              std::to_string(r.agreeing) + " of " + std::to_string(count)});
-        progress.update(results.size());
-    }
+    const std::vector<CodebookResult> results = runCodebooks(codebooks(), celp::gsmAmr, subframes, progress);
 
     report.beginSection("GSM-AMR: algebraic codebooks");
     report.addParagraph(
@@ -116,7 +109,7 @@ void gsmamrSection(const Speech &speech, Report &report) {
     report.addParagraph("The explained share is what the filtered pulses with the best gain take out of the energy of "
                         "all targets. The decoder makes the code vector again from the codeword; for pitch lags below "
                         "a subframe it is sharpened as the search has done.");
-    report.addTable(table);
+    report.addTable(resultsTable("GSM-AMR", results));
 
     const std::vector<Line> explained = {explainedOverBits("explained energy of the targets", lineColour(0), results)};
     drawChart(report.place("gsmamr-explained.png"), {"bits for a subframe", 0, 40}, {"explained (%)", 0, 100},
