@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Automatic level control (ITU-T G.169) in frames of 20 ms.
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Algebraic codebooks of AMR-WB over the subframes of recorded speech, 5 ms each.
 #include <string>
 
 #include "frame/implementations.h"
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

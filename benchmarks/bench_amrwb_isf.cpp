@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ISP conversions and ISF quantisers of AMR-WB in frames of 20 ms, over the LP filters of recorded speech.
 #include <algorithm>
 #include <array>
 
 #include "frame/implementations.h"
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The voice activity detector of AMR-WB, frames of 20 ms at 12.8 kHz.
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The arithmetic that all codecs share, on a subframe (40) and on a frame (160) of speech.
 #include <algorithm>
 
 #include "frame/implementations.h"
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sub-band filter bank of the echo canceller: frames of the two built-in banks at 8 kHz.
 #include "frame/implementations.h"
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Adaptation controller and tone detectors of the echo canceller, blocks of 10 ms.
 #include <cmath>
 #include <numbers>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Adaptive filters of the echo canceller: 64 ms of echo path at 8 kHz.
 #include <algorithm>
 #include <cstdint>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

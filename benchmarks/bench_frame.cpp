@@ -1,6 +1,7 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What a call through the exported entry costs more than a direct one.
 #include "frame/implementations.h"
-#include "support.h"
+#include "measuring.h"
 
 using namespace ryxsc::bench;
 

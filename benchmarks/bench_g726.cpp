@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.726 in frames of 20 ms.
 #include <algorithm>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

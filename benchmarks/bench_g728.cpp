@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.728 pole-zero filter on vectors of five samples and on frames.
 #include <algorithm>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP analysis and LSP conversion of ITU-T G.729, one call per frame of 10 ms.
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

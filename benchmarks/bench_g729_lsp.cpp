@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSP quantisation of ITU-T G.729 in frames of 10 ms, and LSF decoding of ITU-T G.723.1 in frames of 30 ms, over the
 // LSFs of recorded speech.
 #include <algorithm>
@@ -5,8 +6,8 @@
 #include <cmath>
 #include <type_traits>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Algebraic codebook of GSM-AMR, subframes of 5 ms of recorded speech.
 #include <array>
 #include <utility>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

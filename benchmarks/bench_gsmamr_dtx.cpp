@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Discontinuous transmission of GSM-AMR: what an encoder calls once per frame of 20 ms, and the silence descriptor.
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

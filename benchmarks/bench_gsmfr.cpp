@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // GSM full rate in frames of 20 ms: the functions as coder and decoder call them.
 #include <algorithm>
 #include <array>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

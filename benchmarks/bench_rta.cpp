@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // RTA codec in frames of 20 ms at 16 kHz.
 #include <algorithm>
 #include <cstring>
 
+#include "measuring.h"
 #include "speech.h"
-#include "support.h"
 
 using namespace ryxsc::bench;
 

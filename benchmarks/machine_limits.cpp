@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Each limit is the rate of a loop that does nothing else. The loops are assembly, because compilers move and spill
 // what is to be counted.
 #include "machine_limits.h"
@@ -8,7 +9,7 @@
 #include <iterator>
 #include <string>
 
-#include "support.h"
+#include "measuring.h"
 
 namespace ryxsc::bench {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What one core of this machine can do with the instructions that the library uses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ryxsc_benchmarks: one readable table, or whatever --benchmark_format and --benchmark_out of Google Benchmark ask for.
 #include <benchmark/benchmark.h>
 

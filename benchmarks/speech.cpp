@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "speech.h"
 
 #include <sndfile.hh>
@@ -7,8 +8,8 @@
 #include <numbers>
 #include <stdexcept>
 
+#include "measuring.h"
 #include "ryxsc.h"
-#include "support.h"
 
 namespace ryxsc::bench {
 

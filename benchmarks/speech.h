@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Recorded speech, the input of all cases.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "support/celp_front_end.h"
+#include "celp/front_end.h"
 
 namespace ryxsc::bench {
 

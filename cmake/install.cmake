@@ -1,8 +1,10 @@
+# SPDX-License-Identifier: BSD-2-Clause
 # Headers, libraries, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
-install(FILES include/ryxsc.h include/ryxcore.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS ryxsc ryxcore EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES include/ryxsc.h include/ryxcore.h codecs/include/ryxcodec.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/ryxsc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS ryxsc ryxcore ryxcodec EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ryxsc)
 install(EXPORT ryxsc NAMESPACE ryxsc:: FILE ryxscTargets.cmake DESTINATION ${package_dir})
@@ -25,4 +27,5 @@ else()
     set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
 configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/ryxcodec.pc.in ${PROJECT_BINARY_DIR}/ryxcodec.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc ${PROJECT_BINARY_DIR}/ryxcodec.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

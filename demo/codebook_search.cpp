@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "codebook_search.h"
 
 #include <cmath>

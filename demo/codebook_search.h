@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Algebraic codebooks over the subframes of speech: how much of the targets their pulses explain, and how fast.
 #pragma once
 
@@ -6,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "celp/front_end.h"
+#include "lib/progress.h"
 #include "pictures.h"
 #include "report.h"
 #include "speech.h"
-#include "support/celp_front_end.h"
-#include "support/progress.h"
 
 /** What a search finds for a subframe and what the decoder makes of it. */
 struct FoundPulses {

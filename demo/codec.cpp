@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "codec.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "support/round_trip.h"
+#include "lib/round_trip.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Speech through a codec: what comes out, how good it is and how long it takes.
 #pragma once
 

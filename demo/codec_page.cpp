@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "codec_page.h"
 
 #include <algorithm>
 
+#include "lib/progress.h"
 #include "pictures.h"
 #include "spectrum.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What every speech codec shows in its section.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Spectral envelopes of speech through a quantiser: how far they get from the original, and pictures of it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "gnuplot.h"
 
 #include <cerrno>
@@ -8,7 +9,7 @@
 #include <fstream>
 #include <utility>
 
-#include "support/failure.h"
+#include "lib/failure.h"
 
 namespace {
 

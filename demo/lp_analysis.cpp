@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "lp_analysis.h"
 
 #include <algorithm>
@@ -6,7 +7,7 @@
 #include <limits>
 #include <numbers>
 
-#include "support/library_call.h"
+#include "lib/library_call.h"
 
 namespace {
 

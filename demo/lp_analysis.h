@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Linear prediction of 8 kHz speech as in ITU-T G.729.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Runs recorded speech through complete codecs and writes a report with pictures and recordings.
 #include <array>
 #include <cstdio>
@@ -7,9 +8,9 @@
 #include <string>
 
 #include "gnuplot.h"
+#include "lib/failure.h"
 #include "report.h"
 #include "speech.h"
-#include "support/failure.h"
 
 #define SECTION(name) void name##Section(const Speech &speech, Report &report);
 #include "sections.def"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the page of the report looks like and how its players behave.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The kinds of pictures in the report.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "report.h"
 
 #include <algorithm>
@@ -5,11 +6,11 @@
 #include <cstdio>
 #include <system_error>
 
+#include "lib/audio_file.h"
+#include "lib/failure.h"
+#include "lib/output_file.h"
 #include "page.h"
 #include "ryxsc.h"
-#include "support/audio_file.h"
-#include "support/failure.h"
-#include "support/output_file.h"
 
 namespace {
 

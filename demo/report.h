@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The report: a page with tables, pictures and recordings, all in one folder.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Automatic level control (ITU-T G.169): the same speech at several levels.
 #include <algorithm>
 #include <cmath>
@@ -6,12 +7,12 @@
 #include <vector>
 
 #include "codec.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
+#include "lib/speech_level.h"
 #include "pictures.h"
 #include "report.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
-#include "support/speech_level.h"
 
 namespace {
 

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // 3GPP AMR-WB: the spectral envelope of a frame in 46 or 36 bits.
 #include <algorithm>
 #include <array>
 
+#include "celp/front_end.h"
 #include "envelope.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "ryxsc.h"
-#include "support/celp_front_end.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

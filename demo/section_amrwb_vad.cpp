@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // AMR-WB: speech or pause, in quiet and in noise.
 #include <algorithm>
 #include <cmath>
@@ -7,11 +8,11 @@
 #include <vector>
 
 #include "codec.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "pictures.h"
 #include "report.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Echo cancellation: a simulated room, in single talk and in double talk.
 #include <algorithm>
 #include <cmath>
@@ -5,11 +6,11 @@
 #include <vector>
 
 #include "codec.h"
+#include "lib/echo_canceller.h"
+#include "lib/progress.h"
+#include "lib/room.h"
 #include "pictures.h"
 #include "report.h"
-#include "support/echo_canceller.h"
-#include "support/progress.h"
-#include "support/room.h"
 
 namespace {
 

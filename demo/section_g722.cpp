@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.722: 7 kHz speech as two sub-bands.
 #include <array>
 
 #include "codec_page.h"
+#include "lib/library_call.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
 
 namespace {
 

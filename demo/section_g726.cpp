@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.726: telephone speech, one short code per sample.
 #include <array>
 
 #include "codec_page.h"
+#include "lib/code_packing.h"
+#include "lib/library_call.h"
 #include "ryxsc.h"
-#include "support/code_packing.h"
-#include "support/library_call.h"
 
 namespace {
 

@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.729: the spectral envelope of a frame in 18 bits.
 #include <algorithm>
 #include <array>
 #include <numbers>
 
 #include "envelope.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "lp_analysis.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // GSM-AMR: the algebraic codebooks of all rates.
 #include <algorithm>
 #include <iterator>
 
 #include "codebook_search.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "report.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // GSM full rate: the short-term part of the codec, from speech to residual and back.
 #include <algorithm>
 #include <array>
@@ -6,11 +7,11 @@
 #include <numeric>
 
 #include "codec.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "pictures.h"
 #include "report.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,14 +1,15 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // RTA codec: two bands and back.
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "codec.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "pictures.h"
 #include "report.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

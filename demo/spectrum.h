@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Short-time spectra of speech.
 #pragma once
 

@@ -1,13 +1,14 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "speech.h"
 
 #include <algorithm>
 #include <cmath>
 #include <samplerate.h>
 
-#include "support/audio_file.h"
-#include "support/failure.h"
-#include "support/progress.h"
-#include "support/segmental_snr.h"
+#include "lib/audio_file.h"
+#include "lib/failure.h"
+#include "lib/progress.h"
+#include "lib/segmental_snr.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The recordings that the demonstration works on.
 #pragma once
 

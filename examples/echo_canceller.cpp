@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // An echo canceller for recordings, in full band or in sub-bands.
 #include <algorithm>
 #include <charconv>
@@ -9,16 +10,16 @@
 #include <string>
 #include <vector>
 
+#include "lib/audio_file.h"
+#include "lib/command_line.h"
+#include "lib/echo_canceller.h"
+#include "lib/failure.h"
+#include "lib/input_file.h"
+#include "lib/output_file.h"
+#include "lib/progress.h"
+#include "lib/room.h"
+#include "lib/round_trip.h"
 #include "ryxsc.h"
-#include "support/audio_file.h"
-#include "support/command_line.h"
-#include "support/echo_canceller.h"
-#include "support/failure.h"
-#include "support/input_file.h"
-#include "support/output_file.h"
-#include "support/progress.h"
-#include "support/room.h"
-#include "support/round_trip.h"
 
 namespace {
 

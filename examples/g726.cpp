@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A complete G.726 codec: 8 kHz speech to packed ADPCM codes and back.
 #include <algorithm>
 #include <array>
@@ -6,16 +7,16 @@
 #include <string>
 #include <vector>
 
+#include "lib/audio_file.h"
+#include "lib/code_packing.h"
+#include "lib/command_line.h"
+#include "lib/failure.h"
+#include "lib/input_file.h"
+#include "lib/library_call.h"
+#include "lib/output_file.h"
+#include "lib/progress.h"
+#include "lib/round_trip.h"
 #include "ryxsc.h"
-#include "support/audio_file.h"
-#include "support/code_packing.h"
-#include "support/command_line.h"
-#include "support/failure.h"
-#include "support/input_file.h"
-#include "support/library_call.h"
-#include "support/output_file.h"
-#include "support/progress.h"
-#include "support/round_trip.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Brings a recording of speech to a wanted level.
 #include <algorithm>
 #include <array>
@@ -8,15 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "lib/audio_file.h"
+#include "lib/command_line.h"
+#include "lib/failure.h"
+#include "lib/input_file.h"
+#include "lib/library_call.h"
+#include "lib/output_file.h"
+#include "lib/progress.h"
+#include "lib/speech_level.h"
 #include "ryxsc.h"
-#include "support/audio_file.h"
-#include "support/command_line.h"
-#include "support/failure.h"
-#include "support/input_file.h"
-#include "support/library_call.h"
-#include "support/output_file.h"
-#include "support/progress.h"
-#include "support/speech_level.h"
 
 namespace {
 

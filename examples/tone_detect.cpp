@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // When would an echo canceller be disabled? Looks for the 2100 Hz tone with phase reversals in a recording.
 #include <algorithm>
 #include <cstdio>
@@ -5,12 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "lib/audio_file.h"
+#include "lib/command_line.h"
+#include "lib/failure.h"
+#include "lib/library_call.h"
+#include "lib/progress.h"
 #include "ryxsc.h"
-#include "support/audio_file.h"
-#include "support/command_line.h"
-#include "support/failure.h"
-#include "support/library_call.h"
-#include "support/progress.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /**
  * @file ryxcore.h
  * @brief Interface of the core library: processor features and aligned memory.

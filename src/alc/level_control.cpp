@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Automatic level control in the sense of ITU-T G.169, in single precision.
 //
 // All decisions are made once per block of eight samples, each from the newest values that stand in the state.

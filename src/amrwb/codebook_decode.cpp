@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Algebraic codebooks: from index words to the code vector.
 #include <cstring>
 

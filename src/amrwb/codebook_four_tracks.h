@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The algebraic codebooks of 20 bits and more: pulses on four tracks, placed pair by pair. Compiled by both processor
 // variants.
 #pragma once

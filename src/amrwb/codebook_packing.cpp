@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Each code for k pulses stands beside its inverse. `bits` is the width of a position, so a section has 2^bits of them;
 // the halves of a section are told apart by the highest of these bits.
 #include "amrwb/codebook_packing.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Index words of the algebraic codebooks (3GPP TS 26.190, clause 5.8.2; TS 26.173: q_pulse).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The pair of positions, one on each of two tracks, whose pulses make (correlation)^2 / energy largest. Compiled by both
 // processor variants.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The impulse response h in the forms that the algebraic codebook search needs: correlations of a signal with h from every
 // position of a track on, and correlations of h with itself. Compiled by both processor variants, like all codebook
 // headers that say so: everything has internal linkage.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic codebooks: the plain form, and the u8 variant of the form with a buffer.
 #include "amrwb/codebook_search_kernel.h"
 #include "frame/implementations.h"

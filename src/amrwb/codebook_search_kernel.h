@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic codebooks of AMR-WB (3GPP TS 26.173: ACELP_2t64_fx and ACELP_4t64_fx). Compiled by both processor
 // variants.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The search with a buffer for the n8 variant: the same source, compiled with that processor's tuning.
 #include "amrwb/codebook_search_kernel.h"
 #include "frame/implementations.h"

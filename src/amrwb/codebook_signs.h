@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the algebraic codebook search decides before it places pulses: the sign of each position and the order of merit of
 // the positions of a track. Compiled by both processor variants.
 #pragma once

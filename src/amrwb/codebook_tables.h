@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Configurations of the algebraic codebooks of AMR-WB (3GPP TS 26.190, TS 26.173) and AMR-WB+ (TS 26.290).
 #pragma once
 

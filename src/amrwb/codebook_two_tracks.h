@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The algebraic codebook of 12 bits: a pulse on the even and one on the odd positions, every pair of which is tried.
 // Compiled by both processor variants.
 #pragma once

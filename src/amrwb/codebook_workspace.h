@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the searches of both kinds of algebraic codebook work on, and what they leave. Compiled by both processor variants.
 #pragma once
 

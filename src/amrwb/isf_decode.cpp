@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ISF decoders of AMR-WB: speech frames, lost frames, comfort noise (3GPP TS 26.173).
 #include "amrwb/isf_steps.h"
 #include "common/checks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The first stage of the AMR-WB quantiser of immittance spectral frequencies (3GPP TS 26.173), common to its 46-bit and its
 // 36-bit form. Vectors in the order of their index, in the scale of the ISFs: 16384 for 6400 Hz, the last value half of that.
 #pragma once

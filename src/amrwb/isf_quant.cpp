@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ISF quantisers of AMR-WB: split multistage quantiser of speech frames in 46 or 36 bits, comfort noise in 28 (3GPP
 // TS 26.173). About distortions see codebook_search.h.
 #include <array>
 
 #include "amrwb/isf_steps.h"
 #include "common/checks.h"
-#include "common/codebook_search.h"
+#include "common/vector_quantiser_search.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The second stages of the AMR-WB quantiser of immittance spectral frequencies (3GPP TS 26.173). Vectors in the order of
 // their index, several a line, in the scale of the ISFs.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Steps that the ISF quantisers and decoders of AMR-WB share (3GPP TS 26.173).
 #pragma once
 
@@ -6,9 +7,9 @@
 #include <cstdint>
 
 #include "amrwb/isf_tables.h"
-#include "common/codebook.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
+#include "common/vector_quantiser.h"
 
 namespace ryxsc::amrwb {
 

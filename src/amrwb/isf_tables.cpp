@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of the AMR-WB ISP and ISF functions, arranged from the recommendation's numbers; what follows from another table
 // is derived.
 #include "amrwb/isf_tables.h"

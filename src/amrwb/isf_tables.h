@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of the conversions and quantisers of AMR-WB immittance spectral pairs (ISPs) and frequencies (ISFs), 3GPP
 // TS 26.173. ISFs are stored in the recommendation's scale: 128 for a step of the cosine table, 16384 for 6400 Hz; the last
 // one at half of that.
@@ -6,8 +7,8 @@
 #include <array>
 #include <cstdint>
 
-#include "common/codebook.h"
 #include "common/root_search.h"
+#include "common/vector_quantiser.h"
 
 namespace ryxsc::amrwb {
 

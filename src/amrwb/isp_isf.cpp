@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Immittance spectral pairs to frequencies and back, by a cosine table with linear interpolation (3GPP TS 26.173).
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to immittance spectral pairs (3GPP TS 26.173; AMR-WB+ calls it with order 8, too).
 #include "amrwb/lpc_to_isp_kernel.h"
 #include "frame/implementations.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to immittance spectral pairs (3GPP TS 26.173), which both processor variants compile. Everything here has
 // internal linkage: a variant must not end up with the code of the other.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to immittance spectral pairs for the n8 variant: the same source, compiled with that processor's tuning.
 #include "amrwb/lpc_to_isp_kernel.h"
 #include "frame/implementations.h"

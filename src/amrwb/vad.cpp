@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The voice activity detector of AMR-WB (3GPP TS 26.194). Names in the comments are those of the recommendation.
 #include <algorithm>
 #include <numeric>

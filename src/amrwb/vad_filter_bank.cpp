@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // A tree of half-band splits. Each split takes a couple of neighbouring samples through all-pass sections and makes their
 // sum and difference, halved, the next samples of two bands; a third-order split has a section for the second sample only.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The filter bank of the AMR-WB voice activity detector (3GPP TS 26.194): twelve bands of 0 to 6.4 kHz.
 #pragma once
 

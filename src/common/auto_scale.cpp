@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Scaling of a vector to a wanted headroom.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The polynomials of the root search in fixed point, as Chebyshev series of degree n:
 //
 //     C(x) = f[0] * T(n)(x) + f[1] * T(n-1)(x) + ... + f[n-1] * T(1)(x) + f[n] / 2

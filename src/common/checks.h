@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Argument checks. Every primitive starts with one block of them, one line each, in the documented order and before the
 // first read or write of any vector:
 //

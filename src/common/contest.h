@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and
 // energy a the one with the largest q/a wins, the first one among equals. q/a is compared by cross products, so nothing is
 // divided.

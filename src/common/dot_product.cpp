@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Dot product that finds its own scale. Every term but the first counts twice, in 32 bits that wrap.
 #include "common/checks.h"
 #include "common/fixed_point.h"

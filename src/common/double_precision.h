@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The recommendation's double-precision format: a 32-bit value x stands for h * 2^16 + 2 * l with h = x >> 16 and
 // l = (x >> 1) & 0x7fff, so bit 0 does not count. Products of two such values leave out the low-by-low term.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Functions that compute each output from the inputs at the same index, eight at a time.
 #pragma once
 

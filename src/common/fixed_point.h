@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Basic operators of the ITU-T (G.191) and ETSI/3GPP fixed-point recommendations under their usual names. 16-bit words
 // and 32-bit longs, saturating; no overflow flag: a caller that must know asks for it in so many words. Where a
 // recommendation needs wrap-around instead, the wrap operations at the top say so.

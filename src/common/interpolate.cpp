@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Weighted sums of two vectors. Three forms differ in where they shift and round; all sums wrap at 32 bits before the
 // result is saturated to 16.
 #include "common/checks.h"

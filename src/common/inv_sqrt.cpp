@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "common/inv_sqrt.h"
 
 #include "common/checks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The inverse square root of ITU-T G.729, GSM-AMR and AMR-WB.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Step of the Levinson-Durbin recursion in single precision, on predictors a[0] = 1, a[1], a[2], ...
 #pragma once
 

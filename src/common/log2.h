@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The base-2 logarithm of GSM-AMR and AMR-WB.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "common/lsp_frequency.h"
 
 namespace ryxsc {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Line spectral pairs as frequencies, by a table of the cosine in 64 intervals: ITU-T G.729 and GSM-AMR.
 #pragma once
 

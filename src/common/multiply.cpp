@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Element-wise products of vectors, and of a vector by a constant, with rounding.
 #include "common/multiply_kernel.h"
 #include "frame/implementations.h"

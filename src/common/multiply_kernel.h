@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Products by a constant, sat16((x*c + 2^(sf-1)) >> sf), which both processor variants compile. Everything here has
 // internal linkage: a variant must not end up with the code of the other.
 #pragma once

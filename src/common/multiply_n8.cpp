@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The product by a constant for the n8 variant: the same source, compiled with that processor's tuning.
 #include "common/multiply_kernel.h"
 #include "frame/implementations.h"

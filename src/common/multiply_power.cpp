@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Weighting by successive powers of a constant, as for the bandwidth expansion of LP coefficients.
 //
 // Every power is rounded before the next one is made of it, so each waits for the one before: that chain of products is

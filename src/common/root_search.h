@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The search of ITU-T G.729 and 3GPP AMR-WB for line or immittance spectral pairs: the roots of the sum and the difference
 // polynomial, which alternate, between the points of a grid.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The SSSE3 idioms in use, each with its exact integer formula and the inputs on which the instruction differs from it.
 // Lanes are 16-bit words unless a name says otherwise. Masks are -1 (true) or 0 in every lane.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // State blocks in the caller's memory, which lie at any address.
 #pragma once
 

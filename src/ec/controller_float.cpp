@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Adaptation controller of a full-band echo canceller with two sets of coefficients: an adaptive set, which learns in every
 // block, and a saved set, which holds the last good coefficients. Single precision.
 #include <cfloat>

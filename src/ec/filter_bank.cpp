@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sub-band filter bank of the echo canceller in single precision.
 #include "ec/filter_bank.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What both arithmetics of the sub-band filter bank share: the state block, its size, and its initialisation. Sample is
 // the type of signal and window, float or int16_t.
 //

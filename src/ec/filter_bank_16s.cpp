@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sub-band filter bank of the echo canceller in 16 bits, with spectra of 32 bits.
 #include "ec/filter_bank_16s_kernel.h"
 #include "frame/implementations.h"

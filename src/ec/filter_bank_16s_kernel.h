@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Synthesis of the sub-band filter bank in 16 bits, which both processor variants compile. Everything here has internal
 // linkage: a variant must not end up with the code of the other.
 #pragma once

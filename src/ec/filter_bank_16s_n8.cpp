@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Initialisation and synthesis of the 16-bit filter bank for the n8 variant: the same source, compiled with that
 // processor's tuning.
 #include "ec/filter_bank_16s_kernel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Prototype windows of the echo canceller's sub-band filter bank.
 #include "ec/filter_bank_tables.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Prototype windows of the echo canceller's sub-band filter bank, tap 0 first: symmetric low-passes of linear phase, least
 // squares with unit weight in both bands and nothing asked in between.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Full-band echo canceller in 16-bit arithmetic: tap k, in Q15, weights the far-end sample x[n-k].
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Full-band echo canceller in single precision: tap k weights the far-end sample x[n-k].
 #include <xmmintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sub-band adaptive filter of the echo canceller with 32-bit spectra. Sums and products are exact and scaled once.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Limits of the sub-band adaptive filters.
 #pragma once
 

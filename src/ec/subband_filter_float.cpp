@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Sub-band adaptive filter of the echo canceller with single-precision spectra.
 #include <pmmintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Affine projection update of the echo canceller's sub-band filter, in double precision, two bands at a time.
 #include <emmintrin.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Detector of the 2100 Hz tone with phase reversals that disables echo cancellers (ITU-T G.164, G.165): a resonator takes
 // the tone out of the signal, and the ratio of the powers behind and in front of it tells whether there is nothing else. At a
 // reversal the ratio dips for a moment.

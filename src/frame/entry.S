@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /* Entry of every exported function: read the variant selector, take the function's row of the entry table, jump to the
    implementation in the slot that the selector names. Nothing but rax and r11 is touched, so arguments in registers and
    on the stack reach the implementation as they are, and it returns straight to the caller. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Declares the implementations of every export: name_u8, and name_n8 where the n8 variant has its own. The types come
 // from the public header, so an implementation that strays from its prototype does not compile.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Scratch memory of the transform-based primitives, from the core library. It lives for one call.
 #pragma once
 

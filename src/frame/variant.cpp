@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Chooses the processor variant once, when the library is loaded.
 #include "frame/variant.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The two filters that packet loss concealment for ITU-T G.722 needs: high-pass of the decoded high band, and low-pass
 // with decimation by four.
 #include "common/checks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.722 transmit and receive QMF.
 //
 // Both consist of two 12-tap filters on two streams of words: the transmit filter on the newer and the older samples of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.722 sub-band ADPCM: encoder, decoder, and the decoder's state update after concealed frames.
 //
 // Both bands do the same with their own constants, so they share vectors: the low band's value is the lower word of dword

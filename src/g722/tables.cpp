@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of ITU-T G.722, with the names of the recommendation.
 #include "g722/tables.h"
 

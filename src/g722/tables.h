@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of ITU-T G.722. Each is stored once; what a kernel needs in another arrangement is derived here.
 #pragma once
 

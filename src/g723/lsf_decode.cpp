@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Decoding of the LSP frequencies of ITU-T G.723.1: split vector codebooks, first-order prediction from the previous
 // vector, and passes that keep neighbours apart.
 #include "g723/tables.h"

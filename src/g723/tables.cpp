@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Codebooks of the split vector quantiser of the LSP frequencies of ITU-T G.723.1, 32768 for pi, in the order of the
 // transmitted index.
 #include "g723/tables.h"

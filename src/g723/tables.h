@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of the LSP frequency decoder of ITU-T G.723.1; 32768 stands for pi.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.726 encoder and decoder, one specialisation per rate.
 //
 // The next sample's estimate needs this sample's code, so the speed is that of the longest chain of dependent steps. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.711 octets as ITU-T G.726 uses them, for 14-bit linear values.
 //
 // The synchronous coding adjustment moves octets along the line of all 256 values. A rank is the place on that line: 0 is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The adaptive predictor of ITU-T G.726 (blocks FMULT, ACCUM, UPA1, UPA2, UPB, LIMC, LIMD, FLOATA, FLOATB).
 //
 // The products of the recommendation work on a floating-point format: mantissa * 2^(exponent - 6) with a truncated mantissa

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The state blocks of ITU-T G.726 as the caller keeps them. They lie at any address: a call copies the block in and out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of ITU-T G.726, one set per rate, known by the width of its codes.
 #pragma once
 

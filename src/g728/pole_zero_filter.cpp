@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Tenth-order pole-zero filter of ITU-T G.728. The zeros are a plain sum modulo 2^32. The poles saturate after every step,
 // in the order of the recommendation.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Mean of two LSP vectors (ITU-T G.729, clause 3.2.5).
 #include "common/checks.h"
 #include "common/simd.h"

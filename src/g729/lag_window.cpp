@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Lag window on the autocorrelation (ITU-T G.729, clause 3.2.1; Annex B for lags 11 and 12).
 #include "common/checks.h"
 #include "common/double_precision.h"

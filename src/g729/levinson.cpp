@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Levinson-Durbin recursion in double-precision fixed point (ITU-T G.729, clause 3.2.2), orders 1 to 30.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Levinson-Durbin recursion in single precision (ITU-T G.729 Annex C).
 #include "common/levinson_float.h"
 #include "common/checks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of the LP analysis and LSP conversion of ITU-T G.729. What follows from another table is derived.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to line spectral pairs in fixed point (ITU-T G.729, clause 3.2.3, and its Annex A).
 //
 // All grid points are evaluated in advance, four at a time and for both polynomials: that takes less time than the branches

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to line spectral pairs in single precision (ITU-T G.729 Annex C). As in fixed point, the grid is evaluated
 // in advance.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSF decoders of ITU-T G.729 and its Annex B in floating point (Annexes C and C+), and what an erased frame does to
 // the history.
 #include <utility>

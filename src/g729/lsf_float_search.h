@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Codebook searches and weights of the float LSF quantisers of ITU-T G.729. Four vectors are compared at a time, each
 // with its terms added in the order of the values, so the grouping does not show in the sums.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Steps that the float forms of the LSF quantisers and decoders of ITU-T G.729 share (Annexes C and C+). LSFs,
 // residuals and history are in radians.
 #pragma once

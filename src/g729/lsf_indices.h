@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Indices and statuses that the 16-bit and the float forms of the LSF coder share.
 #pragma once
 
 #include <cstdint>
 
-#include "common/codebook.h"
+#include "common/vector_quantiser.h"
 #include "g729/lsp_tables.h"
 #include "ryxsc.h"
 

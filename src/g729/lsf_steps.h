@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Steps that the LSF quantisers and decoders of ITU-T G.729 share, in 16 bits. LSFs, residuals and history are in Q13.
 #pragma once
 

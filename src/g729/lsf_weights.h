@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Weights of the LSF quantisers of ITU-T G.729: heavier where neighbours are close.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The numbers of the LSF quantiser of ITU-T G.729, from which the tables of lsp_tables.h are made. The codebooks and
 // the predictor are four-decimal fractions in the recommendation's floating-point form (Annexes C and C+); its 16-bit
 // tables are these times the power of two of their Q format, truncated toward zero.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Line spectral pairs to line spectral frequencies and back, by tables with linear interpolation (ITU-T G.729, clause 3.2.4,
 // in radians; its Annexes B and E with normalised frequencies).
 #include <algorithm>

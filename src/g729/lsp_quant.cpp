@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSF quantiser of ITU-T G.729 in 16 bits: moving-average prediction with two sets of coefficients, a first stage of
 // ten values and a second stage of two times five. Annex E uses the same.
 #include <algorithm>
 
 #include "common/checks.h"
-#include "common/codebook_search.h"
+#include "common/vector_quantiser_search.h"
 #include "frame/implementations.h"
 #include "g729/lsf_indices.h"
 #include "g729/lsf_steps.h"

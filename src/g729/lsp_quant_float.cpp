@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSP quantiser of ITU-T G.729 Annex E in floating point (Annex C+).
 #include <cmath>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Tables of the LSF quantiser of ITU-T G.729 and its Annex B, arranged from the recommendation's numbers.
 #include "g729/lsp_tables.h"
 

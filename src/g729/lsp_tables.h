@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Tables of the LSF quantiser and decoder of ITU-T G.729, each stored once, in the arrangement that the searches read.
 #pragma once
 
@@ -5,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "common/codebook.h"
+#include "common/vector_quantiser.h"
 
 namespace ryxsc::g729 {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Line spectral pairs to LP coefficients, in fixed point (ITU-T G.729, clause 3.2.6) and in single precision.
 #include "common/checks.h"
 #include "common/double_precision.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The first stage of the comfort-noise LSF quantisers of ITU-T G.729 Annex B, in what the 16-bit and the float form
 // share. A candidate is named by mode * 32 + first-stage index.
 #pragma once
@@ -5,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "common/codebook_search.h"
+#include "common/vector_quantiser_search.h"
 #include "g729/lsp_codebooks.h"
 #include "g729/lsp_tables.h"
 

@@ -1,7 +1,8 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Comfort-noise LSF quantiser of ITU-T G.729 Annex B in 16 bits: both predictors are searched together, and four
 // candidates of the first stage go into the second.
 #include "common/checks.h"
-#include "common/codebook_search.h"
+#include "common/vector_quantiser_search.h"
 #include "frame/implementations.h"
 #include "g729/lsf_steps.h"
 #include "g729/lsf_weights.h"

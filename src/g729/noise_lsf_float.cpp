@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Comfort-noise LSF quantiser of ITU-T G.729 Annex B in floating point (Annex C+).
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Second-order high-pass filter of ITU-T G.729.1. The recursion keeps 31 bits of the past outputs in two parts.
 #include "common/checks.h"
 #include "common/double_precision.h"

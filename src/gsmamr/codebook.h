@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The algebraic codebooks of GSM-AMR (3GPP TS 26.090, clause 5.7): which rate uses which, their tracks, their codewords.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "common/checks.h"
 #include "frame/implementations.h"
 #include "gsmamr/codebook.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Algebraic codebook search of GSM-AMR (3GPP TS 26.090, clause 5.7).
 #include <cstring>
 

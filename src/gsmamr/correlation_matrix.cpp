@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The matrix of correlations of the impulse response, with the signs of the pulses.
 #include <algorithm>
 

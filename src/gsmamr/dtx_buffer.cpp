@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Histories of LSPs and frame energies for the comfort noise of GSM-AMR (3GPP TS 26.092).
 #include <algorithm>
 

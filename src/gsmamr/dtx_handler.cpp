@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Hangover of the GSM-AMR encoder's discontinuous transmission (3GPP TS 26.093, clause 5.1.1).
 #include "common/checks.h"
 #include "common/fixed_point.h"

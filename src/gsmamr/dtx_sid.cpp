@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Parameters of a silence descriptor (SID) of GSM-AMR (3GPP TS 26.092, TS 26.073): the mean of the last eight frames.
 #include <algorithm>
 #include <array>
 
 #include "common/checks.h"
-#include "common/codebook_search.h"
 #include "common/fixed_point.h"
 #include "common/lsp_frequency.h"
+#include "common/vector_quantiser_search.h"
 #include "frame/implementations.h"
 #include "gsmamr/lsf_tables.h"
 

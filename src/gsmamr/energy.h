@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Energies of a subframe.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSF tables of GSM-AMR, arranged from the recommendation's numbers; 16384 stands for half the sampling frequency.
 #include "gsmamr/lsf_tables.h"
 

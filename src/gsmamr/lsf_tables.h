@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Tables of the LSF quantisation of GSM-AMR (3GPP TS 26.073), in the arrangement that the searches read; 16384 stands for
 // half the sampling frequency.
 #pragma once
 
-#include "common/codebook.h"
+#include "common/vector_quantiser.h"
 
 namespace ryxsc::gsmamr {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Impulse response and target of a subframe of GSM-AMR (3GPP TS 26.090, clauses 5.4 and 5.5).
 #include <algorithm>
 #include <cstdlib>

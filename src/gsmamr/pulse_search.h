@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The pulse searches of the algebraic codebook, 3GPP TS 26.090, clause 5.7.2.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Two, three and four pulses: for every order of the tracks, and for every marked position of the first track, the pulses
 // of the other tracks are found one after the other.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Eight and ten pulses, two a track. The first one stays where correlation and residual together are largest; the others
 // follow in pairs, for every rotation of their tracks.
 //

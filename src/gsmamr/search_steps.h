@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The steps in front of the pulse search, 3GPP TS 26.090, clause 5.7.2.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Work arrays of the algebraic codebook search, and the vectors of a subframe track by track.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // De-emphasis of GSM 06.10 with doubling and truncation to 13 bits (clauses 4.3.5 to 4.3.7).
 #include "common/checks.h"
 #include "common/simd.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Preprocessing of GSM 06.10: offset compensation (clause 4.2.2) and pre-emphasis (clause 4.2.3).
 #include "common/checks.h"
 #include "common/elementwise.h"

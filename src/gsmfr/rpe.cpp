@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // RPE section of GSM 06.10: weighting filter (clause 4.2.13) and inverse APCM quantisation (clause 4.2.16).
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Schur recursion of GSM 06.10: autocorrelations to reflection coefficients (clause 4.2.5).
 #include <algorithm>
 

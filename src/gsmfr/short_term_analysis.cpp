@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Short-term analysis lattice of GSM 06.10 (clause 4.2.10), as a wave front: at any time stage i works on sample n - i, so
 // that one vector operation serves all eight stages.
 #include <algorithm>

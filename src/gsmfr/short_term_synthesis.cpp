@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Short-term synthesis lattice of GSM 06.10 (clause 4.3.4).
 #include "common/checks.h"
 #include "common/simd.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Constants of the GSM full-rate codec (ETSI GSM 06.10).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // High-pass and band-shaping filters of the RTA codec in single precision.
 //
 // The poles of the high-pass filters lie so close to the unit circle that the order of the operations shows in the result:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Levinson-Durbin recursion of the RTA codec in single precision, with its silence threshold, energy floor and early stops.
 #include <algorithm>
 #include <cmath>

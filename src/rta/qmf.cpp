@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Two-band QMF of the RTA codec in single precision.
 //
 // Analysis and synthesis both apply the prototype's even coefficients to one stream and its odd ones to another: the

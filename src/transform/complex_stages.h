@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Stages of a complex transform of M points that leaves its results in natural order (Stockham): radix 4, and radix 8 at
 // the end where M is not a power of four.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The vectors that the transforms compute in: four floats, two doubles, or one number where a transform is too short for
 // either. All have the same operations, so that each step of a transform is written once. Sample is what lies in the
 // caller's arrays, float or 32-bit integer; integers are rounded when they are stored.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The real transform by a complex transform of half the length: the even samples are real parts, the odd ones imaginary.
 // Its results Z[k] and the bins belong together in pairs k, M - k (M = N/2):
 //

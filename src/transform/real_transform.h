@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Discrete Fourier transform of N = 2^order real values, to and from N/2 + 1 bins in natural order.
 //
 //     forward   X[k] = f * sum over n of x[n] exp(-2 pi i k n / N), k = 0 .. N/2

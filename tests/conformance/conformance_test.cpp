@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Replays every vector file below the vector folder, one test per file, named after its family and the file.
 #include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
 
+#include "harness/vector_replay.h"
 #include "ryxcore.h"
-#include "support/vector_replay.h"
 
 using namespace ryxtest;
 

@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The replayer itself: it takes every form of argument, and each kind of fault is reported where it is.
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "support/vector_replay.h"
+#include "harness/vector_replay.h"
 
 using namespace ryxtest;
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The real core library, and the primitives on top of it.
 #include <climits>
 #include <cstdint>

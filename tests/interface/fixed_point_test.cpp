@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The basic operators against exact arithmetic in 64 bits: all 16-bit values where there is one operand, all pairs of
 // nasty values where there are two.
 #include "common/fixed_point.h"

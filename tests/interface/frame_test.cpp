@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Version records, choice of the variant, scratch memory.
 #include <climits>
 #include <cstring>
@@ -6,8 +7,8 @@
 
 #include "frame/implementations.h"
 #include "frame/scratch.h"
+#include "harness/test_core.h"
 #include "probe.h"
-#include "support/test_core.h"
 
 using namespace ryxsc;
 

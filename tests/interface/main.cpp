@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // GoogleTest programs that can be started as a probe, to see what another environment makes of them.
 #include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
 
+#include "harness/test_core.h"
 #include "probe.h"
 #include "ryxcore.h"
 #include "ryxsc.h"
-#include "support/test_core.h"
 
 #pragma weak testCoreCalls
 

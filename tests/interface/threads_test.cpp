@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Calls on many threads at once, each with its own states and buffers.
 #include <gtest/gtest.h>
 #include <random>

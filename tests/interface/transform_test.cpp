@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The internal real transform, and its scratch memory in the filter bank that is built on it.
 #include <algorithm>
 #include <array>
@@ -6,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "support/test_core.h"
+#include "harness/test_core.h"
 #include "transform/real_transform.h"
 
 namespace {

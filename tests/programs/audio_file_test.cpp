@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Reading speech from whatever file people have.
 #include <algorithm>
 #include <cmath>
@@ -7,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "lib/failure.h"
 #include "program_test.h"
-#include "support/failure.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Whatever is wrong, the programs say so in one line, leave with 1 and leave no file behind.
 #include <algorithm>
 #include <csignal>
@@ -5,8 +6,8 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "lib/output_file.h"
 #include "program_test.h"
-#include "support/output_file.h"
 
 namespace {
 

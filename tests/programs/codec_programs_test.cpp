@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // What the programs make of good input.
 #include <cctype>
 #include <string>
 #include <vector>
 
+#include "lib/library_call.h"
 #include "program_test.h"
 #include "ryxsc.h"
-#include "support/library_call.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The echo cancellers of the examples: how far they weaken the echo, and what they bear.
 #include <cmath>
 #include <functional>
@@ -5,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "lib/echo_canceller.h"
+#include "lib/room.h"
 #include "program_test.h"
-#include "support/echo_canceller.h"
-#include "support/room.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The streams are what other software reads. FFmpeg's decoders stand for it; without ffmpeg these tests are skipped.
 #include <string>
 #include <vector>

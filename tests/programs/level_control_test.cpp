@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The program that brings speech to a level.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <span>
 
+#include "lib/speech_level.h"
 #include "program_test.h"
-#include "support/speech_level.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "program_test.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
-#include "support/output_file.h"
+#include "lib/output_file.h"
 
 namespace fs = std::filesystem;
 

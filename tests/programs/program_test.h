@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Running the programs in a folder of their own.
 #pragma once
 
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/audio_file.h"
+#include "lib/audio_file.h"
 
 struct Outcome {
     int exitCode = -1;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The program that looks for the tone which disables echo cancellers.
 #include <cmath>
 #include <numbers>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,11 +7,11 @@
 #include <numeric>
 
 #include "amrwb/codebook_tables.h"
+#include "celp/front_end.h"
+#include "harness/guarded_buffer.h"
+#include "harness/signals.h"
 #include "reference/amrwb_codebook.h"
 #include "ryxsc.h"
-#include "support/celp_front_end.h"
-#include "support/guarded_buffer.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 
+#include "celp/front_end.h"
+#include "harness/signals.h"
 #include "reference/amrwb_isf.h"
 #include "ryxsc.h"
-#include "support/celp_front_end.h"
-#include "support/signals.h"
 
 namespace {
 

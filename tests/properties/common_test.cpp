@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <functional>
 
+#include "harness/guarded_buffer.h"
+#include "harness/signals.h"
 #include "reference/common.h"
 #include "ryxsc.h"
-#include "support/guarded_buffer.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -5,8 +6,8 @@
 #include <complex>
 #include <cstring>
 
+#include "harness/signals.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,8 +8,8 @@
 #include <numbers>
 #include <numeric>
 
+#include "harness/signals.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <cmath>
 
+#include "harness/signals.h"
 #include "reference/ec_filter.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

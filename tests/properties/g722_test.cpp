@@ -1,10 +1,11 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <cstring>
 
+#include "harness/signals.h"
 #include "reference/g722.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -5,8 +6,8 @@
 
 #include "common/fixed_point.h"
 #include "g723/tables.h"
+#include "harness/signals.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

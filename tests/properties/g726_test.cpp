@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <cfenv>
 #include <cstring>
 
 #include "g726/companding.h"
+#include "harness/signals.h"
 #include "reference/g726.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

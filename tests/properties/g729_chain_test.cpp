@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Recorded speech through the whole LSP path of ITU-T G.729, with erased frames in the decoder, against recorded results:
 // tests/data/g729_chain.txt has a line a frame (erased, four indices, ten decoded LSFs, eleven LP coefficients of the first
 // subframe). To record anew after a deliberate change, run this test with RYXSC_RECORD set to a file name.
@@ -10,8 +11,8 @@
 #include <sstream>
 
 #include "common/fixed_point.h"
+#include "harness/signals.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

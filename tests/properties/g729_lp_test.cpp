@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
+#include "harness/signals.h"
 #include "reference/g729_lp.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

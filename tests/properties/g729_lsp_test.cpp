@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -5,9 +6,9 @@
 #include <cstring>
 #include <functional>
 
+#include "harness/signals.h"
 #include "reference/g729_lsp.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
+#include "celp/front_end.h"
+#include "harness/guarded_buffer.h"
+#include "harness/signals.h"
 #include "reference/gsmamr.h"
 #include "ryxsc.h"
-#include "support/celp_front_end.h"
-#include "support/guarded_buffer.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 
+#include "harness/signals.h"
 #include "reference/gsmfr.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The fixed-point recursive filters of G.728 and G.729.1 against their formulas in 64 bits.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "harness/signals.h"
 #include "ryxsc.h"
-#include "support/signals.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "reference/amrwb_codebook.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic codebooks of AMR-WB, step by step as TS 26.173 does it, every operation saturating. It shares
 // with the library the basic operators and the tables of the configurations.
 #pragma once

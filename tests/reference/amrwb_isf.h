@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ISP conversion and ISF quantisation of AMR-WB, step by step as 3GPP TS 26.173 writes it: the plain forms that the
 // library's kernels are compared with. They share nothing with the library but the basic operators and the tables.
 #pragma once

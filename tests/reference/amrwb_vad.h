@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The filter bank of the AMR-WB voice activity detector, split by split as 3GPP TS 26.173 writes it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The arithmetic that all codecs share, element by element and in 64 bits, as the plain forms that the library's kernels
 // are compared with.
 #pragma once

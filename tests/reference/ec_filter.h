@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // Adaptive filters of the echo canceller as their formulas are written. Arguments as in the library's functions.
 #pragma once
 

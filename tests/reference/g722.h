@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.722, sample by sample as the recommendation writes it: the plain forms that the library's kernels are compared
 // with. They share nothing with the library; the numbers are the recommendation's tables.
 #pragma once

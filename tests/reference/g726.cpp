@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 #include "reference/g726.h"
 
 #include <algorithm>

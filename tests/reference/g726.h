@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // ITU-T G.726, sample by sample as the recommendation writes it: the plain form that the library's coder is compared with.
 // It shares the library's tables and G.711 conversions, which the conformance vectors check.
 #pragma once

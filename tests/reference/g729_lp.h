@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LP analysis and LSP conversion of ITU-T G.729, step by step as the recommendation writes it: the plain forms that the
 // library's kernels are compared with. They share nothing with the library but one table.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // LSF quantisers and decoders of ITU-T G.729 and its Annex B as the recommendation writes them, operator by operator,
 // and the searches of the float form in double precision. Of the library they use the numbers of the codebooks and the
 // basic operators.

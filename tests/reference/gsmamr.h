@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The algebraic codebook search of GSM-AMR as 3GPP TS 26.073 computes it, operator by operator, but for what the library
 // does differently on purpose: sharpening wraps, and negative pulses of some codebooks have an amplitude of their own.
 #pragma once

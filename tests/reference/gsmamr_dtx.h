@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // The silence descriptor of GSM-AMR as 3GPP TS 26.073 computes it, value by value.
 #pragma once
 

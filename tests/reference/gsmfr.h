@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause
 // GSM 06.10, operation by operation as the recommendation writes it: the plain forms that the library's kernels are
 // compared with.
 #pragma once

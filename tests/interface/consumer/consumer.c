@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
 /* What a user of the installed library writes first. */
 #include <ryxsc.h>
 #include <stdio.h>

@@ -1,0 +1,49 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
+/**
+ * @file ryxsc/version.h
+ * @brief Version record.
+ */
+#ifndef RYXSC_VERSION_H
+#define RYXSC_VERSION_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @defgroup version Version
+ * @brief Which library, and which of its processor variants, is in use.
+ * @{
+ */
+
+/** Version record of a processor variant. Constant; never to be changed or freed by the caller. */
+typedef struct ryxLibraryVersion {
+    int32_t majorVersion;  /**< major version */
+    int32_t minorVersion;  /**< minor version */
+    int32_t majorBuild;    /**< update number */
+    int32_t build;         /**< revision number */
+    char targetCpu[4];     /**< processor code, "u8" or "n8", padded with zero bytes */
+    const char *name;      /**< library name and variant, zero-terminated */
+    const char *version;   /**< version text, zero-terminated */
+    const char *buildDate; /**< build date, zero-terminated */
+} ryxLibraryVersion;
+
+/**
+ * @brief Returns the version record of the variant that this process uses.
+ *
+ * The variant is chosen once, when the library is loaded: "n8" on processors of the low-power Wren family, "u8"
+ * everywhere else. Both give the same results; this record is the only difference that can be seen.
+ *
+ * @return pointer to a constant record, never null, the same on every call
+ */
+const ryxLibraryVersion *ryxscGetLibVersion(void);
+
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
