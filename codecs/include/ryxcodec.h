@@ -1,0 +1,186 @@
+/* SPDX-License-Identifier: BSD-2-Clause */
+/**
+ * @file ryxcodec.h
+ * @brief Public interface of ryxcodec: whole speech codecs on top of ryxSC.
+ *
+ * One interface for all codecs: find a codec, ask for the size of its encoder or decoder, allocate that many octets,
+ * initialise, work frame by frame, free. Streams and decoded speech equal those of the recommendation's own fixed-point
+ * program bit for bit.
+ * @code
+ * const ryxCodec *codec = ryxcodecFind("gsm-fr");
+ * int size;
+ * ryxcodecEncoderGetSize(codec, &size);
+ * void *encoder = malloc((size_t)size);
+ * ryxcodecEncoderInit(codec, encoder, NULL);
+ * while (read_speech(speech, codec->frameLength)) {
+ *     int octets;
+ *     ryxcodecEncode(encoder, speech, frame, &octets); // frame: codec->largestFrame octets
+ *     send(frame, octets);
+ * }
+ * free(encoder);
+ * @endcode
+ *
+ * **Memory.** The caller owns everything; nothing is allocated or kept. A block may lie at any address and may be copied
+ * to one at the same distance from a 16-byte boundary. Calls on different blocks may run on different threads at once.
+ *
+ * **Frames** are the octets of the codec's RTP payload format; each codec's page in docs/ says which.
+ *
+ * **Errors.** Statuses are those of ryxSC. A negative one means that nothing was written and the block is as it was.
+ */
+#ifndef RYXCODEC_H
+#define RYXCODEC_H
+
+#include <stdint.h>
+
+#include <ryxsc/status.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @defgroup codec Codecs
+ * @brief Encoders and decoders, frame by frame.
+ * @{
+ */
+
+/** A bit rate of a codec. */
+typedef struct ryxCodecRate {
+    const char *name;  /**< in kbit/s, as people write it: "12.2" */
+    int bitsPerSecond; /**< 12200 */
+} ryxCodecRate;
+
+/** What a codec can do, in ryxCodec::features. */
+enum {
+    ryxCodecDtx = 1,           /**< silence descriptors instead of speech frames in pauses, ryxCodecOptions::dtx */
+    ryxCodecConcealment = 2,   /**< a decoder that fills lost frames; without it a lost frame becomes silence */
+    ryxCodecRateSwitching = 4, /**< ryxcodecSetRate() from frame to frame */
+    ryxCodecPostFilter = 8,    /**< a post-filter that ryxCodecOptions::noPostFilter leaves out */
+    ryxCodecAnyLength = 16     /**< a code for each sample or two: a stream may end within a frame */
+};
+
+/** A codec. Constant records of the library; never to be changed or freed. */
+typedef struct ryxCodec {
+    const char *name;          /**< "gsm-fr" */
+    const char *title;         /**< "GSM full rate (GSM 06.10)" */
+    int sampleRate;            /**< in Hz */
+    int frameLength;           /**< samples of a frame */
+    const ryxCodecRate *rates; /**< its bit rates, rising */
+    int rateCount;             /**< how many, at least 1 */
+    int defaultRate;           /**< bits per second when ryxCodecOptions::rate is 0 */
+    int largestFrame;          /**< octets of the largest frame */
+    int features;              /**< sum of #ryxCodecDtx and its kin */
+} ryxCodec;
+
+/** Choices of an encoder or decoder. All 0, or no record at all, is the usual choice. */
+typedef struct ryxCodecOptions {
+    int rate;         /**< bits per second; 0 for the codec's default. Decoders need it where the frames do not tell */
+    int dtx;          /**< encoders: 1 switches discontinuous transmission on; gsm-fr: 2 with the downlink's VAD */
+    int noPostFilter; /**< decoders: 1 leaves the post-filter out */
+    int noHighPass;   /**< encoder of g723: 1 leaves the high-pass filter out */
+    int receiveHandler; /**< decoder of gsm-fr: 1 switches substitution, muting and comfort noise on */
+    int lossFrame;      /**< decoder of g728: frames in a row that are lost together, 1..8; 0 for 4 (10 ms) */
+    int packing; /**< g726: 0 first code in the least significant bits (RFC 3551), 1 in the most significant ones */
+    int law;     /**< decoder of g726: 0 linear samples, 1 A-law, 2 mu-law octets, one in each sample */
+} ryxCodecOptions;
+
+/** What the receiver knows of a frame, for ryxcodecDecodeMarked(); a sum of these. */
+enum {
+    ryxFrameBad = 1,        /**< the bits are there but the frame is unusable as it is */
+    ryxFrameDegraded = 2,   /**< AMR: RX_SPEECH_DEGRADED, usable with doubt */
+    ryxFrameOnset = 4,      /**< AMR: RX_ONSET, the first frame after a pause follows */
+    ryxFrameTimeAligned = 8 /**< gsm-fr: the frame lies at the place of a silence descriptor (TAF) */
+};
+
+/** The codec of this name, null when there is none. */
+const ryxCodec *ryxcodecFind(const char *name);
+
+/** The codecs in their order from index 0 on, null after the last one. */
+const ryxCodec *ryxcodecAt(int index);
+
+/**
+ * @brief Size of an encoder.
+ * @param[in]  codec from ryxcodecFind() or ryxcodecAt()
+ * @param[out] size  octets that an encoder takes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `codec` is no record of the library
+ */
+ryxStatus ryxcodecEncoderGetSize(const ryxCodec *codec, int *size);
+
+/**
+ * @brief Brings an encoder into its initial state.
+ * @param[in]  codec   from ryxcodecFind() or ryxcodecAt()
+ * @param[out] encoder as many octets as ryxcodecEncoderGetSize() says
+ * @param[in]  options may be null
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `codec` is no record of the library; #ryxStsOutOfRange for a
+ *         rate that the codec does not have, discontinuous transmission where it has none, or another option outside
+ *         its range
+ */
+ryxStatus ryxcodecEncoderInit(const ryxCodec *codec, void *encoder, const ryxCodecOptions *options);
+
+/**
+ * @brief Encodes a frame.
+ * @param[in,out] encoder an initialised encoder
+ * @param[in]     speech  ryxCodec::frameLength samples
+ * @param[out]    frame   room for ryxCodec::largestFrame octets
+ * @param[out]    octets  how many were written; 0 when nothing is to be sent
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `encoder` is none
+ */
+ryxStatus ryxcodecEncode(void *encoder, const int16_t *speech, uint8_t *frame, int *octets);
+
+/**
+ * @brief Changes the rate from the next frame on.
+ * @param[in,out] encoder an initialised encoder
+ * @param[in]     rate    bits per second
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `encoder` is none; #ryxStsOutOfRange for a rate that the
+ *         codec does not have, or that it cannot change to
+ */
+ryxStatus ryxcodecSetRate(void *encoder, int rate);
+
+/**
+ * @brief Size of a decoder.
+ * @param[in]  codec from ryxcodecFind() or ryxcodecAt()
+ * @param[out] size  octets that a decoder takes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `codec` is no record of the library
+ */
+ryxStatus ryxcodecDecoderGetSize(const ryxCodec *codec, int *size);
+
+/**
+ * @brief Brings a decoder into its initial state.
+ * @param[in]  codec   from ryxcodecFind() or ryxcodecAt()
+ * @param[out] decoder as many octets as ryxcodecDecoderGetSize() says
+ * @param[in]  options may be null
+ * @return as ryxcodecEncoderInit()
+ */
+ryxStatus ryxcodecDecoderInit(const ryxCodec *codec, void *decoder, const ryxCodecOptions *options);
+
+/**
+ * @brief Decodes a frame.
+ * @param[in,out] decoder an initialised decoder
+ * @param[in]     frame   its octets; null for a lost frame
+ * @param[in]     octets  how many; 0 when nothing was sent. Has no meaning for a lost frame
+ * @param[out]    speech  ryxCodec::frameLength samples
+ * @return #ryxStsOk; #ryxStsNullPtr when `decoder` or `speech` is null; #ryxStsBadContext when `decoder` is none;
+ *         #ryxStsBadSize for a number of octets that no frame of the codec has; #ryxStsBadIndex for a frame type that is
+ *         reserved. Any bits of a legal length decode
+ */
+ryxStatus ryxcodecDecode(void *decoder, const uint8_t *frame, int octets, int16_t *speech);
+
+/**
+ * @brief Decodes a frame of which the receiver knows more than its octets.
+ * @param[in,out] decoder an initialised decoder
+ * @param[in]     frame   its octets; null for a lost frame
+ * @param[in]     octets  how many
+ * @param[in]     marks   sum of #ryxFrameBad and its kin; those that the codec does not know have no effect, but a bad
+ *                        frame is a lost one to every codec that has no use for its bits
+ * @param[out]    speech  ryxCodec::frameLength samples
+ * @return as ryxcodecDecode()
+ */
+ryxStatus ryxcodecDecodeMarked(void *decoder, const uint8_t *frame, int octets, int marks, int16_t *speech);
+
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
