@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Sums of doubled products as the fixed-point recommendations form them: acc = L_mac(acc, x[i], y[i]), saturated after
+// every term in the order of the index.
+//
+// Where 2 * sum |x[i] * y[i]| and the start fit 31 bits, nothing saturates, whatever the order: such sums are taken with
+// pmaddwd modulo 2^32. By Cauchy's inequality they fit if energy(x) * energy(y) < 2^60, and one look at the energies
+// serves for all lags of a search. Everything else takes the terms one by one.
+#pragma once
+
+#include <cstdint>
+
+#include "common/fixed_point.h"
+#include "common/simd.h"
+
+namespace ryxsc {
+
+// A sum, and whether anything was saturated on the way: a product, or the sum after any of its terms.
+struct WatchedSum {
+    int32_t value;
+    bool saturated;
+};
+
+// sum over i = 0 .. n - 1 of x[i]^2, exactly. n up to 2^24.
+inline uint64_t energy(const int16_t *x, int n) {
+    using simd::Vector;
+    // A pair of squares is at most 2^31: the upper parts and the lower 8 bits are summed apart.
+    Vector upper = _mm_setzero_si128(), lower = _mm_setzero_si128();
+    const auto add = [&](Vector words) {
+        const Vector pairs = _mm_madd_epi16(words, words);
+        upper = _mm_add_epi32(upper, _mm_srli_epi32(pairs, 8));
+        lower = _mm_add_epi32(lower, _mm_and_si128(pairs, simd::dwords(0xff)));
+    };
+    uint64_t total = 0;
+    int i = 0;
+    while (n - i >= 8) {
+        const int end = n - i > 4096 ? i + 4096 : n; // 2^9 times 2^23 at most
+        for (; end - i >= 8; i += 8)
+            add(simd::load(x + i));
+        total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(upper))) << 8;
+        total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(lower)));
+        upper = lower = _mm_setzero_si128();
+    }
+    for (; i < n; i++)
+        total += static_cast<uint64_t>(x[i] * x[i]);
+    return total;
+}
+
+// Whether no sum of doubled products of two vectors of these energies, or of parts of them, can saturate. A start of 1
+// is covered: doubled products are even.
+inline bool fitsSums(uint64_t energyX, uint64_t energyY) {
+    return static_cast<unsigned __int128>(energyX) * energyY < uint64_t{1} << 60;
+}
+
+// start + sum of 2 * x[i]^2 for start >= 0: no term is negative, so only the end counts.
+inline WatchedSum macEnergy(const int16_t *x, int n, int32_t start = 0) {
+    const uint64_t sum = 2 * energy(x, n) + static_cast<uint64_t>(start);
+    return sum > max32 ? WatchedSum{max32, true} : WatchedSum{static_cast<int32_t>(sum), false};
+}
+
+// start + sum of 2 * x[i] * y[i * step], one by one.
+inline WatchedSum macInOrder(const int16_t *x, const int16_t *y, int n, int32_t start = 0, int step = 1) {
+    WatchedSum sum{start, false};
+    for (int i = 0; i < n; i++) {
+        const int64_t product = int64_t{2} * x[i] * y[i * step];
+        const int64_t next = sum.value + int64_t{sat32(product)};
+        sum.saturated |= product > max32 || next != sat32(next);
+        sum.value = sat32(next);
+    }
+    return sum;
+}
+
+// The sum of x[i] * y[i], modulo 2^32.
+inline int32_t wrappedProducts(const int16_t *x, const int16_t *y, int n) {
+    using simd::Vector;
+    Vector sums[2] = {_mm_setzero_si128(), _mm_setzero_si128()};
+    int i = 0;
+    for (; n - i >= 16; i += 16)
+        for (int half = 0; half < 2; half++)
+            sums[half] =
+                _mm_add_epi32(sums[half], _mm_madd_epi16(simd::load(x + i + 8 * half), simd::load(y + i + 8 * half)));
+    for (; n - i >= 4; i += 4)
+        sums[0] = _mm_add_epi32(sums[0], _mm_madd_epi16(simd::load64(x + i), simd::load64(y + i)));
+    int32_t sum = simd::sumOfDwords(_mm_add_epi32(sums[0], sums[1]));
+    for (; i < n; i++)
+        sum = wrapAdd32(sum, x[i] * y[i]);
+    return sum;
+}
+
+// start + sum of 2 * x[i] * y[i], start 0 or 1.
+inline WatchedSum macProducts(const int16_t *x, const int16_t *y, int n, int32_t start = 0) {
+    if (!fitsSums(energy(x, n), energy(y, n))) [[unlikely]]
+        return macInOrder(x, y, n, start);
+    return {wrapAdd32(start, wrapMul32(2, wrappedProducts(x, y, n))), false};
+}
+
+// out[k] = sum over i = 0 .. n - 1 of x[i] * y[i + k], modulo 2^32, for k = 0 .. count - 1. Reads y[0 .. n + count - 2].
+// Lags of a search: y = x - longest lag, so that out[k] belongs to the lag longest - k.
+inline void wrappedCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out) {
+    using simd::Vector;
+    const auto lags = [=]<int lagCount>(int k) {
+        Vector sums[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128()};
+        int i = 0;
+        for (; n - i >= 8; i += 8) {
+            const Vector words = simd::load(x + i);
+            for (int lag = 0; lag < lagCount; lag++)
+                sums[lag] = _mm_add_epi32(sums[lag], _mm_madd_epi16(words, simd::load(y + i + k + lag)));
+        }
+        if (n - i >= 4) {
+            const Vector words = simd::load64(x + i);
+            for (int lag = 0; lag < lagCount; lag++)
+                sums[lag] = _mm_add_epi32(sums[lag], _mm_madd_epi16(words, simd::load64(y + i + k + lag)));
+            i += 4;
+        }
+        for (; i < n; i++)
+            for (int lag = 0; lag < lagCount; lag++)
+                sums[lag] = _mm_add_epi32(sums[lag], _mm_cvtsi32_si128(x[i] * y[i + k + lag]));
+        const Vector total = simd::sumsOfDwords(sums);
+        if constexpr (lagCount == 4)
+            simd::store(out + k, total);
+        else
+            simd::store32(out + k, total);
+    };
+    int k = 0;
+    for (; count - k >= 4; k += 4)
+        lags.template operator()<4>(k);
+    for (; k < count; k++)
+        lags.template operator()<1>(k);
+}
+
+// out[k] = sum over i = 0 .. n - 1 of 2 * x[i] * y[i + k], saturating, for k = 0 .. count - 1.
+// The caller that knows the energies (see fitsSums) says so.
+inline void macCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out, bool fits) {
+    if (fits) {
+        wrappedCorrelations(x, y, n, count, out);
+        for (int k = 0; k < count; k++)
+            out[k] = wrapMul32(2, out[k]);
+    } else {
+        for (int k = 0; k < count; k++)
+            out[k] = macInOrder(x, y + k, n).value;
+    }
+}
+inline void macCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out) {
+    macCorrelations(x, y, n, count, out, fitsSums(energy(x, n), energy(y, n + count - 1)));
+}
+
+// The largest of count >= 1 values and its index: of equal ones the first, or the last.
+struct IndexedValue {
+    int32_t value;
+    int index;
+};
+inline IndexedValue firstLargest(const int32_t *values, int count) {
+    IndexedValue best{values[0], 0};
+    for (int k = 1; k < count; k++)
+        if (values[k] > best.value) best = {values[k], k};
+    return best;
+}
+inline IndexedValue lastLargest(const int32_t *values, int count) {
+    IndexedValue best{values[0], 0};
+    for (int k = 1; k < count; k++)
+        if (values[k] >= best.value) best = {values[k], k};
+    return best;
+}
+
+} // namespace ryxsc
