@@ -66,6 +66,10 @@ template <class Encoder, class Decoder> constexpr Codec describe(const ryxCodec 
     return codec;
 }
 
+// Whether a record is one of the list; whether it has the rate.
+bool isCodec(const ryxCodec *record);
+bool hasRate(const ryxCodec &codec, int rate);
+
 #define CODEC(name) extern const Codec name;
 #include "codecs.def"
 #undef CODEC

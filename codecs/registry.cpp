@@ -44,12 +44,6 @@ Head *opened(void *block, Kind kind) {
     return head->kind == kind && head->codec < codecCount ? head : nullptr;
 }
 
-bool hasRate(const ryxCodec &codec, int rate) {
-    for (int i = 0; i < codec.rateCount; i++)
-        if (codec.rates[i].bitsPerSecond == rate) return true;
-    return false;
-}
-
 ryxStatus getSize(const ryxCodec *record, int *size, size_t Codec::*objectSize) {
     if (record == nullptr || size == nullptr) return ryxStsNullPtr;
     const int index = indexOf(record);
@@ -82,6 +76,16 @@ ryxStatus init(const ryxCodec *record, void *block, const ryxCodecOptions *given
 }
 
 } // namespace
+
+bool isCodec(const ryxCodec *record) {
+    return indexOf(record) >= 0;
+}
+
+bool hasRate(const ryxCodec &codec, int rate) {
+    for (int i = 0; i < codec.rateCount; i++)
+        if (codec.rates[i].bitsPerSecond == rate) return true;
+    return false;
+}
 
 } // namespace ryxcodec
 

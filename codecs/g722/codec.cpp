@@ -85,6 +85,7 @@ constinit const Codec g722 = describe<Encoder, Decoder>({
     .rateCount = 3,
     .defaultRate = 64000,
     .largestFrame = frameOctets,
+    .delay = 22, // of both filter banks, 23 samples, less the one by which a pair of outputs is ahead
     .features = ryxCodecRateSwitching | ryxCodecAnyLength,
 });
 

@@ -112,6 +112,7 @@ constinit const Codec g726 = describe<Encoder, Decoder>({
     .rateCount = 4,
     .defaultRate = 32000,
     .largestFrame = frameLength * 5 / 8,
+    .delay = 0,
     .features = ryxCodecAnyLength,
 });
 

@@ -69,6 +69,7 @@ typedef struct ryxCodec {
     int rateCount;             /**< how many, at least 1 */
     int defaultRate;           /**< bits per second when ryxCodecOptions::rate is 0 */
     int largestFrame;          /**< octets of the largest frame */
+    int delay;                 /**< samples by which decoded speech lags behind the original */
     int features;              /**< sum of #ryxCodecDtx and its kin */
 } ryxCodec;
 
@@ -176,6 +177,72 @@ ryxStatus ryxcodecDecode(void *decoder, const uint8_t *frame, int octets, int16_
  * @return as ryxcodecDecode()
  */
 ryxStatus ryxcodecDecodeMarked(void *decoder, const uint8_t *frame, int octets, int marks, int16_t *speech);
+
+/** @} */
+
+/**
+ * @defgroup format Stream formats
+ * @brief Frames of a codec in a file, one unit after the other behind a header.
+ *
+ * A unit is what a format cannot cut: mostly one frame, two frames where they share an octet. Reading and writing keep no
+ * state, so a stream can be taken from anywhere and cut at any unit.
+ * @{
+ */
+
+/** A stream format. Constant records of the library; never to be changed or freed. */
+typedef struct ryxCodecFormat {
+    const char *name;   /**< "amr" */
+    const char *title;  /**< "AMR storage format (RFC 4867)" */
+    const char *codecs; /**< names of the codecs that it is for, each followed by a blank; empty when it takes any */
+    int framesPerUnit;  /**< 1 or 2 */
+    int largestUnit;    /**< octets of the largest unit */
+    const char *header; /**< what a stream begins with, empty mostly */
+} ryxCodecFormat;
+
+/** A frame as a stream holds it. */
+typedef struct ryxCodecFrame {
+    uint8_t octets[256]; /**< the frame as ryxcodecEncode() makes it */
+    int count;           /**< how many octets; 0 when nothing was sent */
+    int lost;            /**< 1 when the stream says that the frame was erased */
+    int marks;           /**< for ryxcodecDecodeMarked() */
+} ryxCodecFrame;
+
+/** The format of this name, null when there is none. */
+const ryxCodecFormat *ryxcodecFormatFind(const char *name);
+
+/** The formats in their order from index 0 on, null after the last one. */
+const ryxCodecFormat *ryxcodecFormatAt(int index);
+
+/**
+ * @brief Takes the next unit of a stream apart.
+ * @param[in]  format from ryxcodecFormatFind() or ryxcodecFormatAt()
+ * @param[in]  codec  the codec of the stream, one that the format takes
+ * @param[in]  rate   bits per second, for codecs whose frames do not tell; 0 for the codec's default
+ * @param[in]  src    the stream from the unit on, without the header
+ * @param[in]  size   octets there, at least 1; only the end of the stream may offer less than
+ *                    ryxCodecFormat::largestUnit
+ * @param[out] frames ryxCodecFormat::framesPerUnit frames
+ * @param[out] used   octets of the unit
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext for records that are not the library's; #ryxStsOutOfRange for a
+ *         codec or rate that does not go with the format; #ryxStsBadSize when the stream ends within the unit;
+ *         #ryxStsBadIndex for content that the format does not have
+ */
+ryxStatus ryxcodecReadUnit(const ryxCodecFormat *format, const ryxCodec *codec, int rate, const uint8_t *src, int size,
+                           ryxCodecFrame *frames, int *used);
+
+/**
+ * @brief Makes the next unit of a stream.
+ * @param[in]  format from ryxcodecFormatFind() or ryxcodecFormatAt()
+ * @param[in]  codec  the codec of the stream, one that the format takes
+ * @param[in]  frames ryxCodecFormat::framesPerUnit frames
+ * @param[out] dst    room for ryxCodecFormat::largestUnit octets
+ * @param[out] octets how many were written
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext for records that are not the library's; #ryxStsOutOfRange for a
+ *         codec that does not go with the format; #ryxStsBadSize for a frame that the format cannot hold, among them
+ *         those of which nothing is sent where it has no place for that
+ */
+ryxStatus ryxcodecWriteUnit(const ryxCodecFormat *format, const ryxCodec *codec, const ryxCodecFrame *frames,
+                            uint8_t *dst, int *octets);
 
 /** @} */
 

@@ -36,6 +36,7 @@ bool isNumberIn(const Range &range, const std::string &word) {
 }
 
 void checkValue(const ProgramDescription &program, const ChoiceOption &option, const std::string &word) {
+    if (option.anyText) return;
     if (option.numbers ? isNumberIn(*option.numbers, word) : contains(option.values, word)) return;
     const std::string accepted = option.numbers ? "a number from " + std::to_string(option.numbers->least) + " to " +
                                                       std::to_string(option.numbers->most)
@@ -47,7 +48,9 @@ std::vector<option> longOptions(const ProgramDescription &program) {
     std::vector<option> options = {{"help", no_argument, nullptr, helpAnswer},
                                    {"version", no_argument, nullptr, versionAnswer}};
     for (size_t i = 0; i < program.options.size(); i++)
-        options.push_back({program.options[i].name.c_str(), required_argument, nullptr, static_cast<int>(i)});
+        options.push_back({program.options[i].name.c_str(),
+                           program.options[i].alone.empty() ? required_argument : optional_argument, nullptr,
+                           static_cast<int>(i)});
     options.push_back({nullptr, 0, nullptr, 0});
     return options;
 }
@@ -101,8 +104,10 @@ std::optional<CommandLine> parseCommandLine(const ProgramDescription &program, i
         if (answer == ':') reject(program, std::string(argv[optind - 1]) + " needs a value");
         if (answer == '?') reject(program, "unknown option " + offendingOption(argv));
         const ChoiceOption &choice = program.options[static_cast<size_t>(answer)];
-        checkValue(program, choice, optarg);
-        line.values[choice.name] = optarg;
+        std::string value = optarg != nullptr ? optarg : choice.alone;
+        if (optarg == nullptr && optind < argc && contains(choice.values, argv[optind])) value = argv[optind++];
+        checkValue(program, choice, value);
+        line.values[choice.name] = value;
         given.push_back(&choice);
     }
     std::vector<std::string> words(argv + optind, argv + argc);

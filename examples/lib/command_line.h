@@ -13,12 +13,14 @@ struct Range {
     int least, most;
 };
 
-/** An option that takes one value of a list, or a number. The first value is the default. */
+/** An option that takes one value of a list, a number or any text. The first value is the default. */
 struct ChoiceOption {
     std::string name;
     std::vector<std::string> values;
     std::vector<std::string> commands = {}; /**< where the option means something; elsewhere it is refused */
     std::optional<Range> numbers = {};      /**< when given, all of these are accepted, and not the values alone */
+    std::string alone = {};                 /**< the value when none follows; then only values of the list may */
+    bool anyText = false;                   /**< takes whatever follows */
 };
 
 struct ProgramDescription {
