@@ -70,7 +70,8 @@ int rateOf(const ryxCodec &codec, const std::string &kilobits) {
         if (error == std::errc() && stopped == end && std::lround(number * 1000) == rate) return rate;
         names.emplace_back(codec.rates[i].name);
     }
-    throw Failure(std::string(codec.name) + " has no rate " + kilobits + "; --rate takes " + listed(names));
+    throw Failure(std::string(codec.name) + " has no rate " + kilobits.substr(0, 20) + "; --rate takes " +
+                  listed(names));
 }
 
 std::string rateName(const ryxCodec &codec, int bitsPerSecond) {
@@ -152,7 +153,8 @@ std::optional<ryxCodecFrame> FrameReader::next() {
     int used = 0;
     ryxStatus status = read(octets, &used);
     present_ = used;
-    if (status == ryxStsBadSize && (form_.codec->features & ryxCodecAnyLength) != 0) {
+    const bool countsOctets = *form_.format->codecs == 0;
+    if (status == ryxStsBadSize && !countsOctets && (form_.codec->features & ryxCodecAnyLength) != 0) {
         std::vector<uint8_t> filled(octets.begin(), octets.end());
         present_ = static_cast<int>(filled.size());
         filled.resize(static_cast<size_t>(form_.format->largestUnit));
