@@ -21,6 +21,7 @@ constinit const Codec gsmfrCodec = describe<gsmfr::Encoder, gsmfr::Decoder>({
     .rateCount = 1,
     .defaultRate = 13000,
     .largestFrame = gsmfr::frameOctets,
+    .delay = 0,
     .features = ryxCodecDtx | ryxCodecConcealment,
 });
 
