@@ -58,6 +58,16 @@ TEST_F(Ffmpeg, ReadsBothG726PackingsAsTheSameCodes) {
     }
 }
 
+// Both ways of keeping GSM full rate frames in files.
+TEST_F(Ffmpeg, DecodesGsmStreamsAndWavFilesToTheSameSamples) {
+    runWell("ryxcodec encode '" + speech + "' a.gsm && ryxcodec decode a.gsm a.wav --codec gsm-fr");
+    runWell("ryxcodec encode '" + speech + "' pairs.wav --codec gsm-fr && ryxcodec decode pairs.wav b.pcm");
+    runWell("ryxcodec decode a.gsm a.pcm");
+    EXPECT_TRUE(octets("a.pcm") == octets("b.pcm"));
+    EXPECT_TRUE(decode("-i a.gsm") == decode("-i pairs.wav"));
+    EXPECT_TRUE(decode("-i a.gsm") == samples("a.wav", 8000));
+}
+
 TEST_F(Ffmpeg, DecodesQuietSpeechOfG726StreamsToTheSameSamples) {
     std::vector<int16_t> quiet(40);
     for (const int16_t sample : readMono(speech, 8000).samples)
