@@ -22,10 +22,10 @@ public:
 
     void run(const Arguments &in) {
         work_.response.load(in.impulse, 0);
-        selectSigns(work_.response, in.target, in.residual, codebook_.mixingFactor, work_.signs);
+        selectSigns(work_.response, in.target, in.residual, in.sums, codebook_.mixingFactor, work_.signs);
         const bool isHalved = prepareResponse(in.impulse);
         prepareTerms();
-        const Placement &best = iterate();
+        const Placement &best = iterate(in.fallback);
         work_.writeVectors(best, pulseAmplitude >> int{isHalved}, in.code, in.filtered);
         pack(best, in.indices);
     }
@@ -54,20 +54,33 @@ private:
 
     // The iterations do not depend on one another. They advance pair by pair in turn, so that one computes while the
     // other waits for the positions of its last pair.
-    const Placement &iterate() {
+    const Placement &iterate(const int16_t *fallback) {
         for (int k = 0; k < codebook_.iterations; k++)
             placeFirstStage(k, work_.placements[k]);
         const int pairs = (codebook_.pulses - codebook_.firstStage) / 2;
         for (int pair = 0; pair < pairs; pair++)
             for (int k = 0; k < codebook_.iterations; k++)
                 placePair(k, codebook_.tried[static_cast<size_t>(pair)], work_.placements[k]);
-        return work_.placements[bestIteration()];
+        const int best = bestIteration();
+        if (best == none && fallback != nullptr) placeFallback(fallback, work_.placements[0]);
+        return work_.placements[std::max(best, 0)];
     }
 
-    // The earliest one among equals, and the first one when energies that saturated leave no winner.
+    // The recommendation leaves what it holds before any iteration: pulses on the first positions, and in place of their
+    // response a vector of the caller's.
+    void placeFallback(const int16_t *response, Placement &placement) const {
+        placement.clear();
+        for (int p = 0; p < codebook_.pulses; p++)
+            placement.pulses[placement.count++] = static_cast<uint8_t>(p);
+        std::copy_n(response, positions, placement.response);
+    }
+
+    static constexpr int none = -1;
+
+    // The earliest one among equals, and none when energies that saturated leave no winner.
     int bestIteration() const {
         Score best;
-        int winner = 0;
+        int winner = none;
         for (int k = 0; k < codebook_.iterations; k++) {
             const Placement &placement = work_.placements[k];
             const Score next = {mult(placement.correlation, placement.correlation), placement.energy};

@@ -15,6 +15,17 @@ ryxStatus ryxsAlgebraicCodebookSearch_AMRWB_16s_u8(const int16_t *target, const 
     return ryxStsOk;
 }
 
+ryxStatus ryxsAlgebraicCodebookSearchExact_AMRWB_16s_u8(const int16_t *target, const int16_t *residual,
+                                                        const int16_t *impulse, const int16_t *lowPassed, int16_t *code,
+                                                        int16_t *filtered, int mode, int16_t *indices) {
+    if (anyNull(target, residual, impulse, lowPassed, code, filtered, indices)) return ryxStsNullPtr;
+    const amrwb::Codebook *codebook = amrwb::codebookOf(mode);
+    if (codebook == nullptr) return ryxStsBadSize;
+    amrwb::Workspace work;
+    amrwb::search({target, residual, impulse, code, filtered, indices, amrwb::Sums::exact, lowPassed}, *codebook, work);
+    return ryxStsOk;
+}
+
 ryxStatus ryxsAlgebraicCodebookSearchEX_AMRWB_16s_u8(const int16_t *target, const int16_t *residual, int16_t *impulse,
                                                      int16_t *code, int16_t *filtered, int mode, int16_t *indices,
                                                      uint8_t *buffer) {

@@ -5,6 +5,7 @@
 
 #include "amrwb/codebook_response.h"
 #include "common/inv_sqrt.h"
+#include "common/product_sums.h"
 
 namespace ryxsc::amrwb {
 
@@ -49,13 +50,43 @@ inline int32_t largestMagnitude(const TrackSums &sums) {
     return static_cast<int32_t>(std::min(largest, uint32_t{max32}));
 }
 
-// Target filtered backwards through h, scaled so that 3/8 of the sum of the tracks' maxima take 11 bits.
-//
-// The recommendation starts each sum at 1; here it starts at 0, so that silence stays silent.
-inline void filterTarget(const Response &response, const int16_t *target, TrackWords &filtered) {
+// How the backward-filtered target is summed: as plain products, or doubled from 1 on with saturation after every term, as
+// the recommendation has it.
+enum class Sums { plain, exact };
+
+// 1 + 2 * sum, without saturation.
+inline void doubleAndAddOne(TrackSums (&sums)[tracks]) {
+    for (TrackSums &track : sums)
+        for (Vector &quarter : track.quarter)
+            quarter = _mm_add_epi32(_mm_add_epi32(quarter, quarter), simd::dwords(1));
+}
+inline void sumInOrder(const Response &response, const int16_t *target, TrackSums (&sums)[tracks]) {
+    for (int t = 0; t < tracks; t++) {
+        int32_t values[trackLength];
+        for (int i = 0; i < trackLength; i++) {
+            const int n = tracks * i + t;
+            values[i] = 1;
+            for (int j = n; j < positions; j++)
+                values[i] = L_mac(values[i], target[j], response.samples()[j - n]);
+        }
+        for (int q = 0; q < 4; q++)
+            sums[t].quarter[q] = simd::load(values + 4 * q);
+    }
+}
+
+// Target filtered backwards through h, scaled so that 3/8 of the sum of the tracks' maxima take 11 bits. Plain sums of
+// silence stay silent; exact ones become a constant.
+inline void filterTarget(const Response &response, const int16_t *target, Sums kind, TrackWords &filtered) {
     const Vector zero = _mm_setzero_si128();
     const BothSums halves[2] = {correlate(response, target, 0, 1, zero), correlate(response, target, 2, 3, zero)};
     TrackSums sums[tracks] = {halves[0].x, halves[0].y, halves[1].x, halves[1].y};
+    if (kind == Sums::exact) {
+        if (fitsSums(static_cast<uint64_t>(sumOfSquares(target)),
+                     static_cast<uint64_t>(sumOfSquares(response.samples()))))
+            doubleAndAddOne(sums);
+        else
+            sumInOrder(response, target, sums);
+    }
     int32_t total = 1;
     for (const TrackSums &track : sums) {
         const int32_t largest = largestMagnitude(track);
@@ -99,11 +130,11 @@ inline void rank(const int16_t *words, Vector &front, Vector &back) {
 }
 
 // Signs of the sum of the normalised residual and the normalised filtered target; its magnitude gives the ranks.
-inline void selectSigns(const Response &response, const int16_t *target, const int16_t *residual, int16_t mixingFactor,
-                        Signs &signs) {
+inline void selectSigns(const Response &response, const int16_t *target, const int16_t *residual, Sums kind,
+                        int16_t mixingFactor, Signs &signs) {
     TrackWords separated;
     separateTracks(residual, separated);
-    filterTarget(response, target, signs.correlations);
+    filterTarget(response, target, kind, signs.correlations);
     const InverseRoot rootOfResidual = inverseRoot(1 + 2 * sumOfSquares(residual));
     const InverseRoot rootOfTarget = inverseRoot(1 + 2 * sumOfSquares(signs.correlations.words[0]));
     const int16_t residualGain = round(L_shl(rootOfResidual.mantissa, rootOfResidual.exponent + 5));

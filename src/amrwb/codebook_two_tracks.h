@@ -24,7 +24,7 @@ public:
 
     void run(const Arguments &in, int16_t mixingFactor) {
         work_.response.load(in.impulse, 0);
-        selectSigns(work_.response, in.target, in.residual, mixingFactor, work_.signs);
+        selectSigns(work_.response, in.target, in.residual, in.sums, mixingFactor, work_.signs);
         const bool isBounded = sumOfSquares(in.impulse) <= boundedEnergy;
         prepareTerms(isBounded);
         std::optional<Pair> best;

@@ -15,6 +15,8 @@ namespace {
 struct Arguments {
     const int16_t *target, *residual, *impulse;
     int16_t *code, *filtered, *indices;
+    Sums sums = Sums::plain;
+    const int16_t *fallback = nullptr; // response that stands when no iteration wins; null: that of the first one
 };
 
 // Pulses placed so far.

@@ -33,7 +33,32 @@ void conceal(const int16_t *last, const int16_t *history, int16_t *past, int16_t
     }
 }
 
+// The recommendation's own steps: the mean of four vectors is rounded, both products are truncated, and the residual is
+// predicted from that mean.
+void concealExact(const int16_t *last, const int16_t *history, int16_t *past, int16_t *isf) {
+    constexpr int16_t quarter = 8192;
+    for (int i = 0; i < isfOrder; i++) {
+        int32_t sum = L_mult(isfMean[static_cast<size_t>(i)], quarter);
+        for (int k = 0; k < 3; k++)
+            sum = L_mac(sum, history[k * isfOrder + i], quarter);
+        const int16_t mean = round(sum);
+        isf[i] = add(mult(lastWeight, last[i]), mult(meanWeight, mean));
+        past[i] = shr(sub(isf[i], add(mean, mult(past[i], predictionFactor))), 1);
+    }
+}
+
 } // namespace
+
+ryxStatus ryxsISFConceal_AMRWB_16s_u8(const int16_t *history, int16_t *quantised, int16_t *residual,
+                                      int16_t *prevQuantised) {
+    if (anyNull(history, quantised, residual, prevQuantised)) return ryxStsNullPtr;
+    Isfs isf;
+    concealExact(prevQuantised, history, residual, isf.values);
+    space(isf.values);
+    std::copy_n(isf.values, isfOrder, quantised);
+    std::copy_n(isf.values, isfOrder, prevQuantised);
+    return ryxStsOk;
+}
 
 ryxStatus ryxsISFQuantDecode_AMRWB_16s_u8(const int16_t *indices, int16_t *quantised, int16_t *residual,
                                           int16_t *prevQuantised, int16_t *history, int bfi, int mode) {

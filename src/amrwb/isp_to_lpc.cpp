@@ -29,36 +29,63 @@ void expand(const int16_t *isp, int degree, bool isLong, int32_t *f) {
     if (isLong) std::transform(f, f + degree + 1, f, [](int32_t x) { return L_shl(x, 2); });
 }
 
-// Q23 to Q12 of the halved sum, rounded. Filters whose coefficients fit 16 bits fit; beyond that the low bits remain.
-int16_t toQ12(int32_t sum) {
-    return wrap16(L_shr_r(sum, 12));
-}
+// Both polynomials with their roots at z = 1 and z = -1 and the last ISP in them: coefficient i is half of the sum, and
+// coefficient order - i half of the difference, Q23.
+struct Polynomials {
+    int32_t sum[maxDegree + 1], difference[maxDegree + 1];
+    int32_t middle;
+
+    Polynomials(const int16_t *isp, int order) {
+        const int degree = order / 2;
+        const bool isLong = degree > 8;
+        expand(isp, degree, isLong, sum);
+        expand(isp + 1, degree - 1, isLong, difference);
+        for (int i = degree - 1; i >= 2; i--) // times 1 - z^-2
+            difference[i] = L_sub(difference[i], difference[i - 2]);
+        const int16_t last = isp[order - 1];
+        for (int i = 0; i < degree; i++) {
+            sum[i] = L_add(sum[i], multiplyShort(sum[i], last));
+            difference[i] = L_sub(difference[i], multiplyShort(difference[i], last));
+        }
+        middle = L_add(sum[degree], multiplyShort(sum[degree], last));
+    }
+
+    // In Q12 divided by 2^reduction, rounded. Filters whose coefficients fit 16 bits fit; beyond that the low bits remain.
+    void write(int16_t *lpc, int order, int16_t last, int reduction) const {
+        const int degree = order / 2;
+        const auto narrowed = [=](int32_t x) { return wrap16(L_shr_r(x, 12 + reduction)); };
+        lpc[degree] = narrowed(middle);
+        lpc[order - degree] = lpc[degree]; // another one at odd orders only, which have no meaning
+        for (int i = 1; i < degree; i++) {
+            lpc[i] = narrowed(L_add(sum[i], difference[i]));
+            lpc[order - i] = narrowed(L_sub(sum[i], difference[i]));
+        }
+        lpc[0] = static_cast<int16_t>(4096 >> reduction);
+        lpc[order] = shr_r(last, 3 + reduction);
+    }
+
+    // By how many bits the coefficients miss 16 bits.
+    int excess(int order) const {
+        int32_t bits = 1;
+        for (int i = 1; i < order / 2; i++)
+            bits |= L_abs(L_add(sum[i], difference[i])) | L_abs(L_sub(sum[i], difference[i]));
+        return std::max(4 - norm_l(bits), 0);
+    }
+};
 
 } // namespace
 
 ryxStatus ryxsISPToLPC_AMRWB_16s_u8(const int16_t *isp, int16_t *lpc, int order) {
     if (anyNull(isp, lpc)) return ryxStsNullPtr;
     if (order < 1 || order > maxOrder) return ryxStsBadSize;
-    const int degree = order / 2;
-    const bool isLong = degree > 8;
-    int32_t sum[maxDegree + 1], difference[maxDegree + 1];
-    expand(isp, degree, isLong, sum);
-    expand(isp + 1, degree - 1, isLong, difference);
-    for (int i = degree - 1; i >= 2; i--) // times 1 - z^-2
-        difference[i] = L_sub(difference[i], difference[i - 2]);
+    Polynomials(isp, order).write(lpc, order, isp[order - 1], 0);
+    return ryxStsOk;
+}
 
-    const int16_t last = isp[order - 1];
-    for (int i = 0; i < degree; i++) {
-        sum[i] = L_add(sum[i], multiplyShort(sum[i], last));
-        difference[i] = L_sub(difference[i], multiplyShort(difference[i], last));
-    }
-    lpc[degree] = toQ12(L_add(sum[degree], multiplyShort(sum[degree], last)));
-    lpc[order - degree] = lpc[degree]; // another one at odd orders only, which have no meaning
-    for (int i = 1; i < degree; i++) {
-        lpc[i] = toQ12(L_add(sum[i], difference[i]));
-        lpc[order - i] = toQ12(L_sub(sum[i], difference[i]));
-    }
-    lpc[0] = 4096;
-    lpc[order] = shr_r(last, 3);
+ryxStatus ryxsISPToLPCScaled_AMRWB_16s_u8(const int16_t *isp, int16_t *lpc) {
+    constexpr int order = 16;
+    if (anyNull(isp, lpc)) return ryxStsNullPtr;
+    const Polynomials polynomials(isp, order);
+    polynomials.write(lpc, order, isp[order - 1], polynomials.excess(order));
     return ryxStsOk;
 }

@@ -112,12 +112,31 @@ int fallingLog2(int16_t value) {
     return std::min(sat16(1024 * (exponent + 16) + 32 * powerExponent - ((upper + 128) >> 1)) + 127, int{max16});
 }
 
-// The threshold of the SNR sum grows with the noise level and falls with the speech level above it.
-int adaptThreshold(State &state) {
-    const auto noise = static_cast<int16_t>(sumOfUpperBands(state.noise) & ~7);
+// The same in the recommendation's own steps: one truncated squaring less.
+int fallingLog2Exact(int16_t value) {
+    value = std::max<int16_t>(value, 1);
+    const int exponent = norm_s(value);
+    int16_t mantissa = shl(value, exponent);
+    for (int i = 0; i < 3; i++)
+        mantissa = mult(mantissa, mantissa);
+    const int32_t power = L_mult(mantissa, mantissa);
+    const int powerExponent = norm_l(power);
+    const int32_t upper = L_shl(power, powerExponent) >> 24;
+    return sat16(sat16(sat16(1024 * (exponent + 16)) + 64 * powerExponent + 127) - upper);
+}
+
+// How the logarithms of the threshold are taken.
+enum class Logarithm { rounded, exact };
+
+// The threshold of the SNR sum grows with the noise level and falls with the speech level above it. The recommendation
+// takes the logarithm of the noise with its last three bits.
+int adaptThreshold(State &state, Logarithm logarithm) {
+    const auto log = logarithm == Logarithm::exact ? fallingLog2Exact : fallingLog2;
+    const int16_t sum = sumOfUpperBands(state.noise);
+    const auto noise = static_cast<int16_t>(sum & ~7);
     state.speechLevel = std::max(state.speechLevel, noise);
-    const int ofNoise = (((fallingLog2(noise) - 31744) * 1509) >> 15) + 768;
-    const int ofSpeech = ((fallingLog2(sub(state.speechLevel, noise)) - 22527) * -1339) >> 15;
+    const int ofNoise = (((log(logarithm == Logarithm::exact ? sum : noise) - 31744) * 1509) >> 15) + 768;
+    const int ofSpeech = ((log(sub(state.speechLevel, noise)) - 22527) * -1339) >> 15;
     return std::max(ofNoise + std::min(std::max(ofSpeech, 0) - 96, 96), 204);
 }
 
@@ -219,6 +238,26 @@ void estimateSpeech(State &state) {
     restartSpeechEstimate(state);
 }
 
+ryxStatus detect(const int16_t *src, VADState_AMRWB *block, int16_t *toneFlag, int16_t *vad, Logarithm logarithm) {
+    if (anyNull(src, block, toneFlag, vad)) return ryxStsNullPtr;
+    State state = loadBlock<State>(block);
+    const int32_t ownPower = framePower(src);
+    const int32_t power = L_add(ownPower, state.power);
+    state.power = ownPower;
+    if (power < tonePower) *toneFlag &= 0x1fff;
+
+    measureLevels(src, state);
+    const int32_t snr = snrSum(state);
+    const int threshold = adaptThreshold(state, logarithm);
+    state.decisions >>= 1;
+    if (snr > threshold * 1024 * vadBands) state.decisions |= newestDecision;
+    updateNoise(state, static_cast<uint16_t>(*toneFlag));
+    *vad = decide(state, power, threshold);
+    estimateSpeech(state);
+    saveBlock(block, state);
+    return ryxStsOk;
+}
+
 } // namespace
 
 ryxStatus ryxsVADGetSize_AMRWB_16s_u8(int *size) {
@@ -241,23 +280,11 @@ ryxStatus ryxsVADInit_AMRWB_16s_u8(VADState_AMRWB *block) {
 }
 
 ryxStatus ryxsVAD_AMRWB_16s_u8(const int16_t *src, VADState_AMRWB *block, int16_t *toneFlag, int16_t *vad) {
-    if (anyNull(src, block, toneFlag, vad)) return ryxStsNullPtr;
-    State state = loadBlock<State>(block);
-    const int32_t ownPower = framePower(src);
-    const int32_t power = L_add(ownPower, state.power);
-    state.power = ownPower;
-    if (power < tonePower) *toneFlag &= 0x1fff;
+    return detect(src, block, toneFlag, vad, Logarithm::rounded);
+}
 
-    measureLevels(src, state);
-    const int32_t snr = snrSum(state);
-    const int threshold = adaptThreshold(state);
-    state.decisions >>= 1;
-    if (snr > threshold * 1024 * vadBands) state.decisions |= newestDecision;
-    updateNoise(state, static_cast<uint16_t>(*toneFlag));
-    *vad = decide(state, power, threshold);
-    estimateSpeech(state);
-    saveBlock(block, state);
-    return ryxStsOk;
+ryxStatus ryxsVADExact_AMRWB_16s_u8(const int16_t *src, VADState_AMRWB *block, int16_t *toneFlag, int16_t *vad) {
+    return detect(src, block, toneFlag, vad, Logarithm::exact);
 }
 
 ryxStatus ryxsVADGetEnergyLevel_AMRWB_16s_u8(const VADState_AMRWB *block, int16_t *level) {

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// What the decoder does to the excitation for the ear: phase dispersion, noise enhancer, pitch enhancer, and at low rates
+// more of the pitch (3GPP TS 26.190, TS 26.173).
+#include <cstring>
+
+#include "amrwb/arithmetic.h"
+#include "common/checks.h"
+#include "common/double_precision.h"
+#include "frame/implementations.h"
+
+using namespace ryxsc;
+using namespace ryxsc::amrwb;
+
+namespace {
+
+constexpr int gainHistory = 6;
+
+// The caller's 8 words.
+struct DispersionMemory {
+    int16_t level, codeGain;
+    int16_t pitchGains[gainHistory]; // the newest first
+};
+
+// 0: strong, 1: weak, 2: none.
+int dispersionLevel(DispersionMemory &memory, int16_t pitchGain, int16_t codeGain) {
+    constexpr int16_t low = 9830, high = 14746;
+    int level = pitchGain < low ? 0 : pitchGain < high ? 1 : 2;
+    std::copy_backward(memory.pitchGains, memory.pitchGains + gainHistory - 1, memory.pitchGains + gainHistory);
+    memory.pitchGains[0] = pitchGain;
+    const bool isOnset = sub(sub(codeGain, memory.codeGain), shl(memory.codeGain, 1)) > 0;
+    if (isOnset) {
+        level = std::min(level + 1, 2);
+    } else {
+        int weak = 0;
+        for (const int16_t gain : memory.pitchGains)
+            weak += gain < low;
+        if (weak > 2) level = 0;
+        if (level - memory.level > 1) level--;
+    }
+    memory.codeGain = codeGain;
+    memory.level = static_cast<int16_t>(level);
+    return level;
+}
+
+void disperse(int16_t *code, const int16_t *response) {
+    int16_t sum[2 * subframeLength] = {};
+    for (int i = 0; i < subframeLength; i++) {
+        if (code[i] == 0) continue;
+        for (int j = 0; j < subframeLength; j++)
+            sum[i + j] = add(sum[i + j], mult_r(code[i], response[j]));
+    }
+    for (int i = 0; i < subframeLength; i++)
+        code[i] = add(sum[i], sum[i + subframeLength]);
+}
+
+// Isqrt: 2^31 / sqrt(x), x > 0, or the largest value.
+int32_t inverseRootOf(int32_t x) {
+    const int n = norm_l(x);
+    const Scaled root = inverseRoot({L_shl(x, n), 31 - n});
+    return L_shl(root.mantissa, root.exponent);
+}
+
+int32_t energyOfQuarter(const int16_t *x) {
+    int16_t quarter[subframeLength];
+    for (int i = 0; i < subframeLength; i++)
+        quarter[i] = static_cast<int16_t>(x[i] >> 2);
+    return macEnergy(quarter, subframeLength).value;
+}
+
+// agc2: signal at the level of the reference, written over the latter.
+void controlGain(const int16_t *signal, int16_t *reference) {
+    int32_t power = energyOfQuarter(signal);
+    if (power == 0) {
+        std::copy_n(signal, subframeLength, reference);
+        return;
+    }
+    int exponent = norm_l(power) - 1;
+    const int16_t out = round(L_shl(power, exponent));
+    int16_t gain = 0;
+    power = energyOfQuarter(reference);
+    if (power != 0) {
+        const int n = norm_l(power);
+        const int16_t in = round(L_shl(power, n));
+        exponent -= n;
+        const int32_t ratio = L_shr(L_shl(div_s(out, in), 7), exponent);
+        gain = round(L_shl(inverseRootOf(ratio), 9));
+    }
+    for (int i = 0; i < subframeLength; i++)
+        reference[i] = extract_h(L_shl(L_mult(signal[i], gain), 2));
+}
+
+} // namespace
+
+ryxStatus ryxsPhaseDispersion_AMRWB_16s_I_u8(int16_t *srcDst, int pitchGain, int32_t codeGain, int mode,
+                                             int16_t *memory) {
+    if (anyNull(srcDst, memory)) return ryxStsNullPtr;
+    if (speechModeIndex(mode) < 0) return ryxStsBadSize;
+    DispersionMemory state = {memory[0], memory[1], {}};
+    std::copy_n(memory + 2, gainHistory, state.pitchGains);
+    int level = dispersionLevel(state, static_cast<int16_t>(pitchGain), extract_h(codeGain));
+    memory[0] = state.level;
+    memory[1] = state.codeGain;
+    std::copy_n(state.pitchGains, gainHistory, memory + 2);
+    level += mode == 5 ? 0 : mode == 9 ? 1 : 2;
+    if (level < 2) disperse(srcDst, dispersionResponses[level]);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsNoiseEnhancer_AMRWB_32s16s_u8(int32_t codeGain, int voicing, int stability, int q, int32_t *threshold,
+                                            int16_t *enhanced) {
+    if (anyNull(threshold, enhanced)) return ryxStsNullPtr;
+    const int16_t unvoiced = sub(16384, shr(static_cast<int16_t>(voicing), 1));
+    const int16_t factor = mult(static_cast<int16_t>(stability), unvoiced);
+    // 1.5 dB towards the threshold.
+    int32_t smoothed = codeGain;
+    if (smoothed < *threshold)
+        smoothed = std::min(L_add(smoothed, multiplyShort(codeGain, 6226)), *threshold);
+    else
+        smoothed = std::max(multiplyShort(codeGain, 27536), *threshold);
+    *threshold = smoothed;
+    const int32_t gain = L_add(multiplyShort(codeGain, sub(max16, factor)), multiplyShort(smoothed, factor));
+    *enhanced = round(L_shl(gain, q));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPitchEnhancer_AMRWB_16s_u8(const int16_t *code, int voicing, int16_t *dst) {
+    if (anyNull(code, dst)) return ryxStsNullPtr;
+    constexpr int last = subframeLength - 1;
+    const int16_t factor = add(shr(static_cast<int16_t>(voicing), 3), 4096);
+    dst[0] = round(L_msu(code[0] * 65536, code[1], factor));
+    for (int i = 1; i < last; i++)
+        dst[i] = round(L_msu(L_msu(code[i] * 65536, code[i + 1], factor), code[i - 1], factor));
+    dst[last] = round(L_msu(code[last] * 65536, code[last - 1], factor));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPitchEmphasis_AMRWB_16s_I_u8(int16_t *srcDst, const int16_t *vector, int pitchGain) {
+    if (anyNull(srcDst, vector)) return ryxStsNullPtr;
+    const auto gain = static_cast<int16_t>(pitchGain);
+    const int16_t strength = shl(gain, 1);
+    if (strength <= 16384) return ryxStsOk;
+    int16_t emphasized[subframeLength];
+    for (int i = 0; i < subframeLength; i++) {
+        const int16_t pitch = round(L_mult(mult(vector[i], strength), gain) >> 1);
+        emphasized[i] = add(pitch, srcDst[i]);
+    }
+    controlGain(emphasized, srcDst);
+    return ryxStsOk;
+}
