@@ -93,10 +93,18 @@ enum {
     ryxFrameTimeAligned = 8 /**< gsm-fr: the frame lies at the place of a silence descriptor (TAF) */
 };
 
-/** The codec of this name, null when there is none. */
+/**
+ * @brief Finds a codec.
+ * @param[in] name as ryxCodec::name has it
+ * @return its record; null when there is none of this name
+ */
 const ryxCodec *ryxcodecFind(const char *name);
 
-/** The codecs in their order from index 0 on, null after the last one. */
+/**
+ * @brief Lists the codecs.
+ * @param[in] index from 0 on
+ * @return the record of the codec at this place; null after the last one
+ */
 const ryxCodec *ryxcodecAt(int index);
 
 /**
@@ -207,10 +215,18 @@ typedef struct ryxCodecFrame {
     int marks;           /**< for ryxcodecDecodeMarked() */
 } ryxCodecFrame;
 
-/** The format of this name, null when there is none. */
+/**
+ * @brief Finds a stream format.
+ * @param[in] name as ryxCodecFormat::name has it
+ * @return its record; null when there is none of this name
+ */
 const ryxCodecFormat *ryxcodecFormatFind(const char *name);
 
-/** The formats in their order from index 0 on, null after the last one. */
+/**
+ * @brief Lists the stream formats.
+ * @param[in] index from 0 on
+ * @return the record of the format at this place; null after the last one
+ */
 const ryxCodecFormat *ryxcodecFormatAt(int index);
 
 /**
