@@ -1,22 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Recorded speech, the input of all cases.
+// Further forms of the recorded speech, for the cases that start in the middle of a codec.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
 #include "celp/front_end.h"
+#include "recording.h"
 
 namespace ryxsc::bench {
-
-// Eight seconds of speech, 16 bits at 16 kHz.
-const std::vector<int16_t> &speech16k();
-
-// Its two bands, interleaved, as the transmit QMF of ITU-T G.722 leaves them.
-const std::vector<int16_t> &speechBands();
-
-// Its low band, 15 bits at 8 kHz.
-const std::vector<int16_t> &speech8k();
 
 // The speech at 12.8 kHz, the rate inside AMR-WB.
 const std::vector<int16_t> &speech12k8();

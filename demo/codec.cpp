@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
+#include "lib/codec_call.h"
 #include "lib/round_trip.h"
 
 namespace {
@@ -56,24 +58,54 @@ Speed measureSpeed(double seconds, const std::function<void()> &encode, const st
     return speed;
 }
 
-Decoded runCodec(const Codec &codec, const Recordings &originals) {
-    Decoded result = {codec, {originals.sampleRate, {}}, {}, 0, {0, 0, 0}};
+std::string rateName(const CodecRun &run) {
+    return rateName(*run.codec, run.rate);
+}
+
+Decoded runCodec(const CodecRun &run, const Recordings &originals) {
+    const ryxCodec &codec = *run.codec;
+    const auto frameLength = static_cast<size_t>(codec.frameLength), delay = static_cast<size_t>(codec.delay);
+    ryxCodecOptions options = {};
+    options.rate = run.rate;
+    Decoded result = {run, {originals.sampleRate, {}}, {}, 0, {0, 0, 0}};
     std::vector<std::vector<int16_t>> padded;
+    std::vector<std::vector<ryxCodecFrame>> streams;
     double seconds = 0;
     for (const Recording &original : originals.list) {
-        padded.push_back(padToFrames(original.samples, codec.delay, static_cast<size_t>(originals.sampleRate / 50)));
+        padded.push_back(padToFrames(original.samples, delay, frameLength));
+        streams.emplace_back(padded.back().size() / frameLength);
         seconds += static_cast<double>(padded.back().size()) / originals.sampleRate;
     }
+    std::vector<std::vector<int16_t>> decoded = padded;
 
-    std::vector<std::vector<uint8_t>> streams(padded.size());
-    std::vector<std::vector<int16_t>> decoded(padded.size());
-    const auto encodeAll = [&] { std::transform(padded.begin(), padded.end(), streams.begin(), codec.encode); };
-    const auto decodeAll = [&] { std::transform(streams.begin(), streams.end(), decoded.begin(), codec.decode); };
-    result.speed = measureSpeed(seconds, encodeAll, decodeAll);
+    const auto encodeAll = [&] {
+        for (size_t i = 0; i < padded.size(); i++) {
+            CodecEncoder encoder(codec, options);
+            for (size_t k = 0; k < streams[i].size(); k++)
+                streams[i][k] = encoder.encode(&padded[i][k * frameLength]);
+        }
+    };
+    const auto decodeAll = [&] {
+        for (size_t i = 0; i < padded.size(); i++) {
+            CodecDecoder decoder(codec, options);
+            for (size_t k = 0; k < streams[i].size(); k++)
+                decoder.decode(streams[i][k], &decoded[i][k * frameLength]);
+        }
+    };
+    if (run.lostPercent == 0) {
+        result.speed = measureSpeed(seconds, encodeAll, decodeAll);
+    } else {
+        encodeAll();
+        std::mt19937 random(1);
+        for (std::vector<ryxCodecFrame> &stream : streams)
+            for (ryxCodecFrame &frame : stream)
+                frame.lost = static_cast<double>(random() % 100000) < 1000 * run.lostPercent ? 1 : 0;
+        decodeAll();
+    }
 
     for (size_t i = 0; i < padded.size(); i++) {
         const Recording &original = originals.list[i];
-        Recording recording = {original.name, removeDelay(decoded[i], codec.delay, original.samples.size())};
+        Recording recording = {original.name, removeDelay(decoded[i], delay, original.samples.size())};
         result.snrTracks.push_back(snrTrack(original.samples, recording.samples, originals.sampleRate));
         result.recordings.list.push_back(std::move(recording));
     }

@@ -3,33 +3,47 @@
 
 #include <algorithm>
 
+#include "codec.h"
 #include "lib/progress.h"
 #include "pictures.h"
 #include "spectrum.h"
 
 namespace {
 
-std::string rateName(const Decoded &decoded) {
-    return std::to_string(decoded.codec.kilobits) + " kbit/s";
+constexpr double someLost = 3, manyLost = 10; // per cent
+
+std::string label(const CodecRun &run) {
+    const std::string rate = rateName(run) + " kbit/s";
+    return run.lostPercent == 0 ? rate : rate + ", " + decimal(run.lostPercent, 0) + " % lost";
 }
 
-Table resultsOf(const std::vector<Decoded> &all) {
-    Table table = {{"codec", "kbit/s", "segmental SNR (dB)", "times real time: encoder", "decoder", "both"}, {}};
-    for (const Decoded &decoded : all) {
-        const Speed &speed = decoded.speed;
-        table.rows.push_back({decoded.codec.name, std::to_string(decoded.codec.kilobits),
-                              decimal(decoded.segmentalSnr, 1), decimal(speed.encoder, 0), decimal(speed.decoder, 0),
-                              decimal(speed.both, 0)});
+std::string fileOf(const CodecRun &run) {
+    std::string file = std::string(run.codec->name) + "-" + rateName(run);
+    if (run.lostPercent != 0) file += "-lost" + decimal(run.lostPercent, 0);
+    std::replace(file.begin(), file.end(), '.', '_');
+    return file;
+}
+
+Table resultsOf(const std::vector<Decoded> &clean, const std::vector<Decoded> &some, const std::vector<Decoded> &many) {
+    Table table = {{"codec", "kbit/s", "segmental SNR (dB)", "3 % lost", "10 % lost", "times real time: encoder",
+                    "decoder", "channels per core"},
+                   {}};
+    for (size_t i = 0; i < clean.size(); i++) {
+        const Speed &speed = clean[i].speed;
+        const auto snr = [i](const std::vector<Decoded> &all) {
+            return all.empty() ? "-" : decimal(all[i].segmentalSnr, 1);
+        };
+        table.rows.push_back({clean[i].run.codec->name, rateName(clean[i].run), snr(clean), snr(some), snr(many),
+                              decimal(speed.encoder, 0), decimal(speed.decoder, 0), decimal(speed.both, 0)});
     }
     return table;
 }
 
-std::vector<Version> versionsOf(const Recordings &originals, const std::vector<Decoded> &all, const std::string &file) {
+std::vector<Version> versionsOf(const Recordings &originals, const std::vector<Decoded> &all) {
     const std::string kilohertz = std::to_string(originals.sampleRate / 1000);
     std::vector<Version> versions = {{"original, " + kilohertz + " kHz", "original-" + kilohertz + "k", &originals}};
     for (const Decoded &decoded : all)
-        versions.push_back(
-            {rateName(decoded), file + "-" + std::to_string(decoded.codec.kilobits) + "k", &decoded.recordings});
+        versions.push_back({label(decoded.run), fileOf(decoded.run), &decoded.recordings});
     return versions;
 }
 
@@ -40,7 +54,7 @@ void showSnr(Report &report, const Clip &original, const Excerpt &excerpt, const
     const auto count = static_cast<size_t>(excerpt.length * segmentsPerSecond);
     for (size_t i = 0; i < all.size(); i++) {
         const std::vector<double> &track = all[i].snrTracks[excerpt.recording];
-        Line line = {rateName(all[i]), lineColour(i), {}};
+        Line line = {label(all[i].run), lineColour(i), {}};
         for (size_t segment = first; segment < std::min(first + count, track.size()); segment++)
             line.points.emplace_back((static_cast<double>(segment) + 0.5) / segmentsPerSecond, track[segment]);
         lines.push_back(std::move(line));
@@ -58,7 +72,7 @@ void showSpectra(Report &report, const Recordings &originals, const std::vector<
         std::vector<float> error = joined(all[i].recordings);
         for (size_t k = 0; k < error.size(); k++)
             error[k] -= original[k];
-        lines.push_back(spectrumLine("error, " + rateName(all[i]), lineColour(i), error, originals.sampleRate));
+        lines.push_back(spectrumLine("error, " + label(all[i].run), lineColour(i), error, originals.sampleRate));
     }
     drawChart(report.place(file + "-spectrum.png"), {"frequency (kHz)", 0, originals.sampleRate / 2000.0},
               fit("power density (dB/Hz)", lines, 10), lines);
@@ -68,18 +82,33 @@ void showSpectra(Report &report, const Recordings &originals, const std::vector<
 
 } // namespace
 
-void showCodec(Report &report, const Recordings &originals, const Excerpt &excerpt, const std::vector<Codec> &codecs,
-               const std::string &file) {
-    Progress progress(codecs.front().name, 2 * codecs.size() + 3);
+void showCodec(Report &report, const ryxCodec &codec, const Recordings &originals, const Excerpt &excerpt) {
+    const bool conceals = (codec.features & ryxCodecConcealment) != 0;
+    const auto rates = static_cast<size_t>(codec.rateCount);
+    Progress progress(codec.name, rates * (conceals ? 3 : 1) + 4);
     size_t step = 0;
-    std::vector<Decoded> all;
-    for (const Codec &codec : codecs) {
-        all.push_back(runCodec(codec, originals));
+    std::vector<Decoded> clean, some, many;
+    for (size_t i = rates; i-- > 0;) {
+        const int rate = codec.rates[i].bitsPerSecond;
+        clean.push_back(runCodec({&codec, rate}, originals));
         progress.update(++step);
+        if (!conceals) continue;
+        some.push_back(runCodec({&codec, rate, someLost}, originals));
+        many.push_back(runCodec({&codec, rate, manyLost}, originals));
+        progress.update(step += 2);
     }
-    report.addResults(resultsOf(all));
+    report.addResults(resultsOf(clean, some, many));
+
+    // Highest and lowest rate, and the usual one when it is another.
+    std::vector<Decoded> shown, heard;
+    for (size_t i = 0; i < clean.size(); i++) {
+        const bool usual = clean[i].run.rate == codec.defaultRate;
+        if (i == 0 || i + 1 == clean.size() || usual) shown.push_back(clean[i]);
+        if (i == 0 || i + 1 == clean.size() || usual) heard.push_back(clean[i]);
+        if (usual && conceals) heard.insert(heard.end(), {some[i], many[i]});
+    }
     report.addHeading("Listen");
-    report.addPlayers(versionsOf(originals, all, file));
+    report.addPlayers(versionsOf(originals, heard));
 
     report.addHeading("Before and after");
     report.addParagraph("The pictures show " + originals.list[excerpt.recording].name + " from " +
@@ -92,16 +121,16 @@ void showCodec(Report &report, const Recordings &originals, const Excerpt &excer
                       "waveform (1 is full scale) and spectrogram (Hann windows of " +
                           decimal(1000 * spectrogramWindow, 0) + " ms; 0 dB is a full-scale sine)");
     progress.update(++step);
-    for (const Decoded &decoded : all) {
+    for (const Decoded &decoded : shown) {
         const Clip clip = cut(decoded.recordings, excerpt);
-        const std::string picture = file + "-" + std::to_string(decoded.codec.kilobits) + "k.png";
+        const std::string picture = fileOf(decoded.run) + ".png";
         drawSpeech(report.place(picture), clip, difference(clip, original), scale);
-        report.addPicture(picture, rateName(decoded), "decoded speech; the coding error in orange");
-        progress.update(++step);
+        report.addPicture(picture, label(decoded.run), "decoded speech; the coding error in orange");
     }
+    progress.update(++step);
 
     report.addHeading("Quality over time and frequency");
-    showSnr(report, original, excerpt, all, file);
+    showSnr(report, original, excerpt, shown, codec.name);
     progress.update(++step);
-    showSpectra(report, originals, all, file);
+    showSpectra(report, originals, shown, codec.name);
 }

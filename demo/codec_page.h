@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// What every speech codec shows in its section.
+// What every whole codec shows in its section.
 #pragma once
 
+#include <ryxcodec.h>
 #include <string>
-#include <vector>
 
-#include "codec.h"
 #include "report.h"
 
 /**
- * @brief Runs the recordings through the codec at all its rates and shows the results, players and pictures.
- * @param codecs the same codec at several rates, the highest first
- * @param file beginning of the names of its files, lower case letters and digits
+ * @brief Runs the recordings through the codec at all its rates and shows results, players and pictures.
+ *
+ * Every rate has a row in the table of results. Recordings and pictures are those of the highest, the lowest and the
+ * usual rate; the usual one also with lost frames where the codec conceals them.
  */
-void showCodec(Report &report, const Recordings &originals, const Excerpt &excerpt, const std::vector<Codec> &codecs,
-               const std::string &file);
+void showCodec(Report &report, const ryxCodec &codec, const Recordings &originals, const Excerpt &excerpt);

@@ -107,14 +107,14 @@ std::vector<bool> speechSegments(std::span<const int16_t> samples, int sampleRat
 }
 
 Speech readSpeech(const fs::path &folder) {
-    Speech speech = {{16000, {}}, {12800, {}}, {8000, {}}, {}};
+    Speech speech = {{32000, {}}, {16000, {}}, {12800, {}}, {8000, {}}, {}};
     const std::vector<fs::path> files = wavFiles(folder);
     Progress progress("reading speech", files.size());
     for (const fs::path &file : files) {
         const std::string name = file.stem().string();
         const std::vector<int16_t> samples = readMono(file, speech.at16k.sampleRate).samples;
         speech.at16k.list.push_back({name, samples});
-        for (Recordings *recordings : {&speech.at12k8, &speech.at8k})
+        for (Recordings *recordings : {&speech.at32k, &speech.at12k8, &speech.at8k})
             recordings->list.push_back({name, resample(samples, speech.at16k.sampleRate, recordings->sampleRate)});
         progress.update(speech.at16k.list.size());
     }

@@ -33,6 +33,7 @@ std::vector<float> joined(const Recordings &recordings);
 
 /** The same speech at the sampling rates that codecs work at. */
 struct Speech {
+    Recordings at32k;
     Recordings at16k;
     Recordings at12k8;
     Recordings at8k;

@@ -128,9 +128,10 @@ std::string textOf(const std::string &path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// One rate a line.
+// One rate a line; none without a file.
 std::vector<int> ratesIn(const std::string &path, const ryxCodec &codec) {
     std::vector<int> rates;
+    if (path.empty()) return rates;
     std::string word;
     for (const char c : textOf(path) + "\n") {
         if (!std::isspace(static_cast<unsigned char>(c))) {
@@ -168,19 +169,28 @@ std::vector<std::pair<int, int>> receivedIn(const std::string &path) {
     return states;
 }
 
-size_t encodeAll(const CommandLine &line, const Choice &choice, SpeechReader &speech, FrameWriter &stream) {
-    std::vector<int> rates;
-    if (const std::string &path = line.values.at("rates"); !path.empty()) rates = ratesIn(path, choice.codec);
+// The octets of a frame's first samples. What the codes leave of the last octet is zero.
+size_t cut(ryxCodecFrame &frame, size_t samples, const Choice &choice) {
+    const size_t bits = samples * 8 * static_cast<size_t>(frame.count) / choice.frameLength();
+    const size_t octets = (bits + 7) / 8, filled = bits % 8;
+    if (filled != 0 && std::string(choice.codec.name) == "g726") {
+        const unsigned low = (1u << filled) - 1;
+        const unsigned mask = choice.options.packing == 0 ? low : low << (8 - filled);
+        frame.octets[octets - 1] = static_cast<uint8_t>(frame.octets[octets - 1] & mask);
+    }
+    return octets;
+}
+
+size_t encodeAll(const std::vector<int> &rates, const Choice &choice, SpeechReader &speech, FrameWriter &stream) {
     CodecEncoder encoder(choice.codec, choice.options);
     Progress progress("encoding", speech.total());
     std::vector<int16_t> frame(choice.frameLength());
     size_t total = 0, number = 0;
     for (size_t count; (count = speech.read(frame)) > 0; total += count, number++) {
         if (number < rates.size()) encoder.setRate(rates[number]);
-        const ryxCodecFrame coded = encoder.encode(frame.data());
+        ryxCodecFrame coded = encoder.encode(frame.data());
         std::optional<size_t> kept;
-        if (choice.anyLength() && count < frame.size())
-            kept = (count * static_cast<size_t>(coded.count) + frame.size() - 1) / frame.size();
+        if (choice.anyLength() && count < frame.size()) kept = cut(coded, count, choice);
         stream.write(coded, kept);
         progress.update(total);
     }
@@ -277,9 +287,10 @@ void encode(const CommandLine &line) {
     if (codec == nullptr) throw Failure("the name " + target.string() + " does not tell the codec; give --codec");
     const Choice choice = choose(line, *codec);
     requireDifferentFiles(source, target);
-    SpeechReader speech(source, codec->sampleRate);
+    const std::vector<int> rates = ratesIn(line.values.at("rates"), *codec);
     FrameWriter stream(target, {&format, codec, choice.options.rate});
-    encodeAll(line, choice, speech, stream);
+    SpeechReader speech(source, codec->sampleRate);
+    encodeAll(rates, choice, speech, stream);
     stream.commit();
 }
 
@@ -296,8 +307,8 @@ void decode(const CommandLine &line) {
     const ryxCodecFormat &format = formatFor(line.values.at("format"), source, givenCodec(line));
     const Choice choice = chooseForStream(line, format, source);
     requireDifferentFiles(source, target);
-    FrameReader stream(source, {&format, &choice.codec, choice.options.rate});
     SpeechWriter speech(target, choice.codec.sampleRate, formOf(choice));
+    FrameReader stream(source, {&format, &choice.codec, choice.options.rate});
     decodeAll(line, choice, stream, speech);
     speech.commit();
 }
@@ -322,9 +333,10 @@ void roundTrip(const CommandLine &line) {
     const ryxCodec *codec = givenCodec(line);
     if (codec == nullptr) throw Failure("roundtrip needs --codec");
     const Choice choice = choose(line, *codec);
+    const std::vector<int> rates = ratesIn(line.values.at("rates"), *codec);
     requireDifferentFiles(source, target);
-    SpeechReader reader(source, codec->sampleRate);
     SpeechWriter writer(target, codec->sampleRate, formOf(choice));
+    SpeechReader reader(source, codec->sampleRate);
 
     Audio original = {codec->sampleRate, {}};
     std::vector<int16_t> frame(choice.frameLength());
@@ -335,8 +347,6 @@ void roundTrip(const CommandLine &line) {
     std::vector<int16_t> filled = original.samples;
     filled.resize((filled.size() + frame.size() - 1) / frame.size() * frame.size());
 
-    std::vector<int> rates;
-    if (const std::string &path = line.values.at("rates"); !path.empty()) rates = ratesIn(path, *codec);
     CodecEncoder encoder(*codec, choice.options);
     std::vector<ryxCodecFrame> frames(filled.size() / frame.size());
     Stopwatch stopwatch;

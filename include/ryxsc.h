@@ -41,6 +41,7 @@
 #include "ryxsc/common.h"
 #include "ryxsc/ec.h"
 #include "ryxsc/g722.h"
+#include "ryxsc/g7221.h"
 #include "ryxsc/g723.h"
 #include "ryxsc/g726.h"
 #include "ryxsc/g728.h"

@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "codec_call.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <sndfile.h>
+#include <string_view>
+#include <utility>
 
 #include "failure.h"
 #include "library_call.h"
@@ -34,8 +39,8 @@ void checkOptions(const ryxCodec &codec, ryxStatus status) {
 struct Extension {
     const char *extension, *format;
 };
-constexpr Extension extensions[] = {
-    {"pkt", "packets"}, {"bit", "itu"}, {"g192", "itu"}, {"cod", "3gpp"}, {"gsm49", "wav49"}};
+constexpr Extension extensions[] = {{"pkt", "packets"}, {"bit", "itu"},     {"g192", "itu"},
+                                    {"cod", "3gpp"},    {"gsm49", "wav49"}, {"wav", "wav49"}};
 
 std::string formatOfExtension(const fs::path &path) {
     const std::string extension = path.extension().string();
@@ -43,6 +48,34 @@ std::string formatOfExtension(const fs::path &path) {
     for (const Extension &other : extensions)
         if (extension.substr(1) == other.extension) return other.format;
     return extension.substr(1);
+}
+
+bool isPairFormat(const ryxCodecFormat &format) {
+    return std::string_view(format.name) == "wav49";
+}
+
+uint32_t littleEndian(std::span<const uint8_t> octets) {
+    uint32_t value = 0;
+    for (size_t i = octets.size(); i-- > 0;)
+        value = value << 8 | octets[i];
+    return value;
+}
+
+// Goes to the samples of a WAV file of GSM frames; returns how many octets they take.
+size_t skipWavHeader(OctetReader &octets, const fs::path &path) {
+    constexpr uint32_t gsm610 = 0x31;
+    octets.skip(12);
+    for (;;) {
+        const std::span<const uint8_t> head = octets.peek(10);
+        if (head.size() < 10) throw Failure(path.string() + " is a WAV file without samples");
+        const std::string name(head.begin(), head.begin() + 4);
+        const size_t size = littleEndian(head.subspan(4, 4));
+        if (name == "fmt " && littleEndian(head.subspan(8, 2)) != gsm610)
+            throw Failure(path.string() + " is a WAV file of another format than GSM 6.10");
+        octets.skip(8);
+        if (name == "data") return size;
+        octets.skip(octets.peek(std::min(size + size % 2, size_t{1} << 16)).size());
+    }
 }
 
 bool takes(const ryxCodecFormat &format, const ryxCodec &codec) {
@@ -70,7 +103,8 @@ int rateOf(const ryxCodec &codec, const std::string &kilobits) {
         if (error == std::errc() && stopped == end && std::lround(number * 1000) == rate) return rate;
         names.emplace_back(codec.rates[i].name);
     }
-    throw Failure(std::string(codec.name) + " has no rate " + kilobits + "; --rate takes " + listed(names));
+    throw Failure(std::string(codec.name) + " has no rate " + kilobits.substr(0, 20) + "; --rate takes " +
+                  listed(names));
 }
 
 std::string rateName(const ryxCodec &codec, int bitsPerSecond) {
@@ -137,13 +171,17 @@ FrameReader::FrameReader(const fs::path &path, const StreamForm &form)
         throw Failure(path_.string() + " does not begin like the " + form.format->title);
     octets_.skip(length);
     const std::span<const uint8_t> riff = octets_.peek(12);
-    if (riff.size() == 12 && std::memcmp(riff.data(), "RIFF", 4) == 0 && std::memcmp(&riff[8], "WAVE", 4) == 0)
+    const bool isWav =
+        riff.size() == 12 && std::memcmp(riff.data(), "RIFF", 4) == 0 && std::memcmp(&riff[8], "WAVE", 4) == 0;
+    if (isWav && isPairFormat(*form.format))
+        left_ = skipWavHeader(octets_, path_);
+    else if (isWav)
         throw Failure(path_.string() + " is a WAV file and no " + form.codec->name + " stream");
 }
 
 std::optional<ryxCodecFrame> FrameReader::next() {
     if (given_ < count_) return unit_[given_++];
-    std::span<const uint8_t> octets = octets_.peek(static_cast<size_t>(form_.format->largestUnit));
+    std::span<const uint8_t> octets = octets_.peek(std::min(left_, static_cast<size_t>(form_.format->largestUnit)));
     if (octets.empty()) return std::nullopt;
     const auto read = [&](std::span<const uint8_t> source, int *used) {
         return ryxcodecReadUnit(form_.format, form_.codec, form_.rate, source.data(), static_cast<int>(source.size()),
@@ -152,7 +190,8 @@ std::optional<ryxCodecFrame> FrameReader::next() {
     int used = 0;
     ryxStatus status = read(octets, &used);
     present_ = used;
-    if (status == ryxStsBadSize && (form_.codec->features & ryxCodecAnyLength) != 0) {
+    const bool countsOctets = *form_.format->codecs == 0;
+    if (status == ryxStsBadSize && !countsOctets && (form_.codec->features & ryxCodecAnyLength) != 0) {
         std::vector<uint8_t> filled(octets.begin(), octets.end());
         present_ = static_cast<int>(filled.size());
         filled.resize(static_cast<size_t>(form_.format->largestUnit));
@@ -166,14 +205,27 @@ std::optional<ryxCodecFrame> FrameReader::next() {
         throw Failure("the format " + std::string(form_.format->name) + " is not for " + form_.codec->name);
     check(status);
     octets_.skip(static_cast<size_t>(used));
+    left_ -= static_cast<size_t>(used);
     count_ = unit_.size();
     given_ = 1;
     return unit_[0];
 }
 
 FrameWriter::FrameWriter(const fs::path &path, const StreamForm &form) : form_(form), path_(path), octets_(path) {
+    if (isPairFormat(*form.format) && path.extension() == ".wav") {
+        SF_INFO info = {};
+        info.samplerate = form.codec->sampleRate;
+        info.channels = 1;
+        info.format = SF_FORMAT_WAV | SF_FORMAT_GSM610;
+        wav_ = sf_open_fd(octets_.file()->descriptor(), SFM_WRITE, &info, 0);
+        if (wav_ == nullptr) throw Failure("cannot write " + path.string() + ": " + sf_strerror(nullptr));
+    }
     const char *header = form.format->header;
     octets_.write({reinterpret_cast<const uint8_t *>(header), std::strlen(header)});
+}
+
+FrameWriter::~FrameWriter() {
+    if (wav_ != nullptr) sf_close(static_cast<SNDFILE *>(wav_));
 }
 
 void FrameWriter::write(const ryxCodecFrame &frame, std::optional<size_t> octets) {
@@ -186,12 +238,17 @@ void FrameWriter::write(const ryxCodecFrame &frame, std::optional<size_t> octets
         throw Failure(std::string("the format ") + form_.format->name + " cannot hold a frame of " +
                       std::to_string(frame.count) + " octets; --format packets can");
     check(status);
-    octets_.write(std::span(unit).first(octets.value_or(static_cast<size_t>(written))));
+    if (wav_ == nullptr)
+        octets_.write(std::span(unit).first(octets.value_or(static_cast<size_t>(written))));
+    else if (sf_write_raw(static_cast<SNDFILE *>(wav_), unit.data(), written) != written)
+        throw Failure("cannot write " + path_.string() + ": " + strerror(errno ? errno : EIO));
     unit_.clear();
 }
 
 void FrameWriter::commit() {
     if (!unit_.empty())
         note(path_.string() + ": the last frame is left out, " + form_.format->name + " holds them in pairs");
+    if (wav_ != nullptr && sf_close(static_cast<SNDFILE *>(std::exchange(wav_, nullptr))) != 0)
+        throw Failure("cannot write " + path_.string() + ": " + strerror(errno ? errno : EIO));
     octets_.commit();
 }

@@ -78,13 +78,16 @@ private:
     StreamForm form_;
     OctetReader octets_;
     std::vector<ryxCodecFrame> unit_;
-    size_t given_ = 0, count_ = 0;
+    size_t given_ = 0, count_ = 0, left_ = SIZE_MAX;
     int present_ = 0;
 };
 
 class FrameWriter {
 public:
     FrameWriter(const std::filesystem::path &path, const StreamForm &form);
+    ~FrameWriter();
+    FrameWriter(const FrameWriter &) = delete;
+    FrameWriter &operator=(const FrameWriter &) = delete;
 
     /** `octets`: how many of the frame's are kept, when the last one of a codec of any length is cut. */
     void write(const ryxCodecFrame &frame, std::optional<size_t> octets = {});
@@ -94,5 +97,6 @@ private:
     StreamForm form_;
     std::filesystem::path path_;
     OctetWriter octets_;
+    void *wav_ = nullptr; // SNDFILE, for GSM frames in a WAV file
     std::vector<ryxCodecFrame> unit_;
 };

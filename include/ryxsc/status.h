@@ -24,19 +24,21 @@ enum {
     ryxStsLsfLowClamped = 13, /**< warning: the lowest decoded LSF was raised to its floor (G.723.1: no full spacing) */
     ryxStsLsfHighClamped = 14, /**< warning: the highest decoded LSF was lowered to its ceiling */
     ryxStsLsfClamped = 15,     /**< warning: both ends of the decoded LSF vector were clamped */
-    ryxStsErr = -2,            /**< an internal set-up step failed */
-    ryxStsBadArg = -5,         /**< a length or configuration argument is invalid */
-    ryxStsBadSize = -6,        /**< a length, order or lag is below 1 or outside the accepted sizes */
-    ryxStsOutOfRange = -7,     /**< an argument lies outside its permitted range or set */
-    ryxStsNullPtr = -8,        /**< a required pointer is null */
-    ryxStsNoMem = -9,          /**< scratch memory could not be obtained */
-    ryxStsBadIndex = -11,      /**< a received index, flag or decoded delay lies outside its range */
-    ryxStsBadScale = -13,      /**< a scale factor is negative */
-    ryxStsBadOrder = -15,      /**< the order of an internal transform is above 30 */
-    ryxStsBadFlag = -16,       /**< the normalisation flag of an internal transform is not 1, 2, 4 or 8 */
-    ryxStsBadContext = -17,    /**< a specification or state block does not carry the identifier of its kind */
-    ryxStsBadShift = -32,      /**< a shift count is negative */
-    ryxStsBadBandCount = -119  /**< the band count of a sub-band adaptive filter lies outside 1..4097 */
+    ryxStsIllConditioned =
+        17,             /**< warning: a hybrid window's last autocorrelation is 0: nothing can be predicted from it */
+    ryxStsErr = -2,     /**< an internal set-up step failed */
+    ryxStsBadArg = -5,  /**< a length or configuration argument is invalid */
+    ryxStsBadSize = -6, /**< a length, order or lag is below 1 or outside the accepted sizes */
+    ryxStsOutOfRange = -7,    /**< an argument lies outside its permitted range or set */
+    ryxStsNullPtr = -8,       /**< a required pointer is null */
+    ryxStsNoMem = -9,         /**< scratch memory could not be obtained */
+    ryxStsBadIndex = -11,     /**< a received index, flag or decoded delay lies outside its range */
+    ryxStsBadScale = -13,     /**< a scale factor is negative */
+    ryxStsBadOrder = -15,     /**< the order of an internal transform is above 30 */
+    ryxStsBadFlag = -16,      /**< the normalisation flag of an internal transform is not 1, 2, 4 or 8 */
+    ryxStsBadContext = -17,   /**< a specification or state block does not carry the identifier of its kind */
+    ryxStsBadShift = -32,     /**< a shift count is negative */
+    ryxStsBadBandCount = -119 /**< the band count of a sub-band adaptive filter lies outside 1..4097 */
 };
 
 /** @} */

@@ -91,21 +91,30 @@ const BadCommand badForBoth[] = {
     {"decode stream stream", "same file"},
 };
 
-TEST_F(BadInput, IsRefusedInOneLineByBothPrograms) {
-    for (const char *program : {"g722 ", "g726 "})
+TEST_F(BadInput, IsRefusedInOneLine) {
+    for (const char *codec : {" --codec g722", " --codec g726"})
         for (const BadCommand &bad : badForBoth)
-            expectRefused({program + bad.command, bad.reason});
+            expectRefused({"ryxcodec " + bad.command + codec, bad.reason});
 }
 
 TEST_F(BadInput, IncludesOptionsThatMeanNothing) {
     const BadCommand table[] = {
-        {"g722 encode speech.wav out --mode", "--mode needs a value"},
-        {"g722 encode speech.wav out --mode 32", "--mode takes 64, 56 or 48, not 32"},
-        {"g722 encode speech.wav out --rate 32", "unknown option --rate"},
-        {"g726 encode speech.wav out --rate 64", "--rate takes"},
-        {"g726 encode speech.wav out --packing le", "--packing takes rfc3551 or aal2, not le"},
-        {"g726 decode stream out --law ulaw", "--law takes linear, alaw or mulaw, not ulaw"},
-        {"g726 encode speech.wav out --law alaw", "--law means nothing to encode"},
+        {"ryxcodec encode speech.wav out --codec g722 --rate", "--rate needs a value"},
+        {"ryxcodec encode speech.wav out --codec g722 --rate 32", "--rate takes 48, 56 or 64"},
+        {"ryxcodec encode speech.wav out --codec g726 --rate 64", "--rate takes 16, 24, 32 or 40"},
+        {"ryxcodec encode speech.wav out --codec g7", "there is no codec g7; --codec takes"},
+        {"ryxcodec encode speech.wav out", "does not tell the format"},
+        {"ryxcodec encode speech.wav out --codec g726 --format gsm", "the format gsm is not for g726"},
+        {"ryxcodec encode speech.wav out --codec g726 --format g7", "there is no format g7"},
+        {"ryxcodec encode speech.wav out --codec g726 --dtx", "no discontinuous transmission"},
+        {"ryxcodec encode speech.wav out --codec g726 --rates stream", "g726 has no rate"},
+        {"ryxcodec encode speech.wav out --codec g726 --packing le", "--packing takes rfc3551 or aal2, not le"},
+        {"ryxcodec decode stream out --codec g726 --law ulaw", "--law takes linear, alaw or mulaw, not ulaw"},
+        {"ryxcodec encode speech.wav out --codec g726 --law alaw", "--law means nothing to encode"},
+        {"ryxcodec decode stream out --codec g726 --lost stream", "has to consist of 0 and 1"},
+        {"ryxcodec decode stream out --codec g722 --format packets", "a frame of 90 octets is none of g722"},
+        {"head -c 90 stream >x; ryxcodec decode x out --codec g722 --format packets; s=$?; rm x; (exit $s)",
+         "ends within the frame"},
     };
     for (const BadCommand &bad : table)
         expectRefused(bad);
@@ -134,19 +143,19 @@ TEST_F(BadInput, IsRefusedByProgramsWithoutCommandsToo) {
 
 TEST_F(BadInput, IncludesADiskThatFillsUp) {
     const BadCommand table[] = {
-        {"ulimit -f 8; g722 encode speech.wav out", "cannot write out: File too large"},
-        {"ulimit -f 8; g722 decode stream out", "cannot write out: File too large"},
-        {"ulimit -f 8; g726 decode stream out --law alaw", "cannot write out: File too large"},
-        {"g722 --help >/dev/full", "cannot write to standard output: No space left"},
-        {"g726 --version >/dev/full", "cannot write to standard output: No space left"},
+        {"ulimit -f 8; ryxcodec encode --codec g722 speech.wav out", "cannot write out: File too large"},
+        {"ulimit -f 8; ryxcodec decode --codec g722 stream out", "cannot write out: File too large"},
+        {"ulimit -f 8; ryxcodec decode --codec g726 stream out --law alaw", "cannot write out: File too large"},
+        {"ryxcodec --help >/dev/full", "cannot write to standard output: No space left"},
+        {"ryxcodec --version >/dev/full", "cannot write to standard output: No space left"},
     };
     for (const BadCommand &bad : table)
         expectRefused(bad);
 }
 
 TEST_F(BadInput, LeavesAnEarlierOutputAlone) {
-    expectRefused({"g722 roundtrip truncated.wav stream", "is truncated"});
-    expectRefused({"ulimit -f 8; g722 encode speech.wav stream", "File too large"});
+    expectRefused({"ryxcodec roundtrip --codec g722 truncated.wav stream", "is truncated"});
+    expectRefused({"ulimit -f 8; ryxcodec encode --codec g722 speech.wav stream", "File too large"});
 }
 
 using UnfinishedOutput = ProgramTest;

@@ -29,9 +29,9 @@ TEST_F(G722Program, RoundTripEqualsEncodingThenDecodingInEveryMode) {
     for (const std::string mode : {"64", "56", "48"}) {
         SCOPED_TRACE(mode);
         const std::string option = " --mode " + mode;
-        runWell("g722 encode '" + speech + "' stream" + option);
-        runWell("g722 decode stream decoded.wav" + option);
-        runWell("g722 roundtrip '" + speech + "' roundtrip.wav" + option);
+        runWell("ryxcodec encode --codec g722 '" + speech + "' stream" + option);
+        runWell("ryxcodec decode --codec g722 stream decoded.wav" + option);
+        runWell("ryxcodec roundtrip --codec g722 '" + speech + "' roundtrip.wav" + option);
         EXPECT_EQ(octets("stream").size(), readMono(speech, 16000).samples.size() / 2);
         EXPECT_EQ(octets("decoded.wav"), octets("roundtrip.wav"));
         const int freeBits = mode == "64" ? 0 : mode == "56" ? 1 : 3;
@@ -41,10 +41,11 @@ TEST_F(G722Program, RoundTripEqualsEncodingThenDecodingInEveryMode) {
 }
 
 TEST_F(G722Program, DecodesALowerModeWhateverTheFreeBitsCarry) {
-    runWell("g722 encode '" + speech + "' 64");
+    runWell("ryxcodec encode --codec g722 '" + speech + "' 64");
     for (const std::string mode : {"56", "48"}) {
-        runWell("g722 encode '" + speech + "' stream --mode " + mode + " && g722 decode stream a.wav --mode " + mode);
-        runWell("g722 decode 64 b.wav --mode " + mode);
+        runWell("ryxcodec encode --codec g722 '" + speech + "' stream --mode " + mode +
+                " && ryxcodec decode --codec g722 stream a.wav --mode " + mode);
+        runWell("ryxcodec decode --codec g722 64 b.wav --mode " + mode);
         EXPECT_EQ(octets("a.wav"), octets("b.wav"));
     }
 }
@@ -54,14 +55,15 @@ TEST_F(G722Program, PairsAnOddLastSampleWithAZero) {
         std::vector<int16_t> samples(count);
         samples.back() = 30000; // loud, as the filters give little weight to the end
         writeMono(file("in.wav"), {16000, samples});
-        runWell("g722 encode in.wav a && g722 decode a a.wav && g722 roundtrip in.wav roundtrip.wav");
+        runWell("ryxcodec encode --codec g722 in.wav a && ryxcodec decode --codec g722 a a.wav && ryxcodec roundtrip "
+                "--codec g722 in.wav roundtrip.wav");
         std::vector<int16_t> decoded = this->samples("a.wav", 16000);
         EXPECT_EQ(decoded.size(), (count + 1) / 2 * 2);
         decoded.resize(count);
         EXPECT_EQ(decoded, this->samples("roundtrip.wav", 16000));
         samples.resize((count + 1) / 2 * 2);
         writeMono(file("in.wav"), {16000, samples});
-        runWell("g722 encode in.wav b");
+        runWell("ryxcodec encode --codec g722 in.wav b");
         EXPECT_EQ(octets("a"), octets("b"));
     }
 }
@@ -82,9 +84,9 @@ TEST_F(G726Program, RoundTripEqualsEncodingThenDecodingForEveryRatePackingAndLaw
             for (const std::string law : {" --law linear", " --law alaw", " --law mulaw"}) {
                 SCOPED_TRACE(rate.kilobits + packing + law);
                 const std::string options = " --rate " + rate.kilobits + packing;
-                runWell("g726 encode in.wav stream" + options);
-                runWell("g726 decode stream decoded.wav" + options + law);
-                runWell("g726 roundtrip in.wav roundtrip.wav" + options + law);
+                runWell("ryxcodec encode --codec g726 in.wav stream" + options);
+                runWell("ryxcodec decode --codec g726 stream decoded.wav" + options + law);
+                runWell("ryxcodec roundtrip --codec g726 in.wav roundtrip.wav" + options + law);
                 EXPECT_EQ(octets("decoded.wav"), octets("roundtrip.wav"));
             }
 }
@@ -96,14 +98,14 @@ TEST_F(G726Program, PacksTheSameCodesInBothOrdersAndFillsTheLastOctetWithZeros) 
                   {8000, {all.begin() + 9000, all.begin() + 9000 + static_cast<std::ptrdiff_t>(count)}});
         for (const Rate &rate : rates) {
             SCOPED_TRACE(rate.kilobits + " kbit/s, " + std::to_string(count) + " samples");
-            runWell("g726 encode in.wav low --rate " + rate.kilobits);
-            runWell("g726 encode in.wav high --packing aal2 --rate " + rate.kilobits);
-            runWell("g726 decode low out.wav --rate " + rate.kilobits);
+            runWell("ryxcodec encode --codec g726 in.wav low --rate " + rate.kilobits);
+            runWell("ryxcodec encode --codec g726 in.wav high --packing aal2 --rate " + rate.kilobits);
+            runWell("ryxcodec decode --codec g726 low out.wav --rate " + rate.kilobits);
             const std::vector<uint8_t> codes = codesOf(octets("low"), rate.bits, false);
             EXPECT_EQ(octets("low").size(), (count * static_cast<size_t>(rate.bits) + 7) / 8);
             EXPECT_EQ(codes, codesOf(octets("high"), rate.bits, true));
             EXPECT_EQ(samples("out.wav", 8000).size(), codes.size());
-            runWell("g726 roundtrip in.wav out.wav --rate " + rate.kilobits);
+            runWell("ryxcodec roundtrip --codec g726 in.wav out.wav --rate " + rate.kilobits);
             EXPECT_EQ(samples("out.wav", 8000).size(), count);
             for (size_t i = count; i < codes.size(); i++)
                 EXPECT_EQ(codes[i], 0);
@@ -113,10 +115,10 @@ TEST_F(G726Program, PacksTheSameCodesInBothOrdersAndFillsTheLastOctetWithZeros) 
 
 // The octets of a companded WAV file stand at its end; their number is even here.
 TEST_F(G726Program, WritesTheDecodersOwnOctetsIntoCompandedFiles) {
-    runWell("g726 encode '" + speech + "' stream");
+    runWell("ryxcodec encode --codec g726 '" + speech + "' stream");
     const std::vector<uint8_t> codes = codesOf(octets("stream"), 4, false);
     for (const auto &[name, law] : {std::pair("alaw", ryxG726ALaw), std::pair("mulaw", ryxG726MuLaw)}) {
-        runWell(std::string("g726 decode stream out.wav --law ") + name);
+        runWell(std::string("ryxcodec decode --codec g726 stream out.wav --law ") + name);
         StateBlock<DecoderState_G726> state(ryxsDecodeGetStateSize_G726_8u16s);
         std::vector<int16_t> wanted(codes.size());
         ASSERT_EQ(ryxsDecodeInit_G726_8u16s(state, ryxG726Rate32k, law), ryxStsOk);
@@ -131,9 +133,12 @@ TEST_F(G726Program, WritesTheDecodersOwnOctetsIntoCompandedFiles) {
 // The speech is far above these floors. A broken delay, law, scaling or sign falls far below.
 TEST_F(G726Program, AndG722ReportAPlausibleSignalToNoiseRatio) {
     const std::pair<std::string, double> table[] = {
-        {"g722 roundtrip IN out --mode 64", 25},   {"g722 roundtrip IN out --mode 48", 20},
-        {"g726 roundtrip IN out --rate 16", 12},   {"g726 roundtrip IN out --rate 40 --law alaw", 25},
-        {"g726 roundtrip IN out --law mulaw", 20}, {"g726 roundtrip IN out --law linear", 20},
+        {"ryxcodec roundtrip --codec g722 IN out --mode 64", 25},
+        {"ryxcodec roundtrip --codec g722 IN out --mode 48", 20},
+        {"ryxcodec roundtrip --codec g726 IN out --rate 16", 12},
+        {"ryxcodec roundtrip --codec g726 IN out --rate 40 --law alaw", 25},
+        {"ryxcodec roundtrip --codec g726 IN out --law mulaw", 20},
+        {"ryxcodec roundtrip --codec g726 IN out --law linear", 20},
     };
     for (auto [command, least] : table) {
         command.replace(command.find("IN"), 2, "'" + speech + "'");

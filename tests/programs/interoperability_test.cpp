@@ -24,8 +24,8 @@ TEST_F(Ffmpeg, DecodesG722StreamsOfAllModesToTheSameSamples) {
     const std::pair<std::string, std::string> modes[] = {{"64", "8"}, {"56", "7"}, {"48", "6"}};
     for (const auto &[mode, bits] : modes) {
         SCOPED_TRACE(mode);
-        runWell("g722 encode '" + speech + "' stream --mode " + mode);
-        runWell("g722 decode stream own.wav --mode " + mode);
+        runWell("ryxcodec encode --codec g722 '" + speech + "' stream --mode " + mode);
+        runWell("ryxcodec decode --codec g722 stream own.wav --mode " + mode);
         EXPECT_EQ(decode("-f g722 -bits_per_codeword " + bits + " -i stream"), samples("own.wav", 16000));
     }
 }
@@ -49,13 +49,23 @@ TEST_F(Ffmpeg, ReadsBothG726PackingsAsTheSameCodes) {
     writeMono(file("in.wav"), readMono(speech, 8000));
     for (const auto &[kilobits, codeSize, exact] : g726Cases) {
         SCOPED_TRACE(kilobits);
-        runWell("g726 encode in.wav low --rate " + kilobits);
-        runWell("g726 encode in.wav high --packing aal2 --rate " + kilobits);
+        runWell("ryxcodec encode --codec g726 in.wav low --rate " + kilobits);
+        runWell("ryxcodec encode --codec g726 in.wav high --packing aal2 --rate " + kilobits);
         const std::string form = " -ar 8000 -ac 1 -code_size " + codeSize;
         const std::vector<int16_t> low = decode("-f g726le" + form + " -i low");
         EXPECT_EQ(low, decode("-f g726" + form + " -i high"));
         EXPECT_EQ(low.size(), samples("in.wav", 8000).size());
     }
+}
+
+// Both ways of keeping GSM full rate frames in files.
+TEST_F(Ffmpeg, DecodesGsmStreamsAndWavFilesToTheSameSamples) {
+    runWell("ryxcodec encode '" + speech + "' a.gsm && ryxcodec decode a.gsm a.wav --codec gsm-fr");
+    runWell("ryxcodec encode '" + speech + "' pairs.wav --codec gsm-fr && ryxcodec decode pairs.wav b.pcm");
+    runWell("ryxcodec decode a.gsm a.pcm");
+    EXPECT_TRUE(octets("a.pcm") == octets("b.pcm"));
+    EXPECT_TRUE(decode("-i a.gsm") == decode("-i pairs.wav"));
+    EXPECT_TRUE(decode("-i a.gsm") == samples("a.wav", 8000));
 }
 
 TEST_F(Ffmpeg, DecodesQuietSpeechOfG726StreamsToTheSameSamples) {
@@ -66,8 +76,8 @@ TEST_F(Ffmpeg, DecodesQuietSpeechOfG726StreamsToTheSameSamples) {
     for (const auto &[kilobits, codeSize, exact] : g726Cases) {
         if (!exact) continue;
         SCOPED_TRACE(kilobits);
-        runWell("g726 encode in.wav stream --rate " + kilobits);
-        runWell("g726 decode stream own.wav --rate " + kilobits);
+        runWell("ryxcodec encode --codec g726 in.wav stream --rate " + kilobits);
+        runWell("ryxcodec decode --codec g726 stream own.wav --rate " + kilobits);
         EXPECT_EQ(decode("-f g726le -ar 8000 -ac 1 -code_size " + codeSize + " -i stream"), samples("own.wav", 8000));
     }
 }

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "decoder.h"
+
+#include <algorithm>
+
+namespace ryxcodec::g728 {
+
+namespace {
+
+constexpr int16_t steepestRise = 1024;      // of the log-gain after an erasure: 2 dB a vector
+constexpr uint32_t longestLimit = 16;       // cycles
+constexpr uint32_t partOfErasure = 4;       // cycles, 10 ms
+constexpr int16_t erasedExponentLimit = 16; // of the quantised speech
+
+} // namespace
+
+ryxStatus Decoder::init(const ryxCodecOptions &options) {
+    postFiltering_ = options.noPostFilter == 0;
+    lossFrame_ = options.lossFrame == 0 ? 4 : options.lossFrame;
+    cycle_ = lossFrame_ - 1;
+    const ryxStatus statuses[] = {
+        quantised_.fits(ryxsSynthesisFilterGetStateSize_G728_16s),
+        concealment_.fits(ryxsConcealmentGetStateSize_G728_16s),
+        synthesis_.init(),
+        logGain_.init(),
+        postFilter_.init(),
+    };
+    for (const ryxStatus status : statuses)
+        if (status != ryxStsOk) return status;
+    ryxsSynthesisFilterInit_G728_16s(quantised_);
+    return ryxsConcealmentInit_G728_16s(concealment_);
+}
+
+ryxStatus Decoder::decode(const ReceivedFrame &frame, int16_t *speech) {
+    const bool complete = frame.count == frameOctets;
+    if (!complete && frame.usable()) return ryxStsBadSize;
+    beginCycle(frame.usable(), complete);
+    Index indices[vectors] = {};
+    if (!erased_) unpack(frame.octets, indices);
+    for (int k = 0; k < vectors; k++) {
+        synthesise(k, erased_ ? conceal() : receive(k, indices[k]), speech + k * vectorLength);
+        adapt(k);
+    }
+    return ryxStsOk;
+}
+
+// Whether a loss frame is erased is decided where it begins. A frame without bits begins one at once.
+void Decoder::beginCycle(bool usable, bool complete) {
+    synthesis_.beginCycle();
+    logGain_.beginCycle();
+    postFilter_.beginCycle();
+    if (limited_ > 0 && !erased_) limited_--;
+    if (++cycle_ == lossFrame_ || (!complete && !erased_)) {
+        cycle_ = 0;
+        erased_ = !usable;
+        if (!erased_) {
+            limited_ = static_cast<int>(std::min(static_cast<uint32_t>(limited_) + erasures_, longestLimit));
+            erasures_ = 0;
+        }
+    }
+    if (!erased_) return;
+    erasures_++;
+    if (firstOfPart())
+        ryxsConcealmentSetup_G728_16s(static_cast<int>(erasures_ / partOfErasure), postFilter_.tap(), postFilter_.lag(),
+                                      concealment_);
+}
+
+Decoder::Excitation Decoder::receive(int k, Index index) {
+    Excitation e;
+    int16_t gain, gainExponent;
+    const int limit = limited_ > 0 ? std::min(before_ + steepestRise, INT16_MAX) : INT16_MAX;
+    logGain_.predict(k, static_cast<int16_t>(limit), &before_, &gain, &gainExponent);
+    ryxsCodebookDecode_G728_16s(index.shape, index.gain, gain, gainExponent, e.samples, &e.exponent);
+    ryxsLogGainUpdate_G728_16s(before_, index.shape, index.gain, &e.logGain);
+    return e;
+}
+
+Decoder::Excitation Decoder::conceal() {
+    Excitation e;
+    ryxsConcealmentExcitation_G728_16s(e.samples, &e.exponent, &e.logGain, concealment_);
+    before_ = e.logGain;
+    return e;
+}
+
+void Decoder::synthesise(int k, Excitation e, int16_t *pcm) {
+    const int16_t *const a = synthesis_.coefficients();
+    int16_t response[vectorLength], exponent;
+    ryxsSynthesisFilterZeroInput_G728_16s(a, response, &exponent, quantised_);
+    ryxsConcealmentUpdate_G728_16s(e.samples, e.exponent, concealment_);
+
+    int16_t speech[vectorLength], speechQ2[vectorLength];
+    ryxsSynthesisFilter_G728_16s(a, e.samples, &e.exponent, erased_ ? erasedExponentLimit : INT16_MAX, response, speech,
+                                 &exponent, quantised_);
+    synthesis_.append(k, speech, exponent);
+    logGain_.append(k, e.logGain);
+
+    ryxsConvertBlock_G728_16s(speech, exponent, 2, speechQ2);
+    postFilter_.analyse(k, speechQ2);
+    if (postFiltering_)
+        postFilter_.filter(k, pcm);
+    else
+        ryxsConvertBlock_G728_16s(speech, exponent, 3, pcm);
+}
+
+// The work of a cycle, spread over its vectors. During an erasure the predictors stay, but for a bandwidth that grows.
+void Decoder::adapt(int k) {
+    if (k == 0) {
+        if (!erased_ || erasures_ == 1) synthesis_.extend();
+        logGain_.analyse(!erased_);
+    } else if (k == 1) {
+        if (!erased_)
+            synthesis_.adopt();
+        else if (firstOfPart())
+            synthesis_.attenuate(erasures_ == 1);
+    } else if (k == 3 && synthesis_.analyse()) {
+        postFilter_.adapt(synthesis_.tenth());
+    }
+}
+
+} // namespace ryxcodec::g728

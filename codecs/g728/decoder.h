@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Decoder of ITU-T G.728, Annex G, with the concealment of Annex I.
+#pragma once
+
+#include "g728/post_filter.h"
+
+namespace ryxcodec::g728 {
+
+class Decoder {
+public:
+    ryxStatus init(const ryxCodecOptions &options);
+    ryxStatus decode(const ReceivedFrame &frame, int16_t *speech);
+
+private:
+    struct Excitation {
+        int16_t samples[vectorLength], exponent;
+        int16_t logGain;
+    };
+
+    void beginCycle(bool usable, bool complete);
+    bool firstOfPart() const { return erasures_ % 4 == 1; }
+    Excitation receive(int k, Index index);
+    Excitation conceal();
+    void synthesise(int k, Excitation excitation, int16_t *pcm);
+    void adapt(int k);
+
+    SynthesisPredictor synthesis_;
+    LogGainPredictor logGain_;
+    Block<SynthesisFilterState_G728, 144> quantised_;
+    PostFilter postFilter_;
+    bool postFiltering_;
+
+    Block<ConcealmentState_G728, 368> concealment_;
+    int lossFrame_;     // cycles that are lost together
+    int cycle_;         // of the loss frame
+    bool erased_;       // the current cycle
+    uint32_t erasures_; // erased cycles in a row
+    int limited_;       // cycles in which the gain may only rise slowly, after an erasure
+    int16_t before_;    // predicted log-gain of the vector before
+};
+
+} // namespace ryxcodec::g728

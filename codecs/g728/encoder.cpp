@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "encoder.h"
+
+#include <algorithm>
+
+namespace ryxcodec::g728 {
+
+ryxStatus Encoder::init(const ryxCodecOptions &) {
+    const ryxStatus statuses[] = {
+        quantised_.fits(ryxsSynthesisFilterGetStateSize_G728_16s),
+        weightedSpeech_.fits(ryxsIIR16sGetStateSize_G728_16s),
+        window_.fits(ryxsHybridWindowGetStateSize_G728_16s),
+        synthesis_.init(),
+        logGain_.init(),
+    };
+    for (const ryxStatus status : statuses)
+        if (status != ryxStsOk) return status;
+    ryxsSynthesisFilterInit_G728_16s(quantised_);
+    ryxsIIR16sInit_G728_16s(weightedSpeech_);
+    ryxsIIR16sInit_G728_16s(weightedZeroInput_);
+    ryxsHybridWindowInit_G728_16s(window_);
+    ryxsImpulseResponse_G728_16s(synthesis_.coefficients(), weighting_, impulse_);
+    ryxsCodebookEnergy_G728_16s(impulse_, energies_);
+    return ryxStsOk;
+}
+
+ryxStatus Encoder::encode(const int16_t *speech, uint8_t *frame, int &octets) {
+    input_.advance();
+    synthesis_.beginCycle();
+    logGain_.beginCycle();
+    for (int i = 0; i < frameLength; i++)
+        input_.values[pastInput + i] = static_cast<int16_t>(speech[i] >> 1);
+    Index indices[vectors];
+    for (int k = 0; k < vectors; k++) {
+        encodeVector(k, indices[k]);
+        adapt(k);
+    }
+    pack(indices, frame);
+    octets = frameOctets;
+    return ryxStsOk;
+}
+
+void Encoder::encodeVector(int k, Index &index) {
+    const int16_t *const a = synthesis_.coefficients();
+    const int16_t *const input = input_.values + pastInput + k * vectorLength;
+    int16_t prediction, gain, gainExponent;
+    logGain_.predict(k, INT16_MAX, &prediction, &gain, &gainExponent);
+
+    int16_t response[vectorLength], exponent;
+    int16_t weightedSpeech[vectorLength], weightedZeroInput[vectorLength];
+    ryxsSynthesisFilterZeroInput_G728_16s(a, response, &exponent, quantised_);
+    ryxsWeightedZeroInput_G728_16s(weighting_, quantised_, weightedZeroInput, weightedZeroInput_);
+    ryxsIIR16s_G728_16s(weighting_, input, weightedSpeech, vectorLength, weightedSpeech_);
+
+    int16_t target[vectorLength], targetExponent;
+    ryxsTarget_G728_16s(weightedSpeech, weightedZeroInput, gain, gainExponent, target, &targetExponent);
+    ryxsCodebookSearch_G728_16s(target, targetExponent, impulse_, energies_, &index.shape, &index.gain);
+
+    int16_t excitation[vectorLength], speech[vectorLength], speechExponent;
+    ryxsCodebookDecode_G728_16s(index.shape, index.gain, gain, gainExponent, excitation, &exponent);
+    ryxsSynthesisFilter_G728_16s(a, excitation, &exponent, INT16_MAX, response, speech, &speechExponent, quantised_);
+    ryxsWeightedZeroState_G728_16s(weighting_, response, exponent, weightedZeroInput_);
+    synthesis_.append(k, speech, speechExponent);
+
+    int16_t logGain;
+    ryxsLogGainUpdate_G728_16s(prediction, index.shape, index.gain, &logGain);
+    logGain_.append(k, logGain);
+}
+
+// The work of a cycle, spread over its vectors.
+void Encoder::adapt(int k) {
+    if (k == 0) {
+        synthesis_.extend();
+        logGain_.analyse(true);
+    } else if (k == 1) {
+        synthesis_.adopt();
+        adaptWeighting();
+        ryxsImpulseResponse_G728_16s(synthesis_.coefficients(), weighting_, impulse_);
+        ryxsCodebookEnergy_G728_16s(impulse_, energies_);
+    } else if (k == 3) {
+        synthesis_.analyse();
+    }
+}
+
+void Encoder::adaptWeighting() {
+    int16_t autoCorr[predictorOrder + 1], expanded[2 * predictorOrder];
+    Recursion recursion;
+    if (ryxsHybridWindowWeighting_G728_16s(input_.values, autoCorr, window_) != ryxStsOk) return;
+    if (!recursion.run(autoCorr, 0, predictorOrder)) return;
+    if (ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728WeightingZeroExpansion,
+                                     expanded) != ryxStsOk ||
+        ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728WeightingPoleExpansion,
+                                     expanded + predictorOrder) != ryxStsOk)
+        return;
+    std::copy_n(expanded, 2 * predictorOrder, weighting_);
+}
+
+} // namespace ryxcodec::g728

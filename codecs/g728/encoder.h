@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Encoder of ITU-T G.728, Annex G.
+#pragma once
+
+#include "g728/predictors.h"
+
+namespace ryxcodec::g728 {
+
+class Encoder {
+public:
+    ryxStatus init(const ryxCodecOptions &options);
+    ryxStatus encode(const int16_t *speech, uint8_t *frame, int &octets);
+
+private:
+    static constexpr int pastInput = 50; // before the vector k = 0
+
+    void encodeVector(int k, Index &index);
+    void adapt(int k);
+    void adaptWeighting();
+
+    SynthesisPredictor synthesis_;
+    LogGainPredictor logGain_;
+    Block<SynthesisFilterState_G728, 144> quantised_;
+
+    History<pastInput + frameLength, frameLength> input_; // Q2
+    int16_t weighting_[2 * predictorOrder];               // zeros, poles
+    Block<IIRState_G728, 64> weightedSpeech_, weightedZeroInput_;
+    Block<HybridWindowState_G728, 112> window_;
+
+    int16_t impulse_[vectorLength];
+    int16_t energies_[128];
+};
+
+} // namespace ryxcodec::g728

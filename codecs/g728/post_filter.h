@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Post-filter of the decoder with its pitch analysis, on which the concealment relies as well.
+#pragma once
+
+#include "g728/predictors.h"
+
+namespace ryxcodec::g728 {
+
+class PostFilter {
+public:
+    ryxStatus init();
+    int16_t lag() const { return lag_; }
+    int16_t tap() const { return tap_; }
+
+    void beginCycle();
+    // The vector's residual, and after that of k = 2 the pitch. speech is in Q2.
+    void analyse(int k, const int16_t *speech);
+    void filter(int k, int16_t *pcm);
+    void adapt(const Recursion &tenth); // after k = 3
+
+private:
+    static constexpr int pastResidual = 225,
+                         pastSpeech = 230; // before the vector k = 0: 240 up to that of k = 2, k = 1
+    static constexpr int decimatedLength = 60;
+
+    void findPitch();
+
+    History<predictorOrder + frameLength, frameLength> speechQ2_;
+    History<pastSpeech + frameLength, frameLength> speech_; // Q0
+    History<pastResidual + frameLength, frameLength> residual_;
+    History<decimatedLength, frameLength / 4> decimated_;
+    int16_t lowPass_[3];
+
+    int16_t inverse_[predictorOrder], zeros_[predictorOrder], poles_[predictorOrder], tilt_;
+    int16_t lag_, tap_, gain_, pitchGain_;
+    int16_t scale_;
+    Block<PostFilterState_G728, 48> filter_;
+};
+
+} // namespace ryxcodec::g728

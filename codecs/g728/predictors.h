@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Backward adaptation, the same in encoder and decoder: predictors that follow from what was decoded. Every step belongs to
+// a vector of the cycle, k = 0..3, and takes place after it.
+#pragma once
+
+#include <cstring>
+
+#include <ryxsc.h>
+
+#include "codec.h"
+#include "g728/frame.h"
+
+namespace ryxcodec::g728 {
+
+constexpr int predictorOrder = 10;
+constexpr int synthesisOrder = 50;
+
+// Samples or values of the current cycle behind those of the past.
+template <int length, int step> struct History {
+    int16_t values[length];
+
+    void advance() { std::memmove(values, values + step, (length - step) * sizeof *values); }
+};
+
+// A predictor of order 10 or 50 on its way through the recursion.
+struct Recursion {
+    int16_t coefficients[synthesisOrder];
+    int16_t energy, fraction, reflection;
+
+    bool run(const int16_t *autoCorr, int from, int to) {
+        return ryxsLevinsonDurbin_G728_16s(autoCorr, from, to, coefficients, &energy, &fraction, &reflection) ==
+               ryxStsOk;
+    }
+};
+
+// Predictor of order 50 over the quantised speech.
+class SynthesisPredictor {
+public:
+    ryxStatus init();
+    const int16_t *coefficients() const { return current_; }
+
+    void beginCycle();
+    void append(int k, const int16_t *speech, int16_t exponent);
+
+    bool analyse();                                       // k = 3: window, and the recursion up to order 10
+    const Recursion &tenth() const { return recursion_; } // after a successful analyse()
+    void extend();                                        // k = 0: up to order 50
+    void adopt();                                         // k = 1
+    void attenuate(bool first); // k = 1 in erasures: a wider bandwidth, of the new coefficients in the first part
+
+private:
+    static constexpr int pastVectors = 21;
+
+    int16_t current_[synthesisOrder], next_[synthesisOrder];
+    History<pastVectors * vectorLength, frameLength> speech_;
+    History<pastVectors, vectors> exponents_;
+    int16_t autoCorr_[synthesisOrder + 1];
+    Recursion recursion_;
+    bool valid_;
+    Block<HybridWindowState_G728, 112> window_;
+};
+
+// Predictor of order 10 over the log-gains.
+class LogGainPredictor {
+public:
+    ryxStatus init();
+
+    void beginCycle() { logGains_.advance(); }
+    void append(int k, int16_t logGain) { logGains_.values[past + k] = logGain; }
+    void predict(int k, int16_t limit, int16_t *prediction, int16_t *gain, int16_t *exponent) const;
+    void analyse(bool adopt); // k = 0
+
+private:
+    static constexpr int past = 33;
+
+    int16_t coefficients_[predictorOrder];
+    History<past + vectors, vectors> logGains_;
+    Block<HybridWindowState_G728, 112> window_;
+};
+
+} // namespace ryxcodec::g728

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Pitch analysis in the decoder of ITU-T G.728, Annex G: LPC residual of the decoded speech, its decimation, search for the
+// pitch lag, tap of the long-term post-filter.
+#include "common/checks.h"
+#include "frame/implementations.h"
+#include "g728/arithmetic.h"
+#include "g728/tables.h"
+
+using namespace ryxsc;
+using namespace ryxsc::g728;
+
+namespace {
+
+constexpr int minLag = 20, maxLag = 140;
+constexpr int window = 100;
+constexpr int historyLength = 240;
+constexpr int decimation = 4;
+constexpr int decimatedWindow = window / decimation, decimatedLength = historyLength / decimation;
+constexpr int reach = 6; // how far the lag may have moved without a look at its old neighbourhood
+
+bool isLag(int lag) {
+    return lag >= minLag && lag <= maxLag;
+}
+
+// Sum of the newest `len` samples times those `lag` before them; x points behind the newest one.
+int64_t correlation(const int16_t *x, int len, int lag) {
+    int64_t sum = 0;
+    for (int i = 1; i <= len; i++)
+        sum += x[-i] * x[-i - lag];
+    return sum;
+}
+
+struct Peak {
+    int lag;
+    int64_t value;
+};
+
+// The first largest correlation.
+Peak peak(const int16_t *x, int len, int from, int to) {
+    Peak best = {from, INT64_MIN};
+    for (int lag = from; lag <= to; lag++)
+        if (const int64_t value = correlation(x, len, lag); value > best.value) best = {lag, value};
+    return best;
+}
+
+// Energy of the window one lag back.
+int32_t energyBefore(const int16_t *x, int lag) {
+    return sat32(correlation(x - lag, window, 0));
+}
+
+// Whether the tap at the old lag comes to more than 0.4 of that at the new one, which then is taken for a multiple.
+bool isMultiple(const int16_t *x, const Peak &found, const Peak &old) {
+    const int32_t foundEnergy = energyBefore(x, found.lag), oldEnergy = energyBefore(x, old.lag);
+    const int shift = normalisation(std::max(foundEnergy, oldEnergy), 32);
+    const auto upper = [&](int64_t value) { return shiftLimited(value, shift) >> 16; };
+    const int32_t e = upper(foundEnergy), eOld = upper(oldEnergy);
+    const int32_t c = upper(std::clamp<int64_t>(found.value, 0, foundEnergy));
+    const int32_t cOld = upper(std::clamp<int64_t>(old.value, 0, oldEnergy));
+    return cOld * e > ((c * eOld) >> 16) * 26214;
+}
+
+// Correlation over energy in Q14, between 0 and 1.
+int16_t tapOf(int32_t correlation, int32_t energy) {
+    if (energy <= 0 || correlation <= 0) return 0;
+    if (correlation >= energy) return one.mantissa;
+    const Scaled q = divide(normalised(correlation, 16), normalised(energy, 16));
+    const int shift = q.exponent - 14;
+    return shift > 30 ? int16_t{0} : static_cast<int16_t>(q.mantissa >> shift);
+}
+
+} // namespace
+
+ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int16_t *src, int16_t *dst) {
+    if (anyNull(coefficients, src, dst)) return ryxStsNullPtr;
+    for (int n = 0; n < vectorLength; n++) {
+        int64_t sum = src[n] * 8192;
+        for (int i = 1; i <= order; i++)
+            sum += coefficients[i - 1] * src[n - i];
+        dst[n] = round(sat32(4 * sum));
+    }
+    return ryxStsOk;
+}
+
+ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int16_t *memory) {
+    if (anyNull(src, dst, memory)) return ryxStsNullPtr;
+    constexpr int len = 20, taps = 3;
+    int16_t low[taps + len];
+    std::copy_n(memory, taps, low);
+    int16_t *const now = low + taps;
+    for (int n = 0; n < len; n++) {
+        int64_t sum = 0;
+        for (int j = 0; j <= taps; j++)
+            sum += decimationZeros[j] * src[n - j];
+        sum >>= 6;
+        for (int j = 1; j <= taps; j++)
+            sum -= decimationPoles[j - 1] * now[n - j];
+        now[n] = round(sat32(8 * sum));
+    }
+    for (int n = decimation - 1; n < len; n += decimation)
+        *dst++ = now[n];
+    std::copy_n(now + len - taps, taps, memory);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPitchSearch_G728_16s_u8(const int16_t *residual, const int16_t *decimated, int16_t previousLag,
+                                      int16_t *lag) {
+    if (anyNull(residual, decimated, lag)) return ryxStsNullPtr;
+    if (!isLag(previousLag)) return ryxStsOutOfRange;
+    const int16_t *const end = residual + historyLength;
+    const int coarse =
+        peak(decimated + decimatedLength, decimatedWindow, minLag / decimation, maxLag / decimation).lag * decimation;
+    Peak found = peak(end, window, std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
+    if (previousLag + reach < found.lag) {
+        const Peak old = peak(end, window, std::max(previousLag - reach, minLag), previousLag + reach);
+        if (isMultiple(end, found, old)) found = old;
+    }
+    *lag = static_cast<int16_t>(found.lag);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPitchTap_G728_16s_u8(const int16_t *speech, int16_t lag, int16_t *tap, int16_t *gain,
+                                   int16_t *pitchGain) {
+    if (anyNull(speech, tap, gain, pitchGain)) return ryxStsNullPtr;
+    if (!isLag(lag)) return ryxStsOutOfRange;
+    constexpr int16_t lowestTap = 9830, weight = 9830; // 0.6 and 0.15 in Q14 and Q16
+    const int16_t *const end = speech + historyLength;
+    *tap = tapOf(sat32(correlation(end, window, lag)), energyBefore(end, lag));
+    const int32_t product = weight * (*tap < lowestTap ? 0 : *tap);
+    const Scaled q = divide(one, {static_cast<int16_t>((product >> 16) + 16384), 14});
+    *pitchGain = static_cast<int16_t>((q.mantissa * (product >> 14)) >> q.exponent);
+    *gain = static_cast<int16_t>(q.mantissa >> (q.exponent - 14));
+    return ryxStsOk;
+}

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// RPE section of GSM 06.10: grid selection (clause 4.2.14), APCM quantiser and its scale (4.2.15, 4.2.16), grid positioning
+// (4.2.17).
+#include <algorithm>
+#include <array>
+
+#include "common/checks.h"
+#include "common/elementwise.h"
+#include "common/fixed_point.h"
+#include "frame/implementations.h"
+#include "gsmfr/block_maximum.h"
+
+using namespace ryxsc;
+using namespace ryxsc::gsmfr;
+using simd::Vector;
+
+namespace {
+
+constexpr std::array<BlockScale, scaleCodes> blockScales = [] {
+    std::array<BlockScale, scaleCodes> scales{};
+    for (int code = 0; code < scaleCodes; code++)
+        scales[static_cast<size_t>(code)] = decodeBlockMaximum(code);
+    return scales;
+}();
+
+// At most 13 * 8192^2, below 2^30.
+int32_t gridEnergy(const int16_t *src) {
+    int32_t sum = 0;
+    for (int i = 0; i < pulsesPerGrid; i++)
+        sum += (src[gridSpacing * i] >> 2) * (src[gridSpacing * i] >> 2);
+    return sum;
+}
+
+} // namespace
+
+ryxStatus ryxsRPEGridSelect_GSMFR_16s_u8(const int16_t *src, int16_t *pulses, int16_t *grid) {
+    if (anyNull(src, pulses, grid)) return ryxStsNullPtr;
+    int32_t largest = 0;
+    int best = 0;
+    for (int m = 0; m < grids; m++) {
+        const int32_t energy = gridEnergy(src + m);
+        if (energy > largest) {
+            largest = energy;
+            best = m;
+        }
+    }
+    for (int i = 0; i < pulsesPerGrid; i++)
+        pulses[i] = src[best + gridSpacing * i];
+    *grid = static_cast<int16_t>(best);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsRPEQuant_GSMFR_16s_u8(const int16_t *pulses, int16_t *codes, int16_t *maximum, int16_t *scaleCode) {
+    if (anyNull(pulses, codes, maximum, scaleCode)) return ryxStsNullPtr;
+    int16_t largest = 0;
+    for (int i = 0; i < pulsesPerGrid; i++)
+        largest = std::max(largest, abs_s(pulses[i]));
+    const int16_t code = blockMaximumCode(largest);
+    const BlockScale scale = blockScales[static_cast<size_t>(code)];
+    const simd::Q15Factor inverse(simd::words(inverseMantissa[scale.mantissa]));
+    const Vector count = _mm_cvtsi32_si128(scale.shift);
+    mapWords(
+        codes, pulsesPerGrid,
+        [&](Vector pulse) {
+            // The shift drops nothing: a block maximum with a smaller exponent is smaller.
+            return _mm_add_epi16(_mm_srai_epi16(inverse * _mm_sll_epi16(pulse, count), 12), simd::words(4));
+        },
+        pulses);
+    *maximum = largest;
+    *scaleCode = code;
+    return ryxStsOk;
+}
+
+ryxStatus ryxsRPEScaleDecode_GSMFR_16s_u8(int16_t scaleCode, int16_t *multiplier, int16_t *shift) {
+    if (anyNull(multiplier, shift)) return ryxStsNullPtr;
+    if (scaleCode < 0 || scaleCode >= scaleCodes) return ryxStsBadIndex;
+    const BlockScale scale = blockScales[static_cast<size_t>(scaleCode)];
+    *multiplier = mantissaFactor[scale.mantissa];
+    *shift = scale.shift;
+    return ryxStsOk;
+}
+
+ryxStatus ryxsRPEGridPosition_GSMFR_16s_u8(const int16_t *pulses, int16_t grid, int16_t *dst) {
+    if (anyNull(pulses, dst)) return ryxStsNullPtr;
+    if (grid < 0 || grid >= grids) return ryxStsBadIndex;
+    std::fill_n(dst, subSegmentLength, int16_t{0});
+    for (int i = 0; i < pulsesPerGrid; i++)
+        dst[grid + gridSpacing * i] = pulses[i];
+    return ryxStsOk;
+}
