@@ -22,6 +22,7 @@ constinit const Codec g723Codec = describe<g723::Encoder, g723::Decoder>({
     .rateCount = 2,
     .defaultRate = 6300,
     .largestFrame = g723::largestFrame,
+    .delay = g723::subframeLength,
     .features = ryxCodecDtx | ryxCodecConcealment | ryxCodecRateSwitching | ryxCodecPostFilter,
 });
 
