@@ -7,8 +7,6 @@ namespace ryxcodec::gsmfr {
 
 namespace {
 
-constexpr int interpolated[segments] = {13, 14, 13, 120}; // samples with the same reflection coefficients
-
 // GSM 06.10, tables 4.1a and 4.1b.
 constexpr Frame homingFrame = {{9, 23, 15, 8, 7, 3, 3, 2},
                                {{40, 0, 0, 0, {4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4}},
@@ -92,13 +90,7 @@ void Decoder::synthesise(const Frame &frame, int16_t *speech) {
     ryxsLARInterpolate_GSMFR_16s(lar_, decoded, reflections);
     ryxsLARToReflection_GSMFR_16s(reflections, reflections, segments * larCount);
     std::copy_n(decoded, larCount, lar_);
-    int from = 0;
-    for (int i = 0; i < segments; i++) {
-        ryxsShortTermSynthesisFilter_GSMFR_16s(reflections + i * larCount, residual + historyLength + from,
-                                               speech + from, interpolated[i], lattice_);
-        from += interpolated[i];
-    }
-    ryxsDeemphasize_GSMFR_16s_I(speech, frameLength, &emphasis_);
+    ryxsSynthesisFrame_GSMFR_16s(reflections, residual + historyLength, speech, lattice_, &emphasis_);
 }
 
 } // namespace ryxcodec::gsmfr

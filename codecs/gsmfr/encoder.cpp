@@ -7,8 +7,7 @@ namespace ryxcodec::gsmfr {
 
 namespace {
 
-constexpr int interpolated[segments] = {13, 14, 13, 120}; // samples with the same reflection coefficients
-constexpr int filterReach = 5;                            // of the weighting filter, to either side
+constexpr int filterReach = 5; // of the weighting filter, to either side
 
 } // namespace
 
@@ -63,11 +62,7 @@ void Encoder::shortTermAnalysis(const int16_t *speech, Analysis &analysis, Frame
     ryxsLARInterpolate_GSMFR_16s(lar_, decoded, reflections);
     ryxsLARToReflection_GSMFR_16s(reflections, reflections, segments * larCount);
     std::copy_n(decoded, larCount, lar_);
-    int from = 0;
-    for (int i = 0; i < segments; i++) {
-        ryxsShortTermAnalysisFilter_GSMFR_16s_I(reflections + i * larCount, residual + from, interpolated[i], lattice_);
-        from += interpolated[i];
-    }
+    ryxsShortTermAnalysisFrame_GSMFR_16s_I(reflections, residual, lattice_);
 }
 
 // Returns the largest magnitude of the RPE pulses. The samples in front of `reconstructed` are the history.

@@ -110,6 +110,35 @@ ryxStatus ryxsShortTermSynthesisFilter_GSMFR_16s(const int16_t *reflection, cons
                                                  int16_t *state);
 
 /**
+ * @brief Short-term analysis of a frame whose coefficients change inside it, in place (GSM 06.10, clause 4.2.10).
+ *
+ * The same as four calls of ryxsShortTermAnalysisFilter_GSMFR_16s_I() with 13, 14, 13 and 120 samples, but faster.
+ *
+ * @param[in]     reflections 4 times 8 coefficients, Q15, -32767..32767
+ * @param[in,out] srcDst      160 samples on entry, the residual on return
+ * @param[in,out] state       8 words u[0..7]
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsShortTermAnalysisFrame_GSMFR_16s_I(const int16_t *reflections, int16_t *srcDst, int16_t *state);
+
+/**
+ * @brief The decoder's filters for a frame: short-term synthesis with coefficients that change inside it, de-emphasis,
+ *        upscaling and truncation (GSM 06.10, clauses 4.3.4 to 4.3.7).
+ *
+ * The same as four calls of ryxsShortTermSynthesisFilter_GSMFR_16s() with 13, 14, 13 and 120 samples and one of
+ * ryxsDeemphasize_GSMFR_16s_I() with all of them, but faster.
+ *
+ * @param[in]     reflections 4 times 8 coefficients, Q15, -32767..32767
+ * @param[in]     src         160 samples of the residual
+ * @param[out]    dst         160 samples, multiples of 8. May be `src`
+ * @param[in,out] lattice     8 words v[0..7]
+ * @param[in,out] deemphasis  the last sample in front of the upscaling
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsSynthesisFrame_GSMFR_16s(const int16_t *reflections, const int16_t *src, int16_t *dst, int16_t *lattice,
+                                       int16_t *deemphasis);
+
+/**
  * @brief Weighting filter of the RPE section: 11 symmetric taps, Q13, rounded and saturated (GSM 06.10, clause 4.2.13).
  *
  * The recommendation filters sub-blocks of 40 samples with zeros on either side; a caller that wants the same puts five

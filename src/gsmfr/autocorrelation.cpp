@@ -8,6 +8,7 @@
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
 #include "frame/implementations.h"
+#include "gsmfr/largest_magnitude.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;
@@ -19,7 +20,8 @@ namespace {
 constexpr int maxOrder = stages;
 constexpr int wordsPerVector = 8;
 
-int16_t largestMagnitude(const int16_t *src, int len) {
+int16_t largestMagnitudeOfAny(const int16_t *src, int len) {
+    if (len >= wordsPerVector) return largestMagnitude(src, len);
     int16_t largest = 0;
     for (int i = 0; i < len; i++)
         largest = std::max(largest, abs_s(src[i]));
@@ -50,30 +52,32 @@ struct Block {
 
 // Twice the sums of products. No sum leaves 32 bits: samples are 2048 at most.
 template <int order> void correlate(const Block &block, int len, int32_t *acf) {
-    Vector sums[order + 1] = {};
+    constexpr int groups = order / 4 + 1;
+    Vector sums[4 * groups] = {};
     for (int i = 0; i < len; i += wordsPerVector) {
         const int16_t *const at = block.words + maxOrder + i;
-        const Vector samples = simd::load(at);
+        const Vector samples = simd::loadAligned(at);
 #pragma GCC unroll 9
         for (int lag = 0; lag <= order; lag++)
             sums[lag] = _mm_add_epi32(sums[lag], _mm_madd_epi16(samples, simd::load(at - lag)));
     }
-    for (int lag = 0; lag <= order; lag++)
-        acf[lag] = 2 * simd::sumOfDwords(sums[lag]);
+    for (int k = 0; k < groups; k++) {
+        const Vector four = simd::sumsOfDwords(sums + 4 * k);
+        simd::store(acf + 4 * k, _mm_add_epi32(four, four));
+    }
 }
 
 } // namespace
 
 int gsmfr::scaledAutocorrelation(const int16_t *src, int len, int order, int32_t *acf) {
-    const int scale = scaleOf(largestMagnitude(src, len));
+    const int scale = scaleOf(largestMagnitudeOfAny(src, len));
     const Block block(src, len, scale);
-    if (order == maxOrder) {
-        correlate<maxOrder>(block, len, acf);
-    } else {
-        int32_t all[maxOrder + 1];
+    int32_t all[12];
+    if (order > 4)
         correlate<maxOrder>(block, len, all);
-        std::copy_n(all, order + 1, acf);
-    }
+    else
+        correlate<4>(block, len, all);
+    std::copy_n(all, order + 1, acf);
     return scale;
 }
 

@@ -6,6 +6,7 @@
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
 #include "frame/implementations.h"
+#include "gsmfr/largest_magnitude.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;
@@ -14,39 +15,104 @@ using simd::Vector;
 
 namespace {
 
-constexpr int wordsPerVector = 8;
+constexpr int wordsPerVector = 8, dwordsPerVector = 4;
 
 // The right shift that brings the samples to at most 512.
 int scaleOf(const int16_t *src) {
-    int16_t largest = 0;
-    for (int i = 0; i < subSegmentLength; i++)
-        largest = std::max(largest, abs_s(src[i]));
-    return largest == 0 ? 0 : std::max(0, 6 - norm_s(largest));
+    const int16_t magnitude = largestMagnitude(src, subSegmentLength);
+    return magnitude == 0 ? 0 : std::max(0, 6 - norm_s(magnitude));
 }
 
 struct Correlation {
-    int32_t sum = 0;
-    int lag = minLag;
+    int32_t sum;
+    int lag;
 };
 
-// Sums stay below 2^30: 40 products of at most 512 * 32768.
-Correlation search(const int16_t *src, int scale, const int16_t *history) {
-    Correlation best;
-    for (int lag = minLag; lag <= maxLag; lag++) {
-        int32_t sum = 0;
-        for (int k = 0; k < subSegmentLength; k++)
-            sum += (src[k] >> scale) * history[k - lag];
-        if (sum > best.sum) best = {sum, lag};
+// Neighbours of the history side by side, so that pmaddwd gives two terms of the correlation for four lags at a time.
+class Pairs {
+public:
+    explicit Pairs(const int16_t *history) {
+        const int16_t *const oldest = history - maxLag;
+        for (int i = 0; i < maxLag; i += wordsPerVector) {
+            const Vector first = simd::load(oldest + i);
+            // The neighbour of the newest sample is not read, and no sum needs it.
+            const Vector second = i + wordsPerVector < maxLag ? simd::load(oldest + i + 1) : _mm_srli_si128(first, 2);
+            simd::store(pairs_ + i, _mm_unpacklo_epi16(first, second));
+            simd::store(pairs_ + i + dwordsPerVector, _mm_unpackhi_epi16(first, second));
+        }
     }
-    return best;
+
+    // The samples `lag` and `lag` - 1 before the present, and those of the next three smaller lags.
+    Vector at(int lag) const { return simd::load(pairs_ + maxLag - lag); }
+
+private:
+    alignas(16) int32_t pairs_[maxLag];
+};
+
+constexpr int lagGroups = 21; // of four lags; the last one, of the smallest lags, shares three with its neighbour
+
+constexpr int largestLagOf(int group) {
+    return group < lagGroups - 1 ? maxLag - dwordsPerVector * group : minLag + dwordsPerVector - 1;
+}
+
+// Keeps for each lane the first largest sum, going from small lags to large ones.
+struct Best {
+    Vector sums = _mm_setzero_si128();
+    Vector groups = simd::dwords(-1);
+
+    void consider(Vector candidates, int group) {
+        const Vector larger = _mm_cmpgt_epi32(candidates, sums);
+        sums = simd::select(larger, candidates, sums);
+        groups = simd::select(larger, simd::dwords(group), groups);
+    }
+
+    // Of equal sums the one with the smallest lag.
+    Correlation result() const {
+        int32_t sum[dwordsPerVector], group[dwordsPerVector];
+        simd::store(sum, sums);
+        simd::store(group, groups);
+        Correlation best = {0, minLag};
+        for (int lane = dwordsPerVector - 1; lane >= 0; lane--) {
+            if (group[lane] < 0) continue;
+            const int lag = largestLagOf(group[lane]) - lane;
+            if (sum[lane] > best.sum || (sum[lane] == best.sum && lag < best.lag)) best = {sum[lane], lag};
+        }
+        return best;
+    }
+};
+
+// The first largest positive correlation. Sums stay below 2^30: 40 products of at most 512 * 32768.
+Correlation search(const int16_t *src, int scale, const int16_t *history) {
+    const Pairs past(history);
+    const Vector count = _mm_cvtsi32_si128(scale);
+    alignas(16) int16_t scaled[subSegmentLength];
+    for (int i = 0; i < subSegmentLength; i += wordsPerVector)
+        simd::store(scaled + i, _mm_sra_epi16(simd::load(src + i), count));
+    Best best;
+    constexpr int together = 7;
+    for (int last = lagGroups - 1; last >= 0; last -= together) {
+        Vector sums[together] = {};
+#pragma GCC unroll 2
+        for (int k = 0; k < subSegmentLength; k += 2) {
+            const Vector samples = _mm_shuffle_epi32(simd::load32(scaled + k), 0);
+#pragma GCC unroll 7
+            for (int i = 0; i < together; i++)
+                sums[i] = _mm_add_epi32(sums[i], _mm_madd_epi16(past.at(largestLagOf(last - i) - k), samples));
+        }
+        for (int i = 0; i < together; i++)
+            best.consider(sums[i], last - i);
+    }
+    return best.result();
 }
 
 // Twice the sum of squares of the samples shifted right by 3; below 2^31.
 int32_t powerOf(const int16_t *samples) {
-    int32_t sum = 0;
-    for (int k = 0; k < subSegmentLength; k++)
-        sum += (samples[k] >> 3) * (samples[k] >> 3);
-    return 2 * sum;
+    Vector sum = _mm_setzero_si128();
+    for (int i = 0; i < subSegmentLength; i += wordsPerVector) {
+        const Vector x = _mm_srai_epi16(simd::load(samples + i), 3);
+        sum = _mm_add_epi32(sum, _mm_madd_epi16(x, x));
+    }
+    return 2 * simd::sumOfDwords(sum);
 }
 
 int16_t gainCodeOf(int32_t correlation, int32_t power) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Short-term analysis lattice of GSM 06.10 (clause 4.2.10), as a wave front: at any time stage i works on sample n - i, so
-// that one vector operation serves all eight stages.
+// Short-term analysis lattice of GSM 06.10 (clause 4.2.10). Nothing in it is recursive: a stage makes its two outputs from
+// its inputs of this sample and the sample before, so that a stage can work on eight samples at a time.
 #include <algorithm>
 
 #include "common/checks.h"
@@ -14,64 +14,51 @@ using simd::Vector;
 
 namespace {
 
-constexpr int delay = stages - 1; // steps from a sample's first stage to its last
 constexpr int samplesPerBlock = 8;
 
-// The first stage is in lane 7, the last one in lane 0. Steps are counted from the first sample on.
-class Lattice {
-public:
-    Lattice(const int16_t *reflection, const int16_t *state)
-        : reflection_(simd::reverseWords(simd::load(reflection))), u_(simd::reverseWords(simd::load(state))) {}
+// What enters each stage as sav, of the block before; only the newest sample, in lane 7, counts.
+struct Lattice {
+    Vector sav[stages];
 
-    void store(int16_t *state) const { simd::store(state, simd::reverseWords(u_)); }
+    explicit Lattice(const int16_t *state) {
+        for (int i = 0; i < stages; i++)
+            sav[i] = _mm_slli_si128(simd::loadWord(state + i), 14);
+    }
 
-    // Steps t .. t + 7 with eight new samples. Returns the outputs of the samples t - 7 .. t.
-    template <class Active> [[gnu::always_inline]] inline Vector filterEight(Vector samples, Active active) {
-        Vector outputs = _mm_setzero_si128();
+    // coefficients(i): those of stage i for each of the eight samples.
+    template <class Coefficients> [[gnu::always_inline]] inline Vector filter(Vector d, Coefficients coefficients) {
+        Vector entering = d;
 #pragma GCC unroll 8
-        for (int k = 0; k < samplesPerBlock; k++) {
-            const Vector d = _mm_alignr_epi8(samples, d_, 2);
-            const Vector sav = _mm_alignr_epi8(samples, sav_, 2);
-            d_ = _mm_adds_epi16(d, _mm_mulhrs_epi16(reflection_, u_));
-            sav_ = _mm_adds_epi16(u_, _mm_mulhrs_epi16(reflection_, d));
-            u_ = active(k, sav, u_);
-            outputs = _mm_alignr_epi8(d_, outputs, 2);
-            samples = _mm_srli_si128(samples, 2);
+        for (int i = 0; i < stages; i++) {
+            const Vector r = coefficients(i);
+            const Vector u = _mm_alignr_epi8(entering, sav[i], 14);
+            sav[i] = entering;
+            entering = _mm_adds_epi16(u, _mm_mulhrs_epi16(r, d));
+            d = _mm_adds_epi16(d, _mm_mulhrs_epi16(r, u));
         }
-        return outputs;
+        return d;
     }
 
-private:
-    Vector reflection_, u_;
-    Vector d_ = _mm_setzero_si128(), sav_ = _mm_setzero_si128(); // what the stages pass on
-};
-
-// Lets a stage's delayed value alone before the first sample has reached the stage and after the last one has left it.
-class WithinSignal {
-public:
-    WithinSignal(int step, int len) : step_(step), len_(len) {}
-
-    Vector operator()(int k, Vector passing, Vector kept) const {
-        const Vector sample =
-            _mm_setr_epi16(-7, -6, -5, -4, -3, -2, -1, 0); // each stage's, relative to the step's newest
-        const Vector begun = _mm_cmpgt_epi16(sample, limit(-1 - step_ - k));
-        const Vector valid = _mm_and_si128(begun, _mm_cmpgt_epi16(limit(len_ - step_ - k), sample));
-        return _mm_xor_si128(kept, _mm_and_si128(_mm_xor_si128(passing, kept), valid));
+    // After a last block of `samples` samples.
+    void store(int16_t *state, int samples) const {
+        for (int i = 0; i < stages; i++) {
+            int16_t block[samplesPerBlock];
+            simd::store(block, sav[i]);
+            state[i] = block[samples - 1];
+        }
     }
-
-private:
-    static Vector limit(int x) { return simd::words(static_cast<int16_t>(std::clamp(x, -8, 8))); }
-
-    int step_, len_;
 };
 
-void filterEdge(Lattice &lattice, int16_t *srcDst, int step, int len) {
-    int16_t block[samplesPerBlock] = {};
-    std::copy_n(srcDst + step, std::clamp(len - step, 0, samplesPerBlock), block);
-    simd::store(block, lattice.filterEight(simd::load(block), WithinSignal(step, len)));
-    const int from = std::max(step - delay, 0), to = std::min(step + 1, len);
-    std::copy_n(block + from - (step - delay), to - from, srcDst + from);
-}
+// Coefficients of the stages, each in all lanes.
+struct Coefficients {
+    Vector stage[stages];
+
+    explicit Coefficients(const int16_t *reflection) {
+        for (int i = 0; i < stages; i++)
+            stage[i] = simd::words(reflection[i]);
+    }
+    Vector operator()(int i) const { return stage[i]; }
+};
 
 } // namespace
 
@@ -79,15 +66,37 @@ ryxStatus ryxsShortTermAnalysisFilter_GSMFR_16s_I_u8(const int16_t *reflection, 
                                                      int16_t *state) {
     if (anyNull(reflection, srcDst, state)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
-    Lattice lattice(reflection, state);
-    filterEdge(lattice, srcDst, 0, len);
-    int step = samplesPerBlock;
-    for (; len - step >= samplesPerBlock; step += samplesPerBlock) {
-        const auto always = [](int, Vector passing, Vector) { return passing; };
-        simd::store(srcDst + step - delay, lattice.filterEight(simd::load(srcDst + step), always));
-    }
-    for (; step - delay < len; step += samplesPerBlock)
-        filterEdge(lattice, srcDst, step, len);
-    lattice.store(state);
+    Lattice lattice(state);
+    const Coefficients coefficients(reflection);
+    int i = 0;
+    for (; len - i > samplesPerBlock; i += samplesPerBlock)
+        simd::store(srcDst + i, lattice.filter(simd::load(srcDst + i), coefficients));
+    int16_t block[samplesPerBlock] = {};
+    std::copy_n(srcDst + i, len - i, block);
+    simd::store(block, lattice.filter(simd::load(block), coefficients));
+    std::copy_n(block, len - i, srcDst + i);
+    lattice.store(state, len - i);
+    return ryxStsOk;
+}
+
+// The segments begin at the samples 0, 13, 27 and 40: blocks 1 and 3 belong to two of them.
+ryxStatus ryxsShortTermAnalysisFrame_GSMFR_16s_I_u8(const int16_t *reflections, int16_t *srcDst, int16_t *state) {
+    if (anyNull(reflections, srcDst, state)) return ryxStsNullPtr;
+    Lattice lattice(state);
+    const auto filter = [&](int block, auto coefficients) {
+        int16_t *const at = srcDst + samplesPerBlock * block;
+        simd::store(at, lattice.filter(simd::load(at), coefficients));
+    };
+    const Coefficients first(reflections), second(reflections + stages), third(reflections + 2 * stages);
+    const Vector from5 = _mm_setr_epi16(0, 0, 0, 0, 0, -1, -1, -1), from3 = _mm_setr_epi16(0, 0, 0, -1, -1, -1, -1, -1);
+    filter(0, first);
+    filter(1, [&](int i) { return simd::select(from5, second.stage[i], first.stage[i]); });
+    filter(2, second);
+    filter(3, [&](int i) { return simd::select(from3, third.stage[i], second.stage[i]); });
+    filter(4, third);
+    const Coefficients last(reflections + 3 * stages);
+    for (int block = 5; block < frameLength / samplesPerBlock; block++)
+        filter(block, last);
+    lattice.store(state, samplesPerBlock);
     return ryxStsOk;
 }

@@ -7,7 +7,9 @@
 namespace ryxsc::gsmfr {
 
 inline constexpr int stages = 8; // of the short-term lattices
+inline constexpr int frameLength = 160;
 inline constexpr int segments = 4;
+inline constexpr int segmentEnds[segments] = {13, 27, 40, 160}; // of the interpolated log-area ratios
 inline constexpr int subSegmentLength = 40;
 inline constexpr int pulsesPerGrid = 13, gridSpacing = 3, grids = 4;
 inline constexpr int minLag = 40, maxLag = 120;

@@ -11,7 +11,6 @@ using namespace ryxsc::gsmfr;
 
 namespace {
 
-constexpr int frameLength = 160;
 constexpr int order = 4;
 constexpr int16_t errorThreshold = 1464;      // of the prediction error, Q15
 constexpr int16_t poleFrequencyFactor = 3189; // Q15
