@@ -30,7 +30,7 @@ void compensateOffset(const int16_t *src, int16_t *dst, int len, int32_t *state,
     for (int i = 0; i < len; i++) {
         const int64_t sample = scaled(src[i]);
         const int64_t past = recursivePart(recursive);
-        recursive = (past + (sample - previous) * 32768) + ((0x4000 - past - past * 32) >> 15);
+        recursive = (past + (sample - previous) * 32768) - ((past * 32 + (past + 0x3fff)) >> 15);
         dst[i] = static_cast<int16_t>((recursive + 0x4000) >> 15);
         previous = sample;
     }

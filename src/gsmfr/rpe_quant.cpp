@@ -9,6 +9,7 @@
 #include "common/fixed_point.h"
 #include "frame/implementations.h"
 #include "gsmfr/block_maximum.h"
+#include "gsmfr/largest_magnitude.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmfr;
@@ -23,27 +24,38 @@ constexpr std::array<BlockScale, scaleCodes> blockScales = [] {
     return scales;
 }();
 
-// At most 13 * 8192^2, below 2^30.
-int32_t gridEnergy(const int16_t *src) {
-    int32_t sum = 0;
-    for (int i = 0; i < pulsesPerGrid; i++)
-        sum += (src[gridSpacing * i] >> 2) * (src[gridSpacing * i] >> 2);
-    return sum;
+// The words l of a vector with l % 3 = k. Those of sub-sequence m in vector j have k = (m - 8 * j) % 3 = (m + j) % 3.
+alignas(16) constexpr int16_t everyThird[gridSpacing][8] = {
+    {-1, 0, 0, -1, 0, 0, -1, 0}, {0, -1, 0, 0, -1, 0, 0, -1}, {0, 0, -1, 0, 0, -1, 0, 0}};
+
+int32_t squareOf(int16_t sample) {
+    return (sample >> 2) * (sample >> 2);
+}
+
+// The sub-sequence with the largest energy, the first of equal ones. Energies are at most 14 * 8192^2, below 2^30.
+int selectGrid(const int16_t *src) {
+    Vector sums[4] = {};
+#pragma GCC unroll 5
+    for (int j = 0; j < subSegmentLength / 8; j++) {
+        const Vector x = _mm_srai_epi16(simd::load(src + 8 * j), 2);
+        for (int m = 0; m < gridSpacing; m++) {
+            const Vector third = _mm_and_si128(x, simd::loadAligned(everyThird[(m + j) % gridSpacing]));
+            sums[m] = _mm_add_epi32(sums[m], _mm_madd_epi16(third, third));
+        }
+    }
+    int32_t energy[grids];
+    simd::store(energy, simd::sumsOfDwords(sums));
+    // The samples 0, 3, .. 39 make up two of the four: the first one without sample 39, the last one without sample 0.
+    energy[3] = energy[0] - squareOf(src[0]);
+    energy[0] -= squareOf(src[subSegmentLength - 1]);
+    return static_cast<int>(std::max_element(energy, energy + grids) - energy);
 }
 
 } // namespace
 
 ryxStatus ryxsRPEGridSelect_GSMFR_16s_u8(const int16_t *src, int16_t *pulses, int16_t *grid) {
     if (anyNull(src, pulses, grid)) return ryxStsNullPtr;
-    int32_t largest = 0;
-    int best = 0;
-    for (int m = 0; m < grids; m++) {
-        const int32_t energy = gridEnergy(src + m);
-        if (energy > largest) {
-            largest = energy;
-            best = m;
-        }
-    }
+    const int best = selectGrid(src);
     for (int i = 0; i < pulsesPerGrid; i++)
         pulses[i] = src[best + gridSpacing * i];
     *grid = static_cast<int16_t>(best);
@@ -52,9 +64,7 @@ ryxStatus ryxsRPEGridSelect_GSMFR_16s_u8(const int16_t *src, int16_t *pulses, in
 
 ryxStatus ryxsRPEQuant_GSMFR_16s_u8(const int16_t *pulses, int16_t *codes, int16_t *maximum, int16_t *scaleCode) {
     if (anyNull(pulses, codes, maximum, scaleCode)) return ryxStsNullPtr;
-    int16_t largest = 0;
-    for (int i = 0; i < pulsesPerGrid; i++)
-        largest = std::max(largest, abs_s(pulses[i]));
+    const int16_t largest = largestMagnitude(pulses, pulsesPerGrid);
     const int16_t code = blockMaximumCode(largest);
     const BlockScale scale = blockScales[static_cast<size_t>(code)];
     const simd::Q15Factor inverse(simd::words(inverseMantissa[scale.mantissa]));
