@@ -218,7 +218,7 @@ typedef struct ryxCodecFrame {
 /**
  * @brief Finds a stream format.
  * @param[in] name as ryxCodecFormat::name has it
- * @return its record; null when there is none of this name
+ * @return the record of the first format of this name; null when there is none
  */
 const ryxCodecFormat *ryxcodecFormatFind(const char *name);
 

@@ -1,22 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Formats of 16-bit little-endian words: the serial format of ITU-T G.192, and the index words of the G.728 sequences.
+#include "storage/words.h"
 #include "storage/format.h"
 
 namespace ryxcodec {
 
 namespace {
-
-constexpr int goodFrame = 0x6b21, erasedFrame = 0x6b20;
-constexpr int zeroBit = 0x7f, oneBit = 0x81;
-
-int word(const uint8_t *src) {
-    return src[0] | src[1] << 8;
-}
-uint8_t *putWord(uint8_t *dst, int value) {
-    dst[0] = static_cast<uint8_t>(value);
-    dst[1] = static_cast<uint8_t>(value >> 8);
-    return dst + 2;
-}
 
 // Bits of a frame of so many octets; all but the 118 of G.729 at 11.8 kbit/s fill theirs.
 int bitsOf(const ryxCodec &codec, int octets) {

@@ -208,6 +208,11 @@ std::optional<ryxCodecFrame> FrameReader::next() {
     left_ -= static_cast<size_t>(used);
     count_ = unit_.size();
     given_ = 1;
+    // AMR-WB in ITU words: the first empty frame behind speech stands for a SID_FIRST.
+    if (isItuOfAmrWb(form_)) {
+        if (unit_[0].count == 0 && behindSpeech_) unit_[0] = {{9 << 3 | 4}, 6, 0, 0};
+        behindSpeech_ = unit_[0].count > 6;
+    }
     return unit_[0];
 }
 

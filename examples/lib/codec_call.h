@@ -80,6 +80,7 @@ private:
     std::vector<ryxCodecFrame> unit_;
     size_t given_ = 0, count_ = 0, left_ = SIZE_MAX;
     int present_ = 0;
+    bool behindSpeech_ = false;
 };
 
 class FrameWriter {
