@@ -50,6 +50,10 @@ std::string formatOfExtension(const fs::path &path) {
     return extension.substr(1);
 }
 
+bool isItuOfAmrWb(const StreamForm &form) {
+    return std::string_view(form.format->name) == "itu" && std::string_view(form.codec->name) == "amr-wb";
+}
+
 bool isPairFormat(const ryxCodecFormat &format) {
     return std::string_view(format.name) == "wav49";
 }
