@@ -221,8 +221,8 @@ TEST_P(Codecs, ComeBackFromEveryFormatThatTakesThem) {
                           ryxStsOk);
                 ASSERT_EQ(used, written);
                 for (size_t i = 0; i < unit; i++) {
-                    // The serial format writes AMR-WB's SID_FIRST like a frame of which nothing is sent.
-                    if (std::string(format->name) == "itu" && found[i].count == 0) continue;
+                    // The serial format has neither AMR-WB's SID_FIRST nor the mode of its silence descriptors.
+                    if (std::string(format->name) == "itu" && frames[i].count == 6) continue;
                     ASSERT_EQ(found[i].count, frames[i].count) << format->name;
                     ASSERT_TRUE(std::equal(frames[i].octets, frames[i].octets + frames[i].count, found[i].octets))
                         << format->name << ", " << options.rate;
