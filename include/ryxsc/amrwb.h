@@ -722,9 +722,9 @@ ryxStatus ryxsAdaptiveCodebookSelect_AMRWB_16s(const int16_t *target, const int1
 /**
  * @brief Pre-emphasises a code vector or an impulse response by the tilt and sharpens it at the lag by 0.85.
  * @param[in,out] srcDst 64 samples
- * @param[in]     tilt   Q15
+ * @param[in]     tilt   Q15, -32767..32767
  * @param[in]     lag    at least 1; from 64 on nothing is sharpened
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag below 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another tilt or lag
  */
 ryxStatus ryxsPitchSharpen_AMRWB_16s_I(int16_t *srcDst, int tilt, int lag);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The adaptive codebook: interpolation of the past excitation, its low-pass and the choice of it, the gain of the vector and
 // what it leaves to the fixed codebook (3GPP TS 26.173).
-#include "amrwb/arithmetic.h"
+#include "amrwb/fir.h"
 #include "common/checks.h"
 #include "common/convolution.h"
 #include "frame/implementations.h"
@@ -12,12 +12,30 @@ using namespace ryxsc::amrwb;
 namespace {
 
 constexpr int taps = 32, centre = 15;
+constexpr int sumOfMagnitudes = 35692; // of the taps of a phase, at most
 constexpr int vectorLength = subframeLength + 1;
 
+// Eight samples at a time: the shortest lag is longer than what one of them sees of the samples behind it and eight.
+void interpolate(const int16_t *past, const int16_t *phase, int16_t *vector) {
+    const FirTaps<taps> fir(phase);
+    for (int j = 0; j < subframeLength; j += 8)
+        simd::store(vector + j, fir.filter<14>(past + j));
+    constexpr int last = vectorLength - 8; // the same once more, and the last one
+    simd::store(vector + last, fir.filter<14>(past + last));
+}
+
+// The weights make 32768: no sum leaves 32 bits, and the upper limit only rounds to itself.
 void lowPass(const int16_t *vector, int16_t *filtered) {
-    // The weights make 32768: a sum can saturate, though only at full scale.
-    for (int i = 0; i < subframeLength; i++)
-        filtered[i] = round(L_mac(L_mac(L_mult(5898, vector[i - 1]), 20972, vector[i]), 5898, vector[i + 1]));
+    const Vector sides = simd::words(5898), middle = simd::dwords(16384 << 16 | 20972), one = simd::words(1);
+    for (int i = 0; i < subframeLength; i += 8) {
+        const Vector before = simd::load(vector + i - 1), now = simd::load(vector + i),
+                     after = simd::load(vector + i + 1);
+        const Vector front = _mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(before, after), sides),
+                                           _mm_madd_epi16(_mm_unpacklo_epi16(now, one), middle));
+        const Vector back = _mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(before, after), sides),
+                                          _mm_madd_epi16(_mm_unpackhi_epi16(now, one), middle));
+        simd::store(filtered + i, _mm_packs_epi32(_mm_srai_epi32(front, 15), _mm_srai_epi32(back, 15)));
+    }
 }
 
 // A vector through the response, its gain, and the target without it.
@@ -44,15 +62,24 @@ struct Candidate {
     }
 };
 
-// high(2 * (x / 2 - gain * y)), truncated.
+// high(2 * (x / 2 - gain * y)), truncated. The gain is at most 19661: half the sum fits 31 bits, and it saturates where the
+// recommendation's steps do.
 void removeContribution(const int16_t *x, const int16_t *y, int16_t gain, int16_t *rest) {
-    for (int i = 0; i < subframeLength; i++)
-        rest[i] = extract_h(L_shl(L_msu(L_mult(x[i], 16384), y[i], gain), 1));
+    const Vector factors = _mm_unpacklo_epi16(simd::words(16384), simd::words(static_cast<int16_t>(-gain)));
+    for (int i = 0; i < subframeLength; i += 8) {
+        const Vector a = simd::load(x + i), b = simd::load(y + i);
+        const Vector front = _mm_madd_epi16(_mm_unpacklo_epi16(a, b), factors);
+        const Vector back = _mm_madd_epi16(_mm_unpackhi_epi16(a, b), factors);
+        simd::store(rest + i, _mm_packs_epi32(_mm_srai_epi32(front, 14), _mm_srai_epi32(back, 14)));
+    }
 }
 
-// Whether the first vector is at least as long as the second one, both saturated.
+// Whether the first vector has more energy than the second one, taken off it term by term.
 bool isLonger(const int16_t *x, const int16_t *y) {
-    int32_t difference = macEnergy(x, subframeLength).value;
+    const WatchedSum first = macEnergy(x, subframeLength);
+    const uint64_t second = energy(y, subframeLength);
+    if (2 * second <= max32) return static_cast<uint64_t>(first.value) > 2 * second;
+    int32_t difference = first.value;
     for (int i = 0; i < subframeLength; i++)
         difference = L_msu(difference, y[i], y[i]);
     return difference > 0;
@@ -64,9 +91,12 @@ ryxStatus ryxsDecodeAdaptiveVector_AMRWB_16s_I_u8(int lag, int fraction, int16_t
     if (anyNull(srcDst)) return ryxStsNullPtr;
     if (lag < 34 || lag > 231 || fraction < 0 || fraction > 3) return ryxStsBadIndex;
     const int16_t *const past = srcDst - lag - (fraction > 0) - centre;
-    const int16_t *const row = excitationTaps[-fraction & 3];
-    for (int j = 0; j < vectorLength; j++)
-        srcDst[j] = round(L_shl(macInOrder(past + j, row, taps).value, 1));
+    const int16_t *const phase = excitationTaps[-fraction & 3];
+    interpolate(past, phase, srcDst);
+    // Everything that was read, new samples included.
+    if (largestMagnitude(past, vectorLength + taps - 1) > largestSafeSample(sumOfMagnitudes)) [[unlikely]]
+        for (int j = 0; j < vectorLength; j++)
+            srcDst[j] = round(L_shl(macInOrder(past + j, phase, taps).value, 1));
     return ryxStsOk;
 }
 
@@ -108,15 +138,5 @@ ryxStatus ryxsAdaptiveCodebookSelect_AMRWB_16s_u8(const int16_t *target, const i
     *select = isPlain;
     removeContribution(residual, srcDstVector, chosen.gain, residual);
     scaleWords(residual, subframeLength, shift);
-    return ryxStsOk;
-}
-
-ryxStatus ryxsPitchSharpen_AMRWB_16s_I_u8(int16_t *srcDst, int tilt, int lag) {
-    constexpr int16_t sharpening = 27853; // 0.85
-    if (anyNull(srcDst)) return ryxStsNullPtr;
-    if (lag < 1) return ryxStsOutOfRange;
-    preemphasize(srcDst, subframeLength, static_cast<int16_t>(tilt));
-    for (int i = lag; i < subframeLength; i++)
-        srcDst[i] = round(L_mac(srcDst[i] * 65536, srcDst[i - lag], sharpening));
     return ryxStsOk;
 }

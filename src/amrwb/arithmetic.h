@@ -64,6 +64,26 @@ inline int16_t nextRandom(int16_t &seed) {
     return seed;
 }
 
+// The next len values, a multiple of 8, shifted right. Eight lanes advance by eight steps of the generator at a time.
+inline void fillWithNoise(int16_t *dst, int len, int shift, int16_t &seed) {
+    alignas(16) int16_t first[8];
+    int factor = 1, offset = 0; // of eight steps together
+    for (int16_t &value : first) {
+        value = nextRandom(seed);
+        factor = factor * 31821 & 0xffff;
+        offset = (offset * 31821 + 13849) & 0xffff;
+    }
+    const Vector factors = simd::words(wrap16(factor)), offsets = simd::words(wrap16(offset));
+    const Vector count = _mm_cvtsi32_si128(shift);
+    Vector values = simd::loadAligned(first), last = values;
+    for (int i = 0; i < len; i += 8) {
+        simd::store(dst + i, _mm_sra_epi16(values, count));
+        last = values;
+        values = _mm_add_epi16(_mm_mullo_epi16(values, factors), offsets);
+    }
+    seed = static_cast<int16_t>(_mm_extract_epi16(last, 7));
+}
+
 // x * 2^exponent: saturated to the left, rounded to the right, ties upwards. len is a multiple of 8, or any length with
 // `scaleWords`.
 inline int16_t scaled(int16_t x, int exponent) {
@@ -88,6 +108,17 @@ inline void scaleWords(int16_t *x, int len, int exponent) {
         x[i] = scaled(x[i], exponent);
 }
 
+// mult() of all words by a factor that is not -32768; len is a multiple of 8.
+inline void multiplyWords(int16_t *x, int len, int16_t factor) {
+    const simd::Q15Factor factors(simd::words(factor));
+    if (factor >= -16384)
+        for (int i = 0; i < len; i += 8)
+            simd::store(x + i, factors * simd::load(x + i));
+    else
+        for (int i = 0; i < len; i++)
+            x[i] = mult(x[i], factor);
+}
+
 // Largest magnitude of len words, a multiple of 8; 32768 for -32768.
 inline int largestMagnitude(const int16_t *x, int len) {
     Vector largest = _mm_setzero_si128(), smallest = largest;
@@ -96,20 +127,26 @@ inline int largestMagnitude(const int16_t *x, int len) {
         largest = _mm_max_epi16(largest, eight);
         smallest = _mm_min_epi16(smallest, eight);
     }
-    alignas(16) int16_t high[8], low[8];
-    simd::store(high, largest);
-    simd::store(low, smallest);
-    int magnitude = 0;
-    for (int i = 0; i < 8; i++)
-        magnitude = std::max({magnitude, int{high[i]}, -int{low[i]}});
-    return magnitude;
+    // Unsigned magnitudes up to 32768, as signed words from -32768 on.
+    const Vector bias = simd::words(min16);
+    Vector m =
+        _mm_max_epi16(_mm_xor_si128(largest, bias), _mm_xor_si128(_mm_sub_epi16(_mm_setzero_si128(), smallest), bias));
+    m = _mm_max_epi16(m, _mm_shuffle_epi32(m, _MM_SHUFFLE(1, 0, 3, 2)));
+    m = _mm_max_epi16(m, _mm_shuffle_epi32(m, _MM_SHUFFLE(2, 3, 0, 1)));
+    m = _mm_max_epi16(m, _mm_shufflelo_epi16(m, _MM_SHUFFLE(2, 3, 0, 1)));
+    return extract_l(_mm_cvtsi128_si32(m)) - min16;
 }
 
-// x[n] = round(x[n] - factor * x[n - 1]), n falling, x[-1] = 0. Each sum saturates once.
-inline void preemphasize(int16_t *x, int len, int16_t factor) {
-    for (int i = len - 1; i > 0; i--)
-        x[i] = round(L_msu(x[i] * 65536, x[i - 1], factor));
-    x[0] = round(x[0] * 65536);
+// x[n] + factor * y[n] in Q15, rounded and saturated: (2^15 x + factor y + 2^14) >> 15 fits 32 bits for every x and y as long
+// as the factor is not -32768.
+inline Vector addProduct(Vector x, Vector y, int16_t factor) {
+    const Vector zero = _mm_setzero_si128(), one = simd::words(1);
+    const Vector factors = _mm_unpacklo_epi16(simd::words(factor), simd::words(0x4000));
+    const Vector front = _mm_add_epi32(_mm_srai_epi32(_mm_unpacklo_epi16(zero, x), 1),
+                                       _mm_madd_epi16(_mm_unpacklo_epi16(y, one), factors));
+    const Vector back = _mm_add_epi32(_mm_srai_epi32(_mm_unpackhi_epi16(zero, x), 1),
+                                      _mm_madd_epi16(_mm_unpackhi_epi16(y, one), factors));
+    return _mm_packs_epi32(_mm_srai_epi32(front, 15), _mm_srai_epi32(back, 15));
 }
 
 // Deemph2: halved, y[n] = x[n] / 2 + 0.68 * y[n - 1]. No sum leaves 31 bits.

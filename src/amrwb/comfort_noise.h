@@ -28,8 +28,7 @@ inline int16_t logEnergyOfIndex(int16_t index) {
 inline void makeNoise(int32_t level, int16_t &seed, int16_t *noise) {
     const int n = norm_l(level);
     const int16_t mantissa = extract_h(L_shl(level, n));
-    for (int i = 0; i < frameLength; i++)
-        noise[i] = static_cast<int16_t>(nextRandom(seed) >> 4);
+    fillWithNoise(noise, frameLength, 4, seed);
     const Scaled root = inverseRoot(dotSquare(noise, frameLength));
     const int16_t gain = mult(mantissa, root.high());
     const int exponent = 15 - n + root.exponent + 4;

@@ -126,7 +126,25 @@ ryxStatus ryxsNoiseEnhancer_AMRWB_32s16s_u8(int32_t codeGain, int voicing, int s
 ryxStatus ryxsPitchEnhancer_AMRWB_16s_u8(const int16_t *code, int voicing, int16_t *dst) {
     if (anyNull(code, dst)) return ryxStsNullPtr;
     constexpr int last = subframeLength - 1;
-    const int16_t factor = add(shr(static_cast<int16_t>(voicing), 3), 4096);
+    const int16_t factor = add(shr(static_cast<int16_t>(voicing), 3), 4096); // at most 8191
+    if (largestMagnitude(code, subframeLength) < 1 << 14) {
+        // Twice the factor times the sum of two samples: all within 31 bits.
+        int16_t padded[subframeLength + 16] = {};
+        std::copy_n(code, subframeLength, padded + 8);
+        const Vector factors = simd::words(static_cast<int16_t>(-2 * factor)), half = simd::dwords(0x8000);
+        const Vector zero = _mm_setzero_si128();
+        for (int i = 0; i < subframeLength; i += 8) {
+            const Vector before = simd::load(padded + 7 + i), now = simd::load(code + i),
+                         after = simd::load(padded + 9 + i);
+            const Vector front = _mm_add_epi32(_mm_unpacklo_epi16(zero, now),
+                                               _mm_madd_epi16(_mm_unpacklo_epi16(before, after), factors));
+            const Vector back = _mm_add_epi32(_mm_unpackhi_epi16(zero, now),
+                                              _mm_madd_epi16(_mm_unpackhi_epi16(before, after), factors));
+            simd::store(dst + i, _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(front, half), 16),
+                                                 _mm_srai_epi32(_mm_add_epi32(back, half), 16)));
+        }
+        return ryxStsOk;
+    }
     dst[0] = round(L_msu(code[0] * 65536, code[1], factor));
     for (int i = 1; i < last; i++)
         dst[i] = round(L_msu(L_msu(code[i] * 65536, code[i + 1], factor), code[i - 1], factor));

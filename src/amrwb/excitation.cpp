@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The excitation: its scale, the voicing of a subframe, the sum of both codebooks, and the memory of the weighting filter
 // (3GPP TS 26.173).
+#include <cstdlib>
+
 #include "amrwb/arithmetic.h"
 #include "common/checks.h"
 #include "frame/implementations.h"
@@ -55,6 +57,24 @@ ryxStatus ryxsExcitation_AMRWB_16s_u8(const int16_t *vector, int pitchGain, cons
                                       int16_t *dst) {
     if (anyNull(vector, code, dst)) return ryxStsNullPtr;
     const auto gain = static_cast<int16_t>(codeGain), pitch = static_cast<int16_t>(pitchGain);
+    // With 2^5 times the product of code and gain within 2^30, half of the sum stays within 31 bits, and it saturates
+    // where the recommendation's steps do.
+    if (largestMagnitude(code, subframeLength) * std::abs(int{gain}) < 1 << 25) {
+        const Vector gains = _mm_unpacklo_epi16(simd::words(gain), _mm_setzero_si128());
+        const Vector pitches = _mm_unpacklo_epi16(simd::words(pitch), simd::words(0x2000));
+        const Vector one = simd::words(1);
+        for (int i = 0; i < subframeLength; i += 8) {
+            const Vector c = simd::load(code + i), v = simd::load(vector + i);
+            const auto sum = [=](Vector codes, Vector vectors) {
+                const Vector product = _mm_slli_epi32(_mm_madd_epi16(codes, gains), 5);
+                return _mm_srai_epi32(_mm_add_epi32(product, _mm_madd_epi16(vectors, pitches)), 14);
+            };
+            const Vector front = sum(_mm_unpacklo_epi16(c, one), _mm_unpacklo_epi16(v, one));
+            const Vector back = sum(_mm_unpackhi_epi16(c, one), _mm_unpackhi_epi16(v, one));
+            simd::store(dst + i, _mm_packs_epi32(front, back));
+        }
+        return ryxStsOk;
+    }
     for (int i = 0; i < subframeLength; i++)
         dst[i] = round(L_shl(L_mac(L_shl(L_mult(code[i], gain), 5), vector[i], pitch), 1));
     return ryxStsOk;
@@ -102,7 +122,6 @@ ryxStatus ryxsScaleGain_AMRWB_32s16s_u8(int32_t codeGain, int q, int16_t *gain) 
 
 ryxStatus ryxsCodeConceal_AMRWB_16s_u8(int16_t *code, int16_t *seed) {
     if (anyNull(code, seed)) return ryxStsNullPtr;
-    for (int i = 0; i < subframeLength; i++)
-        code[i] = static_cast<int16_t>(nextRandom(*seed) >> 3);
+    fillWithNoise(code, subframeLength, 3, *seed);
     return ryxStsOk;
 }

@@ -81,8 +81,7 @@ void extrapolate(int16_t *isf) {
 
 ryxStatus ryxsHighBandNoise_AMRWB_16s_u8(const int16_t *excitation, int q, int16_t *dst, int16_t *seed) {
     if (anyNull(excitation, dst, seed)) return ryxStsNullPtr;
-    for (int i = 0; i < wideSubframeLength; i++)
-        dst[i] = static_cast<int16_t>(nextRandom(*seed) >> 3);
+    fillWithNoise(dst, wideSubframeLength, 3, *seed);
     int16_t reduced[subframeLength];
     std::copy_n(excitation, subframeLength, reduced);
     scaleWords(reduced, subframeLength, -3);
@@ -90,8 +89,7 @@ ryxStatus ryxsHighBandNoise_AMRWB_16s_u8(const int16_t *excitation, int q, int16
     power.exponent -= 2 * (q - 3);
     const Scaled root = inverseRootOfRatio(dotSquare(dst, wideSubframeLength), power);
     const int16_t gain = extract_h(L_shl(root.mantissa, root.exponent + 1));
-    for (int i = 0; i < wideSubframeLength; i++)
-        dst[i] = mult(dst[i], gain);
+    multiplyWords(dst, wideSubframeLength, gain);
     return ryxStsOk;
 }
 
@@ -137,13 +135,8 @@ ryxStatus ryxsHighBandGainQuant_AMRWB_16s_u8(const int16_t *noise, const int16_t
 ryxStatus ryxsHighBandGain_AMRWB_16s_I_u8(int16_t *srcDst, int estimate, int index) {
     if (anyNull(srcDst)) return ryxStsNullPtr;
     if (index < -1 || index > 15) return ryxStsBadIndex;
-    if (index < 0) {
-        for (int i = 0; i < wideSubframeLength; i++)
-            srcDst[i] = mult(srcDst[i], static_cast<int16_t>(estimate));
-    } else {
-        for (int i = 0; i < wideSubframeLength; i++)
-            srcDst[i] = shl(mult(srcDst[i], highBandGains[index]), 1);
-    }
+    multiplyWords(srcDst, wideSubframeLength, index < 0 ? static_cast<int16_t>(estimate) : highBandGains[index]);
+    if (index >= 0) scaleWords(srcDst, wideSubframeLength, 1);
     return ryxStsOk;
 }
 
@@ -162,7 +155,9 @@ ryxStatus ryxsHighBandLPC_AMRWB_16s_u8(const int16_t *prevIsf, const int16_t *is
 
 ryxStatus ryxsHighBandAdd_AMRWB_16s_u8(const int16_t *low, const int16_t *high, int16_t *dst) {
     if (anyNull(low, high, dst)) return ryxStsNullPtr;
-    for (int i = 0; i < wideSubframeLength; i++)
-        dst[i] = static_cast<int16_t>(add(low[i], high[i]) & ~3);
+    for (int i = 0; i < wideSubframeLength; i += 8) {
+        const Vector sum = _mm_adds_epi16(simd::load(low + i), simd::load(high + i));
+        simd::store(dst + i, _mm_and_si128(sum, simd::words(~3)));
+    }
     return ryxStsOk;
 }

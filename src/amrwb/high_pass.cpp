@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // High-pass sections of second order with outputs in double precision, 50 Hz and 400 Hz (3GPP TS 26.173).
+//
+// The recommendation splits outputs into 16 high and 15 low bits, which makes of each product two. Put together again,
+// with t the sum before its last shifts and Y the 31 bits of an output,
+//     t[n] = ((2^14 + 2 a1 Y[n-1] + 2 a2 Y[n-2]) >> 15) + 2 b0 (x[n] + x[n-2]) + 2 b1 x[n-1],  Y[n] = 2^(shift - 1) t[n],
+// as long as nothing saturates: a product, an addition and a shift from sample to sample in 64 bits.
 #include "amrwb/arithmetic.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
@@ -19,27 +24,80 @@ struct Section {
 constexpr Section section50 = {16211, -8021, 4053, -8106, 2, 1};
 constexpr Section section400 = {29280, -14160, 915, -1830, 1, 0};
 
+struct Memory {
+    int16_t high1, low1, high2, low2, x1, x2;
+};
+
 // Memory: high and low part of y[n-1], those of y[n-2], x[n-1], x[n-2].
-template <const Section &section> void filter(const int16_t *src, int16_t *dst, int len, int16_t *memory) {
-    int16_t high1 = memory[0], low1 = memory[1], high2 = memory[2], low2 = memory[3], x1 = memory[4], x2 = memory[5];
+template <const Section &section> void filterSaturating(const int16_t *src, int16_t *dst, int len, Memory &m) {
     for (int i = 0; i < len; i++) {
         const int16_t x0 = src[i];
         // The low parts are not negative and the products small.
-        int32_t sum = (0x4000 + 2 * (low1 * section.a1 + low2 * section.a2)) >> 15;
-        sum = rarelySaturatingAdd(sum, 2 * high1 * section.a1);
-        sum = rarelySaturatingAdd(sum, 2 * high2 * section.a2);
+        int32_t sum = (0x4000 + 2 * (m.low1 * section.a1 + m.low2 * section.a2)) >> 15;
+        sum = rarelySaturatingAdd(sum, 2 * m.high1 * section.a1);
+        sum = rarelySaturatingAdd(sum, 2 * m.high2 * section.a2);
         sum = rarelySaturatingAdd(sum, 2 * x0 * section.b0);
-        sum = rarelySaturatingAdd(sum, 2 * x1 * section.b1);
-        sum = rarelySaturatingAdd(sum, 2 * x2 * section.b0);
+        sum = rarelySaturatingAdd(sum, 2 * m.x1 * section.b1);
+        sum = rarelySaturatingAdd(sum, 2 * m.x2 * section.b0);
         sum = L_shl(sum, section.shift);
-        high2 = high1;
-        low2 = low1;
-        L_Extract(sum, high1, low1);
-        x2 = x1;
-        x1 = x0;
+        m.high2 = m.high1;
+        m.low2 = m.low1;
+        L_Extract(sum, m.high1, m.low1);
+        m.x2 = m.x1;
+        m.x1 = x0;
         dst[i] = round(L_shl(sum, section.doublings));
     }
-    const int16_t last[] = {high1, low1, high2, low2, x1, x2};
+}
+
+// With outputs of at most 30 bits the sums stay within 31: at 50 Hz the products are at most 2^29, 2^28 and, with the
+// inputs, 2^30; at 400 Hz they are smaller.
+constexpr int32_t largestOutput = 1 << 30;
+
+constexpr int chunk = 256;
+
+// False when something may saturate; then nothing is written.
+template <const Section &section> bool filterChunk(const int16_t *src, int16_t *dst, int len, Memory &m) {
+    constexpr int down = 15 - section.shift, toOutput = 16 - section.shift - section.doublings;
+    constexpr int64_t half = 1 << (down - 1), limit = largestOutput >> section.shift;
+    constexpr int dropped = (1 << section.shift) - 1; // bits that are set only after saturation
+    const int32_t y1 = L_Comp(m.high1, m.low1), y2 = L_Comp(m.high2, m.low2);
+    const auto isBeyond = [](int64_t t) { return static_cast<uint64_t>(t + limit) > uint64_t{2 * limit}; };
+    int64_t t1 = y1 >> section.shift, t2 = y2 >> section.shift;
+    bool mayFail = ((y1 | y2) & dropped) != 0 || isBeyond(t1) || isBeyond(t2);
+    int32_t sums[chunk];
+    int x1 = m.x1, x2 = m.x2;
+    for (int i = 0; i < len; i++) {
+        const int x0 = src[i];
+        const int64_t inputs = 2 * (section.b0 * (x0 + x2) + section.b1 * x1);
+        const int64_t known = inputs * (1 << down) + half + t2 * section.a2;
+        const int64_t t = (known + t1 * section.a1) >> down;
+        sums[i] = static_cast<int32_t>(t);
+        mayFail |= isBeyond(t);
+        t2 = t1;
+        t1 = t;
+        x2 = x1;
+        x1 = x0;
+    }
+    if (mayFail) return false;
+    for (int i = 0; i < len; i++)
+        dst[i] = sat16((sums[i] + (1 << (toOutput - 1))) >> toOutput);
+    L_Extract(static_cast<int32_t>(t1) * (1 << section.shift), m.high1, m.low1);
+    L_Extract(static_cast<int32_t>(t2) * (1 << section.shift), m.high2, m.low2);
+    m.x1 = static_cast<int16_t>(x1);
+    m.x2 = static_cast<int16_t>(x2);
+    return true;
+}
+
+template <const Section &section> void filter(const int16_t *src, int16_t *dst, int len, int16_t *memory) {
+    Memory m = {memory[0], memory[1], memory[2], memory[3], memory[4], memory[5]};
+    while (len > 0) {
+        const int now = std::min(len, chunk);
+        if (!filterChunk<section>(src, dst, now, m)) filterSaturating<section>(src, dst, now, m);
+        src += now;
+        dst += now;
+        len -= now;
+    }
+    const int16_t last[] = {m.high1, m.low1, m.high2, m.low2, m.x1, m.x2};
     std::copy_n(last, 6, memory);
 }
 

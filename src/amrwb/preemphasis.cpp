@@ -13,6 +13,14 @@ constexpr int16_t halfTilt = 11141; // 0.68, Q14
 constexpr int lookAhead = 12;
 constexpr int mostDoublings = 8;
 
+// sat16() in a chain of dependent steps where saturation is rare: a predicted branch leaves nothing to wait for.
+int16_t rarelySat16(int32_t x) {
+    const int16_t word = wrap16(x);
+    if (word != x) [[unlikely]]
+        return x < 0 ? min16 : max16;
+    return word;
+}
+
 // Within 31 bits: 2 * 32768 * (16384 + 11141).
 int32_t emphasized(int16_t x, int16_t previous) {
     return 2 * (x * 16384 - previous * halfTilt);
@@ -58,8 +66,14 @@ ryxStatus ryxsDeemphasize_AMRWB_32s16s_u8(const int32_t *src, int16_t *dst, int 
     if (len < 1) return ryxStsBadSize;
     int16_t previous = *memory;
     for (int i = 0; i < len; i++) {
-        const int32_t sum = L_mac(L_shl(src[i] & ~15, 3), previous, halfTilt);
-        dst[i] = previous = round(L_shl(sum, 1));
+        const int32_t input = src[i] & ~15;
+        // Four times the input and the product fit 31 bits together where eight times the input fit 32; and then the sum
+        // saturates where the recommendation's steps do.
+        if (input < 1 << 28 && input >= -(1 << 28)) [[likely]]
+            previous = rarelySat16((4 * input + previous * halfTilt + 0x2000) >> 14);
+        else
+            previous = round(L_shl(L_mac(L_shl(input, 3), previous, halfTilt), 1));
+        dst[i] = previous;
     }
     *memory = previous;
     return ryxStsOk;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Conversion between the 16 kHz of the speech and the 12.8 kHz of the coder, decimation of the weighted speech, and the
-// FIR filters of the high band (3GPP TS 26.173).
+// Conversion between the 16 kHz of the speech and the 12.8 kHz of the coder, and the FIR filters of the high band (3GPP
+// TS 26.173).
 #include <cstring>
 
-#include "amrwb/arithmetic.h"
+#include "amrwb/fir.h"
 #include "common/checks.h"
 #include "frame/implementations.h"
 
@@ -16,30 +16,71 @@ namespace {
 int16_t saturatingFilter(const int16_t *x, const int16_t *taps, int count, int doublings) {
     return round(L_shl(macInOrder(x, taps, count).value, doublings));
 }
+// Four sums that do not saturate on their way, rounded like the above with one doubling.
+Vector roundedAndDoubled(Vector sums) {
+    return simd::saturateDwords(_mm_srai_epi32(_mm_add_epi32(sums, simd::dwords(1 << 13)), 14));
+}
 
-constexpr int decimationTapCount = 30;
+// The taps of a phase have magnitudes of at most 30851 in all: no sum reaches 2^30.
+constexpr int decimationTapCount = 30, paddedTapCount = 32;
 constexpr int decimated = frameLength, lookAhead = 12;
 
-// Output i of four fifths of the rate lies i quarters of a sample and as many samples on.
+// Output i of four fifths of the rate lies i quarters of a sample and as many samples on: four outputs for five inputs.
+// Reads two samples more than the taps take.
 void decimate(const int16_t *src, int count, int16_t *dst) {
-    for (int j = 0; j < count; j++) {
-        const int position = 5 * j;
-        dst[j] = saturatingFilter(src + (position >> 2) + 1, decimationTaps[position & 3], decimationTapCount, 1);
+    const int16_t *const taps[4] = {decimationTaps[0], decimationTaps[1], decimationTaps[2], decimationTaps[3]};
+    for (int j = 0; j < count; j += 4) {
+        const int16_t *const first = src + 1 + 5 * (j / 4);
+        const Vector sums = fourProductSums<paddedTapCount>({first, first + 1, first + 2, first + 3}, taps);
+        simd::store64(dst + j, roundedAndDoubled(sums));
     }
 }
 
 constexpr int interpolationTapCount = 24;
+constexpr int interpolationMagnitudes = 37140; // sum over the taps of a phase
+
+// Five outputs for four inputs; the first of them is an input itself.
+void interpolate(const int16_t *src, int16_t *dst) {
+    const int16_t *const taps[4] = {interpolationTaps[4], interpolationTaps[3], interpolationTaps[2],
+                                    interpolationTaps[1]};
+    constexpr int delay = interpolationTapCount / 2;
+    for (int i = 0; i < subframeLength; i += 4) {
+        const int16_t *const first = src + 1 + i;
+        const Vector sums = fourProductSums<interpolationTapCount>({first, first + 1, first + 2, first + 3}, taps);
+        *dst++ = src[delay + i];
+        simd::store64(dst, roundedAndDoubled(sums));
+        dst += 4;
+    }
+}
+void interpolateSaturating(const int16_t *src, int16_t *dst) {
+    for (int j = 0; j < wideSubframeLength; j++) {
+        const int position = 4 * j;
+        dst[j] = saturatingFilter(src + position / 5 + 1, interpolationTaps[position % 5], interpolationTapCount, 1);
+    }
+}
 
 constexpr int firTapCount = 31, firMemory = firTapCount - 1;
 
 // In place, over a subframe at 16 kHz.
-void filterFir(int16_t *srcDst, const int16_t *taps, int shift, int16_t *memory) {
-    int16_t buffer[firMemory + wideSubframeLength];
+void filterFir(int16_t *srcDst, const int16_t *taps, int sumOfMagnitudes, int64_t sumOfSquares, int shift,
+               int16_t *memory) {
+    constexpr int length = firMemory + wideSubframeLength, padded = (length + 9) / 8 * 8;
+    int16_t buffer[padded];
     std::copy_n(memory, firMemory, buffer);
-    for (int i = 0; i < wideSubframeLength; i++)
-        buffer[firMemory + i] = static_cast<int16_t>(srcDst[i] >> shift);
-    for (int i = 0; i < wideSubframeLength; i++)
-        srcDst[i] = saturatingFilter(buffer + i, taps, firTapCount, 0);
+    const Vector count = _mm_cvtsi32_si128(shift);
+    for (int i = 0; i < wideSubframeLength; i += 8)
+        simd::store(buffer + firMemory + i, _mm_sra_epi16(simd::load(srcDst + i), count));
+    std::fill(buffer + length, buffer + padded, int16_t{0});
+    const bool isSafe = largestMagnitude(buffer, padded) <= largestSafeSample(sumOfMagnitudes) ||
+                        fitsSums(energy(buffer, padded), static_cast<uint64_t>(sumOfSquares));
+    if (isSafe) {
+        const FirTaps<firTapCount + 1> fir(taps);
+        for (int i = 0; i < wideSubframeLength; i += 8)
+            simd::store(srcDst + i, fir.filter<15>(buffer + i));
+    } else {
+        for (int i = 0; i < wideSubframeLength; i++)
+            srcDst[i] = saturatingFilter(buffer + i, taps, firTapCount, 0);
+    }
     std::copy_n(buffer + wideSubframeLength, firMemory, memory);
 }
 
@@ -47,38 +88,41 @@ void filterFir(int16_t *srcDst, const int16_t *taps, int shift, int16_t *memory)
 
 ryxStatus ryxsDownsampleFilter_AMRWB_16s_u8(const int16_t *src, int16_t *dst, int16_t *history) {
     if (anyNull(src, dst, history)) return ryxStsNullPtr;
-    int16_t buffer[decimationTapCount + 320];
+    constexpr int length = 320;
+    int16_t buffer[decimationTapCount + length + 8];
     std::copy_n(history, decimationTapCount, buffer);
-    std::copy_n(src, 320, buffer + decimationTapCount);
+    std::copy_n(src, length, buffer + decimationTapCount);
+    std::fill_n(buffer + decimationTapCount + length, 8, int16_t{0});
     decimate(buffer, decimated, dst);
-    std::copy_n(buffer + 320, decimationTapCount, history);
+    std::copy_n(buffer + length, decimationTapCount, history);
     std::copy_n(history, decimationTapCount, buffer);
-    std::memset(buffer + decimationTapCount, 0, 16 * sizeof *buffer);
+    std::memset(buffer + decimationTapCount, 0, 24 * sizeof *buffer);
     decimate(buffer, lookAhead, dst + decimated);
     return ryxStsOk;
 }
 
 ryxStatus ryxsUpsampleFilter_AMRWB_16s_u8(const int16_t *src, int16_t *dst, int16_t *history) {
     if (anyNull(src, dst, history)) return ryxStsNullPtr;
-    int16_t buffer[interpolationTapCount + subframeLength];
+    constexpr int length = interpolationTapCount + subframeLength;
+    int16_t buffer[length];
     std::copy_n(history, interpolationTapCount, buffer);
     std::copy_n(src, subframeLength, buffer + interpolationTapCount);
-    for (int j = 0; j < wideSubframeLength; j++) {
-        const int position = 4 * j;
-        dst[j] = saturatingFilter(buffer + position / 5 + 1, interpolationTaps[position % 5], interpolationTapCount, 1);
-    }
+    if (largestMagnitude(buffer, length) <= largestSafeSample(interpolationMagnitudes))
+        interpolate(buffer, dst);
+    else
+        interpolateSaturating(buffer, dst);
     std::copy_n(buffer + subframeLength, interpolationTapCount, history);
     return ryxStsOk;
 }
 
 ryxStatus ryxsBandPassFilter_AMRWB_16s_I_u8(int16_t *srcDst, int16_t *memory) {
     if (anyNull(srcDst, memory)) return ryxStsNullPtr;
-    filterFir(srcDst, bandPassTaps, 2, memory);
+    filterFir(srcDst, bandPassTaps, 158870, 2022765112, 2, memory);
     return ryxStsOk;
 }
 
 ryxStatus ryxsLowPassFilter_AMRWB_16s_I_u8(int16_t *srcDst, int16_t *memory) {
     if (anyNull(srcDst, memory)) return ryxStsNullPtr;
-    filterFir(srcDst, lowPassTaps, 0, memory);
+    filterFir(srcDst, lowPassTaps, 61098, 912316108, 0, memory);
     return ryxStsOk;
 }
