@@ -3,6 +3,7 @@
 // windows stand in time order: history as long as the order, then the samples that enter the recursive part, then those of
 // the non-recursive part.
 #include "common/checks.h"
+#include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
@@ -10,12 +11,14 @@
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
 
+// Recursive parts of the autocorrelation, lag 0 first, and behind them, as word 51, their exponent.
 struct State {
-    int16_t recursive[synthesisOrder + 1];
-    int16_t exponent;
+    static constexpr int exponent = synthesisOrder + 1;
+    int16_t words[exponent + 1];
 };
 static_assert(sizeof(State) == 104);
 constexpr int16_t startExponent = 31;
@@ -32,71 +35,147 @@ constexpr Layout synthesisLayout = {synthesisOrder, 20, 35, 2};
 constexpr Layout weightingLayout = {order, 20, 30, 1};
 constexpr Layout logGainLayout = {order, 4, 20, 2};
 
-int64_t correlation(const int16_t *x, int len, int lag) {
-    int64_t sum = 0;
-    for (int i = 0; i < len; i++)
-        sum += x[i] * x[i - lag];
-    return sum;
+// x[i] >> 16, rounded and limited, of eight dwords.
+Vector roundedUpperHalves(Vector front, Vector back) {
+    const auto halved = [](Vector x) {
+        return _mm_srai_epi32(_mm_add_epi32(_mm_srai_epi32(x, 15), simd::dwords(1)), 1);
+    };
+    return _mm_packs_epi32(halved(front), halved(back));
 }
 
-int64_t shifted(int64_t x, int count) {
-    return x >> std::min(count, 63);
+// x << count, limited.
+Vector shiftLeftLimited(Vector x, Vector count) {
+    const Vector shifted = _mm_sll_epi32(x, count);
+    const Vector fits = _mm_cmpeq_epi32(_mm_sra_epi32(shifted, count), x);
+    return simd::select(fits, shifted, _mm_xor_si128(_mm_srai_epi32(x, 31), simd::dwords(max32)));
 }
 
-int normalisation64(int64_t x) {
-    if (x == 0) return 31;
-    return std::countl_zero(static_cast<uint64_t>(x < 0 ? ~x : x)) - 1 - 32;
-}
+// A windowed signal by age, the newest sample first, and its correlations. Lags stand side by side in the dwords of a
+// vector: a pair of samples, in all lanes, times the pairs that follow it at each of four lags.
+template <const Layout &layout> class Windowed {
+public:
+    static constexpr int groups = layout.lags / 4 + 1;
 
-// Autocorrelation of the windowed signal w * 2^-exponent. Whether its last value is of use.
-template <const Layout &layout> bool analyse(const int16_t *w, int exponent, State &state, int16_t *dst) {
-    const int16_t *const entering = w + layout.lags;
-    const int16_t *const newest = entering + layout.entering;
-    constexpr int32_t decay = 65536 - (1 << (16 - layout.attenuation));
+    // Where eight words in time order, that end `age` samples before the newest one, go. With age below 0 the newest of
+    // them are no samples.
+    void put(int age, Vector words) { simd::store(samples_ + front + age, simd::reverseWords(words)); }
+
+    // After all samples have been put.
+    void pair() {
+        for (int i = layout.length(); i < length; i++)
+            samples_[front + i] = 0;
+        for (int i = 0; i < length - 8; i += 8) {
+            const Vector first = simd::load(samples_ + front + i), second = simd::load(samples_ + front + i + 1);
+            simd::store(pairs_ + i, _mm_unpacklo_epi16(first, second));
+            simd::store(pairs_ + i + 4, _mm_unpackhi_epi16(first, second));
+        }
+    }
+
+    // Sums, modulo 2^32, over ages `from` to from + len - 1 of the sample times the one `lag` older.
+    template <int from, int len> void correlate(Vector *sums) const {
+        for (int g = 0; g < groups; g++)
+            sums[g] = _mm_setzero_si128();
+#pragma GCC unroll 1
+        for (int i = from; i < from + len - 1; i += 2)
+            accumulate(i, _mm_set1_epi32(pairs_[i]), sums);
+        if (len % 2 != 0) accumulate(from + len - 1, _mm_set1_epi32(pairs_[from + len - 1] & 0xffff), sums);
+    }
+
+private:
+    static constexpr int front = 8;
+    static constexpr int length = (layout.length() + 15) / 8 * 8 + 8;
+
+    void accumulate(int i, Vector pair, Vector *sums) const {
+#pragma GCC unroll 16
+        for (int g = 0; g < groups; g++)
+            sums[g] = _mm_add_epi32(sums[g], _mm_madd_epi16(pair, simd::load(pairs_ + i + 4 * g)));
+    }
+
+    alignas(16) int16_t samples_[front + length];
+    alignas(16) int32_t pairs_[length];
+};
+
+// Autocorrelation of the windowed signal, which stands for w * 2^-exponent. Whether its last value is of use.
+template <const Layout &layout>
+bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State &state, int16_t *dst) {
+    constexpr int groups = Windowed<layout>::groups;
+    const auto count = [](int shift) { return _mm_cvtsi32_si128(shift); };
+    Vector sums[groups];
 
     const int na = 2 * exponent;
-    int nr = state.exponent;
-    const int tailShift = 1 + std::max(nr - na, 0), enteringShift = 1 + std::max(na - nr, 0);
-    nr = std::min(nr, na);
-    const auto updated = [&](int lag) {
-        return shifted(int64_t{state.recursive[lag]} * decay, tailShift) +
-               shifted(correlation(entering, layout.entering, lag), enteringShift);
-    };
-    int64_t a = updated(0);
-    const int n0 = normalisation64(a);
-    state.recursive[0] = round(shiftLimited(a, n0));
-    nr += n0 - 1;
-
-    const int recursiveShift = 1 + std::max(nr - na, 0), newestShift = 1 + std::max(na - nr, 0);
-    const auto total = [&](int lag) {
-        return shifted(int64_t{state.recursive[lag]} * 65536, recursiveShift) +
-               shifted(correlation(newest, layout.nonRecursive, lag), newestShift);
-    };
-    a = total(0);
-    a += a >> 8; // white noise
-    const int n1 = normalisation64(a);
-    int32_t last = shiftLimited(a, n1);
-    dst[0] = round(last);
-    for (int lag = 1; lag <= layout.lags; lag++) {
-        state.recursive[lag] = round(shiftLimited(updated(lag), n0));
-        last = shiftLimited(total(lag), n1);
-        dst[lag] = round(last);
+    int nr = state.words[State::exponent];
+    w.template correlate<layout.nonRecursive, layout.entering>(sums);
+    {
+        const Vector tailShift = count(1 + std::max(nr - na, 0)), enteringShift = count(1 + std::max(na - nr, 0));
+        for (int g = 0; g < groups; g++) {
+            const Vector tail = _mm_unpacklo_epi16(_mm_setzero_si128(), simd::load64(state.words + 4 * g));
+            const Vector decayed = _mm_sub_epi32(tail, _mm_srai_epi32(tail, layout.attenuation));
+            sums[g] = _mm_add_epi32(_mm_sra_epi32(decayed, tailShift), _mm_sra_epi32(sums[g], enteringShift));
+        }
     }
-    state.exponent = asExponent(nr);
-    return last != 0;
+    const int n0 = normalisation(_mm_cvtsi128_si32(sums[0]), 32);
+    for (int g = 0; g < groups; g++) {
+        const Vector x = shiftLeftLimited(sums[g], count(n0));
+        simd::store64(state.words + 4 * g, roundedUpperHalves(x, x));
+    }
+
+    nr = std::min(nr, na) + n0 - 1;
+    w.template correlate<0, layout.nonRecursive>(sums);
+    {
+        const Vector tailShift = count(1 + std::max(nr - na, 0)), newestShift = count(1 + std::max(na - nr, 0));
+        for (int g = 0; g < groups; g++) {
+            const Vector tail = _mm_unpacklo_epi16(_mm_setzero_si128(), simd::load64(state.words + 4 * g));
+            sums[g] = _mm_add_epi32(_mm_sra_epi32(tail, tailShift), _mm_sra_epi32(sums[g], newestShift));
+        }
+    }
+    const int32_t energy = _mm_cvtsi128_si32(sums[0]);
+    const int32_t raised = sat32(int64_t{energy} + (energy >> 8)); // white noise
+    const int n1 = normalisation(raised, 32);
+    int16_t correlations[4 * groups];
+    for (int g = 0; g < groups; g++) {
+        const Vector x = shiftLeftLimited(sums[g], count(n1));
+        simd::store64(correlations + 4 * g, roundedUpperHalves(x, x));
+    }
+    correlations[0] = round(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
+    std::copy_n(correlations, layout.lags + 1, dst);
+    state.words[State::exponent] = asExponent(std::min(nr, largestExponent));
+    static_assert(layout.lags % 4 == 2);
+    return _mm_cvtsi128_si32(_mm_unpackhi_epi64(sums[groups - 1], sums[groups - 1])) != 0;
 }
 
-// A window over plain samples, normalised to 15 bits.
+// The count that brings the sample of largest magnitude into 15 bits.
+template <int len> int normalisationOf(const int16_t *src) {
+    Vector largest = _mm_setzero_si128(), smallest = simd::words(-1);
+    for (int i = 0; i < len; i += 8) {
+        const Vector x = simd::load(src + std::min(i, len - 8));
+        largest = _mm_max_epi16(largest, x);
+        smallest = _mm_min_epi16(smallest, x);
+    }
+    // A value below 0 takes as many bits as its one's complement.
+    Vector bits = _mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1)));
+    bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
+    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
+    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
+    return normalisation(static_cast<int16_t>(_mm_cvtsi128_si32(bits)), 15);
+}
+
+// A window over plain samples.
 template <const Layout &layout> ryxStatus hybridWindow(const int16_t *src, const int16_t *window, int largestExponent,
                                                        int16_t *dst, HybridWindowState_G728 *block) {
     if (anyNull(src, dst, block)) return ryxStsNullPtr;
     auto state = loadBlock<State>(block);
-    const int shift = vectorNormalisation(src, layout.length(), 15);
-    int16_t windowed[layout.length()];
-    for (int i = 0; i < layout.length(); i++)
-        windowed[i] = round(shiftLimited(src[i] * window[i], shift));
-    const bool useful = analyse<layout>(windowed, shift, state, dst);
-    state.exponent = static_cast<int16_t>(std::min<int>(state.exponent, largestExponent));
+    constexpr int len = layout.length();
+    const int shift = normalisationOf<len>(src);
+    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
+    Windowed<layout> windowed;
+    for (int i = 0; i < len; i += 8) {
+        const int at = std::min(i, len - 8);
+        const simd::Dwords x = simd::products(simd::load(src + at), simd::load(window + at));
+        const auto shifted = [&](Vector product) { return _mm_sra_epi32(_mm_sll_epi32(product, left), right); };
+        windowed.put(len - 8 - at, roundedUpperHalves(shifted(x.front), shifted(x.back)));
+    }
+    windowed.pair();
+    const bool useful = analyse<layout>(windowed, shift, largestExponent, state, dst);
     saveBlock(block, state);
     return useful ? ryxStsOk : ryxStsIllConditioned;
 }
@@ -112,7 +191,7 @@ ryxStatus ryxsHybridWindowGetStateSize_G728_16s_u8(int *size) {
 ryxStatus ryxsHybridWindowInit_G728_16s_u8(HybridWindowState_G728 *block) {
     if (anyNull(block)) return ryxStsNullPtr;
     State state{};
-    state.exponent = startExponent;
+    state.words[State::exponent] = startExponent;
     saveBlock(block, state);
     return ryxStsOk;
 }
@@ -120,16 +199,22 @@ ryxStatus ryxsHybridWindowInit_G728_16s_u8(HybridWindowState_G728 *block) {
 ryxStatus ryxsHybridWindowSynthesis_G728_16s_u8(const int16_t *src, const int16_t *exponents, int16_t *dst,
                                                 HybridWindowState_G728 *block) {
     if (anyNull(src, exponents, dst, block)) return ryxStsNullPtr;
-    constexpr int vectors = synthesisLayout.length() / vectorLength;
+    constexpr int len = synthesisLayout.length(), vectors = len / vectorLength;
     auto state = loadBlock<State>(block);
     const int common = *std::min_element(exponents, exponents + vectors);
-    int16_t windowed[synthesisLayout.length()];
-    for (int v = 0; v < vectors; v++) {
-        const int shift = exponents[v] - common - 1;
-        for (int i = 5 * v; i < 5 * v + 5; i++)
-            windowed[i] = round(shiftLimited(src[i] * synthesisWindow[i], -shift));
-    }
-    const bool useful = analyse<synthesisLayout>(windowed, common, state, dst);
+    Windowed<synthesisLayout> windowed;
+    // Each vector as the first five of eight words; the next one covers the others.
+    const auto put = [&](int v, Vector samples) {
+        const simd::Dwords x = simd::products(samples, simd::load(synthesisWindow + vectorLength * v));
+        const Vector count = _mm_cvtsi32_si128(exponents[v] - common);
+        const auto shifted = [&](Vector product) { return _mm_sra_epi32(_mm_slli_epi32(product, 1), count); };
+        windowed.put(len - 8 - vectorLength * v, roundedUpperHalves(shifted(x.front), shifted(x.back)));
+    };
+    for (int v = 0; v < vectors - 1; v++)
+        put(v, simd::load(src + vectorLength * v));
+    put(vectors - 1, _mm_srli_si128(simd::load(src + len - 8), 6));
+    windowed.pair();
+    const bool useful = analyse<synthesisLayout>(windowed, common, max16, state, dst);
     saveBlock(block, state);
     return useful ? ryxStsOk : ryxStsIllConditioned;
 }

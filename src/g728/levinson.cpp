@@ -4,18 +4,22 @@
 #include <iterator>
 
 #include "common/checks.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
 
-// A recursion in progress: coefficients in Q(15 - scale), residual energy.
+constexpr int room = 56; // for 50 coefficients in whole vectors
+
+// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy.
 struct Recursion {
-    int16_t a[synthesisOrder];
+    alignas(16) int16_t a[room];
     int16_t energy;
     int scale;
     int16_t reflection;
@@ -56,6 +60,7 @@ bool update(int16_t *a, int i, int32_t k, int &scale) {
     return true;
 }
 
+// One order further by the book. The fast form below leaves rare cases to it.
 bool step(const int16_t *r, int i, Recursion &s) {
     int64_t sum = 0;
     for (int n = 1; n <= i; n++)
@@ -73,6 +78,131 @@ bool step(const int16_t *r, int i, Recursion &s) {
     const int16_t last = round(u >> s.scale);
     s.a[i] = x > 0 ? negate(last) : last;
     return true;
+}
+
+// floor(65536 n / d) is the product of n and this over d, cut off: the surplus is more than what the roundings take away,
+// in any rounding mode, and too little for the next integer, from which the exact quotient is 1 / d or more away.
+constexpr double numerator = 65536 * (1 + 0x1p-40);
+
+// Ones from word 8 on.
+alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0};
+
+// The recursion with everything in registers, for orders that fill `count` vectors. Beside the coefficients it keeps them in
+// reverse order: the sum of step(), which is the next reflection coefficient's numerator, is then a plain dot product with
+// the autocorrelation, and the update needs no reversal,
+//     a'[m] = a[m] + k * b[m],    b'[m + 1] = b[m] + k * a[m],
+// with products rounded as pmulhrsw does it: a * 65536 + 2 k b, rounded to the upper half, is a plus (k b + 2^14) >> 15.
+// The quotient comes from a multiplication by the reciprocal of the energy, which is found while the sum is.
+template <int count> class Lattice {
+public:
+    explicit Lattice(const Recursion &s) {
+        shift_ = _mm_cvtsi32_si128(s.scale + 1);
+        half_ = _mm_cvtsi32_si128(1 << s.scale);
+        setEnergy(_mm_cvtsi32_si128(s.energy));
+        for (int v = 0; v < count; v++)
+            a_[v] = simd::loadAligned(s.a + 8 * v);
+    }
+
+    // The coefficients in reverse order; i of them.
+    void reverse(int i) {
+        alignas(16) int16_t mirrored[8 * count + room] = {};
+        for (int v = 0; v < count; v++)
+            simd::store(mirrored + 8 * (count - 1 - v), simd::reverseWords(a_[v]));
+        for (int v = 0; v < count; v++)
+            b_[v] = simd::load(mirrored + 8 * count - i + 8 * v);
+    }
+
+    void save(Recursion &s) const {
+        for (int v = 0; v < count; v++)
+            simd::store(s.a + 8 * v, a_[v]);
+        s.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_));
+    }
+
+    // From i to i + 1 coefficients. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits,
+    // and where the recursion ends.
+    bool step(const int16_t *r, int i) {
+        const Vector sums = this->sums(r, r[i + 1]);
+        const Vector x = _mm_srai_epi32(_mm_add_epi32(sums, simd::dwords(0x8000)), 16);
+        const Vector magnitude = _mm_abs_epi32(x);
+        const Vector limits = _mm_add_epi32(energy_, _mm_setr_epi32(-1, 30, max32, max32));
+        if (_mm_movemask_epi8(_mm_cmpgt_epi32(magnitude, limits)) != 0) [[unlikely]]
+            return false;
+
+        const Vector sign = _mm_sub_epi32(_mm_setzero_si128(), x);
+        const Vector u = _mm_cvttpd_epi32(_mm_mul_sd(_mm_cvtepi32_pd(magnitude), reciprocal_));
+        const Vector k = _mm_sign_epi32(_mm_srli_epi32(_mm_add_epi32(u, _mm_cvtsi32_si128(1)), 1), sign);
+        const Vector factor = simd::broadcastWord<0>(k);
+        Vector a[count], b[count], lowest = _mm_setzero_si128();
+#pragma GCC unroll 8
+        for (int v = 0; v < count; v++) {
+            a[v] = _mm_adds_epi16(a_[v], _mm_mulhrs_epi16(factor, b_[v]));
+            b[v] = _mm_adds_epi16(b_[v], _mm_mulhrs_epi16(factor, a_[v]));
+            lowest = _mm_min_epi16(lowest, _mm_add_epi16(a[v], simd::words(1)));
+        }
+        // A coefficient of 32767 or -32768 may have been limited.
+        if (_mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(-32766), lowest)) != 0) [[unlikely]]
+            return false;
+
+        const Vector last =
+            simd::broadcastWord<0>(_mm_sign_epi32(_mm_srl_epi32(_mm_add_epi32(u, half_), shift_), sign));
+        a[count - 1] = _mm_or_si128(a[count - 1], _mm_and_si128(last, simd::load(wordMasks + 8 - i % 8)));
+        Vector before = last;
+#pragma GCC unroll 8
+        for (int v = 0; v < count; v++) {
+            a_[v] = a[v];
+            b_[v] = _mm_alignr_epi8(b[v], before, 14);
+            before = b[v];
+        }
+        // E + (k x + 2^14) >> 15. It stays above 0: x is smaller than E, and the rounding of k worth less than half a unit.
+        setEnergy(_mm_add_epi16(energy_, _mm_mulhrs_epi16(k, _mm_and_si128(x, _mm_cvtsi32_si128(-1)))));
+        return true;
+    }
+
+private:
+    void setEnergy(Vector energy) {
+        energy_ = energy;
+        reciprocal_ = _mm_div_sd(_mm_set_sd(numerator), _mm_cvtepi32_pd(energy));
+    }
+
+    // Dword 0: r * 65536 + 2^(scale + 1) times the sum, which wraps around. Dword 1: about 2^-10 of it, without.
+    Vector sums(const int16_t *r, int16_t newest) const {
+        Vector sum = _mm_madd_epi16(simd::load(r + 1), b_[0]);
+        Vector coarse = _mm_srai_epi32(sum, 10);
+#pragma GCC unroll 8
+        for (int v = 1; v < count; v++) {
+            const Vector products = _mm_madd_epi16(simd::load(r + 1 + 8 * v), b_[v]);
+            sum = _mm_add_epi32(sum, products);
+            coarse = _mm_add_epi32(coarse, _mm_srai_epi32(products, 10));
+        }
+        Vector both = _mm_add_epi32(_mm_unpacklo_epi32(sum, coarse), _mm_unpackhi_epi32(sum, coarse));
+        both = _mm_add_epi32(both, _mm_unpackhi_epi64(both, both));
+        return _mm_add_epi32(_mm_sll_epi32(both, shift_), _mm_setr_epi32(newest * 65536, newest * 64, 0, 0));
+    }
+
+    Vector a_[count], b_[count];
+    Vector energy_; // in dword 0, the others are 0
+    __m128d reciprocal_;
+    Vector shift_, half_; // scale + 1 and 2^scale
+};
+
+// From order i up to `to`, while the coefficients fit `count` vectors. Behind the autocorrelation stand zeros.
+template <int count> bool recurse(const int16_t *r, int &i, int to, Recursion &s) {
+    const int end = std::min(to, 8 * count);
+    while (i < end) {
+        Lattice<count> lattice(s);
+        lattice.reverse(i);
+        while (i < end && lattice.step(r, i))
+            i++;
+        lattice.save(s);
+        if (i == end) break;
+        if (!step(r, i++, s)) return false;
+    }
+    return true;
+}
+
+bool recurse(const int16_t *r, int i, int to, Recursion &s) {
+    return s.energy > 0 && recurse<1>(r, i, to, s) && recurse<2>(r, i, to, s) && recurse<3>(r, i, to, s) &&
+           recurse<4>(r, i, to, s) && recurse<5>(r, i, to, s) && recurse<6>(r, i, to, s) && recurse<7>(r, i, to, s);
 }
 
 struct Expansion {
@@ -105,8 +235,9 @@ ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int 
         s.scale = 15 - *fraction;
         s.reflection = *reflection;
     }
-    for (; i < to; i++)
-        if (!step(autoCorr, i, s)) return ryxStsOverflow;
+    int16_t r[room + 1] = {};
+    std::copy_n(autoCorr, to + 1, r);
+    if (i < to && !recurse(r, i, to, s)) return ryxStsOverflow;
     std::copy_n(s.a, to, coefficients);
     *energy = s.energy;
     *fraction = static_cast<int16_t>(15 - s.scale);

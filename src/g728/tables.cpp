@@ -127,8 +127,8 @@ const GainMagnitude gainMagnitudes[4] = {
 };
 
 // Hybrid windows, Q15, oldest sample first. Synthesis filter: 50 samples of history, 20 that enter the recursive part, 35 of the
-// non-recursive part.
-alignas(16) const int16_t synthesisWindow[105] = {
+// non-recursive part. Three zeros follow for reads of whole vectors.
+alignas(16) const int16_t synthesisWindow[108] = {
     19727, 19870, 20013, 20157, 20303, 20450, 20597, 20746, 20896, 21046, 21198, 21351, 21505, 21661, 21817,
     21974, 22133, 22293, 22454, 22616, 22779, 22943, 23109, 23276, 23444, 23613, 23784, 23955, 24128, 24302,
     24478, 24654, 24832, 25012, 25192, 25374, 25557, 25742, 25927, 26114, 26303, 26493, 26684, 26877, 27071,

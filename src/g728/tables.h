@@ -17,7 +17,7 @@ struct GainMagnitude {
 extern const int16_t shapeCodebook[32][3][4][2];
 extern const int16_t shapeLogGains[128];
 extern const GainMagnitude gainMagnitudes[4];
-extern const int16_t synthesisWindow[105];
+extern const int16_t synthesisWindow[108];
 extern const int16_t weightingWindow[60];
 extern const int16_t logGainWindow[34];
 extern const int16_t synthesisExpansion[50];
