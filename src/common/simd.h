@@ -203,7 +203,7 @@ inline Vector sumsOfDwords(const Vector *x) {
     return _mm_hadd_epi32(_mm_hadd_epi32(x[0], x[1]), _mm_hadd_epi32(x[2], x[3]));
 }
 
-// Of four dwords that are not negative, the smallest and the index that goes with it; of equal ones the smallest index.
+// Of four dwords, the smallest and the index that goes with it; of equal ones the smallest index.
 // Through scalar registers, but without branches, which nothing could predict.
 struct IndexedDword {
     int32_t value;

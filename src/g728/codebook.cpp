@@ -1,18 +1,126 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Excitation codebook of ITU-T G.728, Annex G: 128 shapes of five samples, four gains with a sign.
 #include "common/checks.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
+
+constexpr int shapes = 128, shapesPerGroup = 4;
 
 int16_t shapeSample(int shape, int n) {
     return shapeCodebook[shape >> 2][n >> 1][shape & 3][n & 1];
 }
+
+// Words x and y in all dwords.
+Vector pairs(int16_t x, int16_t y) {
+    return _mm_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(y) << 16 | static_cast<uint16_t>(x)));
+}
+
+// Words of the low halves of two vectors of dwords side by side, both limited to 16 bits.
+Vector limitedPairs(Vector x, Vector y) {
+    const Vector packed = _mm_packs_epi32(x, y);
+    return _mm_unpacklo_epi16(packed, _mm_unpackhi_epi64(packed, packed));
+}
+
+// Energies in Q5 of four shapes behind the filter h. Sums of a pair of squares fit 32 bits without a sign; where one takes
+// its upper two bits the energy is limited.
+class FilteredEnergy {
+public:
+    explicit FilteredEnergy(const int16_t *h)
+        : h0_(pairs(h[0], 0)), h1_(pairs(h[1], h[0])), h2_(pairs(h[2], h[1])), h3_(pairs(h[3], h[2])),
+          h4_(pairs(h[4], h[3])) {}
+
+    Vector operator()(const int16_t (&group)[3][shapesPerGroup][2]) const {
+        const Vector y01 = simd::loadAligned(group[0]), y23 = simd::loadAligned(group[1]);
+        const Vector y4 = simd::loadAligned(group[2]);
+        const auto product = [](Vector y, Vector h) { return _mm_madd_epi16(y, h); };
+        const auto filtered = [](Vector sum) { return _mm_srai_epi32(sum, 14); };
+        const Vector f0 = filtered(product(y01, h0_)), f1 = filtered(product(y01, h1_));
+        const Vector f2 = filtered(_mm_add_epi32(product(y01, h2_), product(y23, h0_)));
+        const Vector f3 = filtered(_mm_add_epi32(product(y01, h3_), product(y23, h1_)));
+        const Vector f4 =
+            filtered(_mm_add_epi32(_mm_add_epi32(product(y01, h4_), product(y23, h2_)), product(y4, h0_)));
+        const auto squares = [](Vector x) { return _mm_madd_epi16(x, x); };
+        const Vector e01 = squares(limitedPairs(f0, f1)), e23 = squares(limitedPairs(f2, f3));
+        const Vector e4 = squares(limitedPairs(f4, _mm_setzero_si128()));
+        const Vector excess = _mm_srli_epi32(_mm_or_si128(_mm_or_si128(e01, e23), e4), 30);
+        const Vector energy = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(e01, e23), e4), 15);
+        return _mm_or_si128(energy, _mm_slli_epi32(excess, 16));
+    }
+
+private:
+    Vector h0_, h1_, h2_, h3_, h4_;
+};
+
+// The target correlated with the impulse response, Q7.
+void convolveBackward(const int16_t *target, int exponent, const int16_t *impulse, int16_t *backward) {
+    for (int n = 0; n < vectorLength; n++) {
+        int64_t sum = 0;
+        for (int m = n; m < vectorLength; m++)
+            sum += impulse[m - n] * target[m];
+        backward[n] = sat16(shiftLimited(sat32(sum), 7 - 13 - exponent));
+    }
+}
+
+int32_t correlationOf(int shape, const int16_t *backward) {
+    int32_t sum = 0;
+    for (int n = 0; n < vectorLength; n++)
+        sum += shapeSample(shape, n) * backward[n];
+    return sum;
+}
+
+// Index of the magnitude in whose cell the quotient of correlation and energy falls.
+int gainOf(int32_t correlation, int energy) {
+    int index = 0;
+    while (index < 3 && correlation > gainMagnitudes[index].boundary * energy)
+        index++;
+    return index;
+}
+
+// Distortions of four shapes, each with its best gain: square * energy - gain * correlation. The words square and -gain are
+// those of the first gain, changed at each boundary that the correlation exceeds; a boundary exceeded means the lower ones
+// are. |y| sums up to 47018 at most, so correlations fit 32 bits.
+class Distortion {
+public:
+    explicit Distortion(const int16_t *backward)
+        : b01_(pairs(backward[0], backward[1])), b23_(pairs(backward[2], backward[3])), b4_(pairs(backward[4], 0)) {
+        for (int i = 0; i < 3; i++) {
+            boundary_[i] = pairs(gainMagnitudes[i].boundary, 0);
+            change_[i] = _mm_xor_si128(weights(i), weights(i + 1));
+        }
+    }
+
+    Vector operator()(const int16_t (&group)[3][shapesPerGroup][2], const int16_t *energies) const {
+        const Vector sum = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(simd::loadAligned(group[0]), b01_),
+                                                       _mm_madd_epi16(simd::loadAligned(group[1]), b23_)),
+                                         _mm_madd_epi16(simd::loadAligned(group[2]), b4_));
+        const Vector correlation = _mm_abs_epi32(sum);
+        const Vector energy = simd::load64(energies);
+        const Vector wide = _mm_unpacklo_epi16(energy, _mm_setzero_si128());
+        Vector weight = weights(0);
+        for (int i = 0; i < 3; i++) {
+            const Vector exceeded = _mm_cmpgt_epi32(correlation, _mm_madd_epi16(wide, boundary_[i]));
+            weight = _mm_xor_si128(weight, _mm_and_si128(exceeded, change_[i]));
+        }
+        const Vector limited = simd::saturateDwords(_mm_srai_epi32(correlation, 14));
+        return _mm_madd_epi16(_mm_unpacklo_epi16(energy, limited), weight);
+    }
+
+private:
+    static Vector weights(int i) {
+        return pairs(gainMagnitudes[i].square, static_cast<int16_t>(-gainMagnitudes[i].gain));
+    }
+
+    Vector b01_, b23_, b4_;
+    Vector boundary_[3], change_[3];
+};
 
 } // namespace
 
@@ -46,17 +154,10 @@ ryxStatus ryxsImpulseResponse_G728_16s_u8(const int16_t *synthesis, const int16_
 
 ryxStatus ryxsCodebookEnergy_G728_16s_u8(const int16_t *impulse, int16_t *energies) {
     if (anyNull(impulse, energies)) return ryxStsNullPtr;
-    for (int shape = 0; shape < 128; shape++) {
-        int64_t energy = 0;
-        for (int n = 0; n < vectorLength; n++) {
-            int64_t sum = 0;
-            for (int m = 0; m <= n; m++)
-                sum += shapeSample(shape, m) * impulse[n - m];
-            const int16_t filtered = sat16(sat32(sum >> 14));
-            energy += filtered * filtered;
-        }
-        energies[shape] = sat16(sat32(energy >> 15));
-    }
+    const FilteredEnergy energy(impulse);
+    for (int g = 0; g < shapes / shapesPerGroup; g += 2)
+        simd::store(energies + g * shapesPerGroup,
+                    _mm_packs_epi32(energy(shapeCodebook[g]), energy(shapeCodebook[g + 1])));
     return ryxStsOk;
 }
 
@@ -64,29 +165,21 @@ ryxStatus ryxsCodebookSearch_G728_16s_u8(const int16_t *target, int16_t exponent
                                          const int16_t *energies, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, impulse, energies, shape, gainIndex)) return ryxStsNullPtr;
     int16_t backward[vectorLength];
-    for (int n = 0; n < vectorLength; n++) {
-        int64_t sum = 0;
-        for (int m = n; m < vectorLength; m++)
-            sum += impulse[m - n] * target[m];
-        backward[n] = sat16(shiftLimited(sat32(sum), 7 - 13 - exponent));
+    convolveBackward(target, exponent, impulse, backward);
+    const Distortion distortion(backward);
+    Vector smallest = simd::dwords(max32), winners = _mm_setzero_si128();
+    Vector numbers = _mm_setr_epi32(0, 1, 2, 3);
+    for (int g = 0; g < shapes / shapesPerGroup; g++) {
+        const Vector found = distortion(shapeCodebook[g], energies + g * shapesPerGroup);
+        const Vector better = _mm_cmpgt_epi32(smallest, found);
+        smallest = simd::select(better, found, smallest);
+        winners = simd::select(better, numbers, winners);
+        numbers = _mm_add_epi32(numbers, simd::dwords(shapesPerGroup));
     }
-    int32_t smallest = max32;
-    for (int j = 0; j < 128; j++) {
-        int32_t correlation = 0;
-        for (int n = 0; n < vectorLength; n++)
-            correlation += shapeSample(j, n) * backward[n];
-        const bool negative = correlation <= 0;
-        correlation = std::abs(correlation);
-        int index = 0;
-        while (index < 3 && correlation > gainMagnitudes[index].boundary * energies[j])
-            index++;
-        const GainMagnitude &g = gainMagnitudes[index];
-        const int32_t distortion = g.square * energies[j] - g.gain * std::min(correlation >> 14, 32767);
-        if (distortion >= smallest) continue;
-        smallest = distortion;
-        *shape = static_cast<int16_t>(j);
-        *gainIndex = static_cast<int16_t>(index + (negative ? 4 : 0));
-    }
+    const auto winner = static_cast<int>(simd::smallest(smallest, winners).index);
+    const int32_t correlation = correlationOf(winner, backward);
+    *shape = static_cast<int16_t>(winner);
+    *gainIndex = static_cast<int16_t>(gainOf(std::abs(correlation), energies[winner]) + (correlation <= 0 ? 4 : 0));
     return ryxStsOk;
 }
 

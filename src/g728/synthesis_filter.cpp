@@ -6,11 +6,13 @@
 #include <cstring>
 
 #include "common/checks.h"
+#include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
 
@@ -36,26 +38,90 @@ int16_t exponentOf(const int16_t *vector) {
     return vector[vectorLength];
 }
 
-// What each past vector adds is shifted to the common exponent by itself. The oldest one, of which sample n of the response
-// sees only the newest 5 - n, adds nothing where the shift is 30 or more.
-int zeroInputResponse(const int16_t *a, const SynthesisState &state, int16_t *z) {
+int commonExponent(const SynthesisState &state) {
     int exponent = exponentOf(state.speech[0]);
     for (const auto &vector : state.speech)
         exponent = std::min<int>(exponent, exponentOf(vector));
+    return exponent;
+}
+
+// What the past vectors add to the five samples of the response, Q14 over `exponent`. What each of them adds is shifted to
+// that exponent by itself. The oldest one adds nothing where the shift is 30 or more. a[50] and the four behind it are 0:
+// sample n sees only the newest 5 - n samples of the oldest vector.
+void pastParts(const int16_t *a, const SynthesisState &state, int exponent, int64_t *parts) {
     for (int n = 0; n < vectorLength; n++) {
-        int64_t sum = 0;
-        for (int i = 1; i <= n; i++)
-            sum -= a[i - 1] * z[n - i];
+        parts[n] = 0;
         for (int v = 1; v <= SynthesisState::vectors; v++) {
             const int16_t *past = state.speech[v - 1];
-            const bool oldest = v == SynthesisState::vectors;
             const int shift = exponentOf(past) - exponent;
-            if (oldest && shift >= 30) continue;
+            if (v == SynthesisState::vectors && shift >= 30) continue;
             int64_t part = 0;
-            for (int m = oldest ? n : 0; m < vectorLength; m++)
+            for (int m = 0; m < vectorLength; m++)
                 part -= a[n + 5 * v - m - 1] * past[m];
-            sum += part >> std::min(shift, 63);
+            parts[n] += part >> std::min(shift, 63);
         }
+    }
+}
+
+// The same for samples 0 to 3 in one vector and 4 in another, in 32 bits; false where these may not do. That the parts of
+// the vectors fit follows from their normalisation to 14 bits; their sum is taken a second time, coarsely.
+bool pastPartsNarrow(const int16_t *a, const SynthesisState &state, int exponent, int64_t *parts) {
+    Vector front = _mm_setzero_si128(), back = front, coarseFront = front, coarseBack = front, bits = front;
+#pragma GCC unroll 10
+    for (int v = 1; v <= SynthesisState::vectors; v++) {
+        const Vector past = simd::load(state.speech[v - 1]);
+        const int shift = exponentOf(state.speech[v - 1]) - exponent;
+        if (v == SynthesisState::vectors && shift >= 30) break;
+        const Vector count = _mm_cvtsi32_si128(shift);
+        const Vector magnitude = simd::onesMagnitude(past);
+        bits = _mm_or_si128(bits, magnitude);
+        const auto behind = [&](int m) { return simd::load(a + 5 * v - 1 - m); };
+        const Vector a0 = behind(0), a1 = behind(1), a2 = behind(2), a3 = behind(3), a4 = behind(4);
+        const Vector d01 = _mm_shuffle_epi32(past, _MM_SHUFFLE(0, 0, 0, 0));
+        const Vector d23 = _mm_shuffle_epi32(past, _MM_SHUFFLE(1, 1, 1, 1));
+        const Vector d4 = _mm_shuffle_epi32(past, _MM_SHUFFLE(2, 2, 2, 2));
+        const auto part = [&](Vector c01, Vector c23, Vector c4) {
+            const Vector sum = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(c01, d01), _mm_madd_epi16(c23, d23)),
+                                             _mm_madd_epi16(c4, d4));
+            return _mm_sra_epi32(_mm_sub_epi32(_mm_setzero_si128(), sum), count);
+        };
+        const Vector zero = _mm_setzero_si128();
+        const Vector partFront =
+            part(_mm_unpacklo_epi16(a0, a1), _mm_unpacklo_epi16(a2, a3), _mm_unpacklo_epi16(a4, zero));
+        const Vector partBack =
+            part(_mm_unpackhi_epi16(a0, a1), _mm_unpackhi_epi16(a2, a3), _mm_unpackhi_epi16(a4, zero));
+        front = _mm_add_epi32(front, partFront);
+        back = _mm_add_epi32(back, partBack);
+        coarseFront = _mm_add_epi32(coarseFront, _mm_srai_epi32(partFront, 10));
+        coarseBack = _mm_add_epi32(coarseBack, _mm_srai_epi32(partBack, 10));
+    }
+    // 10 parts, each less than 1 too small after the division by 2^10.
+    const Vector limit = simd::dwords((1 << 21) - 16);
+    const Vector tooLarge =
+        _mm_or_si128(_mm_cmpgt_epi32(_mm_abs_epi32(coarseFront), limit),
+                     _mm_srli_si128(_mm_slli_si128(_mm_cmpgt_epi32(_mm_abs_epi32(coarseBack), limit), 12), 12));
+    const Vector tooMany =
+        _mm_and_si128(_mm_cmpgt_epi16(bits, simd::words(0x1fff)), _mm_setr_epi16(-1, -1, -1, -1, -1, 0, 0, 0));
+    if (_mm_movemask_epi8(_mm_or_si128(tooLarge, tooMany)) != 0) [[unlikely]]
+        return false;
+    int32_t narrow[4];
+    simd::store(narrow, front);
+    std::copy_n(narrow, 4, parts);
+    parts[4] = _mm_cvtsi128_si32(back);
+    return true;
+}
+
+int zeroInputResponse(const int16_t *coefficients, const SynthesisState &state, int16_t *z) {
+    int16_t a[64];
+    std::copy_n(coefficients, synthesisOrder, a);
+    std::fill_n(a + synthesisOrder, 64 - synthesisOrder, int16_t{0});
+    const int exponent = commonExponent(state);
+    int64_t parts[vectorLength];
+    if (!pastPartsNarrow(a, state, exponent, parts)) pastParts(a, state, exponent, parts);
+    for (int n = 0; n < vectorLength; n++) {
+        int64_t sum = parts[n];
+        for (int i = 1; i <= n; i++)
+            sum -= a[i - 1] * z[n - i];
         z[n] = sat16(sat32(sum >> fractionBits));
     }
     return exponent;
