@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Concealment of lost frames of ITU-T G.728, Annex I: excitation from the past excitation, one pitch period or a random
 // time back, and the log-gain that belongs to it.
+#include <cstddef>
+#include <cstring>
+
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
@@ -137,10 +140,12 @@ ryxStatus ryxsConcealmentExcitation_G728_16s_u8(int16_t *excitation, int16_t *ex
 
 ryxStatus ryxsConcealmentUpdate_G728_16s_u8(const int16_t *excitation, int16_t exponent, ConcealmentState_G728 *block) {
     if (anyNull(excitation, block)) return ryxStsNullPtr;
-    auto state = loadBlock<State>(block);
-    std::copy(state.excitation + vectorLength, state.excitation + historyLength, state.excitation);
+    int16_t newest[vectorLength];
     for (int n = 0; n < vectorLength; n++)
-        state.excitation[historyLength - vectorLength + n] = toQ2(excitation[n], exponent);
-    saveBlock(block, state);
+        newest[n] = toQ2(excitation[n], exponent);
+    auto *const octets = reinterpret_cast<unsigned char *>(block) + offsetof(State, excitation);
+    constexpr size_t kept = sizeof State::excitation - sizeof newest;
+    std::memmove(octets, octets + sizeof newest, kept);
+    std::memcpy(octets + kept, newest, sizeof newest);
     return ryxStsOk;
 }

@@ -8,6 +8,7 @@
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -34,21 +35,6 @@ struct Layout {
 constexpr Layout synthesisLayout = {synthesisOrder, 20, 35, 2};
 constexpr Layout weightingLayout = {order, 20, 30, 1};
 constexpr Layout logGainLayout = {order, 4, 20, 2};
-
-// x[i] >> 16, rounded and limited, of eight dwords.
-Vector roundedUpperHalves(Vector front, Vector back) {
-    const auto halved = [](Vector x) {
-        return _mm_srai_epi32(_mm_add_epi32(_mm_srai_epi32(x, 15), simd::dwords(1)), 1);
-    };
-    return _mm_packs_epi32(halved(front), halved(back));
-}
-
-// x << count, limited.
-Vector shiftLeftLimited(Vector x, Vector count) {
-    const Vector shifted = _mm_sll_epi32(x, count);
-    const Vector fits = _mm_cmpeq_epi32(_mm_sra_epi32(shifted, count), x);
-    return simd::select(fits, shifted, _mm_xor_si128(_mm_srai_epi32(x, 31), simd::dwords(max32)));
-}
 
 // A windowed signal by age, the newest sample first, and its correlations. Lags stand side by side in the dwords of a
 // vector: a pair of samples, in all lanes, times the pairs that follow it at each of four lags.

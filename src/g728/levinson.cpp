@@ -2,12 +2,14 @@
 // Levinson-Durbin recursion of ITU-T G.728, Annex G, which can stop at one order and go on later, and the bandwidth
 // expansions that follow it.
 #include <iterator>
+#include <utility>
 
 #include "common/checks.h"
 #include "common/simd.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -17,9 +19,11 @@ namespace {
 
 constexpr int room = 56; // for 50 coefficients in whole vectors
 
-// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy.
+// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy. The fast form keeps the
+// coefficients in reverse order as well.
 struct Recursion {
     alignas(16) int16_t a[room];
+    alignas(16) int16_t b[room];
     int16_t energy;
     int scale;
     int16_t reflection;
@@ -98,31 +102,26 @@ public:
     explicit Lattice(const Recursion &s) {
         shift_ = _mm_cvtsi32_si128(s.scale + 1);
         half_ = _mm_cvtsi32_si128(1 << s.scale);
+        fraction_ = 15 - s.scale;
         setEnergy(_mm_cvtsi32_si128(s.energy));
-        for (int v = 0; v < count; v++)
+        for (int v = 0; v < count; v++) {
             a_[v] = simd::loadAligned(s.a + 8 * v);
-    }
-
-    // The coefficients in reverse order; i of them.
-    void reverse(int i) {
-        alignas(16) int16_t mirrored[8 * count + room] = {};
-        for (int v = 0; v < count; v++)
-            simd::store(mirrored + 8 * (count - 1 - v), simd::reverseWords(a_[v]));
-        for (int v = 0; v < count; v++)
-            b_[v] = simd::load(mirrored + 8 * count - i + 8 * v);
+            b_[v] = simd::loadAligned(s.b + 8 * v);
+        }
     }
 
     void save(Recursion &s) const {
-        for (int v = 0; v < count; v++)
+        for (int v = 0; v < count; v++) {
             simd::store(s.a + 8 * v, a_[v]);
+            simd::store(s.b + 8 * v, b_[v]);
+        }
         s.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_));
     }
 
     // From i to i + 1 coefficients. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits,
     // and where the recursion ends.
     bool step(const int16_t *r, int i) {
-        const Vector sums = this->sums(r, r[i + 1]);
-        const Vector x = _mm_srai_epi32(_mm_add_epi32(sums, simd::dwords(0x8000)), 16);
+        const Vector x = _mm_sra_epi32(sums(r, r[i + 1]), _mm_cvtsi32_si128(fraction_));
         const Vector magnitude = _mm_abs_epi32(x);
         const Vector limits = _mm_add_epi32(energy_, _mm_setr_epi32(-1, 30, max32, max32));
         if (_mm_movemask_epi8(_mm_cmpgt_epi32(magnitude, limits)) != 0) [[unlikely]]
@@ -164,45 +163,76 @@ private:
         reciprocal_ = _mm_div_sd(_mm_set_sd(numerator), _mm_cvtepi32_pd(energy));
     }
 
-    // Dword 0: r * 65536 + 2^(scale + 1) times the sum, which wraps around. Dword 1: about 2^-10 of it, without.
-    Vector sums(const int16_t *r, int16_t newest) const {
-        Vector sum = _mm_madd_epi16(simd::load(r + 1), b_[0]);
-        Vector coarse = _mm_srai_epi32(sum, 10);
+    // Dword 0: the sum and r in its scale, which shifted right by `fraction_` make the numerator. The whole fits 32 bits, so
+    // the parts may wrap around. Dword 1: 2^-10 of it, not exactly, but without wrapping around.
+    Vector sums(const int16_t *r, int newest) const {
+        Vector products[8], coarse[8];
 #pragma GCC unroll 8
-        for (int v = 1; v < count; v++) {
-            const Vector products = _mm_madd_epi16(simd::load(r + 1 + 8 * v), b_[v]);
-            sum = _mm_add_epi32(sum, products);
-            coarse = _mm_add_epi32(coarse, _mm_srai_epi32(products, 10));
+        for (int v = 0; v < count; v++) {
+            products[v] = _mm_madd_epi16(simd::load(r + 1 + 8 * v), b_[v]);
+            coarse[v] = _mm_srai_epi32(products[v], 10);
         }
-        Vector both = _mm_add_epi32(_mm_unpacklo_epi32(sum, coarse), _mm_unpackhi_epi32(sum, coarse));
-        both = _mm_add_epi32(both, _mm_unpackhi_epi64(both, both));
-        return _mm_add_epi32(_mm_sll_epi32(both, shift_), _mm_setr_epi32(newest * 65536, newest * 64, 0, 0));
+#pragma GCC unroll 8
+        for (int v = 0; v + 4 < count; v++) {
+            products[v] = _mm_add_epi32(products[v], products[v + 4]);
+            coarse[v] = _mm_add_epi32(coarse[v], coarse[v + 4]);
+        }
+        const auto tree = [](Vector *x) {
+            if constexpr (count > 3) x[2] = _mm_add_epi32(x[2], x[3]);
+            if constexpr (count > 1) x[0] = _mm_add_epi32(x[0], x[1]);
+            return count > 2 ? _mm_add_epi32(x[0], x[2]) : x[0];
+        };
+        const Vector sum = tree(products), rough = tree(coarse);
+        const Vector rounded =
+            _mm_setr_epi32((2 * newest + 1) << (fraction_ - 1), (2 * newest) << (fraction_ - 11), 0, 0);
+        const Vector both = _mm_add_epi32(_mm_unpacklo_epi32(sum, rough), _mm_unpackhi_epi32(sum, rough));
+        return _mm_add_epi32(_mm_add_epi32(both, rounded), _mm_unpackhi_epi64(both, both));
     }
 
     Vector a_[count], b_[count];
     Vector energy_; // in dword 0, the others are 0
     __m128d reciprocal_;
     Vector shift_, half_; // scale + 1 and 2^scale
+    int fraction_;
 };
+
+// b from the i coefficients in a.
+void mirror(Recursion &s, int i) {
+    alignas(16) int16_t mirrored[2 * room];
+    for (int at = 0; at < room; at += 8) {
+        simd::store(mirrored + room - 8 - at, simd::reverseWords(simd::loadAligned(s.a + at)));
+        simd::store(mirrored + room + at, _mm_setzero_si128());
+    }
+    for (int at = 0; at < room; at += 8)
+        simd::store(s.b + at, simd::load(mirrored + room - i + at));
+}
 
 // From order i up to `to`, while the coefficients fit `count` vectors. Behind the autocorrelation stand zeros.
 template <int count> bool recurse(const int16_t *r, int &i, int to, Recursion &s) {
     const int end = std::min(to, 8 * count);
     while (i < end) {
         Lattice<count> lattice(s);
-        lattice.reverse(i);
         while (i < end && lattice.step(r, i))
             i++;
         lattice.save(s);
         if (i == end) break;
         if (!step(r, i++, s)) return false;
+        mirror(s, i);
     }
     return true;
 }
 
 bool recurse(const int16_t *r, int i, int to, Recursion &s) {
+    mirror(s, i);
     return s.energy > 0 && recurse<1>(r, i, to, s) && recurse<2>(r, i, to, s) && recurse<3>(r, i, to, s) &&
            recurse<4>(r, i, to, s) && recurse<5>(r, i, to, s) && recurse<6>(r, i, to, s) && recurse<7>(r, i, to, s);
+}
+
+// Words up to the end of `room`, zeros behind the n given ones.
+void copyPadded(const int16_t *src, int n, int16_t *dst) {
+    for (int at = 0; at < room; at += 8)
+        simd::store(dst + at, _mm_setzero_si128());
+    copyWords(src, n, dst);
 }
 
 struct Expansion {
@@ -224,21 +254,22 @@ ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int 
     if (from < 0 || to <= from) return ryxStsBadSize;
     if (to > synthesisOrder) return ryxStsOutOfRange;
     if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
-    Recursion s{};
+    Recursion s;
+    copyPadded(coefficients, from, s.a);
     int i = from;
     if (from == 0) {
         if (!start(autoCorr, s)) return ryxStsOverflow;
         i = 1;
     } else {
-        std::copy_n(coefficients, from, s.a);
         s.energy = *energy;
         s.scale = 15 - *fraction;
         s.reflection = *reflection;
     }
-    int16_t r[room + 1] = {};
-    std::copy_n(autoCorr, to + 1, r);
+    int16_t r[room + 8];
+    r[room] = 0;
+    copyPadded(autoCorr, to + 1, r);
     if (i < to && !recurse(r, i, to, s)) return ryxStsOverflow;
-    std::copy_n(s.a, to, coefficients);
+    copyWords(s.a, to, coefficients);
     *energy = s.energy;
     *fraction = static_cast<int16_t>(15 - s.scale);
     *reflection = s.reflection;
@@ -250,11 +281,19 @@ ryxStatus ryxsBandwidthExpand_G728_16s_u8(const int16_t *src, int16_t fraction, 
     if (fraction < 13 || fraction > 15) return ryxStsOutOfRange;
     if (expansion < 0 || expansion > ryxG728ErasureExpansion) return ryxStsOutOfRange;
     const Expansion &e = expansions[expansion];
-    bool limited = false;
-    for (int i = 0; i < e.len; i++) {
-        const int64_t product = int64_t{src[i]} * e.factors[i] * (1 << (16 - fraction));
-        limited |= !fits32(product);
-        dst[i] = round(sat32(product));
-    }
-    return limited ? ryxStsOverflow : ryxStsOk;
+    const Vector count = _mm_cvtsi32_si128(16 - fraction);
+    const Vector tail = simd::load(src + e.len - 8); // before the loop, which may work in place
+    Vector changed = _mm_setzero_si128();
+    const auto expand = [&](Vector x, int at) {
+        const simd::Dwords product = simd::products(x, simd::load(e.factors + at));
+        const Vector front = shiftLeftLimited(product.front, count), back = shiftLeftLimited(product.back, count);
+        for (const auto &[limited, whole] : {std::pair(front, product.front), std::pair(back, product.back)})
+            changed = _mm_or_si128(changed, _mm_xor_si128(_mm_sra_epi32(limited, count), whole));
+        simd::store(dst + at, roundedUpperHalves(front, back));
+    };
+    for (int at = 0; at + 8 < e.len; at += 8)
+        expand(simd::load(src + at), at);
+    expand(tail, e.len - 8);
+    const bool fits = _mm_movemask_epi8(_mm_cmpeq_epi32(changed, _mm_setzero_si128())) == 0xffff;
+    return fits ? ryxStsOk : ryxStsOverflow;
 }

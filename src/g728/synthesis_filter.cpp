@@ -4,6 +4,7 @@
 #include "g728/synthesis_filter.h"
 
 #include <cstring>
+#include <utility>
 
 #include "common/checks.h"
 #include "common/simd.h"
@@ -34,90 +35,117 @@ ryxStatus init(SynthesisFilterState_G728 *block) {
     return ryxStsOk;
 }
 
+// The first vector of the state, which is all that most steps touch.
+struct Newest {
+    int16_t samples[vectorLength], exponent;
+};
+static_assert(sizeof(Newest) == sizeof *SynthesisState::speech);
+
 int16_t exponentOf(const int16_t *vector) {
     return vector[vectorLength];
 }
 
-int commonExponent(const SynthesisState &state) {
-    int exponent = exponentOf(state.speech[0]);
-    for (const auto &vector : state.speech)
-        exponent = std::min<int>(exponent, exponentOf(vector));
-    return exponent;
-}
-
 // What the past vectors add to the five samples of the response, Q14 over `exponent`. What each of them adds is shifted to
-// that exponent by itself. The oldest one adds nothing where the shift is 30 or more. a[50] and the four behind it are 0:
-// sample n sees only the newest 5 - n samples of the oldest vector.
+// that exponent by itself. The oldest one, of which sample n sees only the newest 5 - n samples, adds nothing where the
+// shift is 30 or more.
 void pastParts(const int16_t *a, const SynthesisState &state, int exponent, int64_t *parts) {
     for (int n = 0; n < vectorLength; n++) {
         parts[n] = 0;
         for (int v = 1; v <= SynthesisState::vectors; v++) {
             const int16_t *past = state.speech[v - 1];
             const int shift = exponentOf(past) - exponent;
-            if (v == SynthesisState::vectors && shift >= 30) continue;
+            const bool oldest = v == SynthesisState::vectors;
+            if (oldest && shift >= 30) continue;
             int64_t part = 0;
-            for (int m = 0; m < vectorLength; m++)
+            for (int m = oldest ? n : 0; m < vectorLength; m++)
                 part -= a[n + 5 * v - m - 1] * past[m];
             parts[n] += part >> std::min(shift, 63);
         }
     }
 }
 
-// The same for samples 0 to 3 in one vector and 4 in another, in 32 bits; false where these may not do. That the parts of
-// the vectors fit follows from their normalisation to 14 bits; their sum is taken a second time, coarsely.
-bool pastPartsNarrow(const int16_t *a, const SynthesisState &state, int exponent, int64_t *parts) {
-    Vector front = _mm_setzero_si128(), back = front, coarseFront = front, coarseBack = front, bits = front;
-#pragma GCC unroll 10
-    for (int v = 1; v <= SynthesisState::vectors; v++) {
-        const Vector past = simd::load(state.speech[v - 1]);
-        const int shift = exponentOf(state.speech[v - 1]) - exponent;
-        if (v == SynthesisState::vectors && shift >= 30) break;
-        const Vector count = _mm_cvtsi32_si128(shift);
-        const Vector magnitude = simd::onesMagnitude(past);
-        bits = _mm_or_si128(bits, magnitude);
-        const auto behind = [&](int m) { return simd::load(a + 5 * v - 1 - m); };
-        const Vector a0 = behind(0), a1 = behind(1), a2 = behind(2), a3 = behind(3), a4 = behind(4);
+// Words j to j + 7 of the 50 coefficients, zeros behind them.
+template <int j> Vector coefficientsFrom(const int16_t *a) {
+    if constexpr (j + 8 <= synthesisOrder)
+        return simd::load(a + j);
+    else
+        return _mm_srli_si128(simd::load(a + synthesisOrder - 8), 2 * (j - (synthesisOrder - 8)));
+}
+
+// The same for samples 0 to 3 in one vector and 4 in another, in 32 bits. That what a vector adds fits follows from the
+// normalisation to 14 bits; the sum of these is taken a second time, coarsely.
+class PastParts {
+public:
+    // Past vector v, 1 being the newest, with its exponent in word 5 and anything in words 6 and 7.
+    template <int v> void add(const int16_t *a, Vector past, int shift) {
+        used_ = _mm_or_si128(used_, simd::onesMagnitude(past));
+        const Vector a0 = coefficientsFrom<5 * v - 1>(a), a1 = coefficientsFrom<5 * v - 2>(a);
+        const Vector a2 = coefficientsFrom<5 * v - 3>(a), a3 = coefficientsFrom<5 * v - 4>(a);
+        const Vector a4 = coefficientsFrom<5 * v - 5>(a), zero = _mm_setzero_si128();
         const Vector d01 = _mm_shuffle_epi32(past, _MM_SHUFFLE(0, 0, 0, 0));
         const Vector d23 = _mm_shuffle_epi32(past, _MM_SHUFFLE(1, 1, 1, 1));
         const Vector d4 = _mm_shuffle_epi32(past, _MM_SHUFFLE(2, 2, 2, 2));
-        const auto part = [&](Vector c01, Vector c23, Vector c4) {
+        const auto part = [=](Vector c01, Vector c23, Vector c4) {
             const Vector sum = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(c01, d01), _mm_madd_epi16(c23, d23)),
                                              _mm_madd_epi16(c4, d4));
-            return _mm_sra_epi32(_mm_sub_epi32(_mm_setzero_si128(), sum), count);
+            return _mm_sra_epi32(_mm_sub_epi32(zero, sum), _mm_cvtsi32_si128(shift));
         };
-        const Vector zero = _mm_setzero_si128();
-        const Vector partFront =
-            part(_mm_unpacklo_epi16(a0, a1), _mm_unpacklo_epi16(a2, a3), _mm_unpacklo_epi16(a4, zero));
-        const Vector partBack =
-            part(_mm_unpackhi_epi16(a0, a1), _mm_unpackhi_epi16(a2, a3), _mm_unpackhi_epi16(a4, zero));
-        front = _mm_add_epi32(front, partFront);
-        back = _mm_add_epi32(back, partBack);
-        coarseFront = _mm_add_epi32(coarseFront, _mm_srai_epi32(partFront, 10));
-        coarseBack = _mm_add_epi32(coarseBack, _mm_srai_epi32(partBack, 10));
+        front_.add(part(_mm_unpacklo_epi16(a0, a1), _mm_unpacklo_epi16(a2, a3), _mm_unpacklo_epi16(a4, zero)));
+        back_.add(part(_mm_unpackhi_epi16(a0, a1), _mm_unpackhi_epi16(a2, a3), _mm_unpackhi_epi16(a4, zero)));
     }
-    // 10 parts, each less than 1 too small after the division by 2^10.
-    const Vector limit = simd::dwords((1 << 21) - 16);
-    const Vector tooLarge =
-        _mm_or_si128(_mm_cmpgt_epi32(_mm_abs_epi32(coarseFront), limit),
-                     _mm_srli_si128(_mm_slli_si128(_mm_cmpgt_epi32(_mm_abs_epi32(coarseBack), limit), 12), 12));
-    const Vector tooMany =
-        _mm_and_si128(_mm_cmpgt_epi16(bits, simd::words(0x1fff)), _mm_setr_epi16(-1, -1, -1, -1, -1, 0, 0, 0));
-    if (_mm_movemask_epi8(_mm_or_si128(tooLarge, tooMany)) != 0) [[unlikely]]
-        return false;
-    int32_t narrow[4];
-    simd::store(narrow, front);
-    std::copy_n(narrow, 4, parts);
-    parts[4] = _mm_cvtsi128_si32(back);
-    return true;
-}
 
-int zeroInputResponse(const int16_t *coefficients, const SynthesisState &state, int16_t *z) {
-    int16_t a[64];
-    std::copy_n(coefficients, synthesisOrder, a);
-    std::fill_n(a + synthesisOrder, 64 - synthesisOrder, int16_t{0});
-    const int exponent = commonExponent(state);
+    // False where 32 bits may not do.
+    bool get(int64_t *parts) const {
+        const Vector tooLarge = _mm_or_si128(front_.tooLarge(), _mm_slli_si128(back_.tooLarge(), 12));
+        const Vector tooMany = _mm_slli_si128(_mm_cmpgt_epi16(used_, simd::words(0x1fff)), 6);
+        if (_mm_movemask_epi8(_mm_or_si128(tooLarge, tooMany)) != 0) [[unlikely]]
+            return false;
+        int32_t four[4];
+        simd::store(four, front_.sum);
+        std::copy_n(four, 4, parts);
+        parts[4] = _mm_cvtsi128_si32(back_.sum);
+        return true;
+    }
+
+private:
+    struct Sum {
+        Vector sum = _mm_setzero_si128();
+        Vector coarse = _mm_setzero_si128();
+
+        void add(Vector x) {
+            sum = _mm_add_epi32(sum, x);
+            coarse = _mm_add_epi32(coarse, _mm_srai_epi32(x, 10));
+        }
+        // Ten terms, each less than 1 too small after the division.
+        Vector tooLarge() const { return _mm_cmpgt_epi32(_mm_abs_epi32(coarse), simd::dwords((1 << 21) - 16)); }
+    };
+
+    Sum front_, back_;
+    Vector used_ = _mm_setzero_si128();
+};
+
+// The response and its exponent, from the ten vectors of the block.
+int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, int16_t *z) {
+    constexpr int vectors = SynthesisState::vectors;
+    const auto *const rows = reinterpret_cast<const unsigned char *>(block);
+    const auto row = [=](int v) { return simd::load(rows + (v - 1) * sizeof *SynthesisState::speech); };
+    Vector smallest = row(1);
+    for (int v = 2; v <= vectors; v++)
+        smallest = _mm_min_epi16(smallest, row(v));
+    const int exponent = static_cast<int16_t>(_mm_extract_epi16(smallest, vectorLength));
+    const auto shift = [=](Vector past) {
+        return static_cast<int16_t>(_mm_extract_epi16(past, vectorLength)) - exponent;
+    };
+
+    PastParts sums;
+    [&]<int... before>(std::integer_sequence<int, before...>) {
+        (sums.add<before + 1>(a, row(before + 1), shift(row(before + 1))), ...);
+    }
+    (std::make_integer_sequence<int, vectors - 1>());
+    if (shift(row(vectors)) < 30) sums.add<vectors>(a, row(vectors), shift(row(vectors)));
     int64_t parts[vectorLength];
-    if (!pastPartsNarrow(a, state, exponent, parts)) pastParts(a, state, exponent, parts);
+    if (!sums.get(parts)) pastParts(a, loadBlock<SynthesisState>(block), exponent, parts);
+
     for (int n = 0; n < vectorLength; n++) {
         int64_t sum = parts[n];
         for (int i = 1; i <= n; i++)
@@ -185,15 +213,14 @@ ryxStatus ryxsSynthesisFilterInit_G728_16s_n8(SynthesisFilterState_G728 *block) 
 ryxStatus ryxsSynthesisFilterZeroInput_G728_16s_u8(const int16_t *coefficients, int16_t *dst, int16_t *exponent,
                                                    SynthesisFilterState_G728 *block) {
     if (anyNull(coefficients, dst, exponent, block)) return ryxStsNullPtr;
-    auto state = loadBlock<SynthesisState>(block);
-    int16_t response[vectorLength];
-    int q = zeroInputResponse(coefficients, state, response);
-    q += normaliseVector(response, 15);
-    std::memmove(state.speech[1], state.speech[0], sizeof state.speech - sizeof *state.speech);
-    std::copy_n(response, vectorLength, state.speech[0]);
-    state.speech[0][vectorLength] = *exponent = asExponent(q);
-    std::copy_n(response, vectorLength, dst);
-    saveBlock(block, state);
+    Newest newest;
+    int q = zeroInputResponse(coefficients, block, newest.samples);
+    q += normaliseVector(newest.samples, 15);
+    newest.exponent = *exponent = asExponent(q);
+    std::copy_n(newest.samples, vectorLength, dst);
+    auto *const rows = reinterpret_cast<unsigned char *>(block);
+    std::memmove(rows + sizeof newest, rows, sizeof SynthesisState::speech - sizeof newest);
+    saveBlock(block, newest);
     return ryxStsOk;
 }
 
@@ -201,15 +228,14 @@ ryxStatus ryxsSynthesisFilter_G728_16s_u8(const int16_t *coefficients, int16_t *
                                           int16_t largestExponent, int16_t *response, int16_t *speech,
                                           int16_t *speechExponent, SynthesisFilterState_G728 *block) {
     if (anyNull(coefficients, excitation, exponent, response, speech, speechExponent, block)) return ryxStsNullPtr;
-    auto state = loadBlock<SynthesisState>(block);
+    auto newest = loadBlock<Newest>(block);
     const int responseExponent = zeroStateResponse(coefficients, excitation, *exponent, response);
     *exponent = asExponent(responseExponent);
-    int16_t *newest = state.speech[0];
-    int q = addResponse(newest, exponentOf(newest), response, responseExponent);
-    q += normaliseVector(newest, 14);
-    newest[vectorLength] = *speechExponent = std::min(asExponent(q), largestExponent);
-    std::copy_n(newest, vectorLength, speech);
-    saveBlock(block, state);
+    int q = addResponse(newest.samples, newest.exponent, response, responseExponent);
+    q += normaliseVector(newest.samples, 14);
+    newest.exponent = *speechExponent = std::min(asExponent(q), largestExponent);
+    std::copy_n(newest.samples, vectorLength, speech);
+    saveBlock(block, newest);
     return ryxStsOk;
 }
 

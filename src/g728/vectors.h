@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The arithmetic of Annex G on whole vectors.
+#pragma once
+
+#include "common/simd.h"
+
+namespace ryxsc::g728 {
+
+// x >> 16, rounded and limited, of eight dwords.
+inline simd::Vector roundedUpperHalves(simd::Vector front, simd::Vector back) {
+    const auto halved = [](simd::Vector x) {
+        return _mm_srai_epi32(_mm_add_epi32(_mm_srai_epi32(x, 15), simd::dwords(1)), 1);
+    };
+    return _mm_packs_epi32(halved(front), halved(back));
+}
+
+// x << count, limited.
+inline simd::Vector shiftLeftLimited(simd::Vector x, simd::Vector count) {
+    const simd::Vector shifted = _mm_sll_epi32(x, count);
+    const simd::Vector fits = _mm_cmpeq_epi32(_mm_sra_epi32(shifted, count), x);
+    return simd::select(fits, shifted, _mm_xor_si128(_mm_srai_epi32(x, 31), simd::dwords(max32)));
+}
+
+// n words; src and dst do not overlap.
+inline void copyWords(const int16_t *src, int n, int16_t *dst) {
+    if (n >= 8) {
+        const simd::Vector tail = simd::load(src + n - 8);
+        for (int at = 0; at + 8 < n; at += 8)
+            simd::store(dst + at, simd::load(src + at));
+        simd::store(dst + n - 8, tail);
+    } else {
+        for (int i = 0; i < n; i++)
+            dst[i] = src[i];
+    }
+}
+
+} // namespace ryxsc::g728
