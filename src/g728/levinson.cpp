@@ -198,13 +198,14 @@ private:
 
 // b from the i coefficients in a.
 void mirror(Recursion &s, int i) {
+    const int vectors = (i + 7) / 8;
     alignas(16) int16_t mirrored[2 * room];
-    for (int at = 0; at < room; at += 8) {
-        simd::store(mirrored + room - 8 - at, simd::reverseWords(simd::loadAligned(s.a + at)));
-        simd::store(mirrored + room + at, _mm_setzero_si128());
+    for (int v = 0; v < vectors; v++) {
+        simd::store(mirrored + 8 * (vectors - 1 - v), simd::reverseWords(simd::loadAligned(s.a + 8 * v)));
+        simd::store(mirrored + 8 * (vectors + v), _mm_setzero_si128());
     }
-    for (int at = 0; at < room; at += 8)
-        simd::store(s.b + at, simd::load(mirrored + room - i + at));
+    for (int v = 0; v < vectors; v++)
+        simd::store(s.b + 8 * v, simd::load(mirrored + 8 * vectors - i + 8 * v));
 }
 
 // From order i up to `to`, while the coefficients fit `count` vectors. Behind the autocorrelation stand zeros.
@@ -228,8 +229,9 @@ bool recurse(const int16_t *r, int i, int to, Recursion &s) {
            recurse<4>(r, i, to, s) && recurse<5>(r, i, to, s) && recurse<6>(r, i, to, s) && recurse<7>(r, i, to, s);
 }
 
-// Words up to the end of `room`, zeros behind the n given ones.
+// All of `room`, zeros behind the n given words.
 void copyPadded(const int16_t *src, int n, int16_t *dst) {
+#pragma GCC unroll 8
     for (int at = 0; at < room; at += 8)
         simd::store(dst + at, _mm_setzero_si128());
     copyWords(src, n, dst);
@@ -256,6 +258,9 @@ ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int 
     if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
     Recursion s;
     copyPadded(coefficients, from, s.a);
+#pragma GCC unroll 8
+    for (int at = 0; at < room; at += 8)
+        simd::store(s.b + at, _mm_setzero_si128());
     int i = from;
     if (from == 0) {
         if (!start(autoCorr, s)) return ryxStsOverflow;

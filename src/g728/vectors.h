@@ -21,13 +21,18 @@ inline simd::Vector shiftLeftLimited(simd::Vector x, simd::Vector count) {
     return simd::select(fits, shifted, _mm_xor_si128(_mm_srai_epi32(x, 31), simd::dwords(max32)));
 }
 
-// n words; src and dst do not overlap.
+// n words; src and dst do not overlap. Each vector is finished by itself, or a compiler would make it a call of memcpy, or
+// an instruction that takes as long as the rest.
 inline void copyWords(const int16_t *src, int n, int16_t *dst) {
+    const auto copy = [=](int at) {
+        simd::Vector x = simd::load(src + at);
+        simd::finish(x);
+        simd::store(dst + at, x);
+    };
     if (n >= 8) {
-        const simd::Vector tail = simd::load(src + n - 8);
         for (int at = 0; at + 8 < n; at += 8)
-            simd::store(dst + at, simd::load(src + at));
-        simd::store(dst + n - 8, tail);
+            copy(at);
+        copy(n - 8);
     } else {
         for (int i = 0; i < n; i++)
             dst[i] = src[i];
