@@ -5,130 +5,374 @@
 //   residual:   y[n] = round(L_shl(2 a[0] x[n] + sum over k = 1 .. order of 2 a[k] x[n - k], up))
 //   synthesis:  y[n] = round(L_shl(2 gain x[n] - sum over k = 1 .. order of 2 a[k] y[n - k], up))
 //
-// With M the largest magnitude of the samples that meet the coefficients, no sum saturates while M * sum |a[k]| < 2^30.
-// Then with S the sum of the undoubled products, round(L_shl(2 S, up)) = sat16((S + 2^(14 - up)) >> (15 - up)), because
-// the shift saturates where the result does.
+// Where no sum saturates, with S the sum of the undoubled products, round(L_shl(2 S, up)) is
+// sat16((S + 2^(14 - up)) >> (15 - up)): the shift saturates where the result does. No sum does while
+// sum |a[k]| |sample| < 2^30, which is looked at after the fact: up to the first sum that may have saturated everything is
+// right, so a filter that has seen none is right altogether. One that has seen one goes back and takes the terms one by
+// one.
 #pragma once
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <utility>
 
 #include "common/fixed_point.h"
 #include "common/simd.h"
 
 namespace ryxsc {
 
-// Whether the samples are small enough for coefficients whose magnitudes have the given sum.
-inline int largestSafeSample(int sumOfMagnitudes) {
-    return ((1 << 30) - 1) / std::max(sumOfMagnitudes, 1);
-}
-template <int order> int sumOfMagnitudes(const int16_t *a) {
-    int sum = 0;
-    for (int k = 0; k <= order; k++)
-        sum += std::abs(a[k]);
-    return sum;
-}
-inline bool allWithin(const int16_t *x, int n, int limit) {
-    if (limit >= 32768) return true;
-    bool within = true;
-    for (int i = 0; i < n; i++)
-        within &= std::abs(x[i]) <= limit;
-    return within;
+// The sum of the magnitudes of the coefficients `first` and a[1 .. order].
+template <int order> int sumOfMagnitudes(const int16_t *a, int16_t first) {
+    const auto magnitudes = [](simd::Vector x) { // pmaddwd, as the magnitude of -32768 is no word
+        return _mm_madd_epi16(x, _mm_or_si128(simd::signMask(x), simd::words(1)));
+    };
+    simd::Vector sums = magnitudes(simd::load(a + 1));
+    if constexpr (order == 16)
+        sums = _mm_add_epi32(sums, magnitudes(simd::load(a + 9)));
+    else
+        for (int k = 9; k <= order; k++)
+            sums = _mm_add_epi32(sums, magnitudes(simd::loadWord(a + k)));
+    return simd::sumOfDwords(_mm_add_epi32(sums, magnitudes(simd::loadWord(&first))));
 }
 
-// Term by term. Both return whether anything saturated: a product, a sum, the shift or the rounding.
-namespace in_order {
-class Watch {
+// No sum saturates as long as no sample is larger than this.
+inline int largestSample(int sumOfMagnitudes) {
+    return sumOfMagnitudes <= max16 ? max16 + 1 : ((1 << 30) - 1) / sumOfMagnitudes;
+}
+
+// The largest and the smallest of words, and whether all lie in -limit .. limit.
+class Range {
 public:
-    explicit Watch(int32_t start = 0) : sum(start) {}
-    void add(int64_t term) {
-        const int64_t clamped = sat32(term); // -32768 * -32768
-        const int64_t next = sum + clamped;
-        sum = sat32(next);
-        saturated |= clamped != term || sum != next;
+    void add(simd::Vector x) {
+        high_ = _mm_max_epi16(high_, x);
+        low_ = _mm_min_epi16(low_, x);
     }
-    void subtract(int64_t term) {
-        const int64_t clamped = sat32(term);
-        const int64_t next = sum - clamped;
-        sum = sat32(next);
-        saturated |= clamped != term || sum != next;
+    void add(const int16_t *x, int n) {
+        for (; n >= 8; n -= 8, x += 8)
+            add(simd::load(x));
+        for (; n > 0; n--, x++)
+            add(simd::loadWord(x));
     }
+
+    bool isWithin(int limit) const {
+        if (limit > max16) return true;
+        const simd::Vector bound = simd::words(static_cast<int16_t>(limit));
+        const simd::Vector beyond = _mm_or_si128(_mm_cmpgt_epi16(high_, bound),
+                                                 _mm_cmpgt_epi16(_mm_sub_epi16(_mm_setzero_si128(), bound), low_));
+        return _mm_movemask_epi8(beyond) == 0;
+    }
+
+private:
+    simd::Vector high_ = _mm_setzero_si128(), low_ = _mm_setzero_si128();
+};
+
+// The definition, term by term. Both return whether anything saturated: a product, a sum, the shift or the rounding.
+namespace in_order {
+
+class Sum {
+public:
+    void add(int64_t product) { take(value_, sat32(2 * product), 2 * product); }
+    void subtract(int64_t product) { take(value_, -int64_t{sat32(2 * product)}, -2 * product); }
     int16_t rounded(int up) {
-        const int64_t shifted = int64_t{sum} << up;
-        saturated |= sat32(shifted) != shifted || sat32(shifted) > max32 - 0x8000;
+        const int64_t shifted = int64_t{value_} * (int64_t{1} << up);
+        saturated |= shifted < min32 || shifted > max32 - 0x8000;
         return round(sat32(shifted));
     }
+
     bool saturated = false;
 
 private:
-    int32_t sum;
+    void take(int64_t value, int64_t term, int64_t exact) {
+        value_ = sat32(value + term);
+        saturated |= term != exact || value_ != value + term;
+    }
+
+    int32_t value_ = 0;
 };
 
 template <int order> bool residual(const int16_t *a, const int16_t *x, int16_t *y, int n, int up) {
     bool saturated = false;
     for (int i = 0; i < n; i++) {
-        Watch sum;
+        Sum sum;
         for (int k = 0; k <= order; k++)
-            sum.add(int64_t{2} * a[k] * x[i - k]);
+            sum.add(a[k] * x[i - k]);
         y[i] = sum.rounded(up);
         saturated |= sum.saturated;
     }
     return saturated;
 }
 
-// The outputs stand behind their history y[-order .. -1].
-template <int order> bool synthesis(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, int up) {
+template <int order> bool synthesis(const int16_t *a, int gain, const int16_t *x, int16_t *y, int n, int up) {
     bool saturated = false;
     for (int i = 0; i < n; i++) {
-        Watch sum;
-        sum.add(int64_t{2} * gain * x[i]);
+        Sum sum;
+        sum.add(gain * x[i]);
         for (int k = 1; k <= order; k++)
-            sum.subtract(int64_t{2} * a[k] * y[i - k]);
+            sum.subtract(a[k] * y[i - k]);
         y[i] = sum.rounded(up);
         saturated |= sum.saturated;
     }
     return saturated;
 }
+
 } // namespace in_order
+
+// The sums S of eight outputs, plus `half`: taps two by two, for the outputs of even and of odd index apart, so that the
+// words of x need no rearrangement.
+template <int order> class ResidualTaps {
+    static_assert(order % 2 == 0);
+
+public:
+    explicit ResidualTaps(const int16_t *a)
+        : even_(_mm_set1_epi32(static_cast<uint16_t>(a[0]))), odd_(_mm_slli_epi32(even_, 16)) {
+        for (int k = 1; k < order; k += 2) // (a[k + 1], a[k]), as x[n - k - 1] stands before x[n - k]
+            pairs_[k / 2] = _mm_set1_epi32((a[k] * 65536) | static_cast<uint16_t>(a[k + 1]));
+    }
+
+    simd::Vector operator()(const int16_t *x, simd::Vector half, __m128i down) const {
+        const simd::Vector now = simd::load(x);
+        simd::Vector even = _mm_add_epi32(half, _mm_madd_epi16(now, even_));
+        simd::Vector odd = _mm_add_epi32(half, _mm_madd_epi16(now, odd_));
+        for (int k = 1; k < order; k += 2) {
+            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(x - k - 1), pairs_[k / 2]));
+            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(x - k), pairs_[k / 2]));
+        }
+        even = _mm_sra_epi32(even, down);
+        odd = _mm_sra_epi32(odd, down);
+        return _mm_packs_epi32(_mm_unpacklo_epi32(even, odd), _mm_unpackhi_epi32(even, odd));
+    }
+
+private:
+    simd::Vector even_, odd_, pairs_[order / 2];
+};
 
 // y = A(z) x, n samples, with the history x[-order .. -1]. y does not overlap x.
 template <int order> void residualFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
-    if (!allWithin(x - order, n + order, largestSafeSample(sumOfMagnitudes<order>(a)))) [[unlikely]] {
+    const int largest = largestSample(sumOfMagnitudes<order>(a, a[0]));
+    Range range;
+    if (largest <= max16) range.add(x - order, n + order);
+    if (n < 8 || !range.isWithin(largest)) [[unlikely]] {
         in_order::residual<order>(a, x, y, n, up);
         return;
     }
-    for (int i = 0; i < n; i++) {
-        int32_t sum = 1 << (14 - up);
-        for (int k = 0; k <= order; k++)
-            sum += a[k] * x[i - k];
-        y[i] = sat16(sum >> (15 - up));
+    const ResidualTaps<order> taps(a);
+    const simd::Vector half = simd::dwords(1 << (14 - up)), down = _mm_cvtsi32_si128(15 - up);
+    for (int i = 0; i + 8 <= n; i += 8)
+        simd::store(y + i, taps(x + i, half, down));
+    if (n % 8 != 0) simd::store(y + n - 8, taps(x + n - 8, half, down));
+}
+
+// The recursion y[n] = (input[n] - sum of a[k] y[n - k]) >> down, where the input holds the rounding: a chain of a product,
+// a subtraction and a shift from sample to sample. Samples are finished in pairs (y[m], y[m + 1]), and nothing but the
+// chain is waited for:
+// - What a pair takes from y[m + 4] on is subtracted from vectors of sums to come; they reach the scalar side in time.
+// - What it takes from the next pair is scalar, for both samples of it at once: a 64-bit word holds the sum for the first
+//   sample in its upper half and that for the second one, plus 2^31 so that it never borrows, in its lower half. A product
+//   of the word with an upper and a lower coefficient serves both.
+template <int order> class SynthesisChain {
+    static_assert(order == 10 || order == 16);
+    static constexpr int vectors = order == 10 ? 2 : 4;
+    using Vector = simd::Vector;
+
+public:
+    static constexpr int past = order == 10 ? 12 : 16, lookAhead = 4 * vectors + 4; // zeros around the input
+
+    // history: y[-order .. -1]. input: as arrange() leaves it.
+    SynthesisChain(const int16_t *a, const int16_t *history, const int32_t *input, int down)
+        : input_(input), toHigh_(both(0, a[1])), shift_(32 + down), taps1_(both(a[2], a[1])), taps2_(both(a[3], a[2])) {
+        // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j].
+        const Vector from3 = simd::load(a + 3);
+        if constexpr (order == 10) {
+            const Vector from4 = _mm_srli_si128(from3, 2);
+            taps_[0] = _mm_unpacklo_epi16(from4, from3);
+            taps_[1] = _mm_unpackhi_epi16(from4, from3);
+        } else {
+            const Vector from4 = simd::load(a + 4), from9 = simd::load(a + 9);
+            taps_[0] = _mm_unpacklo_epi16(from4, from3);
+            taps_[1] = _mm_unpackhi_epi16(from4, from3);
+            taps_[2] = _mm_unpacklo_epi16(_mm_srli_si128(from9, 6), _mm_srli_si128(from9, 4));
+            taps_[3] = _mm_unpackhi_epi16(_mm_srli_si128(from9, 6), _mm_srli_si128(from9, 4));
+        }
+        for (Vector &tap : taps_)
+            tap = _mm_shuffle_epi32(tap, swapped);
+
+        // Before the first pair of the history the sums belong to y[-order + 2] and on.
+        input_ -= order - 2;
+        for (int v = 0; v < vectors; v++)
+            sums_[v] = simd::load(input_ + 4 * v);
+        input_ += 4 * vectors;
+        for (int m = 0; m < order; m += 2)
+            advance(_mm_shuffle_epi32(simd::load32(history + m), 0));
+        y0_ = history[order - 2];
+        y1_ = history[order - 1];
     }
+
+    // Four inputs for the chain. Those of the history and of the look-ahead are zero.
+    static Vector arrange(Vector input) {
+        return _mm_add_epi32(_mm_shuffle_epi32(input, swapped), _mm_setr_epi32(min32, 0, min32, 0));
+    }
+
+    // The next two samples, in every dword.
+    Vector next() {
+        int64_t known = wrapSub(ready_, wrapMul(taps2_, y0_));
+        asm("" : "+r"(known)); // the latest sample comes last
+        const int64_t sums = wrapSub(known, wrapMul(taps1_, y1_));
+        const int64_t second = static_cast<int64_t>((static_cast<uint64_t>(sums) << 32) ^ (uint64_t{1} << 63));
+        y0_ = sums >> shift_;
+        y1_ = wrapSub(second, wrapMul(toHigh_, y0_)) >> shift_;
+        if (((static_cast<uint64_t>(y0_) + 0x8000) | (static_cast<uint64_t>(y1_) + 0x8000)) > 0xffff) [[unlikely]] {
+            clipped_ = true;
+            y0_ = std::clamp<int64_t>(y0_, min16, max16);
+            y1_ = std::clamp<int64_t>(wrapSub(second, wrapMul(toHigh_, y0_)) >> shift_, min16, max16);
+        }
+        const Vector words = _mm_unpacklo_epi16(_mm_cvtsi32_si128(static_cast<int32_t>(y0_)),
+                                                _mm_cvtsi32_si128(static_cast<int32_t>(y1_)));
+        const Vector pair = _mm_shuffle_epi32(words, 0);
+        advance(pair);
+        return pair;
+    }
+
+    // Whether a sample had to be clamped.
+    bool clipped() const { return clipped_; }
+
+private:
+    static constexpr int swapped = _MM_SHUFFLE(2, 3, 0, 1);
+
+    static int64_t both(int16_t low, int16_t high) { return high * (int64_t{1} << 32) + low; }
+    static int64_t wrapAdd(int64_t x, int64_t y) {
+        return static_cast<int64_t>(static_cast<uint64_t>(x) + static_cast<uint64_t>(y));
+    }
+    static int64_t wrapSub(int64_t x, int64_t y) {
+        return static_cast<int64_t>(static_cast<uint64_t>(x) - static_cast<uint64_t>(y));
+    }
+    static int64_t wrapMul(int64_t x, int64_t y) {
+        return static_cast<int64_t>(static_cast<uint64_t>(x) * static_cast<uint64_t>(y));
+    }
+
+    // Before: the sums belong to y[m + 4] and on, those of y[m + 4] and y[m + 5] are complete. After: to y[m + 6] and on.
+    void advance(Vector pair) {
+        ready_ = _mm_cvtsi128_si64(sums_[0]);
+        for (int v = 0; v + 1 < vectors; v++)
+            sums_[v] = _mm_alignr_epi8(sums_[v + 1], sums_[v], 8);
+        sums_[vectors - 1] = _mm_alignr_epi8(simd::load64(input_), sums_[vectors - 1], 8);
+        input_ += 2;
+        for (int v = 0; v < vectors; v++)
+            sums_[v] = _mm_sub_epi32(sums_[v], _mm_madd_epi16(pair, taps_[v]));
+    }
+
+    Vector taps_[vectors], sums_[vectors];
+    const int32_t *input_;
+    int64_t toHigh_; // a[1] for the second sample of a pair
+    int shift_;
+    int64_t taps1_, taps2_;               // a[k] in the upper and a[k + 1] in the lower half
+    int64_t ready_ = 0, y0_ = 0, y1_ = 0; // the vectors' sums for the next pair; the latest pair
+    bool clipped_ = false;
+};
+
+// Whether no sum of a filter saturates, a closer look: the sums of the magnitudes of its terms. Magnitudes are taken up to
+// 32767, which the limit allows for.
+template <int order> bool termsFit(const int16_t *a, int first, const int16_t *current, const int16_t *past, int n) {
+    for (int i = 0; i < n; i++) {
+        int64_t sum = std::abs(first * current[i]);
+        for (int k = 1; k <= order; k++)
+            sum += std::abs(a[k] * past[i - k]);
+        if (sum >= 1 << 30) return false;
+    }
+    return true;
 }
 
-// y = x / A(z), n samples. The outputs stand behind their history y[-order .. -1], which the caller provides; x may be y.
-// Returns whether anything saturated: a product, a sum, the shift or the rounding.
-template <int order>
-bool synthesisInPlaceOfHistory(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, int up = 3) {
-    return in_order::synthesis<order>(a, gain, x, y, n, up);
-}
-
-// y = x / A(z), n up to 320 samples, from the memory of `order` samples, the oldest first, which keeps its content or
-// takes the last `order` outputs. x may be y.
+// y = x / A(z), n up to 320 samples, from the memory y[-order .. -1], the oldest first, which keeps its content or takes the
+// last `order` outputs. The first coefficient is `gain`. x may be y. Returns whether anything saturated: a product, a sum,
+// the shift or the rounding.
 enum class Memory { keep, update };
-template <int order>
-bool synthesisFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int16_t *memory, Memory use) {
-    int16_t buffer[order + 320];
-    std::copy_n(memory, order, buffer);
-    const bool saturated = synthesisInPlaceOfHistory<order>(a, a[0], x, buffer + order, n);
-    std::copy_n(buffer + order, n, y);
-    if (use == Memory::update) std::copy_n(buffer + n, order, memory);
+
+template <int order> bool synthesisFilter(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n,
+                                          int16_t *memory, Memory use, int up = 3) {
+    using Chain = SynthesisChain<order>;
+    constexpr int longest = 320;
+    const int down = 15 - up;
+    const simd::Vector half = simd::dwords(1 << (down - 1)), gains = simd::words(gain);
+    alignas(16) int32_t inputs[Chain::past + longest + 8 + Chain::lookAhead];
+    alignas(16) int16_t source[longest + 8]; // x, in case that y takes its place
+    int32_t *const input = inputs + Chain::past;
+    Range range;
+
+    const auto prepare = [&](simd::Vector words, int i) {
+        const simd::Dwords products = simd::products(words, gains);
+        range.add(words);
+        simd::store(source + i, words);
+        simd::store(input + i, Chain::arrange(_mm_add_epi32(products.front, half)));
+        simd::store(input + i + 4, Chain::arrange(_mm_add_epi32(products.back, half)));
+    };
+    for (int i = 0; i < Chain::past; i += 4)
+        simd::store(inputs + i, _mm_setzero_si128());
+    int i = 0;
+    for (; i + 8 <= n; i += 8)
+        prepare(simd::load(x + i), i);
+    if (i < n) {
+        int16_t rest[8] = {};
+        std::copy(x + i, x + n, rest);
+        prepare(simd::load(rest), i);
+        i += 8;
+    }
+    for (int end = i + Chain::lookAhead; i < end; i += 4)
+        simd::store(input + i, _mm_setzero_si128());
+
+    Chain chain(a, memory, input, down);
+    simd::Vector before = _mm_setzero_si128(), latest = before; // the latest 16 outputs
+    for (i = 0; i + 8 <= n; i += 8) {
+        const simd::Vector p0 = chain.next(), p1 = chain.next(), p2 = chain.next(), p3 = chain.next();
+        const simd::Vector words = _mm_unpacklo_epi64(_mm_unpacklo_epi32(p0, p1), _mm_unpacklo_epi32(p2, p3));
+        range.add(words);
+        simd::store(y + i, words);
+        before = std::exchange(latest, words);
+    }
+    for (; i < n; i += 2) {
+        const simd::Vector pair = chain.next();
+        simd::storeWord(y + i, pair);
+        if (i + 1 < n) simd::storeWord(y + i + 1, _mm_srli_epi32(pair, 16));
+    }
+    range.add(y + n / 8 * 8, n % 8);
+    range.add(memory, order);
+
+    // An output of -32768 may have been rounded to where a saturated one is. The last pair may go beyond the end.
+    bool saturated = chain.clipped();
+    const bool unsure = saturated ? n % 2 != 0 : !range.isWithin(max16);
+    if (unsure || !range.isWithin(largestSample(sumOfMagnitudes<order>(a, gain)))) [[unlikely]] {
+        int16_t redone[order + longest];
+        std::copy_n(memory, order, redone);
+        std::copy_n(y, n, redone + order);
+        if (unsure || !termsFit<order>(a, gain, source, redone + order, n)) {
+            saturated = in_order::synthesis<order>(a, gain, source, redone + order, n, up);
+            std::copy_n(redone + order, n, y);
+            if (use == Memory::update) std::copy_n(redone + n, order, memory);
+            return saturated;
+        }
+    }
+    if (use == Memory::keep) return saturated;
+    if (n % 8 == 0 && n >= 16) { // without a look at what has just been written
+        simd::store(memory + order - 8, latest);
+        if constexpr (order == 16)
+            simd::store(memory, before);
+        else
+            simd::store32(memory, _mm_srli_si128(before, 12));
+    } else if (n >= order) {
+        std::copy_n(y + n - order, order, memory);
+    } else {
+        std::copy(memory + n, memory + order, memory);
+        std::copy_n(y, n, memory + order - n);
+    }
     return saturated;
 }
+template <int order>
+bool synthesisFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int16_t *memory, Memory use, int up = 3) {
+    return synthesisFilter<order>(a, a[0], x, y, n, memory, use, up);
+}
+
 // From rest: zero-state response, or with x = 1, 0, 0, ... the impulse response.
-template <int order> bool zeroStateResponse(const int16_t *a, const int16_t *x, int16_t *y, int n) {
+template <int order> bool zeroStateResponse(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
     int16_t rest[order] = {};
-    return synthesisFilter<order>(a, x, y, n, rest, Memory::keep);
+    return synthesisFilter<order>(a, a[0], x, y, n, rest, Memory::keep, up);
 }
 
 } // namespace ryxsc

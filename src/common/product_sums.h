@@ -7,6 +7,7 @@
 // serves for all lags of a search. Everything else takes the terms one by one.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "common/fixed_point.h"
@@ -93,38 +94,90 @@ inline WatchedSum macProducts(const int16_t *x, const int16_t *y, int n, int32_t
     return {wrapAdd32(start, wrapMul32(2, wrappedProducts(x, y, n))), false};
 }
 
-// out[k] = sum over i = 0 .. n - 1 of x[i] * y[i + k], modulo 2^32, for k = 0 .. count - 1. Reads y[0 .. n + count - 2].
+// Correlations, out[k] = sum over i = 0 .. n - 1 of x[i] * y[i + k], modulo 2^32.
+namespace correlation {
+
+using simd::Vector;
+
+// `lags` of them, each in lanes of its own that are added in the end: for long vectors and few lags.
+template <int lags> void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+    constexpr int rounded = (lags + 3) / 4 * 4;
+    Vector sums[rounded];
+    for (Vector &sum : sums)
+        sum = _mm_setzero_si128();
+    int i = 0;
+    for (; n - i >= 8; i += 8) {
+        const Vector words = simd::load(x + i);
+#pragma GCC unroll 12
+        for (int k = 0; k < lags; k++)
+            sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load(y + i + k)));
+    }
+    if (n - i >= 4) {
+        const Vector words = simd::load64(x + i);
+        for (int k = 0; k < lags; k++)
+            sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load64(y + i + k)));
+        i += 4;
+    }
+    for (; i < n; i++)
+        for (int k = 0; k < lags; k++)
+            sums[k] = _mm_add_epi32(sums[k], _mm_cvtsi32_si128(x[i] * y[i + k]));
+    for (int k = 0; k + 4 <= lags; k += 4)
+        simd::store(out + k, simd::sumsOfDwords(sums + k));
+    if constexpr (lags % 4 != 0) {
+        alignas(16) int32_t rest[4];
+        simd::store(rest, simd::sumsOfDwords(sums + lags / 4 * 4));
+        std::copy_n(rest, lags % 4, out + lags / 4 * 4);
+    }
+}
+
+// `lags` of them, a multiple of 8, in a lane each: those of even and of odd k apart.
+template <int lags> void wide(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+    Vector even[lags / 8], odd[lags / 8];
+    for (int v = 0; v < lags / 8; v++)
+        even[v] = odd[v] = _mm_setzero_si128();
+    int i = 0;
+    for (; i + 2 <= n; i += 2) {
+        const Vector pair = _mm_shuffle_epi32(simd::load32(x + i), 0);
+#pragma GCC unroll 4
+        for (int v = 0; v < lags / 8; v++) {
+            even[v] = _mm_add_epi32(even[v], _mm_madd_epi16(pair, simd::load(y + i + 8 * v)));
+            odd[v] = _mm_add_epi32(odd[v], _mm_madd_epi16(pair, simd::load(y + i + 8 * v + 1)));
+        }
+    }
+    if (i < n) { // nothing behind the last y that is needed is read
+        const Vector low = _mm_set1_epi32(static_cast<uint16_t>(x[i])), high = _mm_slli_epi32(low, 16);
+        for (int v = 0; v < lags / 8; v++) {
+            even[v] = _mm_add_epi32(even[v], _mm_madd_epi16(low, simd::load(y + i + 8 * v)));
+            odd[v] = _mm_add_epi32(odd[v], _mm_madd_epi16(high, simd::load(y + i + 8 * v)));
+        }
+    }
+    for (int v = 0; v < lags / 8; v++) {
+        simd::store(out + 8 * v, _mm_unpacklo_epi32(even[v], odd[v]));
+        simd::store(out + 8 * v + 4, _mm_unpackhi_epi32(even[v], odd[v]));
+    }
+}
+
+} // namespace correlation
+
+// The same for k = 0 .. count - 1. Reads y[0 .. n + count - 2].
 // Lags of a search: y = x - longest lag, so that out[k] belongs to the lag longest - k.
 inline void wrappedCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out) {
-    using simd::Vector;
-    const auto lags = [=]<int lagCount>(int k) {
-        Vector sums[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128()};
-        int i = 0;
-        for (; n - i >= 8; i += 8) {
-            const Vector words = simd::load(x + i);
-            for (int lag = 0; lag < lagCount; lag++)
-                sums[lag] = _mm_add_epi32(sums[lag], _mm_madd_epi16(words, simd::load(y + i + k + lag)));
-        }
-        if (n - i >= 4) {
-            const Vector words = simd::load64(x + i);
-            for (int lag = 0; lag < lagCount; lag++)
-                sums[lag] = _mm_add_epi32(sums[lag], _mm_madd_epi16(words, simd::load64(y + i + k + lag)));
-            i += 4;
-        }
-        for (; i < n; i++)
-            for (int lag = 0; lag < lagCount; lag++)
-                sums[lag] = _mm_add_epi32(sums[lag], _mm_cvtsi32_si128(x[i] * y[i + k + lag]));
-        const Vector total = simd::sumsOfDwords(sums);
-        if constexpr (lagCount == 4)
-            simd::store(out + k, total);
-        else
-            simd::store32(out + k, total);
-    };
     int k = 0;
-    for (; count - k >= 4; k += 4)
-        lags.template operator()<4>(k);
+    if (count >= 24 || n < 128) {
+        for (; count - k >= 32; k += 32)
+            correlation::wide<32>(x, y + k, n, out + k);
+        for (; count - k >= 8; k += 8)
+            correlation::wide<8>(x, y + k, n, out + k);
+    } else {
+        for (; count - k >= 11; k += 11)
+            correlation::deep<11>(x, y + k, n, out + k);
+    }
+    for (; count - k >= 6; k += 6)
+        correlation::deep<6>(x, y + k, n, out + k);
+    for (; count - k >= 3; k += 3)
+        correlation::deep<3>(x, y + k, n, out + k);
     for (; k < count; k++)
-        lags.template operator()<1>(k);
+        out[k] = wrappedProducts(x, y + k, n);
 }
 
 // out[k] = sum over i = 0 .. n - 1 of 2 * x[i] * y[i + k], saturating, for k = 0 .. count - 1.
@@ -133,7 +186,7 @@ inline void macCorrelations(const int16_t *x, const int16_t *y, int n, int count
     if (fits) {
         wrappedCorrelations(x, y, n, count, out);
         for (int k = 0; k < count; k++)
-            out[k] = wrapMul32(2, out[k]);
+            out[k] = static_cast<int32_t>(static_cast<uint32_t>(out[k]) << 1);
     } else {
         for (int k = 0; k < count; k++)
             out[k] = macInOrder(x, y + k, n).value;
@@ -148,17 +201,37 @@ struct IndexedValue {
     int32_t value;
     int index;
 };
+inline int32_t largest(const int32_t *values, int count) {
+    using simd::Vector;
+    const auto greater = [](Vector x, Vector y) { return simd::select(_mm_cmpgt_epi32(x, y), x, y); };
+    if (count < 4) return *std::max_element(values, values + count);
+    Vector best = simd::load(values + count - 4);
+    for (int k = 0; k + 4 <= count; k += 4)
+        best = greater(best, simd::load(values + k));
+    best = greater(best, _mm_unpackhi_epi64(best, best));
+    best = greater(best, _mm_shuffle_epi32(best, 0x55));
+    return _mm_cvtsi128_si32(best);
+}
 inline IndexedValue firstLargest(const int32_t *values, int count) {
-    IndexedValue best{values[0], 0};
-    for (int k = 1; k < count; k++)
-        if (values[k] > best.value) best = {values[k], k};
-    return best;
+    const int32_t value = largest(values, count);
+    const simd::Vector wanted = simd::dwords(value);
+    int k = 0;
+    while (k + 4 <= count && _mm_movemask_epi8(_mm_cmpeq_epi32(simd::load(values + k), wanted)) == 0)
+        k += 4;
+    while (values[k] != value)
+        k++;
+    return {value, k};
 }
 inline IndexedValue lastLargest(const int32_t *values, int count) {
-    IndexedValue best{values[0], 0};
-    for (int k = 1; k < count; k++)
-        if (values[k] >= best.value) best = {values[k], k};
-    return best;
+    const int32_t value = largest(values, count);
+    const simd::Vector wanted = simd::dwords(value);
+    int k = count;
+    while (k >= 4 && _mm_movemask_epi8(_mm_cmpeq_epi32(simd::load(values + k - 4), wanted)) == 0)
+        k -= 4;
+    do
+        k--;
+    while (values[k] != value);
+    return {value, k};
 }
 
 } // namespace ryxsc
