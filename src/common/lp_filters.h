@@ -27,11 +27,11 @@ template <int order> int sumOfMagnitudes(const int16_t *a, int16_t first) {
         return _mm_madd_epi16(x, _mm_or_si128(simd::signMask(x), simd::words(1)));
     };
     simd::Vector sums = magnitudes(simd::load(a + 1));
-    if constexpr (order == 16)
-        sums = _mm_add_epi32(sums, magnitudes(simd::load(a + 9)));
-    else
-        for (int k = 9; k <= order; k++)
-            sums = _mm_add_epi32(sums, magnitudes(simd::loadWord(a + k)));
+    int k = 9;
+    for (; k + 8 <= order + 1; k += 8)
+        sums = _mm_add_epi32(sums, magnitudes(simd::load(a + k)));
+    for (; k <= order; k++)
+        sums = _mm_add_epi32(sums, magnitudes(simd::loadWord(a + k)));
     return simd::sumOfDwords(_mm_add_epi32(sums, magnitudes(simd::loadWord(&first))));
 }
 
@@ -170,28 +170,20 @@ template <int order> void residualFilter(const int16_t *a, const int16_t *x, int
 //   sample in its upper half and that for the second one, plus 2^31 so that it never borrows, in its lower half. A product
 //   of the word with an upper and a lower coefficient serves both.
 template <int order> class SynthesisChain {
-    static_assert(order == 10 || order == 16);
-    static constexpr int vectors = order == 10 ? 2 : 4;
+    static_assert(order >= 10 && order % 2 == 0);
+    static constexpr int vectors = (order + 1) / 4; // of four sums; they end at y[m + order + 1]
     using Vector = simd::Vector;
 
 public:
-    static constexpr int past = order == 10 ? 12 : 16, lookAhead = 4 * vectors + 4; // zeros around the input
+    static constexpr int past = (order + 3) / 4 * 4, lookAhead = 4 * vectors + 4; // zeros around the input
 
     // history: y[-order .. -1]. input: as arrange() leaves it.
     SynthesisChain(const int16_t *a, const int16_t *history, const int32_t *input, int down)
         : input_(input), toHigh_(both(0, a[1])), shift_(32 + down), taps1_(both(a[2], a[1])), taps2_(both(a[3], a[2])) {
         // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j].
-        const Vector from3 = simd::load(a + 3);
-        if constexpr (order == 10) {
-            const Vector from4 = _mm_srli_si128(from3, 2);
-            taps_[0] = _mm_unpacklo_epi16(from4, from3);
-            taps_[1] = _mm_unpackhi_epi16(from4, from3);
-        } else {
-            const Vector from4 = simd::load(a + 4), from9 = simd::load(a + 9);
-            taps_[0] = _mm_unpacklo_epi16(from4, from3);
-            taps_[1] = _mm_unpackhi_epi16(from4, from3);
-            taps_[2] = _mm_unpacklo_epi16(_mm_srli_si128(from9, 6), _mm_srli_si128(from9, 4));
-            taps_[3] = _mm_unpackhi_epi16(_mm_srli_si128(from9, 6), _mm_srli_si128(from9, 4));
+        for (int v = 0; v < vectors; v++) {
+            const Vector now = from<4>(a, 8 * (v / 2)), past = from<3>(a, 8 * (v / 2));
+            taps_[v] = v % 2 == 0 ? _mm_unpacklo_epi16(now, past) : _mm_unpackhi_epi16(now, past);
         }
         for (Vector &tap : taps_)
             tap = _mm_shuffle_epi32(tap, swapped);
@@ -238,6 +230,14 @@ public:
 private:
     static constexpr int swapped = _MM_SHUFFLE(2, 3, 0, 1);
 
+    // a[first + k .. first + k + 7], zeros behind a[order]
+    template <int first> static Vector from(const int16_t *a, int k) {
+        Vector words = simd::load(a + std::min(first + k, order - 7));
+        for (int last = first + k + 7; last > order; last--)
+            words = _mm_srli_si128(words, 2);
+        return words;
+    }
+
     static int64_t both(int16_t low, int16_t high) { return high * (int64_t{1} << 32) + low; }
     static int64_t wrapAdd(int64_t x, int64_t y) {
         return static_cast<int64_t>(static_cast<uint64_t>(x) + static_cast<uint64_t>(y));
@@ -281,13 +281,11 @@ template <int order> bool termsFit(const int16_t *a, int first, const int16_t *c
     return true;
 }
 
-// y = x / A(z), n up to 320 samples, from the memory y[-order .. -1], the oldest first, which keeps its content or takes the
-// last `order` outputs. The first coefficient is `gain`. x may be y. Returns whether anything saturated: a product, a sum,
-// the shift or the rounding.
-enum class Memory { keep, update };
-
-template <int order> bool synthesisFilter(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n,
-                                          int16_t *memory, Memory use, int up = 3) {
+// y = x / A(z), n up to 320 samples, with the first coefficient `gain` and the history y[-order .. -1] at `history`. x may
+// be y. Returns whether anything saturated: a product, a sum, the shift or the rounding. ending: the latest 16 outputs, for
+// n a multiple of 8 from 16 on.
+template <int order> bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n,
+                                     const int16_t *history, int up, simd::Vector *ending) {
     using Chain = SynthesisChain<order>;
     constexpr int longest = 320;
     const int down = 15 - up;
@@ -318,8 +316,8 @@ template <int order> bool synthesisFilter(const int16_t *a, int16_t gain, const 
     for (int end = i + Chain::lookAhead; i < end; i += 4)
         simd::store(input + i, _mm_setzero_si128());
 
-    Chain chain(a, memory, input, down);
-    simd::Vector before = _mm_setzero_si128(), latest = before; // the latest 16 outputs
+    Chain chain(a, history, input, down);
+    simd::Vector before = _mm_setzero_si128(), latest = before;
     for (i = 0; i + 8 <= n; i += 8) {
         const simd::Vector p0 = chain.next(), p1 = chain.next(), p2 = chain.next(), p3 = chain.next();
         const simd::Vector words = _mm_unpacklo_epi64(_mm_unpacklo_epi32(p0, p1), _mm_unpacklo_epi32(p2, p3));
@@ -332,30 +330,49 @@ template <int order> bool synthesisFilter(const int16_t *a, int16_t gain, const 
         simd::storeWord(y + i, pair);
         if (i + 1 < n) simd::storeWord(y + i + 1, _mm_srli_epi32(pair, 16));
     }
+    ending[0] = before;
+    ending[1] = latest;
     range.add(y + n / 8 * 8, n % 8);
-    range.add(memory, order);
+    range.add(history, order);
 
     // An output of -32768 may have been rounded to where a saturated one is. The last pair may go beyond the end.
     bool saturated = chain.clipped();
     const bool unsure = saturated ? n % 2 != 0 : !range.isWithin(max16);
     if (unsure || !range.isWithin(largestSample(sumOfMagnitudes<order>(a, gain)))) [[unlikely]] {
         int16_t redone[order + longest];
-        std::copy_n(memory, order, redone);
+        std::copy_n(history, order, redone);
         std::copy_n(y, n, redone + order);
         if (unsure || !termsFit<order>(a, gain, source, redone + order, n)) {
             saturated = in_order::synthesis<order>(a, gain, source, redone + order, n, up);
             std::copy_n(redone + order, n, y);
-            if (use == Memory::update) std::copy_n(redone + n, order, memory);
-            return saturated;
+            ending[0] = simd::load(redone + order + std::max(n - 16, -order));
+            ending[1] = simd::load(redone + order + std::max(n - 8, -order));
         }
     }
+    return saturated;
+}
+
+// The same with the history in front of the outputs.
+template <int order>
+bool synthesisInPlaceOfHistory(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, int up = 3) {
+    simd::Vector ending[2];
+    return synthesise<order>(a, gain, x, y, n, y - order, up, ending);
+}
+
+// The same from the memory of `order` samples, the oldest first, which keeps its content or takes the last outputs.
+enum class Memory { keep, update };
+
+template <int order> bool synthesisFilter(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n,
+                                          int16_t *memory, Memory use, int up = 3) {
+    simd::Vector ending[2];
+    const bool saturated = synthesise<order>(a, gain, x, y, n, memory, up, ending);
     if (use == Memory::keep) return saturated;
-    if (n % 8 == 0 && n >= 16) { // without a look at what has just been written
-        simd::store(memory + order - 8, latest);
-        if constexpr (order == 16)
-            simd::store(memory, before);
+    if ((order == 10 || order == 16) && n % 8 == 0 && n >= 16) { // without a look at what has just been written
+        if constexpr (order == 10)
+            simd::store32(memory, _mm_srli_si128(ending[0], 12));
         else
-            simd::store32(memory, _mm_srli_si128(before, 12));
+            simd::store(memory, ending[0]);
+        simd::store(memory + order - 8, ending[1]);
     } else if (n >= order) {
         std::copy_n(y + n - order, order, memory);
     } else {
