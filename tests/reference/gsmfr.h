@@ -3,6 +3,7 @@
 // compared with.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
@@ -34,6 +35,60 @@ inline int16_t analyse(const int16_t *r, int16_t x, int16_t *u) {
         d = add(d, mult_r(r[i], old));
     }
     return d;
+}
+
+inline int16_t synthesise(const int16_t *r, int16_t x, int16_t *v) {
+    for (int i = 7; i >= 0; i--) {
+        x = sub(x, mult_r(r[i], v[i]));
+        if (i < 7) v[i + 1] = add(v[i], mult_r(r[i], x));
+    }
+    return v[0] = x;
+}
+
+struct LongTerm {
+    int16_t lag, gainCode;
+};
+
+inline LongTerm searchLongTerm(const int16_t *d, const int16_t *history) {
+    int16_t dmax = 0, nc = 40;
+    for (int k = 0; k < 40; k++)
+        dmax = std::max(dmax, abs_s(d[k]));
+    const int n = dmax == 0 ? 0 : norm_s(dmax), scal = dmax == 0 || n > 6 ? 0 : 6 - n;
+    int32_t largest = 0, power = 0;
+    for (int16_t lag = 40; lag <= 120; lag++) {
+        int32_t sum = 0;
+        for (int k = 0; k < 40; k++)
+            sum += (d[k] >> scal) * history[k - lag];
+        if (sum > largest) {
+            largest = sum;
+            nc = lag;
+        }
+    }
+    largest = 2 * largest >> (6 - scal);
+    for (int k = 0; k < 40; k++)
+        power += 2 * (history[k - nc] >> 3) * (history[k - nc] >> 3);
+    if (largest <= 0) return {nc, 0};
+    if (largest >= power) return {nc, 3};
+    constexpr int16_t levels[3] = {6554, 16384, 26214};
+    const int16_t r = extract_h(L_shl(largest, norm_l(power))), s = extract_h(L_shl(power, norm_l(power)));
+    for (int16_t code = 0; code < 3; code++)
+        if (r <= mult(s, levels[code])) return {nc, code};
+    return {nc, 3};
+}
+
+inline int selectGrid(const int16_t *x) {
+    int32_t largest = 0;
+    int grid = 0;
+    for (int m = 0; m < 4; m++) {
+        int32_t energy = 0;
+        for (int i = 0; i < 13; i++)
+            energy += 2 * (x[m + 3 * i] >> 2) * (x[m + 3 * i] >> 2);
+        if (energy > largest) {
+            largest = energy;
+            grid = m;
+        }
+    }
+    return grid;
 }
 
 inline int16_t weigh(const int16_t *e) {
