@@ -61,8 +61,10 @@ private:
 
 // The target correlated with the impulse response, Q7.
 void convolveBackward(const int16_t *target, int exponent, const int16_t *impulse, int16_t *backward) {
+#pragma GCC unroll 5
     for (int n = 0; n < vectorLength; n++) {
         int64_t sum = 0;
+#pragma GCC unroll 5
         for (int m = n; m < vectorLength; m++)
             sum += impulse[m - n] * target[m];
         backward[n] = sat16(shiftLimited(sat32(sum), 7 - 13 - exponent));

@@ -7,6 +7,7 @@
 #include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
+#include "g728/vector_filter.h"
 
 using namespace ryxsc;
 using simd::Vector;
@@ -89,6 +90,31 @@ private:
     int32_t poles_[order];
 };
 
+// Five samples at once. False, with nothing changed, where the poles might saturate: while the sum over the zeros is far
+// enough from the limits, they cannot, and the order of their products is free.
+bool filterVector(const int16_t *coefficients, State &s, const int16_t *src, int16_t *dst) {
+    const g728::Ten zeros(coefficients), poles(coefficients + order), inputs(s.inputs), outputs(s.outputs);
+    const Vector reversed = g728::reversedVector(src);
+    g728::VectorSums run = g728::zeroSums(zeros, inputs, reversed);
+    const int64_t limit = max32 - int64_t{poles.magnitudeSum()} * 32768;
+    bool far = true;
+    for (int n = 0; n < g728::vectorLength; n++) {
+        run.values[n] = wrapAdd32(run.values[n], src[n] * (1 << fractionBits));
+        far &= (run.values[n] ^ (run.values[n] >> 31)) <= limit;
+    }
+    if (!far) [[unlikely]]
+        return false;
+    const g728::VectorSums past = g728::poleSums(poles, outputs);
+    int16_t filtered[g728::vectorLength];
+    g728::recurseVector(
+        coefficients + order, filtered, [&](int n) { return int64_t{run.values[n]} - past.values[n]; },
+        [](int, int64_t sum) { return g728::outputOf(sum); });
+    std::copy_n(filtered, g728::vectorLength, dst);
+    g728::advanced(inputs, reversed).save(s.inputs);
+    g728::advanced(outputs, g728::reversedVector(filtered)).save(s.outputs);
+    return true;
+}
+
 } // namespace
 
 ryxStatus ryxsIIR16sGetStateSize_G728_16s_u8(int *size) {
@@ -108,6 +134,10 @@ ryxStatus ryxsIIR16s_G728_16s_u8(const int16_t *coefficients, const int16_t *src
     if (anyNull(coefficients, src, dst, block)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
     auto state = loadBlock<State>(block);
+    if (len == g728::vectorLength && filterVector(coefficients, state, src, dst)) {
+        saveBlock(block, state);
+        return ryxStsOk;
+    }
     const Filter filter(coefficients);
     for (int done = 0; done < len;) {
         const int count = std::min(len - done, samplesPerChunk);

@@ -6,14 +6,17 @@
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
+#include "g728/vector_filter.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
 
 struct State {
-    int16_t zeros[order], poles[order]; // outputs of the long-term filter and of the poles, oldest first
+    int16_t zeros[order], poles[order]; // outputs of the long-term filter and of the poles, newest first
 };
 static_assert(sizeof(State) == 40);
 
@@ -21,9 +24,53 @@ constexpr int minLag = 20, maxLag = 140;
 
 int32_t magnitudeSum(const int16_t *x) {
     int32_t sum = 0;
+#pragma GCC unroll 5
     for (int n = 0; n < vectorLength; n++)
         sum += std::abs(x[n]);
     return sum;
+}
+
+// Long-term filter: sums in Q16, and the samples in Q2 that the short-term filter remembers.
+struct LongTerm {
+    int64_t sums[vectorLength];
+    int16_t samples[vectorLength];
+
+    LongTerm(const int16_t *src, const int16_t *periodBefore, int16_t gain, int16_t pitchGain) {
+        for (int n = 0; n < vectorLength; n++) {
+            sums[n] = int64_t{gain} * src[n] + pitchGain * periodBefore[n];
+            samples[n] = round(shiftLimited(sums[n], 2));
+        }
+    }
+};
+
+// What all inputs and the outputs before the vector contribute: zeros less poles.
+struct PastSums {
+    int64_t values[vectorLength];
+};
+
+PastSums pastSums(const int16_t *zeros, const int16_t *poles, const Ten &pastZeros, const Ten &pastPoles,
+                  const int16_t *current) {
+    PastSums sums;
+    const Ten zeroFactors(zeros), poleFactors(poles);
+    // Sums of magnitudes below 2^16: 32 bits will do.
+    if (std::max(zeroFactors.magnitudeSum(), poleFactors.magnitudeSum()) < 65536) [[likely]] {
+        const VectorSums z = zeroSums(zeroFactors, pastZeros, reversedVector(current));
+        const VectorSums p = poleSums(poleFactors, pastPoles);
+        for (int n = 0; n < vectorLength; n++)
+            sums.values[n] = int64_t{z.values[n]} - p.values[n];
+        return sums;
+    }
+    int16_t x[order], y[order];
+    pastZeros.save(x);
+    pastPoles.save(y);
+    for (int n = 0; n < vectorLength; n++) {
+        sums.values[n] = 0;
+        for (int i = 1; i <= order; i++) {
+            sums.values[n] += zeros[i - 1] * (i <= n ? current[n - i] : x[i - n - 1]);
+            if (i > n) sums.values[n] -= poles[i - 1] * y[i - n - 1];
+        }
+    }
+    return sums;
 }
 
 } // namespace
@@ -54,22 +101,21 @@ ryxStatus ryxsPostFilter_G728_16s_u8(const int16_t *src, const int16_t *speech, 
     if (anyNull(src, speech, zeros, poles, dst, block)) return ryxStsNullPtr;
     if (lag < minLag || lag > maxLag) return ryxStsOutOfRange;
     const auto state = loadBlock<State>(block);
-    int16_t longTerm[order + vectorLength], shortTerm[order + vectorLength];
-    std::copy_n(state.zeros, order, longTerm);
-    std::copy_n(state.poles, order, shortTerm);
-    for (int n = 0; n < vectorLength; n++) {
-        int16_t *const x = longTerm + order + n, *const y = shortTerm + order + n;
-        int64_t sum = int64_t{gain} * src[n] + pitchGain * speech[n - lag];
-        *x = round(shiftLimited(sum, 2));
-        for (int i = 1; i <= order; i++)
-            sum += zeros[i - 1] * x[-i] - int64_t{poles[i - 1]} * y[-i];
-        *y = sat16(sat32(sum >> 14));
-        sum += tilt * y[-1];
-        dst[n] = sat16(sat32(sum >> 14));
-    }
+    const LongTerm longTerm(src, speech - lag, gain, pitchGain);
+    const Ten pastZeros(state.zeros), pastPoles(state.poles);
+    const Vector reversed = reversedVector(longTerm.samples);
+    const PastSums past = pastSums(zeros, poles, pastZeros, pastPoles, longTerm.samples);
+    int16_t shortTerm[vectorLength];
+    int16_t before = state.poles[0];
+    recurseVector(
+        poles, shortTerm, [&](int n) { return longTerm.sums[n] + past.values[n]; },
+        [&](int n, int64_t sum) {
+            dst[n] = outputOf(sum + tilt * before);
+            return before = outputOf(sum);
+        });
     State next;
-    std::copy_n(longTerm + vectorLength, order, next.zeros);
-    std::copy_n(shortTerm + vectorLength, order, next.poles);
+    advanced(pastZeros, reversed).save(next.zeros);
+    advanced(pastPoles, reversedVector(shortTerm)).save(next.poles);
     saveBlock(block, next);
     return ryxStsOk;
 }

@@ -10,6 +10,7 @@
 #include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
+#include "g728/vector_filter.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -146,31 +147,25 @@ int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, 
     int64_t parts[vectorLength];
     if (!sums.get(parts)) pastParts(a, loadBlock<SynthesisState>(block), exponent, parts);
 
-    for (int n = 0; n < vectorLength; n++) {
-        int64_t sum = parts[n];
-        for (int i = 1; i <= n; i++)
-            sum -= a[i - 1] * z[n - i];
-        z[n] = sat16(sat32(sum >> fractionBits));
-    }
+    recurseVector(
+        a, z, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return outputOf(sum); });
     return exponent;
 }
 
 // Response from rest to the excitation. Where it would leave 15 bits the excitation is halved and all starts again.
 int zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent, int16_t *response) {
-    for (int n = 0; n < vectorLength;) {
-        int64_t sum = excitation[n] * 16384;
-        for (int i = 1; i <= n; i++)
-            sum -= a[i - 1] * response[n - i];
-        if (sum > (1 << 28) - 1 || sum < -(1 << 28)) {
-            for (int i = 0; i < vectorLength; i++)
-                excitation[i] = static_cast<int16_t>(excitation[i] >> 1);
-            exponent--;
-            n = 0;
-            continue;
-        }
-        response[n++] = static_cast<int16_t>(sum >> fractionBits);
+    for (;; exponent--) {
+        bool fits = true;
+        recurseVector(
+            a, response, [&](int n) { return int64_t{excitation[n]} * 16384; },
+            [&](int, int64_t sum) {
+                fits &= static_cast<uint64_t>(sum + (1 << 28)) < 1 << 29;
+                return static_cast<int16_t>(sum >> fractionBits);
+            });
+        if (fits) return exponent;
+        for (int i = 0; i < vectorLength; i++)
+            excitation[i] = static_cast<int16_t>(excitation[i] >> 1);
     }
-    return exponent;
 }
 
 // Adds the response to the vector; what this may reach depends on the exponent. Returns the common exponent.
@@ -258,12 +253,19 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
                                             IIRState_G728 *weighting) {
     if (anyNull(coefficients, response, weighting)) return ryxStsNullPtr;
     auto memory = loadBlock<WeightingState>(weighting);
-    int16_t weighted[vectorLength];
+    int64_t zeros[vectorLength];
+#pragma GCC unroll 5
     for (int n = 0; n < vectorLength; n++) {
-        int64_t sum = response[n] * 16384;
+        zeros[n] = response[n] * 16384;
+#pragma GCC unroll 4
         for (int i = 1; i <= n; i++)
-            sum += coefficients[i - 1] * response[n - i] - int64_t{coefficients[order + i - 1]} * weighted[n - i];
-        weighted[n] = sat16(sat32(sum >> fractionBits));
+            zeros[n] += coefficients[i - 1] * response[n - i];
+    }
+    int16_t weighted[vectorLength];
+    recurseVector(
+        coefficients + order, weighted, [&](int n) { return zeros[n]; },
+        [](int, int64_t sum) { return outputOf(sum); });
+    for (int n = 0; n < vectorLength; n++) {
         int16_t &output = memory.outputs[vectorLength - 1 - n];
         output = sat16(sat32(int64_t{output} + shiftLimited(weighted[n], 2 - exponent)));
     }
