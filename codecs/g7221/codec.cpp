@@ -31,6 +31,7 @@ constexpr Codec describeFormat(const char *name, const char *title, int rateCoun
         .rateCount = rateCount,
         .defaultRate = defaultRate,
         .largestFrame = format.longestFrame,
+        .delay = format.frameLength,
         .features = ryxCodecConcealment | ryxCodecRateSwitching,
     });
 }

@@ -23,7 +23,7 @@ bool Decoder::decodeSpectrum(const ReceivedFrame &frame, int16_t *coefficients, 
     int16_t categories[maxRegions], balances[maxBalances];
     if (ryxsCategorize_G7221_16s(powerIndex, regions, bits - position, categories, balances) != ryxStsOk) return false;
     for (int i = 0; i < control; i++)
-        categories[balances[i]]++;
+        if (categories[balances[i]] < noiseOnly) categories[balances[i]]++;
 
     int bitsLeft = 0, errors = 0;
     ryxsHuffmanDecode_G7221_8u16s(frame.octets, bits, deviation, regions, coefficients, categories, &position,

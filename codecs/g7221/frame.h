@@ -27,6 +27,7 @@ inline constexpr Format wideband = {16000, 320, ryxG7221Regions, 4, 80};
 inline constexpr Format superwideband = {32000, 640, ryxG7221RegionsC, 5, 120};
 
 inline constexpr int framesPerSecond = 50;
+inline constexpr int16_t noiseOnly = 7; // the coarsest category
 inline constexpr int maxFrameLength = 640;
 inline constexpr int maxRegions = ryxG7221RegionsC;
 inline constexpr int maxCodedLength = maxRegions * ryxG7221RegionLength;

@@ -143,7 +143,7 @@ ryxStatus ryxsEnvelopeDecode_G7221_8u16s(const uint8_t *src, int bits, int regio
  * @brief Chooses the categories of the regions, that is their quantisers (ITU-T G.722.1).
  *
  * There are 16 categorisations at 16 kHz and 32 at 32 kHz. The first is the finest; the next follow from it by raising
- * the category of one region each, and `balances` names these regions. Encoder and decoder find the same ones.
+ * the category of one region each, and `balances` names these regions; one that has category 7 already keeps it. Encoder and decoder find the same ones.
  *
  * @param[in]  powerIndex    coded power indices, `regions`
  * @param[in]  regions       14 or 28
@@ -151,7 +151,8 @@ ryxStatus ryxsEnvelopeDecode_G7221_8u16s(const uint8_t *src, int bits, int regio
  * @param[out] categories    of the finest categorisation, `regions` values, 0..7
  * @param[out] balances      regions in the order in which their category is raised: 15 values for 14 regions, 31 for 28
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for another number of regions; #ryxStsOutOfRange for another number
- *         of bits; #ryxStsBadIndex when indices outside -15..24 leave no region to choose, in a damaged frame
+ *         of bits; #ryxStsBadIndex when no region is left to choose, which takes indices outside -15..24, as a damaged frame
+ *         may have them, or fewer than 89 bits
  */
 ryxStatus ryxsCategorize_G7221_16s(const int16_t *powerIndex, int regions, int availableBits, int16_t *categories,
                                    int16_t *balances);
@@ -175,9 +176,9 @@ ryxStatus ryxsScaleRegions_G7221_16s_I(int16_t *srcDst, const int16_t *powerInde
  *
  * @param[in]  src         scaled coefficients, 20
  * @param[in]  category    0..6; the vectors have 2, 2, 2, 4, 4, 5, 5 coefficients
- * @param[in]  scaledIndex power index of ryxsScaleRegions_G7221_16s_I(), 0..63
+ * @param[in]  scaledIndex power index of ryxsScaleRegions_G7221_16s_I(), 0..40
  * @param[out] vectors     index of each vector of magnitudes: 10, 10, 10, 5, 5, 4, 4 values, below 196, 100, 49, 625, 256,
- *                         243, 32
+ *                         243, 32, and zeros to the tenth element
  * @param[out] bits        bits of their codes and signs
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another category or power index
  */
@@ -189,16 +190,16 @@ ryxStatus ryxsQuantRegion_G7221_16s(const int16_t *src, int category, int scaled
  * With the coarsest categorisation there may still be more bits than available; the frame is then cut.
  *
  * @param[in]     src           scaled coefficients, `20 * regions`
- * @param[in]     scaledIndex   power indices of ryxsScaleRegions_G7221_16s_I(), `regions`, 0..63
+ * @param[in]     scaledIndex   power indices of ryxsScaleRegions_G7221_16s_I(), `regions`, 0..40
  * @param[in]     balances      of ryxsCategorize_G7221_16s(): 15 values for 14 regions, 31 for 28
  * @param[in]     regions       14 or 28
  * @param[in]     availableBits bits of the frame that are left for vectors
  * @param[in,out] categories    the finest categorisation; those of the chosen one afterwards
  * @param[out]    vectors       vector indices as ryxsQuantRegion_G7221_16s() gives them, those of region r from element
- *                              10 r on; `10 * regions` elements, those that no vector belongs to are undefined
+ *                              10 r on; `10 * regions` elements, zero where there is no vector
  * @param[out]    control       number of the chosen categorisation, 0..15 or 0..31
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for another number of regions; #ryxStsOutOfRange for a power index
- *         outside its range; #ryxStsBadIndex when categories and balances leave 0..7
+ *         outside its range; #ryxStsBadIndex for a category outside 0..7 or a balance that is no region
  */
 ryxStatus ryxsRateControl_G7221_16s(const int16_t *src, const int16_t *scaledIndex, const int16_t *balances,
                                     int regions, int availableBits, int16_t *categories, int16_t *vectors,

@@ -130,11 +130,13 @@ public:
         return r;
     }
 
-    // Raises the coarser category of the region that lies highest above its distance, the last of several.
+    // Raises the coarser category of the region that lies highest above its distance, the last of several. Very uneven
+    // spectra may leave none below category 7; the last region is then named again, and its category stays.
     int coarsen() {
         uint32_t &set = coarsenable_.front();
-        if (set == 0) return -1;
+        if (set == 0) return coarsenedLast_;
         const int r = floorLog2(set);
+        coarsenedLast_ = r;
         set ^= uint32_t{1} << r;
         coarseBits_ += expectedBits(coarse_[r] + 1) - expectedBits(coarse_[r]);
         if (++coarse_[r] < categories - 1) coarsenable_.insert(coarsenable_.level() + 2, uint32_t{1} << r);
@@ -144,6 +146,7 @@ public:
 private:
     int16_t fine_[maxRegions], coarse_[maxRegions];
     int fineBits_ = 0, coarseBits_ = 0;
+    int coarsenedLast_ = -1;
     Queue<99> refinable_;
     Queue<100> coarsenable_;
 };

@@ -4,6 +4,7 @@
 
 #include "common/checks.h"
 #include "frame/implementations.h"
+#include "g7221/frame_checks.h"
 #include "g7221/region_quantiser.h"
 
 using namespace ryxsc;
@@ -11,46 +12,34 @@ using namespace ryxsc::g7221;
 
 namespace {
 
-constexpr bool isTableIndex(int index) {
-    return index >= 0 && index < 64;
+// Above, step sizes are so large that the 16 bits of the rounding offset overflow before a bin exceeds its largest.
+constexpr bool isScaledIndex(int index) {
+    return index >= 0 && index <= 40;
 }
 
-// Whether all categorisations stay within 0..7.
 bool isCategorisation(const int16_t *categories, const int16_t *balances, int regions) {
-    int coarsest[maxRegions];
-    for (int r = 0; r < regions; r++) {
-        if (categories[r] < 0) return false;
-        coarsest[r] = categories[r];
-    }
-    for (int i = 0; i < balanceCount(regions); i++) {
-        if (balances[i] < 0 || balances[i] >= regions) return false;
-        coarsest[balances[i]]++;
-    }
-    return std::all_of(coarsest, coarsest + regions, [](int category) { return category <= codedCategories; });
+    const auto isRegion = [regions](int region) { return region >= 0 && region < regions; };
+    return areCategories(categories, regions) && std::all_of(balances, balances + balanceCount(regions), isRegion);
 }
 
 // A frame while its regions are quantised anew, one at a time.
 class Quantisation {
 public:
-    Quantisation(const int16_t *src, const int16_t *scaledIndex, int16_t *categories, int16_t *vectors)
-        : src_(src), scaledIndex_(scaledIndex), categories_(categories), vectors_(vectors) {}
+    Quantisation(const int16_t *src, const int16_t *scaledIndex, int16_t *vectors)
+        : src_(src), scaledIndex_(scaledIndex), vectors_(vectors) {}
 
     int totalBits() const { return total_; }
 
-    void quantise(int region) {
-        const int bits = quantiseRegion(src_ + region * regionLength, categories_[region], scaledIndex_[region],
+    void quantise(int region, int category) {
+        const int bits = quantiseRegion(src_ + region * regionLength, category, scaledIndex_[region],
                                         vectors_ + region * vectorsPerRegion);
         total_ += bits - bits_[region];
         bits_[region] = bits;
     }
-    void moveCategory(int region, int by) {
-        categories_[region] = static_cast<int16_t>(categories_[region] + by);
-        quantise(region);
-    }
 
 private:
     const int16_t *src_, *scaledIndex_;
-    int16_t *categories_, *vectors_;
+    int16_t *vectors_;
     int bits_[maxRegions] = {};
     int total_ = 0;
 };
@@ -80,7 +69,7 @@ ryxStatus ryxsScaleRegions_G7221_16s_I_u8(int16_t *srcDst, const int16_t *powerI
 
 ryxStatus ryxsQuantRegion_G7221_16s_u8(const int16_t *src, int category, int scaledIndex, int16_t *vectors, int *bits) {
     if (anyNull(src, vectors, bits)) return ryxStsNullPtr;
-    if (category < 0 || category >= codedCategories || !isTableIndex(scaledIndex)) return ryxStsOutOfRange;
+    if (category < 0 || category >= codedCategories || !isScaledIndex(scaledIndex)) return ryxStsOutOfRange;
     *bits = quantiseRegion(src, category, scaledIndex, vectors);
     return ryxStsOk;
 }
@@ -90,21 +79,32 @@ ryxStatus ryxsRateControl_G7221_16s_u8(const int16_t *src, const int16_t *scaled
                                        int *control) {
     if (anyNull(src, scaledIndex, balances, categories, vectors, control)) return ryxStsNullPtr;
     if (!isRegionCount(regions)) return ryxStsBadSize;
-    if (!std::all_of(scaledIndex, scaledIndex + regions, isTableIndex)) return ryxStsOutOfRange;
+    if (!std::all_of(scaledIndex, scaledIndex + regions, isScaledIndex)) return ryxStsOutOfRange;
     if (!isCategorisation(categories, balances, regions)) return ryxStsBadIndex;
 
     const int last = balanceCount(regions);
     int chosen = last / 2;
+    int raised[maxRegions]; // may exceed 7, which changes nothing
+    std::copy_n(categories, regions, raised);
     for (int i = 0; i < chosen; i++)
-        categories[balances[i]]++;
-    Quantisation frame(src, scaledIndex, categories, vectors);
+        raised[balances[i]]++;
+    Quantisation frame(src, scaledIndex, vectors);
+    const auto quantise = [&](int region) { frame.quantise(region, std::min(raised[region], codedCategories)); };
     for (int r = 0; r < regions; r++)
-        frame.quantise(r);
+        quantise(r);
     // Finer while bits are left, then coarser until they suffice: the second loop may take back the first one's last step.
-    while (frame.totalBits() < availableBits && chosen > 0)
-        frame.moveCategory(balances[--chosen], -1);
-    while (frame.totalBits() > availableBits && chosen < last)
-        frame.moveCategory(balances[chosen++], 1);
+    while (frame.totalBits() < availableBits && chosen > 0) {
+        const int region = balances[--chosen];
+        raised[region]--;
+        quantise(region);
+    }
+    while (frame.totalBits() > availableBits && chosen < last) {
+        const int region = balances[chosen++];
+        raised[region]++;
+        quantise(region);
+    }
+    for (int r = 0; r < regions; r++)
+        categories[r] = static_cast<int16_t>(std::min(raised[r], codedCategories));
     *control = chosen;
     return ryxStsOk;
 }

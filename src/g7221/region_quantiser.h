@@ -2,7 +2,7 @@
 // Quantisation of a region of ITU-T G.722.1: magnitudes to bins, bins to vector indices.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 
 #include "common/simd.h"
@@ -54,7 +54,8 @@ private:
     Vector inverse_; // in the lower words, 1 in the upper ones
 };
 
-// Vector indices: the bins of a vector as digits, the first coefficient's the highest. Writes 10, 5 or 4.
+// Vector indices: the bins of a vector as digits, the first coefficient's the highest. Behind the last one up to the tenth
+// element zeros.
 inline void indexVectors(Bins bins, const Quantiser &quantiser, int16_t *vectors) {
     using simd::Vector;
     const int base = quantiser.largestBin + 1;
@@ -68,8 +69,8 @@ inline void indexVectors(Bins bins, const Quantiser &quantiser, int16_t *vectors
         const Vector weights = octetPairs(base, 1), pairWeights = wordPairs(base * base, 1);
         const Vector front = _mm_madd_epi16(_mm_maddubs_epi16(bins.front, weights), pairWeights);
         const Vector back = _mm_madd_epi16(_mm_maddubs_epi16(bins.back, weights), pairWeights);
-        simd::store64(vectors, _mm_packs_epi32(front, front));
-        simd::storeWord(vectors + 4, back);
+        simd::store(vectors, _mm_packs_epi32(front, back));
+        simd::store32(vectors + 8, _mm_setzero_si128());
     } else {
         // Five octets and three zeros for each vector.
         const Vector spread = _mm_setr_epi8(0, 1, 2, 3, 4, -1, -1, -1, 5, 6, 7, 8, 9, -1, -1, -1);
@@ -81,13 +82,17 @@ inline void indexVectors(Bins bins, const Quantiser &quantiser, int16_t *vectors
         const Vector ones = simd::words(1);
         const Vector sums = _mm_hadd_epi32(_mm_madd_epi16(_mm_maddubs_epi16(front, weights), ones),
                                            _mm_madd_epi16(_mm_maddubs_epi16(back, weights), ones));
-        simd::store64(vectors, _mm_packs_epi32(sums, sums));
+        simd::store(vectors, _mm_packs_epi32(sums, _mm_setzero_si128()));
+        simd::store32(vectors + 8, _mm_setzero_si128());
     }
 }
 
 // Quantises 20 coefficients; returns the bits of codes and signs. Category 7 has no vectors and takes none.
 inline int quantiseRegion(const int16_t *region, int category, int scaledIndex, int16_t *vectors) {
-    if (category == codedCategories) return 0;
+    if (category == codedCategories) {
+        std::fill_n(vectors, vectorsPerRegion, int16_t{0});
+        return 0;
+    }
     const Quantiser &quantiser = quantisers[static_cast<size_t>(category)];
     const MagnitudeQuantiser magnitudes(quantiser, inverseDeviations[static_cast<size_t>(scaledIndex)]);
     indexVectors(magnitudes(region), quantiser, vectors);
