@@ -25,9 +25,9 @@ extern const int16_t lpWindow[384];
 // Lag window of the autocorrelation, lags 1 to 16, in the double-precision format, Q31.
 extern const int32_t lagWindow[16];
 
-// Weight of the open-loop correlation, Q15: entry 83 + lag favours short lags, entry 98 + lag - median the neighbourhood
-// of the median lag.
-extern const int16_t lagWeights[199];
+// Weight of the open-loop correlation, Q15, for falling lags: entry 115 - lag favours short lags, entry 100 + median - lag
+// the neighbourhood of the median lag. Five zeros behind.
+extern const int16_t fallingLagWeights[204];
 
 // 2^(k/32), Q14.
 extern const int16_t pow2Table[33];

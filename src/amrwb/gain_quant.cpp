@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Joint quantisation of the pitch gain and the predicted code gain in 6 or 7 bits (3GPP TS 26.173).
+#include <cstdlib>
 #include <span>
 
 #include "amrwb/gain_prediction.h"
@@ -35,8 +36,8 @@ Coefficients align(const Term (&terms)[5]) {
     return c;
 }
 
-// First row of the smallest error.
-int search(std::span<const GainPair> rows, const Coefficients &c, int16_t predicted) {
+// First row of the smallest error, with sums that saturate after every term.
+int searchSaturating(std::span<const GainPair> rows, const Coefficients &c, int16_t predicted) {
     int best = 0;
     int32_t smallest = max32;
     for (size_t i = 0; i < rows.size(); i++) {
@@ -64,6 +65,61 @@ int search(std::span<const GainPair> rows, const Coefficients &c, int16_t predic
         }
     }
     return best;
+}
+
+// Eight rows at a time, 64 or 48 of them, of which no sum saturates.
+int searchInLanes(const GainPair *rows, int count, const Coefficients &c, int16_t predicted) {
+    const auto pairOf = [](int16_t x, int16_t y) { return _mm_set1_epi32(static_cast<uint16_t>(x) | y * 65536); };
+    const Vector low01 = pairOf(c.low[0], c.low[1]), low23 = pairOf(c.low[2], c.low[3]), low4 = pairOf(c.low[4], 0);
+    const Vector high01 = pairOf(c.high[0], c.high[1]), high23 = pairOf(c.high[2], c.high[3]);
+    const Vector high4 = pairOf(c.high[4], 0), highOfLow = pairOf(0, c.high[2]);
+    const Vector gain = simd::words(predicted);
+    Vector best = simd::dwords(max32), bestRow = _mm_setzero_si128();
+    for (int i = 0; i < count; i += 8) {
+        const Vector first = simd::load(rows + i), second = simd::load(rows + i + 4);
+        const auto lower = [](Vector x) { return _mm_srai_epi32(_mm_slli_epi32(x, 16), 16); };
+        const Vector pitch = _mm_packs_epi32(lower(first), lower(second));
+        const Vector factor = _mm_packs_epi32(_mm_srai_epi32(first, 16), _mm_srai_epi32(second, 16));
+        // Neither is -32768, where pmulhrsw differs from mult_r.
+        const Vector code = _mm_mulhrs_epi16(factor, gain);
+        const Vector pitchSquare = _mm_mulhrs_epi16(pitch, pitch), both = _mm_mulhrs_epi16(code, pitch);
+        const Vector square = _mm_mullo_epi16(code, code), squareHigh = _mm_mulhi_epi16(code, code);
+        const Vector codeSquare = _mm_or_si128(_mm_slli_epi16(squareHigh, 1), _mm_srli_epi16(square, 15));
+        const Vector codeSquareLow = _mm_and_si128(square, simd::words(max16));
+        const auto errors = [&](Vector pitches, Vector codes, Vector cross) {
+            const auto sum = [&](Vector factors01, Vector factors23, Vector factors4) {
+                return _mm_add_epi32(
+                    _mm_add_epi32(_mm_madd_epi16(pitches, factors01), _mm_madd_epi16(codes, factors23)),
+                    _mm_madd_epi16(cross, factors4));
+            };
+            // The recommendation doubles all products.
+            const Vector rest = _mm_srai_epi32(_mm_madd_epi16(cross, highOfLow), 2);
+            const Vector low = _mm_add_epi32(rest, _mm_slli_epi32(sum(low01, low23, low4), 1));
+            return _mm_add_epi32(_mm_srai_epi32(low, 12), _mm_slli_epi32(sum(high01, high23, high4), 1));
+        };
+        const auto enter = [&](Vector error, int row) {
+            const Vector wins = _mm_cmpgt_epi32(best, error);
+            best = simd::select(wins, error, best);
+            bestRow = simd::select(wins, _mm_add_epi32(simd::dwords(row), _mm_setr_epi32(0, 1, 2, 3)), bestRow);
+        };
+        enter(errors(_mm_unpacklo_epi16(pitchSquare, pitch), _mm_unpacklo_epi16(codeSquare, code),
+                     _mm_unpacklo_epi16(both, codeSquareLow)),
+              i);
+        enter(errors(_mm_unpackhi_epi16(pitchSquare, pitch), _mm_unpackhi_epi16(codeSquare, code),
+                     _mm_unpackhi_epi16(both, codeSquareLow)),
+              i + 4);
+    }
+    return static_cast<int>(simd::smallest(best, bestRow).index);
+}
+
+int search(std::span<const GainPair> rows, const Coefficients &c, int16_t predicted) {
+    // The low parts are below 2^12: their sums stay within 31 bits, and by 12 bits lower they are below 2^19.
+    int sumOfMagnitudes = 0;
+    for (const int16_t high : c.high)
+        sumOfMagnitudes += std::abs(int{high});
+    if (sumOfMagnitudes * int64_t{max16} < (1 << 30) - (1 << 19))
+        return searchInLanes(rows.data(), static_cast<int>(rows.size()), c, predicted);
+    return searchSaturating(rows, c, predicted);
 }
 
 // Rows of the codebook that are searched: with 7 bits the half around the unquantised gain.

@@ -29,6 +29,24 @@ void expand(const int16_t *isp, int degree, bool isLong, int32_t *f) {
     if (isLong) std::transform(f, f + degree + 1, f, [](int32_t x) { return L_shl(x, 2); });
 }
 
+// The same in Q23 without saturation; the bits of all magnitudes are gathered in `bits`. The steps wait for one another only
+// from coefficient to coefficient.
+template <int degree> void expandExactly(const int16_t *isp, int64_t *f, int64_t &bits) {
+    f[0] = 1 << 23;
+    f[1] = -512 * isp[0];
+#pragma GCC unroll 8
+    for (int i = 2; i <= degree; i++) {
+        const int64_t next = isp[2 * (i - 1)];
+        f[i] = f[i - 2];
+#pragma GCC unroll 8
+        for (int k = i; k >= 2; k--) {
+            f[k] += f[k - 2] - ((f[k - 1] & ~int64_t{1}) * next >> 16) * 4;
+            bits |= f[k] ^ f[k] >> 63;
+        }
+        f[1] -= 512 * next;
+    }
+}
+
 // Both polynomials with their roots at z = 1 and z = -1 and the last ISP in them: coefficient i is half of the sum, and
 // coefficient order - i half of the difference, Q23.
 struct Polynomials {
@@ -36,6 +54,29 @@ struct Polynomials {
     int32_t middle;
 
     Polynomials(const int16_t *isp, int order) {
+        if (order != 16 || !isExact(isp)) makeSaturating(isp, order);
+    }
+
+private:
+    // Order 16 with coefficients below 2^28: all that is made of them then stays below 2^31, and nothing saturates.
+    bool isExact(const int16_t *isp) {
+        constexpr int degree = 8;
+        int64_t f[degree + 1], g[degree], bits = 0;
+        expandExactly<degree>(isp, f, bits);
+        expandExactly<degree - 1>(isp + 1, g, bits);
+        if (bits >= 1 << 28) return false;
+        const int64_t last = isp[15];
+        const auto part = [last](int64_t x) { return ((x & ~int64_t{1}) * last >> 16) * 2; };
+        for (int i = degree - 1; i >= 0; i--) {
+            const int64_t d = i >= 2 ? g[i] - g[i - 2] : g[i];
+            sum[i] = static_cast<int32_t>(f[i] + part(f[i]));
+            difference[i] = static_cast<int32_t>(d - part(d));
+        }
+        middle = static_cast<int32_t>(f[degree] + part(f[degree]));
+        return true;
+    }
+
+    void makeSaturating(const int16_t *isp, int order) {
         const int degree = order / 2;
         const bool isLong = degree > 8;
         expand(isp, degree, isLong, sum);
@@ -50,6 +91,7 @@ struct Polynomials {
         middle = L_add(sum[degree], multiplyShort(sum[degree], last));
     }
 
+public:
     // In Q12 divided by 2^reduction, rounded. Filters whose coefficients fit 16 bits fit; beyond that the low bits remain.
     void write(int16_t *lpc, int order, int16_t last, int reduction) const {
         const int degree = order / 2;

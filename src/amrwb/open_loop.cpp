@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Open-loop pitch search on weighted speech at 6.4 kHz, with its memory of median lags (3GPP TS 26.173).
+#include <cstdlib>
 #include <cstring>
 
 #include "amrwb/arithmetic.h"
@@ -29,19 +30,20 @@ struct State {
     int16_t followsMedian;
 };
 
+constexpr int16_t outputFactors[3] = {21663, -19258, 5734}, inputFactors[4] = {-3432, 10280, -10280, 3432};
+
 // Third order; the outputs in double precision.
-void highPass(State &state, const int16_t *src, int16_t *dst, int len) {
-    constexpr int16_t a[3] = {21663, -19258, 5734}, b[4] = {-3432, 10280, -10280, 3432};
+void highPassSaturating(State &state, const int16_t *src, int16_t *dst, int len) {
     for (int i = 0; i < len; i++) {
         int32_t sum = 0x4000;
         for (int k = 0; k < 3; k++)
-            sum = rarelySaturatingAdd(sum, 2 * lowPart(state.outputs[k]) * a[k]);
+            sum = rarelySaturatingAdd(sum, 2 * lowPart(state.outputs[k]) * outputFactors[k]);
         sum >>= 15;
         for (int k = 0; k < 3; k++)
-            sum = rarelySaturatingAdd(sum, 2 * highPart(state.outputs[k]) * a[k]);
-        sum = rarelySaturatingAdd(sum, 2 * src[i] * b[0]);
+            sum = rarelySaturatingAdd(sum, 2 * highPart(state.outputs[k]) * outputFactors[k]);
+        sum = rarelySaturatingAdd(sum, 2 * src[i] * inputFactors[0]);
         for (int k = 0; k < 3; k++)
-            sum = rarelySaturatingAdd(sum, 2 * state.inputs[k] * b[k + 1]);
+            sum = rarelySaturatingAdd(sum, 2 * state.inputs[k] * inputFactors[k + 1]);
         sum = L_shl(sum, 2);
         state.outputs[2] = state.outputs[1];
         state.outputs[1] = state.outputs[0];
@@ -53,22 +55,67 @@ void highPass(State &state, const int16_t *src, int16_t *dst, int len) {
     }
 }
 
+// The same with the outputs in one piece, a quarter t of each: t[n] = ((2^12 + sum of a t[n - k]) >> 13) + inputs. False when
+// something may saturate; then nothing counts.
+bool highPassBounded(State &state, const int16_t *src, int16_t *dst, int len) {
+    // Outputs below 2^28 and inputs below 2^13 in magnitude keep all sums within 31 bits:
+    // 2^28 * (21663 + 19258 + 5734) / 2^15 and 2^14 * 27424.
+    constexpr int64_t limit = 1 << 26;
+    constexpr int largestInput = 1 << 13;
+    const auto isBeyond = [](int64_t t) { return static_cast<uint64_t>(t + limit) > uint64_t{2 * limit}; };
+    int64_t t1 = state.outputs[0] >> 2, t2 = state.outputs[1] >> 2, t3 = state.outputs[2] >> 2;
+    int x1 = state.inputs[0], x2 = state.inputs[1], x3 = state.inputs[2];
+    bool mayFail = ((state.outputs[0] | state.outputs[1] | state.outputs[2]) & 3) != 0 || isBeyond(t1) ||
+                   isBeyond(t2) || isBeyond(t3) ||
+                   std::max({std::abs(x1), std::abs(x2), std::abs(x3)}) > largestInput ||
+                   largestMagnitude(src, len) > largestInput;
+    for (int i = 0; i < len; i++) {
+        const int x0 = src[i];
+        const int64_t inputs = 2 * (3432 * (x3 - x0) + 10280 * (x1 - x2));
+        const int64_t known = inputs * (1 << 13) + (1 << 12) + t3 * outputFactors[2] + t2 * outputFactors[1];
+        const int64_t t = (known + t1 * outputFactors[0]) >> 13;
+        mayFail |= isBeyond(t);
+        dst[i] = static_cast<int16_t>((t + (1 << 12)) >> 13);
+        t3 = t2;
+        t2 = t1;
+        t1 = t;
+        x3 = x2;
+        x2 = x1;
+        x1 = x0;
+    }
+    if (mayFail) return false;
+    state.outputs[0] = static_cast<int32_t>(4 * t1);
+    state.outputs[1] = static_cast<int32_t>(4 * t2);
+    state.outputs[2] = static_cast<int32_t>(4 * t3);
+    state.inputs[0] = static_cast<int16_t>(x1);
+    state.inputs[1] = static_cast<int16_t>(x2);
+    state.inputs[2] = static_cast<int16_t>(x3);
+    return true;
+}
+
+// Four correlations, which are even, by weights: multiplyShort() / 2.
+Vector weighted(Vector correlations, const int16_t *weights) {
+    const Vector words = simd::load64(weights), zero = _mm_setzero_si128();
+    return lanes::halfProduct(correlations, {_mm_unpacklo_epi16(zero, words), _mm_unpacklo_epi16(words, zero)});
+}
+
 // The lag of the largest weighted correlation, of equal ones the smallest.
 int bestLag(const State &state, const int16_t *speech, int len) {
-    constexpr int lags = longestLag - shortestLag + 1;
-    int32_t correlations[lags]; // the longest lag first
+    constexpr int lags = longestLag - shortestLag + 1, padded = (lags + 3) / 4 * 4;
+    alignas(16) int32_t correlations[padded] = {}; // the longest lag first
     macCorrelations(speech, speech - longestLag, len, lags, correlations);
-    int32_t best = min32;
-    int lag = 0;
-    for (int i = longestLag; i >= shortestLag; i--) {
-        int32_t r = multiplyShort(correlations[longestLag - i], lagWeights[83 + i]);
-        if (state.followsMedian != 0) r = multiplyShort(r, lagWeights[98 + i - state.medianLag]);
-        if (r >= best) {
-            best = r;
-            lag = i;
+    const int16_t *const aroundMedian = fallingLagWeights + state.medianLag - 15;
+    for (int k = 0; k < lags; k += 4) {
+        Vector r = simd::loadAligned(correlations + k);
+        r = weighted(r, fallingLagWeights + k);
+        r = _mm_add_epi32(r, r);
+        if (state.followsMedian != 0) {
+            r = weighted(r, aroundMedian + k);
+            r = _mm_add_epi32(r, r);
         }
+        simd::store(correlations + k, r);
     }
-    return lag;
+    return longestLag - lastLargest(correlations, lags).index;
 }
 
 // Of the high-passed speech against itself a lag earlier, Q15.
@@ -95,7 +142,7 @@ void rememberLag(State &state, int lag) {
 int search(State &state, const int16_t *speech, int16_t *highPassed, int len, int16_t &toneFlag) {
     constexpr int16_t voicedGain = 19661, toneGain = 21298;
     const int lag = bestLag(state, speech, len);
-    highPass(state, speech, highPassed, len);
+    if (!highPassBounded(state, speech, highPassed, len)) highPassSaturating(state, speech, highPassed, len);
     const int16_t gain = normalisedCorrelation(highPassed, lag, len);
     if (gain > voicedGain) {
         rememberLag(state, lag);

@@ -13,17 +13,10 @@ constexpr int16_t halfTilt = 11141; // 0.68, Q14
 constexpr int lookAhead = 12;
 constexpr int mostDoublings = 8;
 
-// sat16() in a chain of dependent steps where saturation is rare: a predicted branch leaves nothing to wait for.
-int16_t rarelySat16(int32_t x) {
-    const int16_t word = wrap16(x);
-    if (word != x) [[unlikely]]
-        return x < 0 ? min16 : max16;
-    return word;
-}
-
-// Within 31 bits: 2 * 32768 * (16384 + 11141).
-int32_t emphasized(int16_t x, int16_t previous) {
-    return 2 * (x * 16384 - previous * halfTilt);
+// 2^14 x[n] - 0.68 * 2^14 x[n - 1] for four n: within 30 bits, 32768 * (16384 + 11141).
+Vector emphasized(const int16_t *x) {
+    const Vector factors = simd::dwords(static_cast<int32_t>(16384u << 16 | static_cast<uint16_t>(-halfTilt)));
+    return _mm_madd_epi16(_mm_unpacklo_epi16(simd::load64(x - 1), simd::load64(x)), factors);
 }
 
 } // namespace
@@ -32,23 +25,32 @@ ryxStatus ryxsPreemphasizeAutoScale_AMRWB_16s_u8(const int16_t *src, int16_t *ds
                                                  int16_t *change) {
     if (anyNull(src, dst, memory, scaling, change)) return ryxStsNullPtr;
     constexpr int len = frameLength + lookAhead;
-    int32_t sums[len];
-    int32_t largest = 0, smallest = 0;
-    for (int i = 0; i < len; i++) {
-        sums[i] = emphasized(src[i], i == 0 ? *memory : src[i - 1]);
-        largest = std::max(largest, sums[i]);
-        smallest = std::min(smallest, sums[i]);
+    int16_t buffer[1 + len];
+    buffer[0] = *memory;
+    std::copy_n(src, len, buffer + 1);
+    alignas(16) int32_t sums[len];
+    Vector bits = _mm_setzero_si128(); // of all magnitudes: the highest is that of the largest one
+    for (int i = 0; i < len; i += 4) {
+        const Vector sum = emphasized(buffer + 1 + i);
+        simd::store(sums + i, sum);
+        bits = _mm_or_si128(bits, _mm_abs_epi32(sum));
     }
-    const int16_t high = extract_h(std::max(largest, -smallest));
+    bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
+    bits = _mm_or_si128(bits, _mm_shuffle_epi32(bits, _MM_SHUFFLE(1, 1, 1, 1)));
+    const int16_t high = extract_h(2 * _mm_cvtsi128_si32(bits)); // of the doubled sums of the recommendation
     const int candidate = high == 0 ? mostDoublings : std::clamp(norm_s(high) - 1, 0, mostDoublings);
     const int q = std::min({candidate, int{scaling[1]}, int{scaling[2]}});
     *change = static_cast<int16_t>(q - scaling[0]);
     scaling[0] = static_cast<int16_t>(q);
     scaling[2] = scaling[1];
     scaling[1] = static_cast<int16_t>(candidate);
-    for (int i = 0; i < len; i++)
-        dst[i] = round(L_shl(sums[i], q));
     *memory = src[frameLength - 1];
+    // The scale leaves two bits to all sums, or is 0: nothing saturates.
+    const Vector down = _mm_cvtsi32_si128(15 - q), half = simd::dwords(1 << (14 - q));
+    for (int i = 0; i < len; i += 4) {
+        const Vector sum = _mm_sra_epi32(_mm_add_epi32(simd::loadAligned(sums + i), half), down);
+        simd::store64(dst + i, simd::saturateDwords(sum));
+    }
     return ryxStsOk;
 }
 
