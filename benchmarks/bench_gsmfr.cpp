@@ -123,6 +123,72 @@ void rpeDecode(benchmark::State &run) {
             [&](const int16_t *in) { return ryxsRPEQuantDecode_GSMFR_16s(in, 28671, 3, pulses); });
 }
 
+void autocorrelation(benchmark::State &run) {
+    int16_t block[frameLength], scale;
+    int32_t acf[9];
+    measure(run, frame, speech8k(), [&](const int16_t *in) {
+        std::copy_n(in, frameLength, block);
+        return ryxsAutoCorr_GSMFR_16s32s_I(block, frameLength, 8, acf, &scale);
+    });
+}
+
+std::array<int16_t, 32> frameReflections() {
+    std::array<int16_t, 32> r;
+    for (size_t i = 0; i < r.size(); i++)
+        r[i] = reflection[i % 8];
+    return r;
+}
+
+void analysisFrame(benchmark::State &run) {
+    const auto r = frameReflections();
+    int16_t block[frameLength], u[8] = {};
+    measure(run, frame, speech8k(), [&](const int16_t *in) {
+        std::copy_n(in, frameLength, block);
+        return ryxsShortTermAnalysisFrame_GSMFR_16s_I(r.data(), block, u);
+    });
+}
+
+void synthesisFrame(benchmark::State &run) {
+    const auto r = frameReflections();
+    int16_t output[frameLength], v[8] = {}, m = 0;
+    measure(run, frame, speech8k(),
+            [&](const int16_t *in) { return ryxsSynthesisFrame_GSMFR_16s(r.data(), in, output, v, &m); });
+}
+
+// A sub-segment of speech behind 120 samples of it.
+void ltpSearch(benchmark::State &run) {
+    Workload work = samples(4 * subblock);
+    work.seconds = frameSeconds / 4;
+    work.units = subblock;
+    work.products = 81 * subblock;
+    int16_t lag, gain;
+    measure(run, work, speech8k(),
+            [&](const int16_t *in) { return ryxsLTPSearch_GSMFR_16s(in + 120, in + 120, &lag, &gain); });
+}
+
+void gridAndQuantiser(benchmark::State &run) {
+    int16_t pulses[13], grid, maximum, scale;
+    measure(run, samples(subblock), speech8k(), [&](const int16_t *in) {
+        return ryxsRPEGridSelect_GSMFR_16s(in, pulses, &grid) |
+               ryxsRPEQuant_GSMFR_16s(pulses, pulses, &maximum, &scale);
+    });
+}
+
+void vad(benchmark::State &run) {
+    const int16_t lags[4] = {40, 80, 120, 60};
+    alignas(16) char state[512];
+    auto *const detector = reinterpret_cast<VADState_GSMFR *>(state);
+    ryxsVADInit_GSMFR_16s(detector);
+    int16_t speech;
+    measure(run, {.inputLength = 9, .seconds = frameSeconds}, autocorrelations(),
+            [&](const int32_t *in) { return ryxsVAD_GSMFR_16s(in, 4, lags, 0, &speech, detector); });
+}
+
+void toneDetect(benchmark::State &run) {
+    int16_t tone;
+    measure(run, frame, speech8k(), [&](const int16_t *in) { return ryxsToneDetect_GSMFR_16s(in, &tone); });
+}
+
 const Registration registration([] {
     addCase("GSMFR/high_pass", highPass);
     addCase("GSMFR/preemphasize", preemphasize);
@@ -135,6 +201,13 @@ const Registration registration([] {
     addCase("GSMFR/synthesis/segments", synthesis, true);
     addCase("GSMFR/weighting_filter", weightingFilter);
     addCase("GSMFR/rpe_decode", rpeDecode);
+    addCase("GSMFR/autocorrelation", autocorrelation);
+    addCase("GSMFR/analysis/frame", analysisFrame);
+    addCase("GSMFR/synthesis/frame", synthesisFrame);
+    addCase("GSMFR/ltp_search", ltpSearch);
+    addCase("GSMFR/grid_and_quantiser", gridAndQuantiser);
+    addCase("GSMFR/vad", vad);
+    addCase("GSMFR/tone_detect", toneDetect);
 });
 
 } // namespace
