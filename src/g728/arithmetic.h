@@ -23,8 +23,8 @@ constexpr int32_t shiftRight(int32_t x, int count) {
 // x * 2^count, rounded down; a result beyond 32 bits is limited.
 constexpr int32_t shiftLimited(int64_t x, int count) {
     if (count <= 0) return sat32(x >> std::min(-count, 63));
-    if (x == 0) return 0;
-    return count > 31 ? (x < 0 ? min32 : max32) : sat32(sat32(x) * (int64_t{1} << count));
+    // 32 places limit whatever is not 0.
+    return sat32(int64_t{sat32(x)} * (int64_t{1} << std::min(count, 32)));
 }
 
 // The count of left shifts (negative: right shifts) that brings x into `bits` bits without a redundant one; bits - 1 for 0.

@@ -59,22 +59,30 @@ public:
 
     // Sums, modulo 2^32, over ages `from` to from + len - 1 of the sample times the one `lag` older.
     template <int from, int len> void correlate(Vector *sums) const {
-        for (int g = 0; g < groups; g++)
-            sums[g] = _mm_setzero_si128();
-#pragma GCC unroll 1
-        for (int i = from; i < from + len - 1; i += 2)
-            accumulate(i, _mm_set1_epi32(pairs_[i]), sums);
-        if (len % 2 != 0) accumulate(from + len - 1, _mm_set1_epi32(pairs_[from + len - 1] & 0xffff), sums);
+        constexpr int half = (groups + 1) / 2; // as many as stay in registers
+        correlate<from, len, 0, half>(sums);
+        correlate<from, len, half, groups - half>(sums + half);
     }
 
 private:
     static constexpr int front = 8;
     static constexpr int length = (layout.length() + 15) / 8 * 8 + 8;
 
-    void accumulate(int i, Vector pair, Vector *sums) const {
-#pragma GCC unroll 16
-        for (int g = 0; g < groups; g++)
-            sums[g] = _mm_add_epi32(sums[g], _mm_madd_epi16(pair, simd::load(pairs_ + i + 4 * g)));
+    template <int from, int len, int firstGroup, int count> void correlate(Vector *sums) const {
+        Vector partial[count];
+        for (Vector &sum : partial)
+            sum = _mm_setzero_si128();
+        const auto accumulate = [&](int i, int32_t words) {
+            const Vector pair = _mm_set1_epi32(words);
+#pragma GCC unroll 8
+            for (int g = 0; g < count; g++)
+                partial[g] =
+                    _mm_add_epi32(partial[g], _mm_madd_epi16(simd::load(pairs_ + i + 4 * (firstGroup + g)), pair));
+        };
+        for (int i = from; i < from + len - 1; i += 2)
+            accumulate(i, pairs_[i]);
+        if (len % 2 != 0) accumulate(from + len - 1, pairs_[from + len - 1] & 0xffff);
+        std::copy_n(partial, count, sums);
     }
 
     alignas(16) int16_t samples_[front + length];
@@ -145,6 +153,17 @@ template <int len> int normalisationOf(const int16_t *src) {
     return normalisation(static_cast<int16_t>(_mm_cvtsi128_si32(bits)), 15);
 }
 
+// The smallest of at least eight words.
+template <int len> int smallestOf(const int16_t *x) {
+    Vector smallest = simd::load(x + len - 8);
+    for (int i = 0; i < len - 8; i += 8)
+        smallest = _mm_min_epi16(smallest, simd::load(x + i));
+    smallest = _mm_min_epi16(smallest, _mm_unpackhi_epi64(smallest, smallest));
+    smallest = _mm_min_epi16(smallest, _mm_srli_si128(smallest, 4));
+    smallest = _mm_min_epi16(smallest, _mm_srli_si128(smallest, 2));
+    return static_cast<int16_t>(_mm_cvtsi128_si32(smallest));
+}
+
 // A window over plain samples.
 template <const Layout &layout> ryxStatus hybridWindow(const int16_t *src, const int16_t *window, int largestExponent,
                                                        int16_t *dst, HybridWindowState_G728 *block) {
@@ -187,7 +206,7 @@ ryxStatus ryxsHybridWindowSynthesis_G728_16s_u8(const int16_t *src, const int16_
     if (anyNull(src, exponents, dst, block)) return ryxStsNullPtr;
     constexpr int len = synthesisLayout.length(), vectors = len / vectorLength;
     auto state = loadBlock<State>(block);
-    const int common = *std::min_element(exponents, exponents + vectors);
+    const int common = smallestOf<vectors>(exponents);
     Windowed<synthesisLayout> windowed;
     // Each vector as the first five of eight words; the next one covers the others.
     const auto put = [&](int v, Vector samples) {

@@ -2,12 +2,15 @@
 // Pitch analysis in the decoder of ITU-T G.728, Annex G: LPC residual of the decoded speech, its decimation, search for the
 // pitch lag, tap of the long-term post-filter.
 #include "common/checks.h"
+#include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
+#include "g728/vector_filter.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
+using simd::Vector;
 
 namespace {
 
@@ -23,7 +26,7 @@ bool isLag(int lag) {
 }
 
 // Sum of the newest `len` samples times those `lag` before them; x points behind the newest one.
-int64_t correlation(const int16_t *x, int len, int lag) {
+int64_t sumAtLag(const int16_t *x, int len, int lag) {
     int64_t sum = 0;
     for (int i = 1; i <= len; i++)
         sum += x[-i] * x[-i - lag];
@@ -35,17 +38,39 @@ struct Peak {
     int64_t value;
 };
 
-// The first largest correlation.
-Peak peak(const int16_t *x, int len, int from, int to) {
-    Peak best = {from, INT64_MIN};
-    for (int lag = from; lag <= to; lag++)
-        if (const int64_t value = correlation(x, len, lag); value > best.value) best = {lag, value};
-    return best;
-}
+// The correlations of a signal with its past. While the energies tell that sums fit 32 bits they are taken there.
+class Correlations {
+public:
+    Correlations(const int16_t *end, int len, int longestLag)
+        : end_(end), window_(len),
+          fits_(fitsSums(energy(end - len, len), energy(end - len - longestLag, len + longestLag))) {}
+
+    // The first largest one, from <= to <= longestLag.
+    Peak peak(int from, int to) const {
+        if (!fits_) [[unlikely]]
+            return widePeak(from, to);
+        int32_t values[maxLag + 1]; // the longest lag first
+        wrappedCorrelations(end_ - window_, end_ - window_ - to, window_, to - from + 1, values);
+        const IndexedValue best = lastLargest(values, to - from + 1);
+        return {to - best.index, best.value};
+    }
+
+private:
+    Peak widePeak(int from, int to) const {
+        Peak best = {from, INT64_MIN};
+        for (int lag = from; lag <= to; lag++)
+            if (const int64_t value = sumAtLag(end_, window_, lag); value > best.value) best = {lag, value};
+        return best;
+    }
+
+    const int16_t *end_;
+    int window_;
+    bool fits_;
+};
 
 // Energy of the window one lag back.
 int32_t energyBefore(const int16_t *x, int lag) {
-    return sat32(correlation(x - lag, window, 0));
+    return sat32(static_cast<int64_t>(energy(x - lag - window, window)));
 }
 
 // Whether the tap at the old lag comes to more than 0.4 of that at the new one, which then is taken for a multiple.
@@ -72,6 +97,16 @@ int16_t tapOf(int32_t correlation, int32_t energy) {
 
 ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int16_t *src, int16_t *dst) {
     if (anyNull(coefficients, src, dst)) return ryxStsNullPtr;
+    const Ten factors(coefficients);
+    // A sum of magnitudes below 2^16: 32 bits will do for what the past contributes.
+    if (factors.magnitudeSum() < 65536) [[likely]] {
+        const Vector eight = simd::reverseWords(simd::load(src - 8));
+        const Vector two = _mm_shufflelo_epi16(simd::load32(src - 10), _MM_SHUFFLE(3, 2, 0, 1));
+        const VectorSums sums = zeroSums(factors, Ten(eight, two), reversedVector(src));
+        for (int n = 0; n < vectorLength; n++)
+            dst[n] = round(sat32(4 * (int64_t{sums.values[n]} + src[n] * 8192)));
+        return ryxStsOk;
+    }
     for (int n = 0; n < vectorLength; n++) {
         int64_t sum = src[n] * 8192;
         for (int i = 1; i <= order; i++)
@@ -107,11 +142,12 @@ ryxStatus ryxsPitchSearch_G728_16s_u8(const int16_t *residual, const int16_t *de
     if (anyNull(residual, decimated, lag)) return ryxStsNullPtr;
     if (!isLag(previousLag)) return ryxStsOutOfRange;
     const int16_t *const end = residual + historyLength;
-    const int coarse =
-        peak(decimated + decimatedLength, decimatedWindow, minLag / decimation, maxLag / decimation).lag * decimation;
-    Peak found = peak(end, window, std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
+    constexpr int shortest = minLag / decimation, longest = maxLag / decimation;
+    const Correlations low(decimated + decimatedLength, decimatedWindow, longest), full(end, window, maxLag);
+    const int coarse = low.peak(shortest, longest).lag * decimation;
+    Peak found = full.peak(std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
     if (previousLag + reach < found.lag) {
-        const Peak old = peak(end, window, std::max(previousLag - reach, minLag), previousLag + reach);
+        const Peak old = full.peak(std::max(previousLag - reach, minLag), previousLag + reach);
         if (isMultiple(end, found, old)) found = old;
     }
     *lag = static_cast<int16_t>(found.lag);
@@ -124,7 +160,7 @@ ryxStatus ryxsPitchTap_G728_16s_u8(const int16_t *speech, int16_t lag, int16_t *
     if (!isLag(lag)) return ryxStsOutOfRange;
     constexpr int16_t lowestTap = 9830, weight = 9830; // 0.6 and 0.15 in Q14 and Q16
     const int16_t *const end = speech + historyLength;
-    *tap = tapOf(sat32(correlation(end, window, lag)), energyBefore(end, lag));
+    *tap = tapOf(sat32(sumAtLag(end, window, lag)), energyBefore(end, lag));
     const int32_t product = weight * (*tap < lowestTap ? 0 : *tap);
     const Scaled q = divide(one, {static_cast<int16_t>((product >> 16) + 16384), 14});
     *pitchGain = static_cast<int16_t>((q.mantissa * (product >> 14)) >> q.exponent);

@@ -2,6 +2,7 @@
 // Tenth-order pole-zero filter of ITU-T G.728. The zeros are a plain sum modulo 2^32. The poles saturate after every step,
 // in the order of the recommendation.
 #include <algorithm>
+#include <cstddef>
 
 #include "common/checks.h"
 #include "common/simd.h"
@@ -90,28 +91,30 @@ private:
     int32_t poles_[order];
 };
 
-// Five samples at once. False, with nothing changed, where the poles might saturate: while the sum over the zeros is far
-// enough from the limits, they cannot, and the order of their products is free.
-bool filterVector(const int16_t *coefficients, State &s, const int16_t *src, int16_t *dst) {
-    const g728::Ten zeros(coefficients), poles(coefficients + order), inputs(s.inputs), outputs(s.outputs);
+// Five samples at once, in the block itself. False, with nothing changed, where the poles might saturate: while the sum
+// over the zeros is far enough from the limits, they cannot, and the order of their products is free.
+bool filterVector(const int16_t *coefficients, const int16_t *src, int16_t *dst, IIRState_G728 *block) {
+    auto *const octets = reinterpret_cast<unsigned char *>(block);
+    auto *const pastInputs = octets + offsetof(State, inputs), *const pastOutputs = octets + offsetof(State, outputs);
+    const g728::Ten zeros(coefficients), poles(coefficients + order), inputs(pastInputs), outputs(pastOutputs);
     const Vector reversed = g728::reversedVector(src);
     g728::VectorSums run = g728::zeroSums(zeros, inputs, reversed);
+    const g728::VectorSums past = g728::poleSums(poles, outputs);
     const int64_t limit = max32 - int64_t{poles.magnitudeSum()} * 32768;
     bool far = true;
+#pragma GCC unroll 5
     for (int n = 0; n < g728::vectorLength; n++) {
         run.values[n] = wrapAdd32(run.values[n], src[n] * (1 << fractionBits));
         far &= (run.values[n] ^ (run.values[n] >> 31)) <= limit;
     }
     if (!far) [[unlikely]]
         return false;
-    const g728::VectorSums past = g728::poleSums(poles, outputs);
-    int16_t filtered[g728::vectorLength];
-    g728::recurseVector(
-        coefficients + order, filtered, [&](int n) { return int64_t{run.values[n]} - past.values[n]; },
+    const g728::VectorOutputs y = g728::recurseVector(
+        coefficients + order, [&](int n) { return int64_t{run.values[n]} - past.values[n]; },
         [](int, int64_t sum) { return g728::outputOf(sum); });
-    std::copy_n(filtered, g728::vectorLength, dst);
-    g728::advanced(inputs, reversed).save(s.inputs);
-    g728::advanced(outputs, g728::reversedVector(filtered)).save(s.outputs);
+    std::copy_n(y.values, g728::vectorLength, dst);
+    g728::advanced(inputs, reversed).save(pastInputs);
+    g728::advanced(outputs, y.reversed()).save(pastOutputs);
     return true;
 }
 
@@ -133,11 +136,8 @@ ryxStatus ryxsIIR16s_G728_16s_u8(const int16_t *coefficients, const int16_t *src
                                  IIRState_G728 *block) {
     if (anyNull(coefficients, src, dst, block)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
+    if (len == g728::vectorLength && filterVector(coefficients, src, dst, block)) return ryxStsOk;
     auto state = loadBlock<State>(block);
-    if (len == g728::vectorLength && filterVector(coefficients, state, src, dst)) {
-        saveBlock(block, state);
-        return ryxStsOk;
-    }
     const Filter filter(coefficients);
     for (int done = 0; done < len;) {
         const int count = std::min(len - done, samplesPerChunk);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Post-filter of ITU-T G.728, Annex G: long-term and short-term filter without a rounding between them, automatic gain
 // control, coefficients from the predictor of order 10. And the way from block floating point to samples.
+#include <cstddef>
+
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
@@ -33,12 +35,13 @@ int32_t magnitudeSum(const int16_t *x) {
 // Long-term filter: sums in Q16, and the samples in Q2 that the short-term filter remembers.
 struct LongTerm {
     int64_t sums[vectorLength];
-    int16_t samples[vectorLength];
+    VectorOutputs samples;
 
     LongTerm(const int16_t *src, const int16_t *periodBefore, int16_t gain, int16_t pitchGain) {
+#pragma GCC unroll 5
         for (int n = 0; n < vectorLength; n++) {
             sums[n] = int64_t{gain} * src[n] + pitchGain * periodBefore[n];
-            samples[n] = round(shiftLimited(sums[n], 2));
+            samples.values[n] = round(shiftLimited(sums[n], 2));
         }
     }
 };
@@ -49,12 +52,12 @@ struct PastSums {
 };
 
 PastSums pastSums(const int16_t *zeros, const int16_t *poles, const Ten &pastZeros, const Ten &pastPoles,
-                  const int16_t *current) {
+                  const VectorOutputs &current) {
     PastSums sums;
     const Ten zeroFactors(zeros), poleFactors(poles);
     // Sums of magnitudes below 2^16: 32 bits will do.
     if (std::max(zeroFactors.magnitudeSum(), poleFactors.magnitudeSum()) < 65536) [[likely]] {
-        const VectorSums z = zeroSums(zeroFactors, pastZeros, reversedVector(current));
+        const VectorSums z = zeroSums(zeroFactors, pastZeros, current.reversed());
         const VectorSums p = poleSums(poleFactors, pastPoles);
         for (int n = 0; n < vectorLength; n++)
             sums.values[n] = int64_t{z.values[n]} - p.values[n];
@@ -66,7 +69,7 @@ PastSums pastSums(const int16_t *zeros, const int16_t *poles, const Ten &pastZer
     for (int n = 0; n < vectorLength; n++) {
         sums.values[n] = 0;
         for (int i = 1; i <= order; i++) {
-            sums.values[n] += zeros[i - 1] * (i <= n ? current[n - i] : x[i - n - 1]);
+            sums.values[n] += zeros[i - 1] * (i <= n ? current.values[n - i] : x[i - n - 1]);
             if (i > n) sums.values[n] -= poles[i - 1] * y[i - n - 1];
         }
     }
@@ -100,23 +103,20 @@ ryxStatus ryxsPostFilter_G728_16s_u8(const int16_t *src, const int16_t *speech, 
                                      int16_t *dst, PostFilterState_G728 *block) {
     if (anyNull(src, speech, zeros, poles, dst, block)) return ryxStsNullPtr;
     if (lag < minLag || lag > maxLag) return ryxStsOutOfRange;
-    const auto state = loadBlock<State>(block);
+    auto *const octets = reinterpret_cast<unsigned char *>(block);
+    auto *const zeroMemory = octets + offsetof(State, zeros), *const poleMemory = octets + offsetof(State, poles);
     const LongTerm longTerm(src, speech - lag, gain, pitchGain);
-    const Ten pastZeros(state.zeros), pastPoles(state.poles);
-    const Vector reversed = reversedVector(longTerm.samples);
+    const Ten pastZeros(zeroMemory), pastPoles(poleMemory);
     const PastSums past = pastSums(zeros, poles, pastZeros, pastPoles, longTerm.samples);
-    int16_t shortTerm[vectorLength];
-    int16_t before = state.poles[0];
-    recurseVector(
-        poles, shortTerm, [&](int n) { return longTerm.sums[n] + past.values[n]; },
+    auto before = static_cast<int16_t>(_mm_cvtsi128_si32(pastPoles.front));
+    const VectorOutputs shortTerm = recurseVector(
+        poles, [&](int n) { return longTerm.sums[n] + past.values[n]; },
         [&](int n, int64_t sum) {
             dst[n] = outputOf(sum + tilt * before);
             return before = outputOf(sum);
         });
-    State next;
-    advanced(pastZeros, reversed).save(next.zeros);
-    advanced(pastPoles, reversedVector(shortTerm)).save(next.poles);
-    saveBlock(block, next);
+    advanced(pastZeros, longTerm.samples.reversed()).save(zeroMemory);
+    advanced(pastPoles, shortTerm.reversed()).save(poleMemory);
     return ryxStsOk;
 }
 

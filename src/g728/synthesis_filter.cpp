@@ -147,8 +147,9 @@ int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, 
     int64_t parts[vectorLength];
     if (!sums.get(parts)) pastParts(a, loadBlock<SynthesisState>(block), exponent, parts);
 
-    recurseVector(
-        a, z, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return outputOf(sum); });
+    const VectorOutputs outputs = recurseVector(
+        a, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return outputOf(sum); });
+    std::copy_n(outputs.values, vectorLength, z);
     return exponent;
 }
 
@@ -156,13 +157,16 @@ int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, 
 int zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent, int16_t *response) {
     for (;; exponent--) {
         bool fits = true;
-        recurseVector(
-            a, response, [&](int n) { return int64_t{excitation[n]} * 16384; },
+        const VectorOutputs outputs = recurseVector(
+            a, [&](int n) { return int64_t{excitation[n]} * 16384; },
             [&](int, int64_t sum) {
                 fits &= static_cast<uint64_t>(sum + (1 << 28)) < 1 << 29;
                 return static_cast<int16_t>(sum >> fractionBits);
             });
-        if (fits) return exponent;
+        if (fits) {
+            std::copy_n(outputs.values, vectorLength, response);
+            return exponent;
+        }
         for (int i = 0; i < vectorLength; i++)
             excitation[i] = static_cast<int16_t>(excitation[i] >> 1);
     }
@@ -261,13 +265,11 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
         for (int i = 1; i <= n; i++)
             zeros[n] += coefficients[i - 1] * response[n - i];
     }
-    int16_t weighted[vectorLength];
-    recurseVector(
-        coefficients + order, weighted, [&](int n) { return zeros[n]; },
-        [](int, int64_t sum) { return outputOf(sum); });
+    const VectorOutputs weighted = recurseVector(
+        coefficients + order, [&](int n) { return zeros[n]; }, [](int, int64_t sum) { return outputOf(sum); });
     for (int n = 0; n < vectorLength; n++) {
         int16_t &output = memory.outputs[vectorLength - 1 - n];
-        output = sat16(sat32(int64_t{output} + shiftLimited(weighted[n], 2 - exponent)));
+        output = sat16(sat32(int64_t{output} + shiftLimited(weighted.values[n], 2 - exponent)));
     }
     saveBlock(weighting, memory);
     return ryxStsOk;

@@ -14,12 +14,14 @@ namespace ryxsc::g728 {
 struct Ten {
     simd::Vector front, back; // words 0 to 7; 8 and 9 with zeros behind
 
-    explicit Ten(const int16_t *x) : front(simd::load(x)), back(simd::load32(x + 8)) {}
+    explicit Ten(const void *from)
+        : front(simd::load(from)), back(simd::load32(static_cast<const unsigned char *>(from) + 16)) {}
     Ten(simd::Vector first, simd::Vector second) : front(first), back(second) {}
 
-    void save(int16_t *x) const {
-        simd::store(x, front);
-        simd::store32(x + 8, back);
+    void save(void *to) const {
+        auto *const octets = static_cast<unsigned char *>(to);
+        simd::store(octets, front);
+        simd::store32(octets + 16, back);
     }
     int32_t magnitudeSum() const {
         const simd::Vector ones = simd::words(1);
@@ -33,11 +35,19 @@ struct Ten {
     }
 };
 
-// Five words from memory, in reverse order, zeros behind them.
+// Five words in reverse order, zeros behind them: from memory, or from registers, which spares the wait for memory that was
+// written word by word.
 inline simd::Vector reversedVector(const int16_t *x) {
     const simd::Vector five = _mm_unpacklo_epi64(simd::load64(x), simd::loadWord(x + 4));
     return _mm_shuffle_epi8(five, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
 }
+struct VectorOutputs {
+    int16_t values[vectorLength];
+
+    simd::Vector reversed() const {
+        return _mm_setr_epi16(values[4], values[3], values[2], values[1], values[0], 0, 0, 0);
+    }
+};
 
 // Sums of products for the five samples, modulo 2^32.
 struct VectorSums {
@@ -91,8 +101,9 @@ inline int16_t outputOf(int64_t x) {
 }
 
 // The recursion within a vector: output(n, sum) for sum = start(n) - sum over i = 1..n of c[i] y[n - i].
-template <class Start, class Output> void recurseVector(const int16_t *c, int16_t *y, Start start, Output output) {
-    int64_t factors[vectorLength - 1], outputs[vectorLength];
+template <class Start, class Output> VectorOutputs recurseVector(const int16_t *c, Start start, Output output) {
+    int64_t factors[vectorLength - 1];
+    VectorOutputs y;
 #pragma GCC unroll 4
     for (int i = 0; i < vectorLength - 1; i++)
         factors[i] = c[i];
@@ -101,9 +112,10 @@ template <class Start, class Output> void recurseVector(const int16_t *c, int16_
         int64_t sum = start(n);
 #pragma GCC unroll 4
         for (int i = n; i >= 1; i--) // the newest output last
-            sum -= factors[i - 1] * outputs[n - i];
-        outputs[n] = y[n] = output(n, sum);
+            sum -= factors[i - 1] * y.values[n - i];
+        y.values[n] = output(n, sum);
     }
+    return y;
 }
 
 } // namespace ryxsc::g728
