@@ -27,6 +27,11 @@ constexpr int32_t shiftLimited(int64_t x, int count) {
     return sat32(int64_t{sat32(x)} * (int64_t{1} << std::min(count, 32)));
 }
 
+// x >> 16, rounded, limited at the top.
+constexpr int16_t roundUpper(int32_t x) {
+    return static_cast<int16_t>(std::min(((x >> 15) + 1) >> 1, int32_t{max16}));
+}
+
 // The count of left shifts (negative: right shifts) that brings x into `bits` bits without a redundant one; bits - 1 for 0.
 constexpr int normalisation(int32_t x, int bits) {
     const auto magnitude = static_cast<uint32_t>(x < 0 ? ~x : x);
@@ -43,7 +48,7 @@ inline constexpr Scaled one = {16384, 14};
 // x * 2^-exponent with all 16 bits in use.
 constexpr Scaled normalised(int32_t x, int exponent) {
     const int shift = normalisation(x, 32);
-    return {round(static_cast<int32_t>(static_cast<uint32_t>(x) << shift)), exponent + shift - 16};
+    return {roundUpper(static_cast<int32_t>(static_cast<uint32_t>(x) << shift)), exponent + shift - 16};
 }
 
 // The quotient to nearest, ties towards zero; den is positive.

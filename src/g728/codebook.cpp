@@ -191,12 +191,12 @@ ryxStatus ryxsCodebookDecode_G728_16s_u8(int16_t shape, int16_t gainIndex, int16
     if (shape < 0 || shape > 127 || gainIndex < 0 || gainIndex > 7) return ryxStsBadIndex;
     const GainMagnitude &g = gainMagnitudes[gainIndex & 3];
     const int32_t product = gain * (gainIndex > 3 ? -g.gain : g.gain);
-    const int16_t scale = round(shiftLimited(product, g.shift));
+    const int16_t scale = roundUpper(shiftLimited(product, g.shift));
     for (int n = 0; n < vectorLength; n++)
         excitation[n] = shapeSample(shape, n);
     const int shift = normaliseVector(excitation, 16);
     for (int n = 0; n < vectorLength; n++)
-        excitation[n] = round(scale * excitation[n]);
+        excitation[n] = roundUpper(scale * excitation[n]);
     *exponent = asExponent(gainExponent + 13 + g.shift - 16 + 11 + shift - 16);
     return ryxStsOk;
 }

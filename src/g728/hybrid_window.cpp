@@ -130,7 +130,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
         const Vector x = shiftLeftLimited(sums[g], count(n1));
         simd::store64(correlations + 4 * g, roundedUpperHalves(x, x));
     }
-    correlations[0] = round(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
+    correlations[0] = roundUpper(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
     std::copy_n(correlations, layout.lags + 1, dst);
     state.words[State::exponent] = asExponent(std::min(nr, largestExponent));
     static_assert(layout.lags % 4 == 2);

@@ -37,9 +37,9 @@ int32_t quotient(int32_t n, int32_t d) {
 bool start(const int16_t *r, Recursion &s) {
     if (r[0] <= 0) return false;
     s.scale = 0;
-    const int16_t k = round(quotient(std::abs(r[1]), r[0]) << 15);
+    const int16_t k = roundUpper(quotient(std::abs(r[1]), r[0]) << 15);
     s.a[0] = s.reflection = r[1] > 0 ? negate(k) : k;
-    s.energy = round(sat32(r[0] * int64_t{65536} + 2 * int64_t{s.reflection} * r[1]));
+    s.energy = roundUpper(sat32(r[0] * int64_t{65536} + 2 * int64_t{s.reflection} * r[1]));
     return true;
 }
 
@@ -58,8 +58,8 @@ bool update(int16_t *a, int i, int32_t k, int &scale) {
                 a[n] = static_cast<int16_t>(a[n] >> 1);
             continue;
         }
-        a[f++] = round(static_cast<int32_t>(x));
-        a[g--] = round(static_cast<int32_t>(y));
+        a[f++] = roundUpper(static_cast<int32_t>(x));
+        a[g--] = roundUpper(static_cast<int32_t>(y));
     }
     return true;
 }
@@ -70,16 +70,17 @@ bool step(const int16_t *r, int i, Recursion &s) {
     for (int n = 1; n <= i; n++)
         sum += r[n] * s.a[i - n];
     const int64_t total = r[i + 1] * int64_t{65536} + sum * (2 << s.scale);
-    const int32_t x = round(sat32(total)); // 32767 or -32768 where the sum leaves 32 bits, so the recursion ends here
+    const int32_t x =
+        roundUpper(sat32(total)); // 32767 or -32768 where the sum leaves 32 bits, so the recursion ends here
     const int32_t magnitude = std::abs(x);
     if (magnitude >= s.energy) return false;
     const int32_t u = quotient(magnitude, s.energy) << 15;
-    const int32_t k = x > 0 ? -2 * round(u) : 2 * round(u);
+    const int32_t k = x > 0 ? -2 * roundUpper(u) : 2 * roundUpper(u);
     const int64_t energy = s.energy * int64_t{65536} + int64_t{k} * x;
     if (energy <= 0) return false;
-    s.energy = round(sat32(energy));
+    s.energy = roundUpper(sat32(energy));
     if (!update(s.a, i, k, s.scale)) return false;
-    const int16_t last = round(u >> s.scale);
+    const int16_t last = roundUpper(u >> s.scale);
     s.a[i] = x > 0 ? negate(last) : last;
     return true;
 }

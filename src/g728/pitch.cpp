@@ -104,14 +104,14 @@ ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int1
         const Vector two = _mm_shufflelo_epi16(simd::load32(src - 10), _MM_SHUFFLE(3, 2, 0, 1));
         const VectorSums sums = zeroSums(factors, Ten(eight, two), reversedVector(src));
         for (int n = 0; n < vectorLength; n++)
-            dst[n] = round(sat32(4 * (int64_t{sums.values[n]} + src[n] * 8192)));
+            dst[n] = roundUpper(sat32(4 * (int64_t{sums.values[n]} + src[n] * 8192)));
         return ryxStsOk;
     }
     for (int n = 0; n < vectorLength; n++) {
         int64_t sum = src[n] * 8192;
         for (int i = 1; i <= order; i++)
             sum += coefficients[i - 1] * src[n - i];
-        dst[n] = round(sat32(4 * sum));
+        dst[n] = roundUpper(sat32(4 * sum));
     }
     return ryxStsOk;
 }
@@ -129,7 +129,7 @@ ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int
         sum >>= 6;
         for (int j = 1; j <= taps; j++)
             sum -= decimationPoles[j - 1] * now[n - j];
-        now[n] = round(sat32(8 * sum));
+        now[n] = roundUpper(sat32(8 * sum));
     }
     for (int n = decimation - 1; n < len; n += decimation)
         *dst++ = now[n];

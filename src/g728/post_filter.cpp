@@ -41,7 +41,7 @@ struct LongTerm {
 #pragma GCC unroll 5
         for (int n = 0; n < vectorLength; n++) {
             sums[n] = int64_t{gain} * src[n] + pitchGain * periodBefore[n];
-            samples.values[n] = round(shiftLimited(sums[n], 2));
+            samples.values[n] = roundUpper(sat32(4 * sums[n]));
         }
     }
 };
@@ -82,7 +82,7 @@ ryxStatus ryxsConvertBlock_G728_16s_u8(const int16_t *src, int16_t exponent, int
     if (anyNull(src, dst)) return ryxStsNullPtr;
     if (fraction < 0 || fraction > 15) return ryxStsOutOfRange;
     for (int n = 0; n < vectorLength; n++)
-        dst[n] = round(shiftLimited(src[n], 16 + fraction - exponent));
+        dst[n] = roundUpper(shiftLimited(src[n], 16 + fraction - exponent));
     return ryxStsOk;
 }
 
@@ -128,8 +128,8 @@ ryxStatus ryxsGainControl_G728_16s_u8(const int16_t *speech, const int16_t *src,
     const int32_t step = shift > 30 ? 0 : shiftLimited(20972 * ratio.mantissa, -shift);
     int16_t s = *scale;
     for (int n = 0; n < vectorLength; n++) {
-        s = round(shiftLimited(int64_t{step} + 16220 * s, 2));
-        dst[n] = sat16(2 * round(shiftLimited(s * src[n], 2)));
+        s = roundUpper(sat32(4 * (int64_t{step} + 16220 * s)));
+        dst[n] = sat16(2 * roundUpper(sat32(int64_t{4} * s * src[n])));
     }
     *scale = s;
     return ryxStsOk;
@@ -140,12 +140,12 @@ ryxStatus ryxsPostFilterCoefficients_G728_16s_u8(const int16_t *lpc, int16_t fra
     if (anyNull(lpc, inverse, zeros, poles, tilt)) return ryxStsNullPtr;
     if (fraction < 13 || fraction > 15) return ryxStsOutOfRange;
     for (int i = 0; i < order; i++)
-        inverse[i] = round(lpc[i] * (1 << (29 - fraction)));
+        inverse[i] = roundUpper(lpc[i] * (1 << (29 - fraction)));
     int16_t expanded[order];
     if (ryxsBandwidthExpand_G728_16s_u8(lpc, fraction, ryxG728PostFilterPoleExpansion, expanded) != ryxStsOk)
         return ryxStsOverflow;
     std::copy_n(expanded, order, poles);
     ryxsBandwidthExpand_G728_16s_u8(lpc, fraction, ryxG728PostFilterZeroExpansion, zeros);
-    *tilt = round(4915 * reflection); // 0.15 in Q15
+    *tilt = roundUpper(4915 * reflection); // 0.15 in Q15
     return ryxStsOk;
 }

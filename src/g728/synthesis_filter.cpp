@@ -3,6 +3,7 @@
 // of the weighting filter that goes with them. The filter's past is in block floating point, vector by vector.
 #include "g728/synthesis_filter.h"
 
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -78,18 +79,19 @@ template <int j> Vector coefficientsFrom(const int16_t *a) {
 class PastParts {
 public:
     // Past vector v, 1 being the newest, with its exponent in word 5 and anything in words 6 and 7.
-    template <int v> void add(const int16_t *a, Vector past, int shift) {
-        used_ = _mm_or_si128(used_, simd::onesMagnitude(past));
+    template <int v> void add(const int16_t *a, Vector row, int shift) {
+        const Vector zero = _mm_setzero_si128(), past = _mm_sub_epi16(zero, row);
+        used_ = _mm_or_si128(used_, simd::onesMagnitude(row));
         const Vector a0 = coefficientsFrom<5 * v - 1>(a), a1 = coefficientsFrom<5 * v - 2>(a);
         const Vector a2 = coefficientsFrom<5 * v - 3>(a), a3 = coefficientsFrom<5 * v - 4>(a);
-        const Vector a4 = coefficientsFrom<5 * v - 5>(a), zero = _mm_setzero_si128();
+        const Vector a4 = coefficientsFrom<5 * v - 5>(a);
         const Vector d01 = _mm_shuffle_epi32(past, _MM_SHUFFLE(0, 0, 0, 0));
         const Vector d23 = _mm_shuffle_epi32(past, _MM_SHUFFLE(1, 1, 1, 1));
         const Vector d4 = _mm_shuffle_epi32(past, _MM_SHUFFLE(2, 2, 2, 2));
         const auto part = [=](Vector c01, Vector c23, Vector c4) {
             const Vector sum = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(c01, d01), _mm_madd_epi16(c23, d23)),
                                              _mm_madd_epi16(c4, d4));
-            return _mm_sra_epi32(_mm_sub_epi32(zero, sum), _mm_cvtsi32_si128(shift));
+            return _mm_sra_epi32(sum, _mm_cvtsi32_si128(shift));
         };
         front_.add(part(_mm_unpacklo_epi16(a0, a1), _mm_unpacklo_epi16(a2, a3), _mm_unpacklo_epi16(a4, zero)));
         back_.add(part(_mm_unpackhi_epi16(a0, a1), _mm_unpackhi_epi16(a2, a3), _mm_unpackhi_epi16(a4, zero)));
@@ -185,6 +187,18 @@ int addResponse(int16_t *vector, int exponent, const int16_t *response, int resp
     return common;
 }
 
+// A row of the synthesis filter's memory in Q2, newest sample first, zeros behind.
+Vector reversedQ2(Vector row) {
+    const int shift = static_cast<int16_t>(_mm_extract_epi16(row, vectorLength)) - 2;
+    if (shift >= 0) {
+        row = _mm_sra_epi16(row, _mm_cvtsi32_si128(shift));
+    } else {
+        const Vector left = _mm_cvtsi32_si128(std::min(-shift, 16)); // 16 places limit whatever is not 0
+        row = _mm_packs_epi32(_mm_sll_epi32(simd::frontDwords(row), left), _mm_sll_epi32(simd::backDwords(row), left));
+    }
+    return _mm_shuffle_epi8(row, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+}
+
 // Memory of the pole-zero filter, as ryxsIIR16s_G728_16s() documents it.
 struct WeightingState {
     int16_t inputs[order], reserved1[6]; // newest first
@@ -241,15 +255,14 @@ ryxStatus ryxsSynthesisFilter_G728_16s_u8(const int16_t *coefficients, int16_t *
 ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const SynthesisFilterState_G728 *block,
                                             int16_t *dst, IIRState_G728 *weighting) {
     if (anyNull(coefficients, block, dst, weighting)) return ryxStsNullPtr;
-    const auto state = loadBlock<SynthesisState>(block);
-    auto memory = loadBlock<WeightingState>(weighting);
-    int16_t response[vectorLength];
-    for (int n = 0; n < vectorLength; n++) {
-        response[n] = toQ2(state.speech[0][n], exponentOf(state.speech[0]));
-        for (int v = 1; v <= 2; v++)
-            memory.inputs[5 * v - 1 - n] = toQ2(state.speech[v][n], exponentOf(state.speech[v]));
-    }
-    saveBlock(weighting, memory);
+    const auto *const rows = reinterpret_cast<const unsigned char *>(block);
+    const auto row = [=](int v) { return reversedQ2(simd::load(rows + v * sizeof(Newest))); };
+    const Vector newest = row(0), before = row(1), oldest = row(2);
+    const Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
+    alignas(16) int16_t reversed[8], response[vectorLength];
+    simd::store(reversed, newest);
+    std::reverse_copy(reversed, reversed + vectorLength, response);
+    inputs.save(reinterpret_cast<unsigned char *>(weighting) + offsetof(WeightingState, inputs));
     return ryxsIIR16s_G728_16s_u8(coefficients, response, dst, vectorLength, weighting);
 }
 
