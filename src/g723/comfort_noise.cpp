@@ -99,7 +99,8 @@ ryxStatus ryxsComfortNoiseExcitation_G723_16s_u8(int16_t gain, int16_t *seed, in
         // Lags are longer than half a frame, so the second subframe needs nothing of the first.
         for (int k = 2 * b; k < 2 * b + 2; k++) {
             int16_t *subframe = excitation + k * subframeLength;
-            predict(DelayedExcitation(subframe, lags[b] - 1 + offsets[k]), pitchGains170[gainIndices[k]], subframe);
+            predict(DelayedExcitation(subframe, lags[b] - 1 + offsets[k]), pitchGains170.gains[gainIndices[k]],
+                    subframe);
         }
         const int16_t amplitude = pulseAmplitude(x, pulses.position[b], pulses.sign[b], gain);
         for (int k = 0; k < pulsesOfHalf; k++) {

@@ -260,7 +260,8 @@ private:
             code.negative[k] = cross[position] < 0;
             if (k == pulses - 1) break;
             taken[position] = true;
-            const auto amplitude = static_cast<int16_t>(code.negative[k] ? -fixedGains[code.level] : fixedGains[code.level]);
+            const auto amplitude =
+                static_cast<int16_t>(code.negative[k] ? -fixedGains[code.level] : fixedGains[code.level]);
             int32_t largest = -1;
             for (int g = 0; g < gridPositions; g++) {
                 if (taken[g]) continue;
@@ -334,7 +335,8 @@ ryxStatus searchMultipulse(const int16_t *target, const int16_t *impulse, int la
     if (anyNull(target, impulse, vector, positions, signs, gainIndex, grid, train)) return ryxStsNullPtr;
     if (lag < shortestLag || lag > longestLag || subframe < 0 || subframe >= subframes) return ryxStsOutOfRange;
     const int count = pulseCounts[subframe];
-    const MultipulseCode code = count == 6 ? searchPulses<6>(target, impulse, lag) : searchPulses<5>(target, impulse, lag);
+    const MultipulseCode code =
+        count == 6 ? searchPulses<6>(target, impulse, lag) : searchPulses<5>(target, impulse, lag);
     int16_t pulses[subframeLength] = {};
     for (int k = 0; k < count; k++)
         pulses[code.grid + 2 * code.position[k]] =

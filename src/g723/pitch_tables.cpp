@@ -4,9 +4,11 @@
 
 namespace ryxsc::g723 {
 
+namespace {
+
 // clang-format off
 
-const int16_t pitchGains85[85][20] = {
+constexpr int16_t vectors85[85][pitchTerms] = {
     {     0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0},
     {   800,   1496,    167,   -256,   -338,    -39,   -136,     -1,     -4,     -6,    -73,     -8,    -15,     12,     23,      2,     16,     30,      3,     -5},
     {  -462,   -686,    493,   2575,    311,    -13,    -28,    -14,   -404,     -5,    -19,     13,     20,     72,    107,    -77,      8,     13,     -9,    -48},
@@ -93,7 +95,7 @@ const int16_t pitchGains85[85][20] = {
     {  3434,   2967,   5867,   8196,   8766,   -720,   -537,  -2101,  -4100,  -4690,   -622,  -1230,  -1062,  -1718,  -1484,  -2935,  -1837,  -1588,  -3139,  -4385},
     {  5881,   9176,   8119,   3934,   3355,  -2111,  -5139,  -4023,   -944,   -687,  -3294,  -2914,  -4547,  -1412,  -2203,  -1949,  -1204,  -1879,  -1662,   -805}};
 
-const int16_t pitchGains170[170][20] = {
+constexpr int16_t vectors170[170][pitchTerms] = {
     {     0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0,      0},
     {   776,    212,    715,    670,    809,    -36,     -2,    -31,    -27,    -39,    -10,    -33,     -9,    -31,     -8,    -29,    -38,    -10,    -35,    -33},
     {  1296,   1316,   -168,   -320,   -815,   -102,   -105,     -1,     -6,    -40,   -104,     13,     13,     25,     25,     -3,     64,     65,     -8,    -15},
@@ -264,6 +266,48 @@ const int16_t pitchGains170[170][20] = {
     { 13807,   9531,   1436,   1612,   1779, -11636,  -5544,   -125,   -158,   -193,  -8032,  -1210,   -835,  -1358,   -938,   -141,  -1499,  -1035,   -156,   -175},
     { 13620,  -5337,   5450,  -2263,   1723, -11322,  -1738,  -1813,   -312,   -181,   4436,  -4531,   1775,   1881,   -737,    752,  -1432,    561,   -573,    238},
     {  5297,   8374,   8872,   7694,   6538,  -1712,  -4280,  -4804,  -3613,  -2609,  -2707,  -2868,  -4534,  -2487,  -3932,  -4166,  -2113,  -3341,  -3540,  -3070}};
+
+// clang-format on
+
+constexpr bool isLarge(const int16_t *vector) {
+    int sum = 0;
+    for (int j = 0; j < pitchTerms; j++)
+        sum += vector[j] < 0 ? -vector[j] : vector[j];
+    return sum >= 1 << 16;
+}
+
+template <class Book, int size> constexpr Book arrange(const int16_t (&vectors)[size][pitchTerms]) {
+    Book made{};
+    made.book = arrangePairs<(size + 3) / 4 * 4, pitchTerms>(
+        [&](size_t i, size_t j) { return i < size && !isLarge(vectors[i]) ? vectors[i][j] : int16_t{0}; });
+    int count = 0;
+    for (int i = 0; i < size; i++) {
+        if (!isLarge(vectors[i])) continue;
+        made.large[count].index = i;
+        for (int j = 0; j < pitchTerms; j++)
+            made.large[count].term[j] = vectors[i][j];
+        count++;
+    }
+    return made;
+}
+
+template <int size> constexpr GainList<size> gainsOf(const int16_t (&vectors)[size][pitchTerms]) {
+    GainList<size> list{};
+    for (int i = 0; i < size; i++)
+        for (int j = 0; j < pitchTaps; j++)
+            list.gains[i].value[j] = vectors[i][j];
+    return list;
+}
+
+} // namespace
+
+constinit const PitchBook85 pitchBook85 = arrange<PitchBook85>(vectors85);
+constinit const PitchBook170 pitchBook170 = arrange<PitchBook170>(vectors170);
+
+constinit const GainList<85> pitchGains85 = gainsOf(vectors85);
+constinit const GainList<170> pitchGains170 = gainsOf(vectors170);
+
+// clang-format off
 
 const int16_t tamingGains85[85] = {
      1024,  1308,  1906,  2291,  2511,  2736,  3298,  3489,  3531,  3844,  4360,  4541,  4684,  4813,  5069,  5528,  5577,

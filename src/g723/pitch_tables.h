@@ -5,12 +5,39 @@
 
 #include <cstdint>
 
+#include "common/vector_quantiser.h"
+
 namespace ryxsc::g723 {
 
-// g0..g4 in Q14, g0 for the oldest sample; then what the search multiplies with energies, -g0^2 .. -g4^2, and with cross
-// terms, -g1 g0, -g2 g0, -g2 g1, ... -g4 g3.
-extern const int16_t pitchGains85[85][20];
-extern const int16_t pitchGains170[170][20];
+inline constexpr int pitchTaps = 5;
+inline constexpr int pitchTerms = 20;
+
+// Gains in Q14, that of the oldest sample first, and three zeros.
+struct alignas(16) PitchGains {
+    int16_t value[8];
+};
+template <int size> struct GainList { PitchGains gains[size]; };
+extern const GainList<85> pitchGains85;
+extern const GainList<170> pitchGains170;
+
+// A vector as the search takes it: the gains, then what is multiplied with energies, -g0^2 .. -g4^2, and with cross terms,
+// -g1 g0, -g2 g0, -g2 g1, ... -g4 g3. A few vectors are so large that a score can saturate; they stand apart, and in the
+// arrangement for the search there are zeros in their places.
+struct LargeVector {
+    int index;
+    int16_t term[pitchTerms];
+};
+inline constexpr int largestVector = 86551; // sum of its magnitudes; those of the others are below 2^16
+struct PitchBook85 {
+    PairCodebook<88, pitchTerms> book;
+    LargeVector large[2];
+};
+struct PitchBook170 {
+    PairCodebook<172, pitchTerms> book;
+    LargeVector large[7];
+};
+extern const PitchBook85 pitchBook85;
+extern const PitchBook170 pitchBook170;
 
 // Worst-case gain of each vector, Q13.
 extern const int16_t tamingGains85[85];
