@@ -101,32 +101,4 @@ template <int length, int shift> void delayConvolution(int16_t *y, const int16_t
     y[0] = first;
 }
 
-// sums[n] = sum over i = 0 .. n of x[i] * h[n - i], modulo 2^32, n = 0 .. length - 1; behind them sums has room up to the
-// next multiple of 16. Two terms at a time, with the response in overlapping pairs (h[m], h[m - 1]).
-template <int length> void wrappedConvolution(const int16_t *x, const int16_t *h, int32_t *sums) {
-    using simd::Vector;
-    constexpr int rounded = (length + 15) / 16 * 16;
-    static_assert(length % 2 == 0);
-    alignas(16) int16_t response[8 + rounded] = {};
-    for (int m = 0; m < length; m++)
-        response[8 + m] = h[m];
-    alignas(16) int32_t pairs[16 + rounded] = {};
-    for (int m = 0; m < rounded; m += 8) {
-        const Vector here = simd::load(response + 8 + m), before = simd::load(response + 7 + m);
-        simd::store(pairs + 16 + m, _mm_unpacklo_epi16(here, before));
-        simd::store(pairs + 20 + m, _mm_unpackhi_epi16(here, before));
-    }
-    for (int n = 0; n < length; n += 16) {
-        Vector sum[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128()};
-        const int32_t *row = pairs + 16 + n;
-        for (int i = 0; i < n + 16 && i < length; i += 2) {
-            const Vector terms = _mm_shuffle_epi32(simd::load32(x + i), 0);
-            for (int q = 0; q < 4; q++)
-                sum[q] = _mm_add_epi32(sum[q], _mm_madd_epi16(terms, simd::load(row + 4 * q - i)));
-        }
-        for (int q = 0; q < 4; q++)
-            simd::store(sums + n + 4 * q, sum[q]);
-    }
-}
-
 } // namespace ryxsc
