@@ -149,18 +149,16 @@ inline Vector addProduct(Vector x, Vector y, int16_t factor) {
     return _mm_packs_epi32(_mm_srai_epi32(front, 15), _mm_srai_epi32(back, 15));
 }
 
-// sat16() in a chain of dependent steps where saturation is rare: a predicted branch leaves nothing to wait for.
-inline int16_t rarelySat16(int32_t x) {
-    const int16_t word = wrap16(x);
-    if (word != x) [[unlikely]]
-        return x < 0 ? min16 : max16;
-    return word;
-}
-
 // Deemph2: halved, y[n] = x[n] / 2 + 0.68 * y[n - 1]. No sum leaves 31 bits.
-inline void deemphasizeHalved(int16_t *x, int len, int16_t previous) {
-    for (int i = 0; i < len; i++)
-        x[i] = previous = rarelySat16((x[i] * 16384 + previous * tiltFactor + 0x4000) >> 15);
+inline void deemphasizeHalved(int16_t *x, int len, int16_t memory) {
+    int previous = memory;
+    for (int i = 0; i < len; i++) {
+        int sum = (x[i] * 16384 + 0x4000 + previous * tiltFactor) >> 15;
+        if (sum != wrap16(sum)) [[unlikely]] // a branch, so that nothing is waited for
+            sum = sat16(sum);
+        previous = sum;
+        x[i] = static_cast<int16_t>(sum);
+    }
 }
 
 // Adaptive-codebook lags: a quarter of a sample up to `quarter`, half a sample up to `half`.

@@ -46,11 +46,15 @@ void disperse(int16_t *code, const int16_t *response) {
     int16_t sum[2 * subframeLength] = {};
     for (int i = 0; i < subframeLength; i++) {
         if (code[i] == 0) continue;
-        for (int j = 0; j < subframeLength; j++)
-            sum[i + j] = add(sum[i + j], mult_r(code[i], response[j]));
+        // No value of the response is -32768, where the rounded product would need saturation.
+        const Vector pulse = simd::words(code[i]);
+        for (int j = 0; j < subframeLength; j += 8) {
+            const Vector product = _mm_mulhrs_epi16(pulse, simd::loadAligned(response + j));
+            simd::store(sum + i + j, _mm_adds_epi16(simd::load(sum + i + j), product));
+        }
     }
-    for (int i = 0; i < subframeLength; i++)
-        code[i] = add(sum[i], sum[i + subframeLength]);
+    for (int i = 0; i < subframeLength; i += 8)
+        simd::store(code + i, _mm_adds_epi16(simd::load(sum + i), simd::load(sum + subframeLength + i)));
 }
 
 // Isqrt: 2^31 / sqrt(x), x > 0, or the largest value.
@@ -62,8 +66,8 @@ int32_t inverseRootOf(int32_t x) {
 
 int32_t energyOfQuarter(const int16_t *x) {
     int16_t quarter[subframeLength];
-    for (int i = 0; i < subframeLength; i++)
-        quarter[i] = static_cast<int16_t>(x[i] >> 2);
+    for (int i = 0; i < subframeLength; i += 8)
+        simd::store(quarter + i, _mm_srai_epi16(simd::load(x + i), 2));
     return macEnergy(quarter, subframeLength).value;
 }
 
@@ -85,8 +89,9 @@ void controlGain(const int16_t *signal, int16_t *reference) {
         const int32_t ratio = L_shr(L_shl(div_s(out, in), 7), exponent);
         gain = round(L_shl(inverseRootOf(ratio), 9));
     }
-    for (int i = 0; i < subframeLength; i++)
-        reference[i] = extract_h(L_shl(L_mult(signal[i], gain), 2));
+    // high(2^3 * signal * gain), saturated
+    for (int i = 0; i < subframeLength; i += 8)
+        simd::store(reference + i, simd::mulShiftSaturated<13>(simd::load(signal + i), simd::words(gain)));
 }
 
 } // namespace
@@ -158,9 +163,14 @@ ryxStatus ryxsPitchEmphasis_AMRWB_16s_I_u8(int16_t *srcDst, const int16_t *vecto
     const int16_t strength = shl(gain, 1);
     if (strength <= 16384) return ryxStsOk;
     int16_t emphasized[subframeLength];
-    for (int i = 0; i < subframeLength; i++) {
-        const int16_t pitch = round(L_mult(mult(vector[i], strength), gain) >> 1);
-        emphasized[i] = add(pitch, srcDst[i]);
+    const simd::Q15Factor strengths(simd::words(strength));
+    for (int i = 0; i < subframeLength; i += 8) {
+        // round(x * gain): the product fits 31 bits with its rounding.
+        const simd::Dwords products = simd::products(strengths * simd::load(vector + i), simd::words(gain));
+        const Vector half = simd::dwords(0x8000);
+        const Vector pitch = _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(products.front, half), 16),
+                                             _mm_srai_epi32(_mm_add_epi32(products.back, half), 16));
+        simd::store(emphasized + i, _mm_adds_epi16(pitch, simd::load(srcDst + i)));
     }
     controlGain(emphasized, srcDst);
     return ryxStsOk;

@@ -31,19 +31,20 @@ void expand(const int16_t *isp, int degree, bool isLong, int32_t *f) {
 
 // The same in Q23 without saturation; the bits of all magnitudes are gathered in `bits`. The steps wait for one another only
 // from coefficient to coefficient.
-template <int degree> void expandExactly(const int16_t *isp, int64_t *f, int64_t &bits) {
-    f[0] = 1 << 23;
-    f[1] = -512 * isp[0];
-#pragma GCC unroll 8
+template <int degree, bool isLong> void expandExactly(const int16_t *isp, int64_t *f, int64_t &bits) {
+    constexpr int factor = isLong ? 128 : 512;
+    f[0] = isLong ? 1 << 21 : 1 << 23;
+    f[1] = -factor * isp[0];
+#pragma GCC unroll 10
     for (int i = 2; i <= degree; i++) {
         const int64_t next = isp[2 * (i - 1)];
         f[i] = f[i - 2];
-#pragma GCC unroll 8
+#pragma GCC unroll 10
         for (int k = i; k >= 2; k--) {
             f[k] += f[k - 2] - ((f[k - 1] & ~int64_t{1}) * next >> 16) * 4;
             bits |= f[k] ^ f[k] >> 63;
         }
-        f[1] -= 512 * next;
+        f[1] -= factor * next;
     }
 }
 
@@ -54,18 +55,28 @@ struct Polynomials {
     int32_t middle;
 
     Polynomials(const int16_t *isp, int order) {
-        if (order != 16 || !isExact(isp)) makeSaturating(isp, order);
+        const bool isExact = order == 16 ? makeExactly<16>(isp) : order == 20 && makeExactly<20>(isp);
+        if (!isExact) makeSaturating(isp, order);
     }
 
 private:
-    // Order 16 with coefficients below 2^28: all that is made of them then stays below 2^31, and nothing saturates.
-    bool isExact(const int16_t *isp) {
-        constexpr int degree = 8;
-        int64_t f[degree + 1], g[degree], bits = 0;
-        expandExactly<degree>(isp, f, bits);
-        expandExactly<degree - 1>(isp + 1, g, bits);
-        if (bits >= 1 << 28) return false;
-        const int64_t last = isp[15];
+    // False when something may saturate. With coefficients below 2^29 on the way no step leaves 31 bits: two of them and twice
+    // a third. With final ones below 2^28 neither does anything that is made of them.
+    template <int order> bool makeExactly(const int16_t *isp) {
+        constexpr int degree = order / 2;
+        constexpr bool isLong = degree > 8;
+        int64_t f[degree + 1], g[degree], bits = 0, finalBits = 0;
+        expandExactly<degree, isLong>(isp, f, bits);
+        expandExactly<degree - 1, isLong>(isp + 1, g, bits);
+        for (int i = 0; i < degree; i++) {
+            f[i] *= isLong ? 4 : 1;
+            g[i] *= isLong ? 4 : 1;
+            finalBits |= (f[i] ^ f[i] >> 63) | (g[i] ^ g[i] >> 63);
+        }
+        f[degree] *= isLong ? 4 : 1;
+        finalBits |= f[degree] ^ f[degree] >> 63;
+        if (bits >= 1 << 29 || finalBits >= 1 << 28) return false;
+        const int64_t last = isp[order - 1];
         const auto part = [last](int64_t x) { return ((x & ~int64_t{1}) * last >> 16) * 2; };
         for (int i = degree - 1; i >= 0; i--) {
             const int64_t d = i >= 2 ? g[i] - g[i - 2] : g[i];

@@ -26,14 +26,11 @@ ryxStatus ryxsSynthesisFilter_AMRWB_16s_u8(const int16_t *lpc, int order, const 
     if (anyNull(lpc, src, dst, memory)) return ryxStsNullPtr;
     if (len < maxOrder || len > maxLength) return ryxStsBadSize;
     if (order != lpOrder && order != maxOrder) return ryxStsOutOfRange;
-    int16_t buffer[maxOrder + maxLength];
-    int16_t *const output = buffer + order;
-    std::copy_n(memory, order, buffer);
+    const auto gain = static_cast<int16_t>(lpc[0] >> 1);
+    const int up = 3 + norm_s(lpc[0]) - 2;
     if (order == lpOrder)
-        synthesisFilterHalved<lpOrder>(lpc, src, output, len);
+        synthesisFilter<lpOrder>(lpc, gain, src, dst, len, memory, Memory::update, up);
     else
-        synthesisFilterHalved<maxOrder>(lpc, src, output, len);
-    std::copy_n(output, len, dst);
-    std::copy_n(output + len - order, order, memory);
+        synthesisFilter<maxOrder>(lpc, gain, src, dst, len, memory, Memory::update, up);
     return ryxStsOk;
 }

@@ -66,18 +66,23 @@ ryxStatus ryxsDeemphasizeHalf_AMRWB_16s_I_u8(int16_t *srcDst, int len, int16_t *
 ryxStatus ryxsDeemphasize_AMRWB_32s16s_u8(const int32_t *src, int16_t *dst, int len, int16_t *memory) {
     if (anyNull(src, dst, memory)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
-    int16_t previous = *memory;
+    int previous = *memory;
     for (int i = 0; i < len; i++) {
         const int32_t input = src[i] & ~15;
         // Four times the input and the product fit 31 bits together where eight times the input fit 32; and then the sum
-        // saturates where the recommendation's steps do.
-        if (input < 1 << 28 && input >= -(1 << 28)) [[likely]]
-            previous = rarelySat16((4 * input + previous * halfTilt + 0x2000) >> 14);
-        else
-            previous = round(L_shl(L_mac(L_shl(input, 3), previous, halfTilt), 1));
-        dst[i] = previous;
+        // saturates where the recommendation's steps do. Both exceptions are branches, so that nothing is waited for.
+        int sum;
+        if (input < 1 << 28 && input >= -(1 << 28)) [[likely]] {
+            sum = (4 * input + 0x2000 + previous * halfTilt) >> 14;
+            if (sum != wrap16(sum)) [[unlikely]]
+                sum = sat16(sum);
+        } else {
+            sum = round(L_shl(L_mac(L_shl(input, 3), static_cast<int16_t>(previous), halfTilt), 1));
+        }
+        previous = sum;
+        dst[i] = static_cast<int16_t>(sum);
     }
-    *memory = previous;
+    *memory = static_cast<int16_t>(previous);
     return ryxStsOk;
 }
 

@@ -50,17 +50,15 @@ private:
 class SynthesisBlocks {
 public:
     explicit SynthesisBlocks(const int16_t *lpc) {
-        for (int j = 1; j <= lpOrder; j++)
+        int16_t padded[lpOrder + 1 + 8] = {};
+        std::copy_n(lpc, lpOrder + 1, padded);
+        for (int j = 1; j < 2 * block; j++)
             a_[j] = lpc[j];
         for (int r = 0; r < distances; r++)
             for (int pair = 0; pair < 2; pair++) {
-                alignas(16) int16_t taps[8];
-                for (int i = 0; i < block; i++)
-                    for (int k = 0; k < 2; k++) {
-                        const int j = block * (r + 2) + i - 2 * pair - k;
-                        taps[2 * i + k] = j <= lpOrder ? lpc[j] : int16_t{0};
-                    }
-                taps_[r][pair] = simd::loadAligned(taps);
+                // From output k of a block, k = 2 * pair and 2 * pair + 1, to output i of the block at distance r + 2.
+                const int16_t *const taps = padded + block * (r + 2) - 2 * pair;
+                taps_[r][pair] = _mm_unpacklo_epi16(simd::load64(taps), simd::load64(taps - 1));
             }
     }
 
@@ -137,7 +135,7 @@ private:
         low_[distances] = sums(distances - 1, low0, low1);
     }
 
-    int64_t a_[lpOrder + 1];
+    int64_t a_[2 * block];
     int64_t last_[block] = {};
     Vector taps_[distances][2];
     Vector high_[distances + 1] = {}, low_[distances + 1] = {}; // for the next block and those behind it
