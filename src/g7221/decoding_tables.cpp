@@ -44,8 +44,9 @@ constexpr size_t firstOfCategory(size_t category) {
     return static_cast<size_t>(firstVector[category]);
 }
 
-constexpr uint32_t binsOf(size_t category, int vector) {
+constexpr PrefixEntry vectorEntry(size_t category, size_t code) {
     const Quantiser &quantiser = quantisers[category];
+    int vector = static_cast<int>(code - firstOfCategory(category));
     uint32_t bins = 0, signs = 0;
     for (int place = 0; place < quantiser.dimension; place++) { // the last coefficient first
         const auto bin = static_cast<uint32_t>(vector % (quantiser.largestBin + 1));
@@ -53,7 +54,7 @@ constexpr uint32_t binsOf(size_t category, int vector) {
         bins = bins << binBits | bin;
         signs += bin != 0 ? 1 : 0;
     }
-    return bins << signCountBits | signs;
+    return PrefixEntry::code(vectorCodeList[code].length + static_cast<int>(signs), bins << signCountBits | signs);
 }
 
 constexpr auto envelopePlaces = placeSets<envelopeRows>(envelopeCodeList, firstOfRow);
@@ -66,8 +67,10 @@ static_assert(envelopePlaces.back() == envelopeEntryCount && vectorPlaces.back()
 constinit const std::array<PrefixEntry, envelopeEntryCount> envelopeEntries = [] {
     std::array<PrefixEntry, envelopeEntryCount> entries{};
     for (size_t row = 0; row < envelopeRows; row++)
-        fillEntries(entries, envelopePlaces[row], envelopeCodeList, firstOfRow(row), firstOfRow(row + 1),
-                    [row](size_t i) { return static_cast<uint32_t>(i - firstOfRow(row)); });
+        fillEntries(
+            entries, envelopePlaces[row], envelopeCodeList, firstOfRow(row), firstOfRow(row + 1), [row](size_t i) {
+                return PrefixEntry::code(envelopeCodeList[i].length, static_cast<uint32_t>(i - firstOfRow(row)));
+            });
     return entries;
 }();
 constinit const std::array<uint16_t, envelopeRows> envelopeFirst = narrowed<envelopeRows>(envelopePlaces);
@@ -76,8 +79,7 @@ constinit const std::array<PrefixEntry, vectorEntryCount> vectorEntries = [] {
     std::array<PrefixEntry, vectorEntryCount> entries{};
     for (size_t category = 0; category < codedCategories; category++)
         fillEntries(entries, vectorPlaces[category], vectorCodeList, firstOfCategory(category),
-                    firstOfCategory(category + 1),
-                    [category](size_t i) { return binsOf(category, static_cast<int>(i - firstOfCategory(category))); });
+                    firstOfCategory(category + 1), [category](size_t i) { return vectorEntry(category, i); });
     return entries;
 }();
 constinit const std::array<uint16_t, codedCategories> vectorFirst = narrowed<codedCategories>(vectorPlaces);

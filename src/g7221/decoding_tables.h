@@ -16,14 +16,13 @@ inline constexpr size_t envelopeEntryCount = 4696;
 extern const std::array<PrefixEntry, envelopeEntryCount> envelopeEntries;
 extern const std::array<uint16_t, envelopeRows> envelopeFirst;
 
-// Codes of the vectors; a category's entries start at vectorFirst[category].
+// Codes of the vectors with the signs behind them; a category's entries start at vectorFirst[category].
 inline constexpr size_t vectorEntryCount = 6746;
 extern const std::array<PrefixEntry, vectorEntryCount> vectorEntries;
 extern const std::array<uint16_t, codedCategories> vectorFirst;
 
 // Value of a vector's code: how many bins are not zero, above it the bins in four bits each, the first one lowest.
 inline constexpr int signCountBits = 3;
-inline constexpr int binBits = 4;
 
 constexpr int signCount(uint32_t value) {
     return static_cast<int>(value & ((1 << signCountBits) - 1));

@@ -123,7 +123,7 @@ ryxStatus ryxsEnvelopeDecode_G7221_8u16s_u8(const uint8_t *src, int bits, int re
     for (int r = 1; r < regions; r++) {
         const auto row = static_cast<size_t>(envelopeRow(r));
         const PrefixEntry code = lookUp(envelopeEntries.data(), envelopeFirst[row], reader.window(at));
-        at += code.length();
+        at += code.taken();
         index += static_cast<int>(code.value()) + smallestDifference;
         loudness.add(index + powerTableOffset);
         powerIndex[r] = static_cast<int16_t>(index);

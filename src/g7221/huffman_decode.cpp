@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Decoding of the vectors of ITU-T G.722.1.
 #include <algorithm>
-#include <array>
 
 #include "common/checks.h"
-#include "common/fixed_point.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "g7221/bit_reader.h"
 #include "g7221/decoding_tables.h"
@@ -15,14 +14,14 @@ using namespace ryxsc::g7221;
 
 namespace {
 
-// What the bins of a region stand for.
+// What the bins of a region stand for: (deviation * centroid) >> 12.
 struct Magnitudes {
-    std::array<int16_t, 1 << binBits> ofBin;
+    alignas(16) int16_t ofBin[1 << binBits];
 
-    Magnitudes(size_t category, int deviation) {
-        for (size_t bin = 0; bin < ofBin.size(); bin++)
-            ofBin[bin] =
-                bin < maxBins ? static_cast<int16_t>((deviation * centroids[category][bin]) >> 12) : int16_t{0};
+    Magnitudes(size_t category, int16_t deviation) {
+        const int16_t *relative = centroids[category].data();
+        for (int bin = 0; bin < 1 << binBits; bin += 8)
+            simd::store(ofBin + bin, simd::mulShift<12>(simd::load(relative + bin), simd::words(deviation)));
     }
 };
 
@@ -34,36 +33,55 @@ public:
     int bitsLeft() const { return bits_ - position_; }
 
     // Decodes the vectors of a region. False when the bits run out.
-    bool readRegion(size_t category, int deviation, int16_t *region) {
+    bool readRegion(size_t category, int16_t deviation, int16_t *region) {
         const Magnitudes magnitudes(category, deviation);
-        const int dimension = quantisers[category].dimension;
-        for (int done = 0; done < regionLength; done += dimension) {
-            const uint64_t window = reader_.window(position_);
-            const PrefixEntry code = lookUp(vectorEntries.data(), vectorFirst[category], window);
-            // A code that goes beyond the end was read up to there; signs are only read when all of them are there.
-            position_ = std::min(position_ + code.length(), bits_ + 1);
-            if (position_ > bits_) {
-                position_ = bits_;
-                return false;
-            }
-            const int signs = signCount(code.value());
-            if (signs > bitsLeft()) return false;
-            position_ += signs;
-            dequantise(code.value() >> signCountBits, window << code.length(), magnitudes, dimension, region + done);
+        const PrefixEntry *entries = vectorEntries.data();
+        switch (quantisers[category].dimension) {
+        case 2:
+            return readVectors<2>(entries, vectorFirst[category], magnitudes, region);
+        case 4:
+            return readVectors<4>(entries, vectorFirst[category], magnitudes, region);
+        default:
+            return readVectors<5>(entries, vectorFirst[category], magnitudes, region);
+        }
+    }
+
+private:
+    template <int dimension>
+    bool readVectors(const PrefixEntry *entries, size_t first, const Magnitudes &magnitudes, int16_t *region) {
+        constexpr int vectors = regionLength / dimension;
+        uint64_t window = 0;
+#pragma GCC unroll 10
+        for (int v = 0; v < vectors; v++) {
+            // A code with its signs has at most 21 bits, so a window is enough for two.
+            if (v % 2 == 0) window = reader_.window(position_);
+            const PrefixEntry code = lookUp(entries, first, window);
+            if (code.taken() > bitsLeft()) [[unlikely]]
+                return runOut(code);
+            position_ += code.taken();
+            dequantise<dimension>(code, window, magnitudes, region + v * dimension);
+            window <<= code.taken();
         }
         return true;
     }
 
-private:
-    // The signs are at the top of the word, 1 for positive. A bin that stands for 0 at this deviation takes none, even if
-    // it has one.
-    static void dequantise(uint32_t bins, uint64_t signs, const Magnitudes &magnitudes, int dimension,
-                           int16_t *vector) {
+    // The code was read as far as the bits went; its signs are only read when all of them are there.
+    bool runOut(PrefixEntry code) {
+        position_ = std::min(position_ + code.taken() - signCount(code.value()), bits_);
+        return false;
+    }
+
+    // The signs follow the code, 1 for positive. A bin that stands for 0 at this deviation takes none, even if it has one.
+    template <int dimension>
+    static void dequantise(PrefixEntry code, uint64_t window, const Magnitudes &magnitudes, int16_t *vector) {
+        auto signs = static_cast<int64_t>(window << (code.taken() - signCount(code.value())));
+        uint32_t bins = code.value() >> signCountBits;
+#pragma GCC unroll 5
         for (int i = 0; i < dimension; i++, bins >>= binBits) {
             const int magnitude = magnitudes.ofBin[bins & ((1 << binBits) - 1)];
-            const int mask = static_cast<int>(static_cast<int64_t>(~signs) >> 63);
+            const int mask = static_cast<int>(~(signs >> 63));
             vector[i] = static_cast<int16_t>(negateWhere(mask, magnitude));
-            signs <<= magnitude != 0 ? 1 : 0;
+            signs = static_cast<int64_t>(static_cast<uint64_t>(signs) << (magnitude != 0 ? 1 : 0));
         }
     }
 

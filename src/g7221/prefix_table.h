@@ -12,26 +12,26 @@ namespace ryxsc::g7221 {
 inline constexpr int prefixBits = 8;
 inline constexpr size_t prefixes = size_t{1} << prefixBits;
 
-// An entry: length of the code in bits 0 to 4 and its value above; or length 0, number of bits that the second table
-// takes in bits 28 to 31, and its place between them.
+// An entry: the bits that a code takes from the stream, with what follows it, in bits 0 to 5, where a shift by them needs no
+// mask, and its value above; or 0, number of bits that the second table takes in bits 28 to 31, and its place between them.
 class PrefixEntry {
 public:
-    static constexpr int valueBits = 27;
-
     constexpr PrefixEntry() = default;
-    static constexpr PrefixEntry code(int length, uint32_t value) {
-        return PrefixEntry(static_cast<uint32_t>(length) | value << 5);
+    static constexpr PrefixEntry code(int taken, uint32_t value) {
+        return PrefixEntry(static_cast<uint32_t>(taken) | value << takenBits);
     }
     static constexpr PrefixEntry link(int bits, size_t place) {
-        return PrefixEntry(static_cast<uint32_t>(bits) << 28 | static_cast<uint32_t>(place) << 5);
+        return PrefixEntry(static_cast<uint32_t>(bits) << 28 | static_cast<uint32_t>(place) << takenBits);
     }
 
-    constexpr int length() const { return static_cast<int>(word_ & 31); }
-    constexpr uint32_t value() const { return word_ >> 5; }
+    constexpr int taken() const { return static_cast<int>(word_ & ((1 << takenBits) - 1)); }
+    constexpr uint32_t value() const { return word_ >> takenBits; }
     constexpr int linkBits() const { return static_cast<int>(word_ >> 28); }
-    constexpr size_t linkPlace() const { return word_ >> 5 & 0x7fffff; }
+    constexpr size_t linkPlace() const { return (word_ & 0xfffffff) >> takenBits; }
 
 private:
+    static constexpr int takenBits = 6;
+
     constexpr explicit PrefixEntry(uint32_t word) : word_(word) {}
 
     uint32_t word_ = 0;
@@ -41,7 +41,7 @@ private:
 // Complete codes only: every word starts with a code.
 inline PrefixEntry lookUp(const PrefixEntry *table, size_t first, uint64_t word) {
     PrefixEntry entry = table[first + (word >> (64 - prefixBits))];
-    if (entry.length() == 0) [[unlikely]]
+    if (entry.taken() == 0) [[unlikely]]
         entry = table[entry.linkPlace() + ((word << prefixBits) >> (64 - entry.linkBits()))];
     return entry;
 }
@@ -66,10 +66,10 @@ template <class Codes> constexpr size_t entriesOf(const Codes &codes, size_t fro
     return count;
 }
 
-// Writes the entries of the codes from..to-1 from place `first` on; valueOf(i) is what code i decodes to. Of equal codes
-// the first one counts.
-template <class Table, class Codes, class ValueOf>
-constexpr void fillEntries(Table &table, size_t first, const Codes &codes, size_t from, size_t to, ValueOf valueOf) {
+// Writes the entries of the codes from..to-1 from place `first` on; entryOf(i) is that of code i. Of equal codes the first
+// one counts.
+template <class Table, class Codes, class EntryOf>
+constexpr void fillEntries(Table &table, size_t first, const Codes &codes, size_t from, size_t to, EntryOf entryOf) {
     const auto second = secondTableBits(codes, from, to);
     std::array<size_t, prefixes> places{};
     size_t next = first + prefixes;
@@ -82,7 +82,7 @@ constexpr void fillEntries(Table &table, size_t first, const Codes &codes, size_
     for (size_t i = to; i-- > from;) {
         const int length = codes[i].length;
         const size_t word = codes[i].word;
-        const PrefixEntry entry = PrefixEntry::code(length, valueOf(i));
+        const PrefixEntry entry = entryOf(i);
         size_t at = 0;
         int free = 0; // bits of the table's index that do not belong to the code
         if (length <= prefixBits) {

@@ -18,7 +18,7 @@ constinit const std::array<int16_t, 64> inverseDeviations = {
     4096,  2896,  2048,  1448,  1024,  724,   512,   362,   256,   181,   128,   91,    64,    45,    32,
     23,    16,    11,    8,     6,     4,     3,     2,     1,     1,     1,     1};
 
-constinit const std::array<std::array<int16_t, maxBins>, codedCategories> centroids = {{
+constinit const std::array<std::array<int16_t, 1 << binBits>, codedCategories> centroids = {{
     {0, 1606, 3119, 4586, 6049, 7502, 8941, 10406, 11851, 13292, 14736, 16146, 17566, 19351},
     {0, 2229, 4341, 6401, 8471, 10531, 12583, 14588, 16673, 18924},
     {0, 3055, 5998, 8929, 11806, 14680, 17680},

@@ -65,9 +65,9 @@ extern const std::array<int16_t, 64> deviations;
 // Its inverse by scaled power index, Q15.
 extern const std::array<int16_t, 64> inverseDeviations;
 
-// Reconstructed magnitude of a bin relative to the standard deviation, Q12.
-inline constexpr int maxBins = 14;
-extern const std::array<std::array<int16_t, maxBins>, codedCategories> centroids;
+// Reconstructed magnitude of a bin relative to the standard deviation, Q12. Up to 14 bins.
+inline constexpr int binBits = 4;
+extern const std::array<std::array<int16_t, 1 << binBits>, codedCategories> centroids;
 
 // Code of a vector.
 struct VectorCode {
