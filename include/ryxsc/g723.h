@@ -194,7 +194,7 @@ ryxStatus ryxsLSFToLPC_G723_16s_I(int16_t *lsfLpc);
  * @defgroup g723weighting ITU-T G.723.1: weighting, open-loop pitch and the combined filter
  * @brief What makes the target of the closed-loop searches.
  *
- * Filter memories are words of a line, the latest first. Harmonic lags are those that ryxsHarmonicSearch_G723_16s() gives,
+ * Filter memories are the last words of a line, the oldest first. Harmonic lags are those that ryxsHarmonicSearch_G723_16s() gives,
  * 15..145.
  * @{
  */
@@ -620,7 +620,7 @@ ryxStatus ryxsComfortNoiseExcitation_G723_16s(int16_t gain, int16_t *seed, int16
  * @param[in]     src    60 samples of excitation
  * @param[in]     lpc    10 LP coefficients, Q13
  * @param[out]    dst    60 samples. May be `src`
- * @param[in,out] memory the last 10 outputs, the latest first; zero at the start
+ * @param[in,out] memory the last 10 outputs, the oldest first; zero at the start
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsSynthesisFilter_G723_16s(const int16_t *src, const int16_t *lpc, int16_t *dst, int16_t *memory);
@@ -633,7 +633,7 @@ ryxStatus ryxsSynthesisFilter_G723_16s(const int16_t *src, const int16_t *lpc, i
  * @param[in]     src    60 samples of excitation
  * @param[in]     lpc    10 LP coefficients, Q13
  * @param[out]    dst    60 sums: the samples times 2^14, before rounding and saturation to 16 bits
- * @param[in,out] memory the last 10 samples, the latest first; zero at the start
+ * @param[in,out] memory the last 10 samples, the oldest first; zero at the start
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsSynthesisFilter_G723_16s32s(const int16_t *src, const int16_t *lpc, int32_t *dst, int16_t *memory);
@@ -660,7 +660,7 @@ ryxStatus ryxsLongTermPostFilter_G723_16s(const int16_t *src, const int16_t *nor
  * @param[in]     lpc    10 LP coefficients, Q13
  * @param[out]    dst    60 samples. May be `src`
  * @param[out]    energy of `src`, for ryxsGainControl_G723_16s_I()
- * @param[in,out] memory 21 words: the last 10 inputs and the last 10 outputs before the tilt, the latest first, and the
+ * @param[in,out] memory 21 words: the last 10 inputs and the last 10 outputs before the tilt, the oldest first, and the
  *                       smoothed reflection coefficient; zero at the start
  * @return #ryxStsOk, or #ryxStsNullPtr
  */

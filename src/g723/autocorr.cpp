@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Autocorrelation of the LP analysis of ITU-T G.723.1, and the joint autocorrelation of several blocks (Annex A).
-#include <cstdint>
+#include <iterator>
 
+#include "common/autocorrelation.h"
 #include "common/checks.h"
 #include "frame/implementations.h"
 #include "g723/lp_tables.h"
@@ -21,20 +22,14 @@ constexpr int silenceShift = 40;
 
 ryxStatus ryxsAutoCorr_NormE_G723_16s_u8(const int16_t *src, int16_t *autoCorr, int *shift) {
     if (anyNull(src, autoCorr, shift)) return ryxStsNullPtr;
-    // Zeros in front of the block stand for what lies before it.
-    alignas(16) int16_t block[16 + blockLength + 4] = {};
-    int16_t *b = block + 16;
+    alignas(16) int16_t b[blockLength + 16]; // and zeros
+    std::fill(b + blockLength, std::end(b), int16_t{0});
     int scaled = headroom;
     ryxsAutoScale_16s_u8(src, b, blockLength, &scaled);
     ryxsMul_NR_16s_ISfs_u8(lpWindow, b, blockLength, 15);
 
     int32_t sums[lags];
-    for (int lag = 0; lag < lags; lag++) {
-        int32_t sum = 0;
-        for (int i = 0; i < blockLength; i++)
-            sum += b[i] * b[i - lag];
-        sums[lag] = sum;
-    }
+    wrappedAutocorrelation(b, blockLength, order, sums);
     const int32_t energy = sums[0] + (sums[0] >> 10);
     const int normalisation = norm_l(energy);
     autoCorr[0] = round(L_shl(energy, normalisation));

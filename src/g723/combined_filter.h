@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The filter with which the encoder of ITU-T G.723.1 compares: synthesis, formant weighting and harmonic noise shaping.
+// Harmonic noise shaping in the encoder of ITU-T G.723.1.
 #pragma once
 
-#include <algorithm>
-
-#include "common/simd.h"
+#include "common/elementwise.h"
 #include "g723/operators.h"
 
 namespace ryxsc::g723 {
@@ -16,30 +14,18 @@ constexpr bool isHarmonicLag(int lag) {
     return lag >= shortestLag - 3 && lag <= historyLength;
 }
 
-// The last ten words on a line through a filter, the latest first.
-class FilterLine {
-public:
-    explicit FilterLine(const int16_t *memory) { std::copy_n(memory, order, words_); }
-    FilterLine() : words_{} {}
-
-    int32_t add(int32_t acc, const int16_t *factors) const {
-        for (int j = 0; j < order; j++)
-            acc = L_mac(acc, factors[j], words_[j]);
-        return acc;
-    }
-    int32_t subtract(int32_t acc, const int16_t *factors) const {
-        for (int j = 0; j < order; j++)
-            acc = L_msu(acc, factors[j], words_[j]);
-        return acc;
-    }
-    int16_t push(int16_t word) {
-        std::copy_backward(words_, words_ + order - 1, words_ + order);
-        return words_[0] = word;
-    }
-    void save(int16_t *memory) const { std::copy_n(words_, order, memory); }
-
-private:
-    int16_t words_[order];
-};
+// dst[i] = round(L_msu(L_deposit_h(x[i]), gain, delayed[i])) = sat16(x[i] + mult_r(-gain, delayed[i])): the upper half has
+// no part in the rounding. gain above -32768.
+inline void shapeHarmonics(const int16_t *x, const int16_t *delayed, int16_t gain, int16_t *dst) {
+    const simd::Vector factor = simd::words(static_cast<int16_t>(-gain));
+    const auto shape = [=](simd::Vector now, simd::Vector then) {
+        return _mm_adds_epi16(now, _mm_mulhrs_epi16(factor, then));
+    };
+    mapWords(dst, subframeLength, shape, x, delayed);
+}
+inline void shapeHarmonicsInOrder(const int16_t *x, const int16_t *delayed, int16_t gain, int16_t *dst) {
+    for (int i = 0; i < subframeLength; i++)
+        dst[i] = round(L_msu(L_deposit_h(x[i]), gain, delayed[i]));
+}
 
 } // namespace ryxsc::g723

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Concealment of erased frames, ITU-T G.723.1: what each good frame prepares, and the excitation of an erased one.
 #include "common/checks.h"
+#include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g723/codebook_tables.h"
 #include "g723/operators.h"
@@ -23,16 +24,19 @@ ryxStatus ryxsConcealmentUpdate_G723_16s_u8(const int16_t *src, int lag, const i
         if (gainIndices[k] < 0 || gainIndices[k] >= gainLevels) return ryxStsBadIndex;
     const int16_t *last = src + frameLength - length;
     const int centre = std::min(lag, 141);
+    constexpr int lags = 7;
+    int32_t correlations[lags]; // the longest lag first
+    macCorrelations(last, last - centre - 3, length, lags, correlations);
     int32_t largest = 0;
     int best = centre;
-    for (int i = centre - 3; i <= centre + 3; i++) {
-        const int32_t correlation = dotProduct(last, last - i, length);
+    for (int i = 0; i < lags; i++) {
+        const int32_t correlation = correlations[lags - 1 - i];
         if (correlation <= largest) continue;
         largest = correlation;
-        best = i;
+        best = centre - 3 + i;
     }
-    const int16_t total = round(dotProduct(last, last, length));
-    const int16_t delayed = round(dotProduct(last - best, last - best, length));
+    const int16_t total = round(macEnergy(last, length).value);
+    const int16_t delayed = round(macEnergy(last - best, length).value);
     const int16_t correlation = round(largest);
     const bool voiced = correlation > 0 && L_msu(L_mult(delayed, total) >> 3, correlation, correlation) < 0;
     *period = static_cast<int16_t>(voiced ? best : 0);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Open-loop pitch of half a frame, ITU-T G.723.1: the largest squared correlation per energy, short lags preferred.
 #include "common/checks.h"
+#include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g723/operators.h"
 
@@ -48,11 +49,18 @@ bool wins(const Candidate &candidate, const Candidate &best) {
 ryxStatus ryxsOpenLoopPitchSearch_G723_16s_u8(const int16_t *src, int16_t *lag) {
     if (anyNull(src, lag)) return ryxStsNullPtr;
     Candidate best = {shortestLag, 30, 16384, 32767};
+    // Where the energy of the whole stretch has room, no sum over a part of it saturates. Otherwise the saturated energy
+    // goes on from lag to lag, as it does in the recommendation.
+    constexpr int count = longestOpenLoopLag - shortestLag + 1;
+    const bool fits = ryxsc::energy(src - longestOpenLoopLag, longestOpenLoopLag + length) < 1U << 30;
+    int32_t correlations[count];
+    if (fits) [[likely]]
+        wrappedCorrelations(src, src - longestOpenLoopLag, length, count, correlations);
     int32_t energy = dotProduct(src - shortestLag + 1, src - shortestLag + 1, length);
     for (int i = shortestLag; i <= longestOpenLoopLag; i++) {
         energy = L_msu(energy, src[length - i], src[length - i]);
         energy = L_mac(energy, src[-i], src[-i]);
-        const int32_t correlation = dotProduct(src, src - i, length);
+        const int32_t correlation = fits ? 2 * correlations[longestOpenLoopLag - i] : dotProduct(src, src - i, length);
         if (correlation <= 0) continue;
         const Candidate candidate = normalised(i, correlation, energy);
         if (wins(candidate, best)) best = candidate;

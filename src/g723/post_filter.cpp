@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Post-filters of the decoder of ITU-T G.723.1: pitch, formants and tilt, and the level.
 #include "common/checks.h"
+#include "common/elementwise.h"
+#include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g723/adaptive_codebook.h"
-#include "g723/combined_filter.h"
+#include "g723/line_filters.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"
 
@@ -19,16 +21,26 @@ struct PitchFilter {
     int16_t gain = 0, scale = max16;
 };
 
-// The lag, of seven, with the largest positive correlation; 0 for none. Reach: samples that lie ahead.
+// sum of 2 * x[i] * y[i] over a subframe, saturated after every term.
+int32_t product(const int16_t *x, const int16_t *y) {
+    return macProducts(x, y, subframeLength).value;
+}
+
+// The lag, of seven, with the largest positive correlation, the first among equals; 0 for none. Reach: samples that lie
+// ahead.
 int bestLag(const int16_t *src, int centre, int direction, int reach) {
+    constexpr int lags = 7;
+    const int first = centre - 3, count = direction > 0 ? std::min(lags, reach - first + 1) : lags;
+    if (count < 1) return 0;
+    int32_t correlations[lags];
+    macCorrelations(src, direction > 0 ? src + first : src - first - lags + 1, subframeLength, count, correlations);
     int32_t largest = 0;
     int best = 0;
-    for (int i = centre - 3; i <= centre + 3; i++) {
-        if (direction > 0 && i > reach) continue;
-        const int32_t correlation = dotProduct(src, src + direction * i, subframeLength);
+    for (int i = 0; i < count; i++) {
+        const int32_t correlation = correlations[direction > 0 ? i : lags - 1 - i];
         if (correlation <= largest) continue;
         largest = correlation;
-        best = direction * i;
+        best = direction * (first + i);
     }
     return best;
 }
@@ -51,14 +63,14 @@ PitchFilter choosePitchFilter(const int16_t *src, int lag, int reach, int rate) 
     const int backward = bestLag(src, lag, -1, 0), forward = bestLag(src, lag, 1, reach);
     if (backward == 0 && forward == 0) return {};
     int32_t sums[5] = {};
-    sums[0] = dotProduct(src, src, subframeLength);
+    sums[0] = product(src, src);
     if (backward != 0) {
-        sums[1] = dotProduct(src, src + backward, subframeLength);
-        sums[2] = dotProduct(src + backward, src + backward, subframeLength);
+        sums[1] = product(src, src + backward);
+        sums[2] = product(src + backward, src + backward);
     }
     if (forward != 0) {
-        sums[3] = dotProduct(src, src + forward, subframeLength);
-        sums[4] = dotProduct(src + forward, src + forward, subframeLength);
+        sums[3] = product(src, src + forward);
+        sums[4] = product(src + forward, src + forward);
     }
     const int shift = norm_l(*std::max_element(sums, sums + 5));
     int16_t scaled[5];
@@ -70,6 +82,46 @@ PitchFilter choosePitchFilter(const int16_t *src, int lag, int reach, int rate) 
     if (forward == 0 || (backward != 0 && backwardGain > forwardGain))
         return designPitchFilter(backward, scaled[0], scaled[1], scaled[2], weight);
     return designPitchFilter(forward, scaled[0], scaled[3], scaled[4], weight);
+}
+
+void filterInOrder(const Line &inputs, const int16_t *zeros, const int16_t *poles, int16_t tilt, Line &outputs,
+                   int16_t *dst) {
+    for (int n = 0; n < subframeLength; n++) {
+        const int16_t *x = inputs.begin() + n;
+        int16_t *y = outputs.begin() + n;
+        const int32_t acc = L_shl(addTaps(subtractTaps(*x * 16384, zeros, x), poles, y), 2);
+        *y = round(acc);
+        dst[n] = round(L_mac(acc, y[-1], tilt));
+    }
+}
+
+// False where a sum may have saturated. As the tilt is a multiple of 4, with the sum S of undoubled products
+//     round(L_mac(L_shl(2 S, 2), y, tilt)) = sat16((S + y * tilt / 4 + 2^12) >> 13)
+// unless the shift saturates, and then the output does.
+bool filterOnVectors(const Line &inputs, const int16_t *zeros, const int16_t *poles, int16_t tilt, Line &outputs,
+                     int16_t *dst) {
+    constexpr int scale = 13;
+    if (!hasNegative(poles)) return false;
+    const int16_t *x = inputs.begin(), *y = outputs.begin();
+    const Taps zeroTaps(zeros), poleTaps(poles);
+    simd::Dwords sums[paddedSubframe / 8];
+    const bool clipped =
+        recurse(poles, outputs, [&](int n) { return sums[n / 8] = scaled(x + n, scale) - zeroTaps(x + n); });
+    const int outputPeak = outputs.peak();
+    if (clipped || int64_t{inputs.peak()} * ((1 << scale) + sumOfMagnitudes(zeros)) +
+                           int64_t{outputPeak} * sumOfMagnitudes(poles) >=
+                       1 << 30)
+        return false;
+    const simd::Vector factor = simd::words(static_cast<int16_t>(tilt >> 2));
+    const simd::ScaleDown rounded(outputShift);
+    for (int n = 0; n < subframeLength; n += 8) {
+        const simd::Vector out = rounded(sums[n / 8] + poleTaps(y + n) + simd::products(simd::load(y + n - 1), factor));
+        if (n + 8 <= subframeLength)
+            simd::store(dst + n, out);
+        else
+            simd::store64(dst + n, out);
+    }
+    return true;
 }
 
 // State of the formant post-filter: two lines of ten words, then the smoothed reflection coefficient of the tilt.
@@ -84,8 +136,13 @@ ryxStatus ryxsLongTermPostFilter_G723_16s_u8(const int16_t *src, const int16_t *
         return ryxStsOutOfRange;
     const int reach = frameLength - subframeLength * (subframe + 1);
     const PitchFilter filter = choosePitchFilter(normalised, lag, reach, rate);
-    for (int i = 0; i < subframeLength; i++)
-        dst[i] = round(L_mac(L_mult(src[i], filter.scale), src[i + filter.lag], filter.gain));
+    // Gain and scale are positive, and -32768 times either is nowhere near -2^31: only the final sum may saturate.
+    const simd::Vector scale = simd::words(filter.scale), gain = simd::words(filter.gain);
+    const simd::ScaleDown rounded(15);
+    const auto mix = [=](simd::Vector now, simd::Vector then) {
+        return rounded(simd::sumsOfTwoProducts(now, scale, then, gain));
+    };
+    mapWords(dst, subframeLength, mix, src, src + filter.lag);
     return ryxStsOk;
 }
 
@@ -99,8 +156,9 @@ ryxStatus ryxsShortTermPostFilter_G723_16s_u8(const int16_t *src, const int16_t 
     }
     int scale = headroom;
     ryxsAutoScale_16s_u8(src, scaled, subframeLength, &scale);
-    const int32_t squares = dotProduct(scaled, scaled, subframeLength);
-    const int32_t neighbours = dotProduct(scaled + 1, scaled, subframeLength - 1);
+    // Normalised: 60 squares of at most 2^24.
+    const int32_t squares = 2 * wrappedProducts(scaled, scaled, subframeLength);
+    const int32_t neighbours = 2 * wrappedProducts(scaled + 1, scaled, subframeLength - 1);
     const int16_t loudness = extract_h(squares);
     int16_t reflection = 0;
     if (loudness != 0) {
@@ -111,16 +169,10 @@ ryxStatus ryxsShortTermPostFilter_G723_16s_u8(const int16_t *src, const int16_t 
     smoothed = round(L_mac(L_msu(L_deposit_h(smoothed), smoothed, 8192), reflection, 8192));
     const auto tilt = static_cast<int16_t>(mult(smoothed, -16384) & ~3);
 
-    FilterLine inputs(memory), outputs(memory + order);
-    int16_t previous = memory[order];
-    for (int i = 0; i < subframeLength; i++) {
-        int32_t acc = inputs.subtract(src[i] * 16384, zeros);
-        inputs.push(src[i]);
-        acc = L_shl(outputs.add(acc, poles), 2);
-        const int16_t output = outputs.push(round(acc));
-        dst[i] = round(L_mac(acc, previous, tilt));
-        previous = output;
-    }
+    Line inputs(memory), outputs(memory + order);
+    std::copy_n(src, subframeLength, inputs.begin());
+    if (!filterOnVectors(inputs, zeros, poles, tilt, outputs, dst)) [[unlikely]]
+        filterInOrder(inputs, zeros, poles, tilt, outputs, dst);
     inputs.save(memory);
     outputs.save(memory + order);
     *energy = L_shl(squares, -(2 * scale + 4));
@@ -130,11 +182,10 @@ ryxStatus ryxsShortTermPostFilter_G723_16s_u8(const int16_t *src, const int16_t 
 ryxStatus ryxsGainControl_G723_16s_I_u8(int16_t *srcDst, int32_t energy, int16_t *gain) {
     if (anyNull(srcDst, gain)) return ryxStsNullPtr;
     if (energy < 0) return ryxStsOutOfRange;
-    int32_t filtered = 0;
-    for (int i = 0; i < subframeLength; i++) {
-        const auto quarter = static_cast<int16_t>(srcDst[i] >> 2);
-        filtered = L_mac(filtered, quarter, quarter);
-    }
+    int16_t quarters[subframeLength];
+    mapWords(
+        quarters, subframeLength, [](simd::Vector x) { return _mm_srai_epi16(x, 2); }, srcDst);
+    const int32_t filtered = macEnergy(quarters, subframeLength).value;
     int16_t wanted = 4096;
     if (filtered != 0 && energy != 0) {
         const int filteredShift = norm_l(filtered), energyShift = norm_l(energy);
@@ -142,9 +193,19 @@ ryxStatus ryxsGainControl_G723_16s_I_u8(int16_t *srcDst, int32_t energy, int16_t
         const int excess = std::max(0, 6 - (filteredShift - energyShift + 1));
         wanted = squareRoot(L_shr(L_deposit_h(ratio), excess));
     }
-    for (int i = 0; i < subframeLength; i++) {
-        *gain = round(L_mac(L_msu(L_deposit_h(*gain), *gain, 2048), wanted, 2048));
-        srcDst[i] = round(L_shl(L_mult(srcDst[i], add(*gain, *gain >> 4)), 4));
+    // round(L_mac(L_msu(L_deposit_h(g), g, 2048), wanted, 2048)): a mean, so nothing saturates.
+    int16_t gains[subframeLength];
+    int current = *gain;
+    for (int16_t &factor : gains) {
+        current = (15 * current + wanted + 8) >> 4;
+        factor = static_cast<int16_t>(current);
     }
+    *gain = static_cast<int16_t>(current);
+    // round(L_shl(2 * x * g, 4)) with 1/16 more gain.
+    const simd::ScaleDown rounded(11);
+    const auto amplify = [=](simd::Vector x, simd::Vector g) {
+        return rounded(simd::products(x, _mm_adds_epi16(g, _mm_srai_epi16(g, 4))));
+    };
+    mapWords(srcDst, subframeLength, amplify, srcDst, gains);
     return ryxStsOk;
 }
