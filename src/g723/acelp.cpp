@@ -1,23 +1,35 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic code of ITU-T G.723.1, 5.3 kbit/s: four pulses, one on each track of every fourth even (or, all
 // of them, odd) sample.
+#include <bit>
+
 #include "common/checks.h"
+#include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g723/fixed_codebook.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;
+using simd::Vector;
 
 namespace {
 
 constexpr int tracks = 4;
-constexpr int positions = 64; // of the tracks; the last four lie beyond the subframe
-constexpr int pairs = positions / 2;
+constexpr int perTrack = 8;               // even positions of a track, the last of some beyond the subframe
+constexpr int places = tracks * perTrack; // track by track: place p is the sample 8 (p % 8) + 2 (p / 8)
+constexpr int paddedLength = 64;
 constexpr int16_t loudest = 32000; // upper half of an energy that leaves no room to scale up
 
+constexpr int sampleOf(int place) {
+    return 8 * (place % perTrack) + 2 * (place / perTrack);
+}
+constexpr int placeOf(int sample) {
+    return sample / 2 % tracks * perTrack + sample / 8;
+}
+
 struct AlgebraicCode {
-    int16_t position[tracks] = {0, 2, 4, 6}; // even ones
-    int16_t shift = 0;                       // 1: all pulses a sample later
+    int place[tracks] = {0, perTrack, 2 * perTrack, 3 * perTrack};
+    int shift = 0; // 1: all pulses a sample later
 };
 
 class AlgebraicSearch {
@@ -31,97 +43,150 @@ public:
     // The fourth track is searched for the best of the others only, and not more often than the budget allows.
     AlgebraicCode run(int &budget) {
         const int16_t threshold = std::max(thresholdOf(0), thresholdOf(1));
-        for (int i0 = 0; i0 < positions; i0 += 8)
-            for (int i1 = 2; i1 < positions; i1 += 8)
-                for (int i2 = 4; i2 < positions; i2 += 8) {
-                    const int even = corr_[i0] + corr_[i1] + corr_[i2];
-                    const int odd = corr_[i0 + 1] + corr_[i1 + 1] + corr_[i2 + 1];
-                    const int16_t shift = odd > even ? 1 : 0;
-                    const int sum = std::max(odd, even);
-                    if (sum <= threshold) continue;
-                    searchFourth(i0, i1, i2, sum, shift);
+        const Vector limit = simd::words(threshold);
+        for (int i0 = 0; i0 < perTrack; i0++)
+            for (int i1 = perTrack; i1 < 2 * perTrack; i1++) {
+                alignas(16) int16_t sums[2][perTrack];
+                const Vector even = sumsWithThird(0, i0, i1), odd = sumsWithThird(1, i0, i1);
+                simd::store(sums[0], even);
+                simd::store(sums[1], odd);
+                const Vector promising = _mm_cmpgt_epi16(_mm_max_epi16(even, odd), limit);
+                auto left = static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(promising, _mm_setzero_si128())));
+                for (; left != 0; left &= left - 1) {
+                    const int k = std::countr_zero(left);
+                    const int shift = sums[1][k] > sums[0][k] ? 1 : 0;
+                    searchFourth(i0, i1, 2 * perTrack + k, sums[shift][k], shift);
                     if (--budget <= 0) return best_;
                 }
+            }
         return best_;
     }
 
-    bool isPositive(int position) const { return sign_[position / 2] > 0; }
+    bool isPositive(int place) const { return sign_[place] == 0; }
 
 private:
     void correlateTarget(const int16_t *target, const int16_t *response) {
         int32_t sums[subframeLength];
-        for (int i = 0; i < subframeLength; i++)
-            sums[i] = dotProduct(target + i, response, subframeLength - i);
+        if (fitsSums(energy(target, subframeLength), energy(response, subframeLength))) [[likely]] {
+            int16_t padded[2 * paddedLength] = {};
+            std::copy_n(target, subframeLength, padded);
+            for (int k = 0; k < subframeLength; k += 4)
+                wrappedCorrelations(response, padded + k, subframeLength - k, 4, sums + k);
+            for (int32_t &sum : sums)
+                sum *= 2;
+        } else {
+            for (int i = 0; i < subframeLength; i++)
+                sums[i] = dotProduct(target + i, response, subframeLength - i);
+        }
+        // At most 2^13, so that three of them fit 16 bits.
         const int normalisation = std::min<int>(norm_l(largestMagnitude(sums, subframeLength)), 16);
         for (int i = 0; i < subframeLength; i++)
-            corr_[i] = static_cast<int16_t>(sums[i] >> (18 - normalisation));
-        std::fill(corr_ + subframeLength, corr_ + positions, int16_t{0});
+            corr_[i % 2][placeOf(i)] = static_cast<int16_t>(sums[i] >> (18 - normalisation));
     }
 
     void buildMatrix(const int16_t *response) {
-        int16_t h[subframeLength];
-        const int32_t energy = dotProduct(response, response, subframeLength);
-        const int left = extract_h(energy) > loudest ? -1 : norm_l(energy) >> 1;
+        alignas(16) int16_t h[2 * paddedLength] = {};
+        const WatchedSum squares = macEnergy(response, subframeLength);
+        const int left = extract_h(squares.value) > loudest ? -1 : norm_l(squares.value) >> 1;
         for (int i = 0; i < subframeLength; i++)
             h[i] = shl(response[i], left);
-        for (int a = 0; a < pairs; a++)
-            for (int b = a; b < pairs; b++)
-                matrix_[a][b] = matrix_[b][a] = 2 * b < subframeLength
-                                                    ? extract_h(dotProduct(h, h + 2 * (b - a), subframeLength - 2 * b))
-                                                    : int16_t{0};
+        if (squares.saturated) [[unlikely]]
+            return buildMatrixInOrder(h);
+        // Products two by two, for all distances; their running sums belong to pairs of pulses ever closer to the start.
+        for (int distance = 0; distance < subframeLength; distance += 2) {
+            alignas(16) int32_t products[paddedLength / 2];
+            for (int n = 0; n < subframeLength - distance; n += 8)
+                simd::store(products + n / 2, _mm_madd_epi16(simd::loadAligned(h + n), simd::load(h + n + distance)));
+            int32_t sum = 0;
+            for (int later = subframeLength - 2, i = 0; later >= distance; later -= 2, i++) {
+                sum += products[i];
+                set(later - distance, later, static_cast<int16_t>(sum >> 15));
+            }
+        }
     }
+
+    void buildMatrixInOrder(const int16_t *h) {
+        for (int a = 0; a < subframeLength; a += 2)
+            for (int b = a; b < subframeLength; b += 2)
+                set(a, b, extract_h(dotProduct(h, h + b - a, subframeLength - b)));
+    }
+
+    void set(int a, int b, int16_t value) { matrix_[placeOf(a)][placeOf(b)] = matrix_[placeOf(b)][placeOf(a)] = value; }
 
     // Each pair of an even sample and its neighbour has one sign.
     void chooseSigns() {
-        for (int i = 0; i < pairs; i++) {
-            sign_[i] = 1;
-            if (2 * i >= subframeLength || corr_[2 * i] + corr_[2 * i + 1] >= 0) continue;
-            sign_[i] = -1;
-            corr_[2 * i] = static_cast<int16_t>(-corr_[2 * i]);
-            corr_[2 * i + 1] = static_cast<int16_t>(-corr_[2 * i + 1]);
+        for (int at = 0; at < places; at += 8) {
+            const Vector even = simd::loadAligned(corr_[0] + at), odd = simd::loadAligned(corr_[1] + at);
+            const Vector negative = simd::signMask(_mm_add_epi16(even, odd));
+            simd::store(sign_ + at, negative);
+            simd::store(corr_[0] + at, simd::negateSaturatedWhere(negative, even));
+            simd::store(corr_[1] + at, simd::negateSaturatedWhere(negative, odd));
         }
-        for (int a = 0; a < pairs; a++)
-            for (int b = 0; b < pairs; b++)
-                if (a != b && sign_[a] != sign_[b]) matrix_[a][b] = negate(matrix_[a][b]);
+        for (int a = 0; a < places; a++)
+            for (int at = 0; at < places; at += 8) {
+                const Vector differ = _mm_xor_si128(simd::loadAligned(sign_ + at), simd::words(sign_[a]));
+                simd::store(matrix_[a] + at, simd::negateSaturatedWhere(differ, simd::loadAligned(matrix_[a] + at)));
+            }
+        for (int k = 0; k < perTrack; k++)
+            own_[k] = matrix_[3 * perTrack + k][3 * perTrack + k];
     }
 
     int16_t thresholdOf(int shift) const {
         int sumOfLargest = 0, sum = 0;
         for (int track = 0; track < 3; track++) {
-            int16_t largest = min16;
-            for (int position = 2 * track + shift; position < positions; position += 8) {
-                largest = std::max(largest, corr_[position]);
-                sum += corr_[position];
-            }
-            sumOfLargest += largest;
+            const int16_t *values = corr_[shift] + track * perTrack;
+            sumOfLargest += *std::max_element(values, values + perTrack);
+            for (int q = 0; q < perTrack; q++)
+                sum += values[q];
         }
         const int mean = sum >> 3;
         return static_cast<int16_t>(mean + mult(static_cast<int16_t>(sumOfLargest - mean), 16384));
     }
 
-    void searchFourth(int i0, int i1, int i2, int sum, int16_t shift) {
-        const int a = i0 / 2, b = i1 / 2, c = i2 / 2;
+    Vector sumsWithThird(int shift, int i0, int i1) const {
+        const auto two = static_cast<int16_t>(corr_[shift][i0] + corr_[shift][i1]);
+        return _mm_add_epi16(simd::words(two), simd::loadAligned(corr_[shift] + 2 * perTrack));
+    }
+
+    // All eight positions at once; those that beat the best so far, which are few, one by one.
+    void searchFourth(int a, int b, int c, int16_t sum, int shift) {
+        constexpr int fourth = 3 * perTrack;
+        const int16_t *rowA = matrix_[a] + fourth, *rowB = matrix_[b] + fourth, *rowC = matrix_[c] + fourth;
         const int fixed =
             matrix_[a][a] + matrix_[b][b] + matrix_[c][c] + 2 * (matrix_[a][b] + matrix_[a][c] + matrix_[b][c]);
-        for (int i3 = 6; i3 < positions; i3 += 8) {
-            const int d = i3 / 2;
-            const int16_t correlation = add(static_cast<int16_t>(sum), corr_[i3 + shift]);
-            const int all = fixed + matrix_[d][d] + 2 * (matrix_[a][d] + matrix_[b][d] + matrix_[c][d]);
-            const int16_t energy = wrap16(all >> 4), square = mult(correlation, correlation);
-            if (L_mult(square, bestEnergy_) <= L_mult(bestSquare_, energy)) continue;
-            bestSquare_ = square;
-            bestEnergy_ = energy;
-            best_.position[0] = static_cast<int16_t>(i0);
-            best_.position[1] = static_cast<int16_t>(i1);
-            best_.position[2] = static_cast<int16_t>(i2);
-            best_.position[3] = static_cast<int16_t>(i3);
-            best_.shift = shift;
+        const Vector correlation = _mm_adds_epi16(simd::words(sum), simd::loadAligned(corr_[shift] + fourth));
+        alignas(16) int16_t squares[perTrack], energies[perTrack];
+        const Vector square = simd::mulShiftSaturated<15>(correlation, correlation);
+        // Ones and twos as factors widen the words and add them up.
+        const Vector own = simd::loadAligned(own_), ab0 = simd::loadAligned(rowA), ab1 = simd::loadAligned(rowB),
+                     cross = simd::loadAligned(rowC), twos = simd::words(2), ownAndTwo = _mm_set1_epi32(0x10002);
+        const auto sums = [&](Vector ab, Vector cOwn) {
+            const Vector all = _mm_add_epi32(_mm_madd_epi16(ab, twos), _mm_madd_epi16(cOwn, ownAndTwo));
+            return _mm_srai_epi32(_mm_slli_epi32(_mm_add_epi32(all, simd::dwords(fixed)), 12),
+                                  16); // low words of sum / 16
+        };
+        const Vector energy = _mm_packs_epi32(sums(_mm_unpacklo_epi16(ab0, ab1), _mm_unpacklo_epi16(cross, own)),
+                                              sums(_mm_unpackhi_epi16(ab0, ab1), _mm_unpackhi_epi16(cross, own)));
+        // square * bestEnergy - bestSquare * energy; squares are not negative.
+        const simd::Dwords gain = simd::sumsOfTwoProducts(square, simd::words(bestEnergy_), energy,
+                                                          simd::words(static_cast<int16_t>(-bestSquare_)));
+        const Vector zero = _mm_setzero_si128();
+        if (_mm_movemask_epi8(_mm_or_si128(_mm_cmpgt_epi32(gain.front, zero), _mm_cmpgt_epi32(gain.back, zero))) == 0)
+            return;
+        simd::store(squares, square);
+        simd::store(energies, energy);
+        for (int k = 0; k < perTrack; k++) {
+            if (L_mult(squares[k], bestEnergy_) <= L_mult(bestSquare_, energies[k])) continue;
+            bestSquare_ = squares[k];
+            bestEnergy_ = energies[k];
+            best_ = {{a, b, c, fourth + k}, shift};
         }
     }
 
-    int16_t corr_[positions]; // of the target with the response
-    int16_t matrix_[pairs][pairs];
-    int16_t sign_[pairs];
+    alignas(16) int16_t corr_[2][places] = {}; // of the target with the response, at even and odd samples
+    alignas(16) int16_t matrix_[places][places] = {};
+    alignas(16) int16_t sign_[places];  // -1 for negative pulses
+    alignas(16) int16_t own_[perTrack]; // energies on the fourth track
     int16_t bestSquare_ = 0, bestEnergy_ = max16;
     AlgebraicCode best_;
 };
@@ -129,13 +194,13 @@ private:
 int16_t quantiseGain(const int16_t *target, int16_t *filtered) {
     for (int i = 0; i < subframeLength; i++)
         filtered[i] >>= 3;
-    const int32_t correlation = dotProduct(target, filtered, subframeLength);
+    const int32_t correlation = macProducts(target, filtered, subframeLength).value;
     const int correlationShift = norm_l(correlation);
     const int16_t numerator = extract_h(L_shl(correlation, correlationShift));
     if (numerator <= 0) return 0;
-    const int32_t energy = dotProduct(filtered, filtered, subframeLength);
-    const int energyShift = norm_l(energy);
-    const int16_t denominator = extract_h(L_shl(energy, energyShift));
+    const int32_t squares = macEnergy(filtered, subframeLength).value;
+    const int energyShift = norm_l(squares);
+    const int16_t denominator = extract_h(L_shl(squares, energyShift));
     const int16_t ratio = div_s(static_cast<int16_t>(numerator >> 1), denominator);
     const int16_t gain = shr(ratio, correlationShift + 5 - energyShift);
     int best = 0;
@@ -165,20 +230,24 @@ ryxStatus ryxsACELPFixedCodebookSearch_G723_16s_u8(const int16_t *target, const 
     const AlgebraicCode code = search.run(left);
     *budget = left;
 
-    int16_t filtered[subframeLength] = {};
+    alignas(16) int16_t delayed[2 * paddedLength] = {}; // the response behind zeros
+    std::copy_n(response, subframeLength, delayed + paddedLength);
+    alignas(16) int16_t filtered[paddedLength] = {};
     int bits = 0, word = 0;
     for (int k = 0; k < tracks; k++) {
-        const bool positive = search.isPositive(code.position[k]);
-        const int position = code.position[k] + code.shift;
+        const bool positive = search.isPositive(code.place[k]);
+        const int position = sampleOf(code.place[k]) + code.shift;
         bits |= (positive ? 1 : 0) << k;
-        word |= code.position[k] / 8 << 3 * k;
-        for (int i = position; i < subframeLength; i++)
-            filtered[i] =
-                positive ? add(filtered[i], response[i - position]) : sub(filtered[i], response[i - position]);
+        word |= code.place[k] % perTrack << 3 * k;
+        for (int i = 0; i < paddedLength && position < subframeLength; i += 8) {
+            const Vector pulse = simd::load(delayed + paddedLength - position + i),
+                         sum = simd::loadAligned(filtered + i);
+            simd::store(filtered + i, positive ? _mm_adds_epi16(sum, pulse) : _mm_subs_epi16(sum, pulse));
+        }
     }
     *positionsWord = static_cast<int16_t>(word);
     *signs = static_cast<int16_t>(bits);
-    *grid = code.shift;
+    *grid = static_cast<int16_t>(code.shift);
     *gainIndex = quantiseGain(target, filtered);
     return ryxsACELPFixedCodebookDecode_G723_16s_u8(word, bits, *gainIndex, *grid, lag, pitchGainIndex, vector);
 }

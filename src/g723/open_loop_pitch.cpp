@@ -56,7 +56,7 @@ ryxStatus ryxsOpenLoopPitchSearch_G723_16s_u8(const int16_t *src, int16_t *lag) 
     int32_t correlations[count];
     if (fits) [[likely]]
         wrappedCorrelations(src, src - longestOpenLoopLag, length, count, correlations);
-    int32_t energy = dotProduct(src - shortestLag + 1, src - shortestLag + 1, length);
+    int32_t energy = macEnergy(src - shortestLag + 1, length).value;
     for (int i = shortestLag; i <= longestOpenLoopLag; i++) {
         energy = L_msu(energy, src[length - i], src[length - i]);
         energy = L_mac(energy, src[-i], src[-i]);
