@@ -54,16 +54,21 @@ private:
     alignas(16) int32_t values_[4 + maxOrder + 6] = {};
 };
 
-class Recursion {
+// Annexes B and E run the recursion on autocorrelations without lag window or with a weak one: they accept any first
+// coefficient, and limit the numerators.
+enum class Form { main, annexes };
+
+template <Form form> class Recursion {
 public:
     Recursion(const int32_t *r, int order) : energy_{r[0]} { std::copy_n(r + 1, order, &r_[1]); }
 
     // Appends reflection coefficient m. Returns false, and leaves the filter as it is, where that is unstable.
     bool step(int m) {
         const int32_t t = L_add(L_shl(predictionSum(m), 4), clearBit0(r_[m]));
-        const int32_t magnitude = quotient(L_abs(t), energy_.mantissa);
+        if (form == Form::annexes && energy_.mantissa == 0) return false; // after a first coefficient of magnitude 1
+        const int32_t magnitude = quotient(numerator(t, m), energy_.mantissa);
         const int32_t k = L_shl(t > 0 ? L_negate(magnitude) : magnitude, energy_.exponent);
-        if (abs_s(extract_h(k)) > unstable) return false;
+        if (abs_s(extract_h(k)) > unstable && !(form == Form::annexes && m == 1)) return false;
         reflections_[m - 1] = extract_h(k);
         extendFilter(m, clearBit0(k));
         energy_.scale(k);
@@ -76,10 +81,15 @@ public:
         for (int j = 1; j <= order; j++)
             lpc[j] = round(L_shl(a[j], 1));
         std::copy_n(reflections_, order, reflections);
-        *energy = extract_h(energy_.mantissa);
+        *energy = shr(extract_h(energy_.mantissa), form == Form::annexes ? energy_.exponent : 0);
     }
 
 private:
+    int32_t numerator(int32_t t, int m) const {
+        if (form == Form::annexes && (m > 1 || t > 0)) return std::min(L_abs(t), energy_.mantissa);
+        return L_abs(t);
+    }
+
     // The sum of r[j] * a[m - j], Q27, saturating from term to term. As long as the magnitudes of all terms add up to less
     // than 2^31, nothing saturates and the order does not matter. A product of two high parts of -2^15, which the vector
     // form gets wrong, is beyond the limit by itself.
@@ -121,16 +131,26 @@ private:
     int16_t reflections_[maxOrder];
 };
 
-} // namespace
-
-ryxStatus ryxsLevinsonDurbin_G729_32s16s_u8(const int32_t *autoCorr, int order, int16_t *lpc, int16_t *reflection,
-                                            int16_t *energy) {
+template <Form form>
+ryxStatus levinsonDurbin(const int32_t *autoCorr, int order, int16_t *lpc, int16_t *reflection, int16_t *energy) {
     if (anyNull(autoCorr, lpc, reflection, energy)) return ryxStsNullPtr;
     if (order < 1 || order > maxOrder) return ryxStsOutOfRange;
     if (L_abs(autoCorr[0]) < smallestEnergy) return ryxStsOverflow;
-    Recursion recursion(autoCorr, order);
+    Recursion<form> recursion(autoCorr, order);
     for (int m = 1; m <= order; m++)
         if (!recursion.step(m)) return ryxStsOverflow;
     recursion.write(order, lpc, reflection, energy);
     return ryxStsOk;
+}
+
+} // namespace
+
+ryxStatus ryxsLevinsonDurbin_G729_32s16s_u8(const int32_t *autoCorr, int order, int16_t *lpc, int16_t *reflection,
+                                            int16_t *energy) {
+    return levinsonDurbin<Form::main>(autoCorr, order, lpc, reflection, energy);
+}
+
+ryxStatus ryxsLevinsonDurbin_G729E_32s16s_u8(const int32_t *autoCorr, int order, int16_t *lpc, int16_t *reflection,
+                                             int16_t *energy) {
+    return levinsonDurbin<Form::annexes>(autoCorr, order, lpc, reflection, energy);
 }

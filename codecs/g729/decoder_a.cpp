@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "g729/decoder_a.h"
+
+#include "g729/concealment.h"
+
+namespace ryxcodec::g729 {
+
+namespace {
+constexpr int16_t initialSidLsp[order] = {31441, 27566, 21458, 13612, 4663, -4663, -13612, -21458, -27566, -31441};
+constexpr int16_t numeratorFactor = 18022, denominatorFactor = 22938; // 0.55 and 0.7, Q15
+constexpr int16_t longestLag = 143;
+} // namespace
+
+ryxStatus AnnexADecoder::init(const ryxCodecOptions &options) {
+    postFilters_ = options.noPostFilter == 0;
+    pastType_ = FrameType::speech8k;
+    copy(initialLsp, oldLsp_);
+    copy(initialSidLsp, sidLsp_);
+    initialiseLsfHistory(lsfHistory_);
+    copy(initialLsf, goodLsf_);
+    sharpening_ = leastSharpening;
+    oldLag_ = 60;
+    fill(energies_, lowestEnergy);
+    concealmentSeed_ = 21845;
+    noiseSeed_ = noiseSeed;
+    noiseShift_ = 1;
+    noiseGains_[0] = 2;
+    postGain_ = 4096;
+    if (const ryxStatus status = highPass_.fits(ryxsHighPassFilterGetStateSize_G729_16s); status != ryxStsOk)
+        return status;
+    return ryxsHighPassFilterInit_G729_16s(highPass_, 1);
+}
+
+ryxStatus AnnexADecoder::decode(const ReceivedFrame &frame, int16_t *speech) {
+    const bool bad = !frame.usable();
+    FrameType type = concealedType(pastType_);
+    Parameters parameters{};
+    if (!bad) {
+        FrameType received;
+        if (!typeOf(frame.count, received) || (isSpeech(received) && received != FrameType::speech8k))
+            return ryxStsBadSize;
+        type = received;
+        parameters = unpack(type, frame.octets);
+    }
+
+    ShortFilters filters;
+    int16_t lags[subframes];
+    if (isSpeech(type))
+        decodeSpeech(bad, parameters, filters, lags);
+    else
+        decodeNoise(type, parameters, filters, lags);
+    if (!bad) ryxsDecDTXEnergy_G729B_16s(excitation(0), &noiseEnergy_, &noiseShift_);
+    pastType_ = type;
+    for (int s = 0; s < subframes; s++)
+        postFilter(s, isSpeech(type), filters.a[s], lags[s], speech + subframeLength * s);
+    ryxsHighPassFilter_G729_16s_I(speech, frameLength, highPass_);
+    shiftFrame(excitation_);
+    shiftFrame(synthesis_);
+    shiftFrame(residual_);
+    return ryxStsOk;
+}
+
+void AnnexADecoder::decodeNoise(FrameType type, const Parameters &p, ShortFilters &filters, int16_t *lags) {
+    int16_t index = -1, randomLags[subframes], randomGains[2 * subframes];
+    if (type == FrameType::silence) {
+        int16_t lsf[order];
+        index = p.silence[3];
+        ryxsLSFDecode_G729B_16s(p.silence, lsfHistory_, lsf);
+        ryxsLSFToLSP_G729_16s(lsf, sidLsp_);
+    }
+    ryxsDecDTXGain_G729B_16s(index, noiseEnergy_, noiseShift_, isSpeech(pastType_), noiseGains_);
+    ryxsComfortNoise_G729B_16s_I(noiseGains_[1], excitation(0), randomLags, randomGains, &noiseSeed_);
+    filters = interpolatedFilters(oldLsp_, sidLsp_);
+    copy(sidLsp_, oldLsp_);
+    for (int s = 0; s < subframes; s++) {
+        synthesise(s, filters.a[s]);
+        lags[s] = oldLag_;
+    }
+    sharpening_ = leastSharpening;
+}
+
+void AnnexADecoder::decodeSpeech(bool bad, const Parameters &p, ShortFilters &filters, int16_t *lags) {
+    int16_t lsp[order];
+    noiseSeed_ = noiseSeed;
+    decodeLsp(bad, p, lsp);
+    filters = interpolatedFilters(oldLsp_, lsp);
+    copy(lsp, oldLsp_);
+    for (int s = 0; s < subframes; s++)
+        decodeSubframe(s, bad, p, filters.a[s], lags);
+}
+
+void AnnexADecoder::decodeLsp(bool bad, const Parameters &p, int16_t *lsp) {
+    if (bad) {
+        ryxsLSFDecodeErased_G729_16s(goodMode_, lsfHistory_, goodLsf_);
+    } else {
+        const int16_t indices[] = {static_cast<int16_t>(p.lsp[0] >> 7), static_cast<int16_t>(p.lsp[0] & 127),
+                                   static_cast<int16_t>(p.lsp[1] >> 5), static_cast<int16_t>(p.lsp[1] & 31)};
+        ryxsLSFDecode_G729_16s(indices, lsfHistory_, goodLsf_);
+        goodMode_ = indices[0];
+    }
+    ryxsLSFToLSP_G729_16s(goodLsf_, lsp);
+}
+
+void AnnexADecoder::decodeSubframe(int s, bool bad, const Parameters &p, const int16_t *lpc, int16_t *lags) {
+    int16_t delay[2], code[subframeLength], index[2] = {p.code[s][0], p.code[s][1]};
+    decodeDelay(s, bad, p, lags[0], delay);
+    lags[s] = delay[0];
+    ryxsDecodeAdaptiveVector_G729_16s_I(delay, excitation(s));
+    if (bad) {
+        index[0] = nextRandom(concealmentSeed_);
+        index[1] = nextRandom(concealmentSeed_);
+    }
+    ryxsFixedCodebookDecode_G729_16s(index, delay[0], sharpening_, code);
+    if (bad)
+        ryxsGainDecodeErased_G729_16s(gains_, energies_);
+    else
+        ryxsGainDecode_G729_16s(p.gain[s], code, gains_, energies_);
+    sharpening_ = sharpeningFor(gains_[0]);
+    combine(excitation(s), code, gains_);
+    synthesise(s, lpc);
+}
+
+// A lost delay, or in the first subframe one with a wrong parity, is the last one; it grows from then on.
+void AnnexADecoder::decodeDelay(int s, bool bad, const Parameters &p, int16_t firstLag, int16_t *delay) {
+    if (bad || (s == 0 && parityOf(FrameType::speech8k, p.delay[0]) != p.parity)) {
+        delay[0] = oldLag_;
+        delay[1] = 0;
+        oldLag_ = std::min<int16_t>(static_cast<int16_t>(oldLag_ + 1), longestLag);
+    } else {
+        ryxsDelayDecode_G729_16s(p.delay[s], firstLag, delay, static_cast<int16_t>(s));
+        oldLag_ = delay[0];
+    }
+}
+
+// Where the synthesis overflows, the excitation is scaled down for good.
+void AnnexADecoder::synthesise(int s, const int16_t *lpc) {
+    int16_t *const out = synthesis(s);
+    if (ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order) == ryxStsOk) return;
+    for (int16_t &sample : excitation_)
+        sample = static_cast<int16_t>(sample >> 2);
+    ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order);
+}
+
+void AnnexADecoder::postFilter(int s, bool withPitch, const int16_t *lpc, int16_t lag, int16_t *speech) {
+    if (!postFilters_) {
+        std::copy_n(synthesis(s), subframeLength, speech);
+        return;
+    }
+    int16_t numerator[order + 1], denominator[order + 1], filtered[subframeLength];
+    weigh(lpc, order, numeratorFactor, numerator);
+    weigh(lpc, order, denominatorFactor, denominator);
+    ryxsResidualFilter_G729_16s(numerator, synthesis(s), residual(s), subframeLength);
+    if (withPitch)
+        ryxsLongTermPostFilter_G729A_16s(lag, residual(s), filtered);
+    else
+        std::copy_n(residual(s), subframeLength, filtered);
+    ryxsShortTermPostFilter_G729A_16s(numerator, denominator, filtered, speech, postMemory_);
+    ryxsGainControl_G729A_16s_I(synthesis(s), speech, &postGain_);
+}
+
+} // namespace ryxcodec::g729

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Closed-loop pitch search of ITU-T G.729 Annex A: the correlation of the backward-filtered target with the excitation.
+#include <algorithm>
+
+#include "common/checks.h"
+#include "common/product_sums.h"
+#include "frame/implementations.h"
+#include "g729/adaptive_vector.h"
+
+using namespace ryxsc;
+using namespace ryxsc::g729;
+
+void ryxsc::g729::backwardTarget(const int16_t *target, const int16_t *response, int16_t *d) {
+    int16_t padded[2 * subframe] = {};
+    std::copy_n(target, subframe, padded);
+    int32_t sums[subframe];
+    macCorrelations(response, padded, subframe, subframe, sums,
+                    fitsSums(energy(target, subframe), energy(response, subframe)));
+    int32_t largest = 0;
+    for (const int32_t sum : sums)
+        largest = std::max(largest, L_abs(sum));
+    const int shift = 18 - std::min<int>(norm_l(largest), 16);
+    for (int n = 0; n < subframe; n++)
+        d[n] = extract_l(sums[n] >> shift);
+}
+
+ryxStatus ryxsAdaptiveCodebookSearch_G729A_16s_u8(int16_t openLoopLag, const int16_t *target, const int16_t *response,
+                                                  int16_t *excitation, int16_t *delay, int16_t subframeFlag) {
+    constexpr int longestWithFraction = 84; // in the first subframe
+    if (anyNull(target, response, excitation, delay)) return ryxStsNullPtr;
+    if (const ryxStatus status = checkSearch(openLoopLag, subframeFlag); status != ryxStsOk) return status;
+    const LagRange range = lagRange(openLoopLag, subframeFlag);
+    int16_t d[subframe];
+    backwardTarget(target, response, d);
+    const auto correlation = [&] { return macProducts(d, excitation, subframe).value; };
+
+    int32_t correlations[10]; // the longest lag first
+    macCorrelations(d, excitation - range.to, subframe, range.to - range.from + 1, correlations);
+    int lag = range.to - lastLargest(correlations, range.to - range.from + 1).index;
+
+    buildAdaptiveVector(excitation, lag, 0);
+    int best = 0;
+    if (subframeFlag == 1 || lag <= longestWithFraction) {
+        int32_t largest = correlation();
+        int16_t vector[subframe];
+        std::copy_n(excitation, subframe, vector);
+        for (const int fraction : {-1, 1}) {
+            buildAdaptiveVector(excitation, lag, fraction);
+            const int32_t value = correlation();
+            if (value > largest) {
+                largest = value;
+                best = fraction;
+                std::copy_n(excitation, subframe, vector);
+            }
+        }
+        std::copy_n(vector, subframe, excitation);
+    }
+    delay[0] = static_cast<int16_t>(lag);
+    delay[1] = static_cast<int16_t>(best);
+    return ryxStsOk;
+}

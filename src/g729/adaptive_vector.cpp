@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Adaptive codebook vector of ITU-T G.729: the past excitation at a delay in thirds of a sample (clause 3.7.1), in 16
+// bits and in single precision (Annex C).
+#include "g729/adaptive_vector.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/checks.h"
+#include "common/fixed_point.h"
+#include "common/product_sums.h"
+#include "frame/implementations.h"
+#include "g729/tables.h"
+
+using namespace ryxsc;
+using namespace ryxsc::g729;
+
+namespace {
+
+constexpr int reach = 10; // taps on either side
+constexpr int taps = 2 * reach;
+
+// The taps in the order of the samples that they weigh, for the positions 0, 1/3 and 2/3 after a sample.
+struct Phase {
+    alignas(16) int16_t tap[taps] = {};
+    int magnitudes = 0; // their sum
+};
+constexpr Phase phaseOf(int third) {
+    Phase phase;
+    for (int i = 0; i < reach; i++) {
+        phase.tap[reach - 1 - i] = excitationFilter[static_cast<size_t>(third + 3 * i)];
+        phase.tap[reach + i] = excitationFilter[static_cast<size_t>(3 - third + 3 * i)];
+    }
+    for (const int16_t tap : phase.tap)
+        phase.magnitudes += tap < 0 ? -tap : tap;
+    return phase;
+}
+constexpr Phase phases[3] = {phaseOf(0), phaseOf(1), phaseOf(2)};
+// With samples up to 2^14 no sum saturates.
+static_assert(std::max({phases[0].magnitudes, phases[1].magnitudes, phases[2].magnitudes}) < 1 << 16);
+
+// Where the window of the first output begins, and the phase.
+struct Position {
+    int start;
+    int third;
+};
+Position positionOf(int lag, int fraction) {
+    return fraction > 0 ? Position{-lag - 1 - (reach - 1), 3 - fraction} : Position{-lag - (reach - 1), -fraction};
+}
+
+// Term by term, in the recommendation's order: outwards, the past side first.
+void buildInOrder(int16_t *excitation, const Position &at) {
+    const int16_t *const tap = phases[at.third].tap;
+    for (int n = 0; n < subframe; n++) {
+        const int16_t *const x = excitation + n + at.start;
+        int32_t sum = 0;
+        for (int i = 0; i < reach; i++) {
+            sum = L_mac(sum, x[reach - 1 - i], tap[reach - 1 - i]);
+            sum = L_mac(sum, x[reach + i], tap[reach + i]);
+        }
+        excitation[n] = round(sum);
+    }
+}
+
+} // namespace
+
+void ryxsc::g729::buildAdaptiveVector(int16_t *excitation, int lag, int fraction) {
+    const Position at = positionOf(lag, fraction);
+    const Phase &phase = phases[at.third];
+    // The outputs of eight depend on none of the eight: the shortest lag is 18 and the filter reaches 10 samples ahead.
+    for (int n = 0; n < subframe; n += 8) {
+        const int16_t *const x = excitation + n + at.start;
+        // Two taps at a time meet eight outputs.
+        simd::Vector low = simd::dwords(0x4000), high = low;
+        simd::Vector largest = simd::onesMagnitude(simd::load(x));
+        for (const int i : {8, 16, taps - 1})
+            largest = _mm_or_si128(largest, simd::onesMagnitude(simd::load(x + i)));
+        if (_mm_movemask_epi8(_mm_cmpgt_epi16(largest, simd::words(0x3fff))) != 0) [[unlikely]] {
+            buildInOrder(excitation, at);
+            return;
+        }
+        for (int k = 0; k < taps; k += 2) {
+            const simd::Vector first = simd::load(x + k), second = simd::load(x + k + 1);
+            const simd::Vector pair = _mm_shuffle_epi32(simd::load32(phase.tap + k), 0);
+            low = _mm_add_epi32(low, _mm_madd_epi16(_mm_unpacklo_epi16(first, second), pair));
+            high = _mm_add_epi32(high, _mm_madd_epi16(_mm_unpackhi_epi16(first, second), pair));
+        }
+        simd::store(excitation + n, _mm_packs_epi32(_mm_srai_epi32(low, 15), _mm_srai_epi32(high, 15)));
+    }
+}
+
+ryxStatus ryxsDecodeAdaptiveVector_G729_16s_I_u8(const int16_t *delay, int16_t *srcDst) {
+    if (anyNull(delay, srcDst)) return ryxStsNullPtr;
+    if (!isDelay(delay[0], delay[1])) return ryxStsBadIndex;
+    buildAdaptiveVector(srcDst, delay[0], delay[1]);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsDecodeAdaptiveVector_G729_16s_u8(const int16_t *delay, const int16_t *past, int16_t *dst) {
+    if (anyNull(delay, past, dst)) return ryxStsNullPtr;
+    if (!isDelay(delay[0], delay[1])) return ryxStsBadIndex;
+    int16_t excitation[excitationHistory + subframe + 8];
+    std::copy_n(past - excitationHistory, excitationHistory, excitation);
+    buildAdaptiveVector(excitation + excitationHistory, delay[0], delay[1]);
+    std::copy_n(excitation + excitationHistory, subframe, dst);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsDecodeAdaptiveVector_G729_32f_I_u8(const int16_t *delay, float *srcDst) {
+    if (anyNull(delay, srcDst)) return ryxStsNullPtr;
+    if (!isDelay(delay[0], delay[1])) return ryxStsBadIndex;
+    constexpr float toUnit = 1.0f / 32768;
+    const Position at = positionOf(delay[0], delay[1]);
+    const int16_t *const tap = phases[at.third].tap;
+    for (int n = 0; n < subframe; n++) {
+        const float *const x = srcDst + n + at.start;
+        float sum = 0;
+        for (int i = 0; i < reach; i++) {
+            sum += x[reach - 1 - i] * static_cast<float>(tap[reach - 1 - i]) * toUnit;
+            sum += x[reach + i] * static_cast<float>(tap[reach + i]) * toUnit;
+        }
+        srcDst[n] = sum;
+    }
+    return ryxStsOk;
+}

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Steps that the fixed codebook searches of ITU-T G.729 and its Annexes A and D share (clause 3.8).
+//
+// Positions are numbered track by track: number 8 * t + i is position 5 * i + t, so that the eight positions of a track
+// are one vector.
+#pragma once
+
+#include <cstdint>
+
+#include "common/fixed_point.h"
+#include "common/simd.h"
+#include "g729/adaptive_vector.h"
+
+namespace ryxsc::g729 {
+
+inline constexpr int tracks = 5, places = 8;                           // positions of a track
+inline constexpr int16_t plusAmplitude = 8191, minusAmplitude = -8192; // Q13
+
+constexpr int positionOf(int number) {
+    return 5 * (number % places) + number / places;
+}
+
+// x[n] += x[n - lag] * 2 * sharpening for n = lag .. 39, one after the other.
+void sharpen(int16_t *x, int lag, int16_t sharpening);
+
+// What a search works on.
+struct SearchInput {
+    alignas(16) int16_t response[2 * subframe];  // sharpened, behind a subframe of zeros
+    alignas(16) int16_t d[subframe];             // magnitudes of the backward target, by number
+    alignas(16) int16_t minus[subframe];         // -1 where a pulse is negative, by number
+    alignas(16) int16_t phi[subframe][subframe]; // correlations of the response, by numbers
+    alignas(16) int16_t energies[subframe];      // their diagonal
+
+    SearchInput(const int16_t *target, const int16_t *response, int lag, int16_t sharpening);
+
+    simd::Vector track(const int16_t *values, int t) const { return simd::loadAligned(values + places * t); }
+    simd::Vector row(int number, int t) const { return simd::loadAligned(&phi[number][places * t]); }
+
+    // phi of a track with later ones, times factors in Q15 for the signs of the pulses.
+    void signRows(int ownTrack, int firstTrack, int lastTrack, int16_t bothPlus, int16_t bothMinus, int16_t different);
+};
+
+// The running best of a contest by square / energy, from which only a better quotient, not an equal one, takes over.
+struct Contest {
+    int16_t square, energy;
+
+    // Eight at a time, in order. Returns the last lane that took over, or -1.
+    int offer(simd::Vector squares, simd::Vector energies) {
+        int winner = -1;
+        unsigned open = 0xff; // lanes that are still to be looked at
+        for (;;) {
+            const unsigned lanes = better(squares, energies) & open;
+            if (lanes == 0) [[likely]]
+                return winner;
+            winner = __builtin_ctz(lanes);
+            alignas(16) int16_t square8[8], energy8[8];
+            _mm_store_si128(reinterpret_cast<simd::Vector *>(square8), squares);
+            _mm_store_si128(reinterpret_cast<simd::Vector *>(energy8), energies);
+            square = square8[winner];
+            energy = energy8[winner];
+            open = 0xfeu << winner & 0xff;
+        }
+    }
+    bool offer(int16_t newSquare, int16_t newEnergy) {
+        if (energy * newSquare - square * newEnergy <= 0) return false;
+        square = newSquare;
+        energy = newEnergy;
+        return true;
+    }
+
+private:
+    // energy * squares - square * energies > 0. The products of 16-bit words differ by less than 2^31, since no square is
+    // -32768.
+    unsigned better(simd::Vector squares, simd::Vector energies) const {
+        const simd::Vector factors =
+            _mm_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(energy)) |
+                                                static_cast<uint32_t>(static_cast<uint16_t>(-square)) << 16));
+        const simd::Vector zero = _mm_setzero_si128();
+        const simd::Vector low = _mm_madd_epi16(_mm_unpacklo_epi16(squares, energies), factors);
+        const simd::Vector high = _mm_madd_epi16(_mm_unpackhi_epi16(squares, energies), factors);
+        const simd::Vector mask = _mm_packs_epi32(_mm_cmpgt_epi32(low, zero), _mm_cmpgt_epi32(high, zero));
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(mask, zero)));
+    }
+};
+
+// The code vector with pulses at these positions, and its filtered form from the response.
+void placePulses(const SearchInput &in, const int *numbers, int count, int16_t *code, int16_t *filtered);
+
+// Statuses of the searches that take a lag: any that the pitch search gives.
+constexpr bool isCodebookLag(int16_t lag) {
+    return lag >= shortestLag && lag <= longestLag;
+}
+
+} // namespace ryxsc::g729
