@@ -38,16 +38,20 @@ template <size_t count> void shiftFrame(int16_t (&buffer)[count]) {
     std::copy(buffer + frameLength, buffer + count, buffer);
 }
 
-// The filters of both subframes: the first from the mean of old and new LSPs.
+// The filters of both subframes: the first from the mean of old and new LSPs, or from the new ones as well.
 struct ShortFilters {
     int16_t a[subframes][order + 1];
 };
-inline ShortFilters interpolatedFilters(const int16_t *oldLsp, const int16_t *lsp) {
+inline ShortFilters interpolatedFilters(const int16_t *oldLsp, const int16_t *lsp, bool interpolates = true) {
     ShortFilters filters;
     int16_t middle[order];
-    ryxsInterpolate_G729_16s(oldLsp, lsp, middle, order);
-    ryxsLSPToLPC_G729_16s(middle, filters.a[0]);
     ryxsLSPToLPC_G729_16s(lsp, filters.a[1]);
+    if (interpolates) {
+        ryxsInterpolate_G729_16s(oldLsp, lsp, middle, order);
+        ryxsLSPToLPC_G729_16s(middle, filters.a[0]);
+    } else {
+        copy(filters.a[1], filters.a[0]);
+    }
     return filters;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The second-order sections in front of the encoder and behind the decoder of ITU-T G.729 (clauses 3.1 and 4.2.5). The
 // recursion keeps 31 bits of the past outputs.
+#include <algorithm>
+
 #include "common/checks.h"
 #include "common/double_precision.h"
 #include "common/state_block.h"
@@ -20,38 +22,79 @@ constexpr Section sections[] = {
     {7699, -15398, 7699, 15836, -7667, 2, 1} // post-processing: 100 Hz, Q13, doubles it
 };
 constexpr int sectionCount = 2;
+constexpr int chunk = 80; // samples that are filtered at a time
 
 struct State {
-    int32_t y1, y2; // past outputs, bit 0 cleared
+    int32_t y1, y2; // past outputs
     int16_t x1, x2;
     int32_t section;
     int32_t reserved[2];
 };
 static_assert(sizeof(State) == 24);
 
-// The feedback sums to at most 2^31 * (|a1| + |a2|) / 2^15 = 1.55 * 2^30, and stays below 2^31 with the first input added.
-// What follows can saturate in the post-processing.
-template <int which> void filter(int16_t *samples, int len, State &s) {
+// Term by term, saturating.
+template <int which> void filterInOrder(const int16_t *x, int16_t *y, int len, int32_t y1, int32_t y2, State &s) {
     constexpr Section section = sections[which];
-    int32_t x1 = s.x1, x2 = s.x2;
-    int32_t y1 = s.y1, y2 = s.y2;
     for (int i = 0; i < len; i++) {
-        const int32_t x0 = samples[i];
-        const int32_t feedback = 2 * (halfProduct(y1, section.a1) + halfProduct(y2, section.a2));
-        int32_t sum = feedback + 2 * section.b0 * x0;
-        sum = rarelySaturatingAdd(sum, 2 * section.b1 * x1);
-        sum = rarelySaturatingAdd(sum, 2 * section.b2 * x2);
-        const int32_t kept = L_shl(sum, section.historyShift);
-        samples[i] = round(L_shl(kept, section.outputShift));
-        x2 = x1;
-        x1 = x0;
+        int32_t sum = L_add(multiplyShort(y1, section.a1), multiplyShort(y2, section.a2));
+        sum = L_mac(sum, x[i], section.b0);
+        sum = L_mac(sum, x[i - 1], section.b1);
+        sum = L_mac(sum, x[i - 2], section.b2);
         y2 = y1;
-        y1 = clearBit0(kept);
+        y1 = L_shl(sum, section.historyShift);
+        y[i] = round(L_shl(y1, section.outputShift));
     }
-    s.x1 = static_cast<int16_t>(x1);
-    s.x2 = static_cast<int16_t>(x2);
     s.y1 = y1;
     s.y2 = y2;
+}
+
+// Returns false where a sum leaves the range in which the shift to the history is exact; then nothing but y is changed.
+//
+// What is kept is the sum times 2^shift, an even number, and its product with a coefficient is the floor of
+// sum * a / 2^(15 - shift), doubled: the recursion runs on the sums. As long as they stay in range no partial sum can
+// saturate: in front of the last term they are no larger than 2^29 and that term, and before that no larger than the
+// feedback, at most 1.54 * 10^9, and the first term.
+template <int which> bool filter(const int16_t *x, int16_t *y, int len, State &s) {
+    constexpr Section section = sections[which];
+    constexpr int up = section.historyShift, down = 16 - up;
+    constexpr int64_t limit = int64_t{1} << (31 - up);
+    if (((s.y1 | s.y2) & ((1 << up) - 1)) != 0) return false; // saturated before
+    int32_t zeros[chunk];
+    for (int i = 0; i < len; i++)
+        zeros[i] = 2 * (section.b0 * x[i] + section.b1 * x[i - 1] + section.b2 * x[i - 2]);
+    int64_t sum1 = s.y1 >> up, sum2 = s.y2 >> up;
+    int32_t sums[chunk];
+    uint64_t outside = 0;
+    for (int i = 0; i < len; i++) {
+        const int64_t older = zeros[i] + 2 * (sum2 * section.a2 >> down);
+        const int64_t sum = older + 2 * (sum1 * section.a1 >> down);
+        outside |= static_cast<uint64_t>(sum + limit) & ~static_cast<uint64_t>(2 * limit - 1);
+        sums[i] = static_cast<int32_t>(sum);
+        sum2 = sum1;
+        sum1 = sum;
+    }
+    if (outside != 0) return false;
+    constexpr int output = 16 - up - section.outputShift;
+    for (int i = 0; i < len; i++)
+        y[i] = sat16((sums[i] + (1 << (output - 1))) >> output);
+    s.y1 = static_cast<int32_t>(sum1 * (1 << up));
+    s.y2 = static_cast<int32_t>(sum2 * (1 << up));
+    return true;
+}
+
+template <int which> void run(int16_t *samples, int len, State &s) {
+    int16_t buffer[2 + chunk];
+    for (int done = 0; done < len; done += chunk) {
+        const int n = std::min(len - done, chunk);
+        int16_t *const x = buffer + 2, *const y = samples + done;
+        buffer[0] = s.x2;
+        buffer[1] = s.x1;
+        std::copy_n(y, n, x);
+        if (!filter<which>(x, y, n, s)) [[unlikely]]
+            filterInOrder<which>(x, y, n, s.y1, s.y2, s);
+        s.x1 = x[n - 1];
+        s.x2 = x[n - 2];
+    }
 }
 
 } // namespace
@@ -76,9 +119,9 @@ ryxStatus ryxsHighPassFilter_G729_16s_I_u8(int16_t *srcDst, int len, HighPassFil
     if (len < 1) return ryxStsBadSize;
     auto state = loadBlock<State>(block);
     if (state.section == 0)
-        filter<0>(srcDst, len, state);
+        run<0>(srcDst, len, state);
     else
-        filter<1>(srcDst, len, state);
+        run<1>(srcDst, len, state);
     saveBlock(block, state);
     return ryxStsOk;
 }
