@@ -67,6 +67,7 @@ Decoded runCodec(const CodecRun &run, const Recordings &originals) {
     const auto frameLength = static_cast<size_t>(codec.frameLength), delay = static_cast<size_t>(codec.delay);
     ryxCodecOptions options = {};
     options.rate = run.rate;
+    options.receiveHandler = 1; // of gsm-fr, which else leaves lost frames to its caller
     Decoded result = {run, {originals.sampleRate, {}}, {}, 0, {0, 0, 0}};
     std::vector<std::vector<int16_t>> padded;
     std::vector<std::vector<ryxCodecFrame>> streams;

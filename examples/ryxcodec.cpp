@@ -115,7 +115,7 @@ Choice choose(const CommandLine &line, const ryxCodec &codec) {
         throw Failure(std::string(codec.name) + " has no discontinuous transmission, --dtx means nothing to it");
     options.noHighPass = value("no-highpass") == "yes";
     options.noPostFilter = value("no-postfilter") == "yes";
-    options.receiveHandler = !value("receive").empty();
+    options.receiveHandler = !value("receive").empty() || line.number("loss") > 0;
     options.lossFrame = static_cast<int>(std::lround(line.number("loss-frame") / 2.5));
     options.packing = indexOf({"rfc3551", "aal2"}, value("packing"));
     options.law = indexOf({"linear", "alaw", "mulaw"}, value("law"));
