@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// ITU-T G.728 pole-zero filter on vectors of five samples and on frames.
+// ITU-T G.728: the pole-zero filter on vectors of five samples and on frames, and the stages in which the coder spends its
+// time: backward analysis, once in 2.5 ms, codebook search and zero-input response, four times.
 #include <algorithm>
 
 #include "measuring.h"
@@ -28,10 +29,68 @@ void filter(benchmark::State &run, const int16_t *coefficients, int len) {
             [&](const int16_t *in) { return ryxsIIR16s_G728_16s(coefficients, in, output.data(), len, state); });
 }
 
+constexpr double cycle = 20 / samplesPerSecond, vectorTime = 5 / samplesPerSecond;
+
+// Speech as if it were quantised: 14 bits, one exponent.
+std::vector<int16_t> quantised(const int16_t *speech, int len) {
+    std::vector<int16_t> samples(speech, speech + len);
+    for (int16_t &x : samples)
+        x = static_cast<int16_t>(x >> 2);
+    return samples;
+}
+
+void hybridWindow(benchmark::State &run) {
+    StateBlock<HybridWindowState_G728> state(ryxsHybridWindowGetStateSize_G728_16s);
+    require(ryxsHybridWindowInit_G728_16s(state));
+    const std::vector<int16_t> exponents(21, 2),
+        speech = quantised(speech8k().data(), static_cast<int>(speech8k().size()));
+    int16_t autoCorr[51];
+    const Workload work{.inputLength = 105, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, speech, [&](const int16_t *in) {
+        return ryxsHybridWindowSynthesis_G728_16s(in, exponents.data(), autoCorr, state);
+    });
+}
+
+void levinson(benchmark::State &run) {
+    StateBlock<HybridWindowState_G728> state(ryxsHybridWindowGetStateSize_G728_16s);
+    require(ryxsHybridWindowInit_G728_16s(state));
+    const std::vector<int16_t> exponents(21, 2);
+    std::vector<int16_t> autoCorr;
+    for (size_t i = 0; i + 105 < speech8k().size(); i += 105) {
+        autoCorr.resize(autoCorr.size() + 51);
+        require(ryxsHybridWindowSynthesis_G728_16s(quantised(&speech8k()[i], 105).data(), exponents.data(),
+                                                   &autoCorr[autoCorr.size() - 51], state));
+    }
+    int16_t coefficients[50], energy, fraction, reflection;
+    const Workload work{.inputLength = 51, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, autoCorr, [&](const int16_t *in) {
+        return ryxsLevinsonDurbin_G728_16s(in, 0, 50, coefficients, &energy, &fraction, &reflection);
+    });
+}
+
+void codebookSearch(benchmark::State &run) {
+    const int16_t impulse[5] = {8192, 5000, 2500, 1200, 600};
+    int16_t energies[128], shape, gain;
+    require(ryxsCodebookEnergy_G728_16s(impulse, energies));
+    const Workload work{.inputLength = 5, .seconds = vectorTime, .units = 1, .unit = "vector"};
+    measure(run, work, speech8k(),
+            [&](const int16_t *in) { return ryxsCodebookSearch_G728_16s(in, 4, impulse, energies, &shape, &gain); });
+}
+
+void codebookEnergy(benchmark::State &run) {
+    int16_t energies[128];
+    const Workload work{.inputLength = 5, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, speech8k(), [&](const int16_t *in) { return ryxsCodebookEnergy_G728_16s(in, energies); });
+}
+
 const Registration registration([] {
     addCase("G728/iir/5", filter, weighting, 5);
     addCase("G728/iir/160", filter, weighting, 160);
     addCase("G728/iir_saturating/160", filter, extreme, 160);
+    addCase("G728/hybrid_window", hybridWindow);
+    addCase("G728/levinson/50", levinson);
+    addCase("G728/codebook_search", codebookSearch);
+    addCase("G728/codebook_energy", codebookEnergy);
 });
 
 } // namespace
