@@ -1,23 +1,32 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "g7221/frame.h"
 
+#include <cstring>
+
 namespace ryxcodec::g7221 {
 
-// Frames are multiples of 32 bits.
 void FrameWriter::put(uint32_t code, int bits) {
-    pending_ = pending_ << bits | code;
-    pendingBits_ += bits;
-    if (pendingBits_ < 32) return;
-    pendingBits_ -= 32;
-    const auto word = static_cast<uint32_t>(pending_ >> pendingBits_);
-    if (next_ == end_) return;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        *next_++ = static_cast<uint8_t>(word >> shift);
+    const auto length = static_cast<uint8_t>(bits);
+    put(&code, &length, 1);
 }
 
+// Frames are multiples of 32 bits. Locals, since octets may alias the members.
 void FrameWriter::put(const uint32_t *codes, const uint8_t *codeBits, int count) {
-    for (int i = 0; i < count; i++)
-        put(codes[i], codeBits[i]);
+    uint64_t pending = pending_;
+    int pendingBits = pendingBits_;
+    uint8_t *next = next_;
+    for (int i = 0; i < count && next != end_; i++) {
+        pending = pending << codeBits[i] | codes[i];
+        pendingBits += codeBits[i];
+        if (pendingBits < 32) continue;
+        pendingBits -= 32;
+        const uint32_t word = __builtin_bswap32(static_cast<uint32_t>(pending >> pendingBits));
+        std::memcpy(next, &word, sizeof word);
+        next += sizeof word;
+    }
+    pending_ = pending;
+    pendingBits_ = pendingBits;
+    next_ = next;
 }
 
 void FrameWriter::fillWithOnes() {

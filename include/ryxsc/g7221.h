@@ -209,7 +209,7 @@ ryxStatus ryxsRateControl_G7221_16s(const int16_t *src, const int16_t *scaledInd
  * @brief Codes of the quantised vectors, with the signs of their non-zero coefficients (ITU-T G.722.1).
  *
  * @param[in]  src        scaled coefficients, `20 * regions`: the signs
- * @param[in]  vectors    vector indices, laid out as by ryxsRateControl_G7221_16s()
+ * @param[in]  vectors    vector indices, laid out as by ryxsRateControl_G7221_16s(), with zeros where there is no vector
  * @param[in]  categories of the regions, 0..7
  * @param[in]  regions    14 or 28
  * @param[out] codes      code words with the sign bits behind them, right-justified, of all vectors one after the other;

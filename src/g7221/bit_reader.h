@@ -2,9 +2,10 @@
 // Reading bits of a frame, most significant first.
 #pragma once
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
+
+#include "common/simd.h"
 
 namespace ryxsc::g7221 {
 
@@ -13,10 +14,13 @@ class BitReader {
 public:
     static constexpr int maxBits = 960;
 
+    // At least 128 bits.
     BitReader(const uint8_t *frame, int bits) {
-        const auto octets = static_cast<size_t>(bits) / 8;
-        std::memcpy(octets_, frame, octets);
-        std::memset(octets_ + octets, 0, 8);
+        const int octets = bits / 8;
+        for (int i = 0; i < octets - 16; i += 16)
+            simd::store(octets_ + i, simd::load(frame + i));
+        simd::store(octets_ + octets - 16, simd::load(frame + octets - 16));
+        simd::store64(octets_ + octets, _mm_setzero_si128());
     }
 
     // The bits from position on, at the top of the word; at least 57 of them, 0 <= position <= maxBits.

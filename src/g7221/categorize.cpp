@@ -37,13 +37,22 @@ alignas(16) constexpr std::array<uint8_t, 16> bitsOfCategory = [] {
     return bits;
 }();
 
+// Copies 8 words or more. The last ones may be copied twice.
+void copyWords(const int16_t *from, int count, int16_t *to) {
+    for (int i = 0; i < count - 8; i += 8)
+        simd::store(to + i, simd::load(from + i));
+    simd::store(to + count - 8, simd::load(from + count - 8));
+}
+
 // Power indices as octets, limited: nothing changes beyond 127, where a category is 0 or 7 at every offset.
 class OctetIndices {
 public:
     OctetIndices(const int16_t *powerIndex, int regions) {
-        alignas(16) int16_t padded[paddedRegions];
         // A region that does not exist gets category 7, which takes no bits.
-        std::fill(std::copy_n(powerIndex, regions, padded), padded + paddedRegions, int16_t{-127});
+        alignas(16) int16_t padded[paddedRegions];
+        for (int i = 8; i < paddedRegions; i += 8)
+            simd::store(padded + i, simd::words(-127));
+        copyWords(powerIndex, regions, padded);
         front_ = _mm_packs_epi16(simd::loadAligned(padded), simd::loadAligned(padded + 8));
         back_ = _mm_packs_epi16(simd::loadAligned(padded + 16), simd::loadAligned(padded + 24));
     }
@@ -83,19 +92,28 @@ int findOffset(const OctetIndices &indices, int target) {
 // From `levels` on no region is chosen; only the indices of damaged frames lead there.
 template <int levels> class Queue {
 public:
+    Queue() {
+        Vector zero = _mm_setzero_si128();
+        simd::finish(zero); // a compiler that knows it takes an instruction for long fills, which is slow to start
+        for (int level = 0; level < allSets; level += 4)
+            simd::store(sets_ + level, zero);
+    }
+
     void insert(int level, uint32_t region) {
-        if (level < levels) sets_[static_cast<size_t>(level)] |= region;
+        if (level < levels) sets_[level] |= region;
     }
     // The set of the most urgent regions, empty when there is none.
     uint32_t &front() {
-        while (level_ < levels && sets_[static_cast<size_t>(level_)] == 0)
+        while (level_ < levels && sets_[level_] == 0)
             level_++;
-        return sets_[static_cast<size_t>(level_)];
+        return sets_[level_];
     }
     int level() const { return level_; }
 
 private:
-    std::array<uint32_t, levels + 1> sets_{};
+    static constexpr int allSets = (levels + 4) / 4 * 4; // the one behind the last level stays empty
+
+    uint32_t sets_[allSets];
     int level_ = 0;
 };
 
@@ -169,7 +187,7 @@ ryxStatus ryxsCategorize_G7221_16s_u8(const int16_t *powerIndex, int regions, in
         if (region < 0) return ryxStsBadIndex;
         order[below ? --first : last++] = static_cast<int16_t>(region);
     }
-    std::copy_n(spread.fine(), regions, categories);
-    std::copy_n(order + first, balanceCount(regions), balances);
+    copyWords(spread.fine(), regions, categories);
+    copyWords(order + first, balanceCount(regions), balances);
     return ryxStsOk;
 }

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Codes of the quantised vectors of ITU-T G.722.1.
 #include <array>
-#include <bit>
 
 #include "common/checks.h"
 #include "common/simd.h"
 #include "frame/implementations.h"
-#include "g7221/tables.h"
+#include "g7221/frame_checks.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g7221;
@@ -38,21 +37,36 @@ uint32_t positives(const int16_t *region) {
     return static_cast<uint32_t>(_mm_movemask_epi8(front) | _mm_movemask_epi8(back) << 16);
 }
 
-bool areVectors(const int16_t *vectors, int category) {
-    const auto c = static_cast<size_t>(category);
-    const int count = firstVector[c + 1] - firstVector[c];
-    bool inside = true;
-    for (int v = 0; v < quantisers[c].vectors(); v++)
-        inside &= vectors[v] >= 0 && vectors[v] < count;
-    return inside;
+// Whether all indices of a region are below the number of vectors. As unsigned words: negative ones are large.
+bool areVectors(const int16_t *vectors, size_t category) {
+    const Vector largest = simd::words(static_cast<int16_t>(firstVector[category + 1] - firstVector[category] - 1));
+    const Vector excess =
+        _mm_or_si128(_mm_subs_epu16(simd::load(vectors), largest), _mm_subs_epu16(simd::load32(vectors + 8), largest));
+    return _mm_movemask_epi8(_mm_cmpeq_epi8(excess, _mm_setzero_si128())) == 0xffff;
 }
 
 bool areCodable(const int16_t *vectors, const int16_t *categories, int regions) {
-    for (int r = 0; r < regions; r++) {
-        if (categories[r] < 0 || categories[r] > codedCategories) return false;
-        if (categories[r] < codedCategories && !areVectors(vectors + r * vectorsPerRegion, categories[r])) return false;
+    if (!areCategories(categories, regions)) return false;
+    bool codable = true;
+    for (int r = 0; r < regions; r++)
+        if (categories[r] < codedCategories)
+            codable &= areVectors(vectors + r * vectorsPerRegion, static_cast<size_t>(categories[r]));
+    return codable;
+}
+
+// Appends the codes of a region and returns how many these are.
+template <int dimension>
+int encodeRegion(const int16_t *vectors, size_t category, uint32_t positive, uint32_t *codes, uint8_t *codeBits) {
+    const auto first = static_cast<size_t>(firstVector[category]);
+#pragma GCC unroll 10
+    for (int v = 0; v < regionLength / dimension; v++, positive >>= dimension) {
+        const size_t at = first + static_cast<size_t>(vectors[v]);
+        const VectorCode &code = vectorCodes[at];
+        const size_t signs = signBits[code.nonZero][positive & ((1 << dimension) - 1)];
+        codes[v] = static_cast<uint32_t>(uint32_t{code.word} << (vectorBits[at] - code.length) | signs);
+        codeBits[v] = vectorBits[at];
     }
-    return true;
+    return regionLength / dimension;
 }
 
 } // namespace
@@ -67,14 +81,17 @@ ryxStatus ryxsHuffmanEncode_G7221_16s32u_u8(const int16_t *src, const int16_t *v
     for (int r = 0; r < regions; r++) {
         if (categories[r] == codedCategories) continue;
         const auto category = static_cast<size_t>(categories[r]);
-        const int dimension = quantisers[category].dimension;
-        const auto bins = (uint32_t{1} << dimension) - 1;
-        uint32_t positive = positives(src + r * regionLength);
-        for (int v = 0; v < quantisers[category].vectors(); v++, positive >>= dimension) {
-            const auto at = static_cast<size_t>(firstVector[category] + vectors[r * vectorsPerRegion + v]);
-            const VectorCode &code = vectorCodes[at];
-            codes[n] = uint32_t{code.word} << (vectorBits[at] - code.length) | signBits[code.nonZero][positive & bins];
-            codeBits[n++] = vectorBits[at];
+        const int16_t *own = vectors + r * vectorsPerRegion;
+        const uint32_t positive = positives(src + r * regionLength);
+        switch (quantisers[category].dimension) {
+        case 2:
+            n += encodeRegion<2>(own, category, positive, codes + n, codeBits + n);
+            break;
+        case 4:
+            n += encodeRegion<4>(own, category, positive, codes + n, codeBits + n);
+            break;
+        default:
+            n += encodeRegion<5>(own, category, positive, codes + n, codeBits + n);
         }
     }
     *count = n;

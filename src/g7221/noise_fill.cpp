@@ -47,12 +47,19 @@ constexpr auto spreadBits = [] {
     return table;
 }();
 
+constexpr auto bitCounts = [] {
+    std::array<uint8_t, groupPatterns> counts{};
+    for (size_t i = 0; i < groupPatterns; i++)
+        counts[i] = static_cast<uint8_t>(std::popcount(i));
+    return counts;
+}();
+
 // Half a region shares a random word, whose lowest bits are the signs of the coefficients that are filled.
 constexpr int halfRegion = regionLength / 2;
 uint32_t spreadSigns(uint32_t filled, int word) {
     const auto bits = static_cast<uint32_t>(word);
     const uint32_t low = filled % groupPatterns, high = filled / groupPatterns % groupPatterns;
-    const auto used = std::popcount(low);
+    const int used = bitCounts[low];
     return spreadBits[low][bits % groupPatterns] |
            static_cast<uint32_t>(spreadBits[high][(bits >> used) % groupPatterns]) << groupLength;
 }
