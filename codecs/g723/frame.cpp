@@ -15,36 +15,39 @@ constexpr int combinedBits = 13;
 constexpr int positionBits[subframes] = {16, 14, 16, 14};
 constexpr int signBits[subframes] = {6, 5, 6, 5};
 
+// Octets leave as they fill.
 class BitWriter {
 public:
     explicit BitWriter(uint8_t *octets) : octets_(octets) {}
 
+    // The low bits of a value, 24 at most.
     void put(int value, int bits) {
-        for (int i = 0; i < bits; i++, place_++) {
-            if (place_ % 8 == 0) octets_[place_ / 8] = 0;
-            octets_[place_ / 8] |= static_cast<uint8_t>((value >> i & 1) << place_ % 8);
-        }
+        pool_ |= (static_cast<uint32_t>(value) & ((1U << bits) - 1)) << filled_;
+        for (filled_ += bits; filled_ >= 8; filled_ -= 8, pool_ >>= 8)
+            octets_[count_++] = static_cast<uint8_t>(pool_);
     }
-    int octets() const { return (place_ + 7) / 8; }
+    int octets() const { return count_; } // of a frame, which fills them all
 
 private:
     uint8_t *octets_;
-    int place_ = 0;
+    uint32_t pool_ = 0; // fewer than 8 bits between calls
+    int filled_ = 0, count_ = 0;
 };
 
 class BitReader {
 public:
-    explicit BitReader(const uint8_t *octets) : octets_(octets) {}
+    BitReader(const uint8_t *octets, int count) { std::memcpy(octets_, octets, static_cast<size_t>(count)); }
 
-    int get(int bits) {
-        int value = 0;
-        for (int i = 0; i < bits; i++, place_++)
-            value |= (octets_[place_ / 8] >> place_ % 8 & 1) << i;
-        return value;
+    int get(int bits) { // 24 at most
+        uint32_t word;
+        std::memcpy(&word, octets_ + place_ / 8, sizeof word);
+        word = word >> place_ % 8 & ((1U << bits) - 1);
+        place_ += bits;
+        return static_cast<int>(word);
     }
 
 private:
-    const uint8_t *octets_;
+    uint8_t octets_[largestFrame + sizeof(uint32_t)] = {};
     int place_ = 0;
 };
 
@@ -144,7 +147,7 @@ int pack(const Frame &frame, uint8_t *octets) {
 }
 
 bool unpack(const uint8_t *octets, Frame &frame) {
-    BitReader bits(octets);
+    BitReader bits(octets, octetsOf(octets[0]));
     const int type = bits.get(2);
     if (type == typeNothing) {
         frame.type = ryxG723FrameNothing;

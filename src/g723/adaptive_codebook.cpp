@@ -3,6 +3,7 @@
 #include "g723/adaptive_codebook.h"
 
 #include "common/checks.h"
+#include "common/elementwise.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;
@@ -37,8 +38,8 @@ ryxStatus ryxsDecodeAdaptiveVector_G723_16s_u8(const int16_t *excitation, int la
 
 ryxStatus ryxsExcitation_G723_16s_u8(const int16_t *code, const int16_t *adaptive, int16_t *excitation) {
     if (anyNull(code, adaptive, excitation)) return ryxStsNullPtr;
-    for (int i = 0; i < subframeLength; i++)
-        excitation[i] = add(add(code[i], code[i]), adaptive[i]);
+    const auto sum = [](simd::Vector c, simd::Vector a) { return _mm_adds_epi16(_mm_adds_epi16(c, c), a); };
+    mapWords(excitation, subframeLength, sum, code, adaptive);
     return ryxStsOk;
 }
 

@@ -24,14 +24,14 @@ int16_t negativeCosine(int16_t lsf) {
 void multiplyFactors(const int16_t *c, int32_t *p) {
     p[0] = 1 << 28;
     p[1] = L_mac(L_mult(c[0], 8192), c[2], 8192);
-    p[2] = L_add(L_mult(c[0], c[2]) >> 1, 1 << 29);
+    p[2] = rarelySaturatingAdd(L_mult(c[0], c[2]) >> 1, 1 << 29);
     for (int i = 2; i < half; i++) {
         const int16_t factor = c[2 * i];
-        p[i + 1] = L_add(scale(p[i], factor), p[i - 1]);
+        p[i + 1] = rarelySaturatingAdd(scale(p[i], factor), p[i - 1]);
         for (int j = i; j >= 2; j--)
-            p[j] = L_add(L_add(scale(p[j - 1], factor), p[j] >> 1), p[j - 2] >> 1);
+            p[j] = rarelySaturatingAdd(rarelySaturatingAdd(scale(p[j - 1], factor), p[j] >> 1), p[j - 2] >> 1);
         p[0] >>= 1;
-        p[1] = L_add(L_deposit_h(factor) >> i, p[1]) >> 1;
+        p[1] = rarelySaturatingAdd(L_deposit_h(factor) >> i, p[1]) >> 1;
     }
 }
 
@@ -42,9 +42,9 @@ void convert(const int16_t *lsf, int16_t *lpc) {
     multiplyFactors(c, p);
     multiplyFactors(c + 1, q);
     for (int i = 0; i < half; i++) {
-        const int32_t sum = L_add(p[i], p[i + 1]);
-        lpc[i] = negate(round(L_shl(L_add(L_sub(sum, q[i]), q[i + 1]), 3)));
-        lpc[order - 1 - i] = negate(round(L_shl(L_sub(L_add(sum, q[i]), q[i + 1]), 3)));
+        const int32_t sum = rarelySaturatingAdd(p[i], p[i + 1]);
+        lpc[i] = negate(round(L_shl(rarelySaturatingAdd(rarelySaturatingSub(sum, q[i]), q[i + 1]), 3)));
+        lpc[order - 1 - i] = negate(round(L_shl(rarelySaturatingSub(rarelySaturatingAdd(sum, q[i]), q[i + 1]), 3)));
     }
 }
 

@@ -20,7 +20,8 @@ inline constexpr int shortLagLimit = 58; // below, 6.3 kbit/s has the smaller ga
 
 // x * v in Q15, truncated.
 constexpr int32_t scale(int32_t x, int16_t v) {
-    return sat32((int64_t{x} * v) >> 15);
+    const int64_t product = (int64_t{x} * v) >> 15;
+    return product > max32 ? max32 : static_cast<int32_t>(product); // of -2^31 and -1 alone
 }
 
 // num / (2 * den) in 15 bits, num >= 0, den > 0: the quotient in Q15 of num and a denominator in the upper half.

@@ -21,26 +21,52 @@ struct PitchFilter {
     int16_t gain = 0, scale = max16;
 };
 
-// sum of 2 * x[i] * y[i] over a subframe, saturated after every term.
-int32_t product(const int16_t *x, const int16_t *y) {
-    return macProducts(x, y, subframeLength).value;
-}
+// Sums of 2 * x[i] * y[i] over a subframe, saturated after every term. In normalised excitation, magnitudes up to 2^12,
+// none saturates.
+class Products {
+public:
+    // Of words from..to.
+    Products(const int16_t *from, const int16_t *to) {
+        Range range;
+        range.add(from, static_cast<int>(to - from));
+        fit_ = range.isWithin(1 << 12);
+    }
 
-// The lag, of seven, with the largest positive correlation, the first among equals; 0 for none. Reach: samples that lie
-// ahead.
-int bestLag(const int16_t *src, int centre, int direction, int reach) {
-    constexpr int lags = 7;
-    const int first = centre - 3, count = direction > 0 ? std::min(lags, reach - first + 1) : lags;
-    if (count < 1) return 0;
-    int32_t correlations[lags];
-    macCorrelations(src, direction > 0 ? src + first : src - first - lags + 1, subframeLength, count, correlations);
+    int32_t operator()(const int16_t *x, const int16_t *y) const {
+        return fit_ ? 2 * wrappedProducts(x, y, subframeLength) : dotProduct(x, y, subframeLength);
+    }
+    void operator()(const int16_t *x, const int16_t *y, int count, int32_t *out) const {
+        macCorrelations(x, y, subframeLength, count, out, fit_);
+    }
+
+private:
+    bool fit_;
+};
+
+// The lag, of seven, with the largest positive correlation, the first among equals; 0 for none. ahead: how many of them the
+// frame reaches, forwards.
+constexpr int lags = 7;
+int bestBackward(const int16_t *src, int first, const Products &products) {
+    int32_t correlations[lags]; // the longest lag first
+    products(src, src - first - lags + 1, lags, correlations);
     int32_t largest = 0;
     int best = 0;
-    for (int i = 0; i < count; i++) {
-        const int32_t correlation = correlations[direction > 0 ? i : lags - 1 - i];
-        if (correlation <= largest) continue;
-        largest = correlation;
-        best = direction * (first + i);
+    for (int i = 0; i < lags; i++) {
+        if (correlations[lags - 1 - i] <= largest) continue;
+        largest = correlations[lags - 1 - i];
+        best = -first - i;
+    }
+    return best;
+}
+int bestForward(const int16_t *src, int first, int ahead, const Products &products) {
+    int32_t correlations[lags];
+    products(src, src + first, ahead, correlations);
+    int32_t largest = 0;
+    int best = 0;
+    for (int i = 0; i < ahead; i++) {
+        if (correlations[i] <= largest) continue;
+        largest = correlations[i];
+        best = first + i;
     }
     return best;
 }
@@ -59,8 +85,12 @@ PitchFilter designPitchFilter(int lag, int16_t own, int16_t correlation, int16_t
     return filter;
 }
 
+// reach: samples of the frame behind the subframe.
 PitchFilter choosePitchFilter(const int16_t *src, int lag, int reach, int rate) {
-    const int backward = bestLag(src, lag, -1, 0), forward = bestLag(src, lag, 1, reach);
+    const int first = lag - 3, ahead = std::clamp(reach - first + 1, 0, lags);
+    const Products product(src - lag - 3, src + subframeLength + (ahead > 0 ? first + ahead - 1 : 0));
+    const int backward = bestBackward(src, first, product);
+    const int forward = ahead > 0 ? bestForward(src, first, ahead, product) : 0;
     if (backward == 0 && forward == 0) return {};
     int32_t sums[5] = {};
     sums[0] = product(src, src);
@@ -197,7 +227,7 @@ ryxStatus ryxsGainControl_G723_16s_I_u8(int16_t *srcDst, int32_t energy, int16_t
     int16_t gains[subframeLength];
     int current = *gain;
     for (int16_t &factor : gains) {
-        current = (15 * current + wanted + 8) >> 4;
+        current += (wanted - current + 8) >> 4;
         factor = static_cast<int16_t>(current);
     }
     *gain = static_cast<int16_t>(current);

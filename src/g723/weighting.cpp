@@ -31,8 +31,9 @@ constexpr int harmonicLags = 7; // around the open-loop lag
 // Energy of the subframe; then for each lag that of the delayed one, and their correlation.
 void correlateLags(const int16_t *src, int first, int32_t *sums) {
     const int last = first + harmonicLags - 1;
-    const uint64_t energyOfAll = energy(src - last, subframeLength + last);
-    if (energyOfAll >= 1U << 30) [[unlikely]] {
+    Range range;
+    range.add(src - last, last + subframeLength);
+    if (!range.isWithin(1 << 12)) [[unlikely]] {
         sums[0] = dotProduct(src, src, subframeLength);
         for (int i = 0; i < harmonicLags; i++) {
             const int16_t *delayed = src - first - i;
@@ -41,7 +42,7 @@ void correlateLags(const int16_t *src, int first, int32_t *sums) {
         }
         return;
     }
-    // Nothing saturates, and the energy can follow from lag to lag.
+    // Normalised: nothing saturates, and the energy can follow from lag to lag.
     int32_t correlation[harmonicLags];
     wrappedCorrelations(src, src - last, subframeLength, harmonicLags, correlation);
     sums[0] = 2 * wrappedProducts(src, src, subframeLength);
