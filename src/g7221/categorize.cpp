@@ -32,7 +32,7 @@ constexpr int expectedBits(int category) {
 // The same as octets, for a look-up by pshufb.
 alignas(16) constexpr std::array<uint8_t, 16> bitsOfCategory = [] {
     std::array<uint8_t, 16> bits{};
-    for (int category = 0; category < categories; category++)
+    for (int category = 0; category < categoryCount; category++)
         bits[static_cast<size_t>(category)] = static_cast<uint8_t>(expectedBits(category));
     return bits;
 }();
@@ -124,12 +124,12 @@ public:
     Spread(const int16_t *powerIndex, int regions, int offset) {
         for (int r = 0; r < regions; r++) {
             const int distance = offset - powerIndex[r];
-            const int category = std::clamp(distance >> 1, 0, categories - 1);
+            const int category = std::clamp(distance >> 1, 0, categoryCount - 1);
             fine_[r] = coarse_[r] = static_cast<int16_t>(category);
             fineBits_ += expectedBits(category);
             if (category > 0) refinable_.insert(distance - 2 * category, uint32_t{1} << r); // 0 and more
             // At most 1 below category 7.
-            if (category < categories - 1) coarsenable_.insert(1 - (distance - 2 * category), uint32_t{1} << r);
+            if (category < categoryCount - 1) coarsenable_.insert(1 - (distance - 2 * category), uint32_t{1} << r);
         }
         coarseBits_ = fineBits_;
     }
@@ -157,7 +157,7 @@ public:
         coarsenedLast_ = r;
         set ^= uint32_t{1} << r;
         coarseBits_ += expectedBits(coarse_[r] + 1) - expectedBits(coarse_[r]);
-        if (++coarse_[r] < categories - 1) coarsenable_.insert(coarsenable_.level() + 2, uint32_t{1} << r);
+        if (++coarse_[r] < categoryCount - 1) coarsenable_.insert(coarsenable_.level() + 2, uint32_t{1} << r);
         return r;
     }
 

@@ -24,7 +24,7 @@ constexpr auto signBits = [] {
             for (size_t i = 0; i < maxDimension; i++)
                 if ((nonZero >> i & 1) != 0)
                     table[nonZero][positive] =
-                        static_cast<uint8_t>(table[nonZero][positive] << 1 | (positive >> i & 1));
+                        static_cast<uint8_t>(size_t{table[nonZero][positive]} << 1 | (positive >> i & 1));
     return table;
 }();
 

@@ -30,7 +30,7 @@ inline constexpr int minPowerIndex = -15;
 inline constexpr int maxPowerIndex = 24;
 inline constexpr int powerTableOffset = 24;
 
-inline constexpr int categories = 8; // 7: no vectors, noise only
+inline constexpr int categoryCount = 8; // 7: no vectors, noise only
 inline constexpr int codedCategories = 7;
 
 struct Quantiser {
@@ -45,7 +45,7 @@ struct Quantiser {
     constexpr int vectors() const { return regionLength / dimension; }
 };
 
-inline constexpr std::array<Quantiser, categories> quantisers = {{
+inline constexpr std::array<Quantiser, categoryCount> quantisers = {{
     {23167, 2, 13, 2457, 2, 52, 0},
     {16384, 2, 9, 2703, 1, 47, 0},
     {11585, 2, 6, 2949, 0, 43, 0},

@@ -28,7 +28,7 @@ template <class Check> void forFrames(size_t length, Check check) {
 }
 
 TEST(G7221, TransformsEqualThePlainFormAlsoInPlace) {
-    for (const size_t length : {320, 640})
+    for (const size_t length : {size_t{320}, size_t{640}})
         forFrames(length, [length](const Words &frame) {
             const int len = static_cast<int>(length);
             Words out(length), inPlace = frame;
@@ -45,7 +45,7 @@ TEST(G7221, TransformsEqualThePlainFormAlsoInPlace) {
 // into the limits of the analysis.
 TEST(G7221, TransformsLimitSumsLikeThePlainForm) {
     std::mt19937 random(7);
-    for (const size_t length : {320, 640})
+    for (const size_t length : {size_t{320}, size_t{640}})
         for (int round = 0; round < 400; round++) {
             Words spectrum(length);
             for (size_t i = 0; i < length; i++)
