@@ -217,6 +217,208 @@ ryxStatus ryxsInterpolateC_G729_32f(const float *src1, float weight1, const floa
 
 /** @} */
 
+/**
+ * @defgroup lp Correlations, convolutions and LP filters
+ * @brief The stages that CELP coders have in common, exact also where the recommendations' running sums saturate.
+ *
+ * A running sum starts at 0 unless said otherwise and grows by doubled products of 16-bit words, L_mac() of the
+ * recommendations: a product saturates to 32 bits, and so does the sum after every term, in the order of the index.
+ * sat16 saturates to 16 bits; L_shl(x, n) is x * 2^n, saturated to 32 bits, or x >> -n for a negative n; round(x) is the
+ * upper half of x + 2^15 with saturation, so to nearest and ties upwards. `NR` in a name says that a function rounds so,
+ * `Low` that products and sums have 16 bits.
+ *
+ * LP coefficients are a[0], ..., a[order] with A(z) = a[0] + a[1] z^-1 + ... A scale factor `sf` tells their format: Q12
+ * coefficients (a[0] = 4096) take `sf` 12.
+ * @{
+ */
+
+/**
+ * @brief Autocorrelation: dst[k] = running sum of 2 * src[n] * src[n + k], n = 0 .. len - 1 - k, for k = 0 .. order.
+ * @param[in]  src   `len` samples, full 16-bit range
+ * @param[in]  len   number of samples, at least 1
+ * @param[in]  order largest lag, 1 .. len - 1
+ * @param[out] dst   `order` + 1 values; with samples in Qn in Q(2n + 1)
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `order` below 1; #ryxStsOutOfRange for an `order` of `len`
+ *         or more
+ */
+ryxStatus ryxsAutoCorr_16s32s(const int16_t *src, int len, int order, int32_t *dst);
+
+/**
+ * @brief Normalised autocorrelation as the LP analyses of ITU-T G.729 and GSM-AMR (3GPP TS 26.090) take it.
+ *
+ * r[0] = 1 + sum of 2 * src[n]^2. While it does not fit 32 bits, all samples are divided by 4, rounding towards minus
+ * infinity, and the sum is taken again. With the shift that normalises r[0], 2^30 <= r[0] << shift, dst[k] = r[k] << shift
+ * for k = 0 .. order, where r[k] = sum of 2 * src[n] * src[n + k]. Silence gives dst[0] = 2^30 and zeros.
+ *
+ * @param[in]  src      `len` windowed samples, full 16-bit range
+ * @param[in]  len      number of samples, 1 .. 1024
+ * @param[in]  order    largest lag, 1 .. len - 1
+ * @param[out] dst      `order` + 1 values, for ryxsLagWindow_G729_32s_I() and ryxsLevinsonDurbin_G729_32s16s()
+ * @param[out] exponent by how many bits `dst` is larger than the autocorrelation of `src`: shift, less 4 for every
+ *                      division
+ * @return #ryxStsOk; #ryxStsOverflow, a warning, when samples had to be divided; #ryxStsNullPtr; #ryxStsBadSize for `len`
+ *         outside its range or `order` below 1; #ryxStsOutOfRange for an `order` of `len` or more
+ */
+ryxStatus ryxsAutoCorr_NormE_16s32s(const int16_t *src, int len, int order, int32_t *dst, int *exponent);
+
+/**
+ * @brief Lag of the largest autocorrelation in a range, searched forwards: of equal ones the shortest lag.
+ *
+ * c(lag) = running sum of 2 * src[n] * src[n - lag], n = 0 .. len - 1. The open-loop searches of GSM-AMR and ITU-T G.729
+ * use this rule in each of their ranges.
+ *
+ * @param[in]  src    `len` samples behind their past, src[-maxLag] .. src[-1]
+ * @param[in]  len    number of samples, at least 1
+ * @param[in]  minLag shortest lag, at least 1
+ * @param[in]  maxLag longest lag, `minLag` or more
+ * @param[out] max    the largest c(lag)
+ * @param[out] lag    its lag
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `minLag` below 1; #ryxStsOutOfRange for a `maxLag` below
+ *         `minLag`
+ */
+ryxStatus ryxsAutoCorrLagMax_Fwd_16s(const int16_t *src, int len, int minLag, int maxLag, int32_t *max, int *lag);
+
+/**
+ * @brief Lag of the largest correlation of two signals in a range, searched from the longest lag down: of equal ones the
+ *        longest lag.
+ *
+ * c(lag) = running sum of 2 * src1[n] * src2[n - lag], n = 0 .. len - 1.
+ *
+ * @param[in]  src1   `len` samples
+ * @param[in]  src2   src2[-maxLag] .. src2[len - 1 - minLag]. May be `src1`
+ * @param[in]  len    number of samples, at least 1
+ * @param[in]  minLag shortest lag, at least 1
+ * @param[in]  maxLag longest lag, `minLag` or more
+ * @param[out] max    the largest c(lag)
+ * @param[out] lag    its lag
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `minLag` below 1; #ryxStsOutOfRange for a `maxLag` below
+ *         `minLag`
+ */
+ryxStatus ryxsCrossCorrLagMax_16s(const int16_t *src1, const int16_t *src2, int len, int minLag, int maxLag,
+                                  int32_t *max, int *lag);
+
+/**
+ * @brief Correlation of a target with an impulse response, rounded: dst[n] = round(running sum of
+ *        2 * src1[i] * src2[i - n], i = n .. len - 1), the filtering backwards of the codebook searches.
+ * @param[in]  src1 `len` samples, full 16-bit range
+ * @param[in]  src2 `len` samples of the response
+ * @param[out] dst  `len` correlations: with Qm and Qn in Q(m + n - 15). May be `src1` or `src2`
+ * @param[in]  len  number of samples, 1 .. 1024
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` outside its range
+ */
+ryxStatus ryxsCrossCorr_NR_16s(const int16_t *src1, const int16_t *src2, int16_t *dst, int len);
+
+/**
+ * @brief The first `len` samples of a convolution, truncated: dst[n] = sat16(S >> (sf + 1)) with the running sum S of
+ *        2 * src1[i] * src2[n - i], i = 0 .. n.
+ *
+ * `sf` 12 filters an excitation by an impulse response in Q12 as ITU-T G.729 and GSM-AMR do.
+ *
+ * @param[in]  src1 `len` samples, full 16-bit range
+ * @param[in]  src2 `len` samples
+ * @param[out] dst  `len` samples. May be `src1` or `src2`
+ * @param[in]  len  number of samples, 1 .. 1024
+ * @param[in]  sf   scale factor, at least 0; shifts of more than 31 count as 31
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for a negative `sf`, which is tested before the length; #ryxStsBadSize
+ *         for `len` outside its range
+ */
+ryxStatus ryxsConvPartial_16s_Sfs(const int16_t *src1, const int16_t *src2, int16_t *dst, int len, int sf);
+
+/**
+ * @brief Dot product with overflow report (ITU-T G.729 Annex A): the running sum of 2 * src1[i] * src2[i].
+ * @param[in]  src1 `len` elements, full 16-bit range
+ * @param[in]  src2 `len` elements. May be `src1`
+ * @param[in]  len  number of elements, at least 1
+ * @param[out] dst  the sum: with Qm and Qn in Q(m + n + 1)
+ * @return #ryxStsOk; #ryxStsOverflow, a warning, when a product or the sum after some term was saturated; #ryxStsNullPtr;
+ *         #ryxStsBadSize for `len` below 1
+ */
+ryxStatus ryxsDotProd_G729A_16s32s(const int16_t *src1, const int16_t *src2, int len, int32_t *dst);
+
+/**
+ * @brief LP residual in 16-bit precision: dst[n] = sum over k = 0 .. order of sat16((lpc[k] * src[n - k]) >> sf), saturated
+ *        to 16 bits after every term, in the order of k.
+ * @param[in]  lpc   `order` + 1 coefficients
+ * @param[in]  order order of the filter, 1 .. 20
+ * @param[in]  src   `len` samples behind their past, src[-order] .. src[-1]
+ * @param[out] dst   `len` samples. Must not overlap `src` or its past
+ * @param[in]  len   number of samples, at least 1
+ * @param[in]  sf    scale factor, at least 0; shifts of more than 31 count as 31
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `order` below 1; #ryxStsOutOfRange for an `order` above
+ *         20; #ryxStsBadScale for a negative `sf`
+ */
+ryxStatus ryxsResidualFilter_Low_16s_Sfs(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
+                                         int sf);
+
+/**
+ * @brief LP synthesis 1 / A(z) as ITU-T G.729, GSM-AMR and AMR-WB compute it, with overflow report.
+ *
+ * dst[n] = round(L_shl(S, 15 - sf)), where the running sum S starts with 2 * lpc[0] * src[n] and loses
+ * 2 * lpc[k] * dst[n - k] for k = 1 .. order. dst[-order] .. dst[-1] are the history; nothing is kept between calls, so
+ * that a result can be thrown away: the caller takes the next history from the end of `dst`.
+ *
+ * @param[in]  lpc     `order` + 1 coefficients, Q12 for `sf` 12
+ * @param[in]  order   order of the filter, 1 .. 20
+ * @param[in]  src     `len` samples of excitation, full 16-bit range
+ * @param[out] dst     `len` samples. May be `src`; must not overlap `history`
+ * @param[in]  len     number of samples, at least 1
+ * @param[in]  history the `order` latest outputs, the oldest first
+ * @param[in]  sf      scale factor, at least 0
+ * @return #ryxStsOk; #ryxStsOverflow, a warning, when a product, a sum, the shift or the rounding was saturated;
+ *         #ryxStsNullPtr; #ryxStsBadSize for `len` or `order` below 1; #ryxStsOutOfRange for an `order` above 20;
+ *         #ryxStsBadScale for a negative `sf`
+ */
+ryxStatus ryxsSynthesisFilter_NR_16s_Sfs(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
+                                         const int16_t *history, int sf);
+
+/**
+ * @brief LP synthesis in place, like ryxsSynthesisFilter_NR_16s_Sfs().
+ * @param[in]     lpc     `order` + 1 coefficients, Q12 for `sf` 12
+ * @param[in]     order   order of the filter, 1 .. 20
+ * @param[in,out] srcDst  `len` samples of excitation, then of speech; must not overlap `history`
+ * @param[in]     len     number of samples, at least 1
+ * @param[in]     history the `order` latest outputs, the oldest first
+ * @param[in]     sf      scale factor, at least 0
+ * @return as ryxsSynthesisFilter_NR_16s_Sfs()
+ */
+ryxStatus ryxsSynthesisFilter_NR_16s_ISfs(const int16_t *lpc, int order, int16_t *srcDst, int len,
+                                          const int16_t *history, int sf);
+
+/**
+ * @brief LP synthesis in place in 16-bit precision.
+ *
+ * y[n] starts with P(lpc[0] * x[n]) and loses P(lpc[k] * y[n - k]) for k = order down to 1, so the latest output comes
+ * last, saturating to 16 bits after every term; P(p) = sat16((p + 2^(sf-1)) >> sf) as described for the scale factors of
+ * the other primitives.
+ *
+ * @param[in]     lpc     `order` + 1 coefficients, Q12 for `sf` 12
+ * @param[in]     order   order of the filter, 1 .. 20
+ * @param[in,out] srcDst  `len` samples x, then y; must not overlap `history`
+ * @param[in]     len     number of samples, at least 1
+ * @param[in]     history the `order` latest outputs, the oldest first
+ * @param[in]     sf      scale factor, at least 0
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `order` below 1; #ryxStsOutOfRange for an `order` above
+ *         20; #ryxStsBadScale for a negative `sf`
+ */
+ryxStatus ryxsSynthesisFilterLow_NR_16s_ISfs(const int16_t *lpc, int order, int16_t *srcDst, int len,
+                                             const int16_t *history, int sf);
+
+/**
+ * @brief Response of the LP synthesis filter to an input from rest: ryxsSynthesisFilter_NR_16s_Sfs() with coefficients in
+ *        Q12 (`sf` 12) and a history of zeros. 4096, 0, 0, ... gives the impulse response in Q12.
+ * @param[in]  lpc   `order` + 1 coefficients in Q12
+ * @param[in]  order order of the filter, 1 .. 20
+ * @param[in]  src   `len` samples, full 16-bit range
+ * @param[out] dst   `len` samples. May be `src`
+ * @param[in]  len   number of samples, at least 1
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for `len` or `order` below 1; #ryxStsOutOfRange for an `order` above
+ *         20
+ */
+ryxStatus ryxsSynthesisFilterZeroStateResponse_NR_16s(const int16_t *lpc, int order, const int16_t *src, int16_t *dst,
+                                                      int len);
+
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

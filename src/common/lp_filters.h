@@ -19,7 +19,9 @@
 #include "common/fixed_point.h"
 #include "common/simd.h"
 
+// Each file that includes this has its own copy, so that the variants keep their tuning.
 namespace ryxsc {
+namespace {
 
 // The sum of the magnitudes of the coefficients `first` and a[1 .. order].
 template <int order> int sumOfMagnitudes(const int16_t *a, int16_t first) {
@@ -74,7 +76,7 @@ public:
     void add(int64_t product) { take(value_, sat32(2 * product), 2 * product); }
     void subtract(int64_t product) { take(value_, -int64_t{sat32(2 * product)}, -2 * product); }
     int16_t rounded(int up) {
-        const int64_t shifted = int64_t{value_} * (int64_t{1} << up);
+        const int64_t shifted = up < 0 ? value_ >> std::min(-up, 31) : int64_t{value_} * (int64_t{1} << up);
         saturated |= shifted < min32 || shifted > max32 - 0x8000;
         return round(sat32(shifted));
     }
@@ -182,8 +184,8 @@ public:
         : input_(input), toHigh_(both(0, a[1])), shift_(32 + down), taps1_(both(a[2], a[1])), taps2_(both(a[3], a[2])) {
         // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j].
         for (int v = 0; v < vectors; v++) {
-            const Vector now = from<4>(a, 8 * (v / 2)), past = from<3>(a, 8 * (v / 2));
-            taps_[v] = v % 2 == 0 ? _mm_unpacklo_epi16(now, past) : _mm_unpackhi_epi16(now, past);
+            const Vector now = from<4>(a, 8 * (v / 2)), earlier = from<3>(a, 8 * (v / 2));
+            taps_[v] = v % 2 == 0 ? _mm_unpacklo_epi16(now, earlier) : _mm_unpackhi_epi16(now, earlier);
         }
         for (Vector &tap : taps_)
             tap = _mm_shuffle_epi32(tap, swapped);
@@ -392,4 +394,5 @@ template <int order> bool zeroStateResponse(const int16_t *a, const int16_t *x, 
     return synthesisFilter<order>(a, a[0], x, y, n, rest, Memory::keep, up);
 }
 
+} // namespace
 } // namespace ryxsc
