@@ -1,45 +1,48 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "g729/frame.h"
 
-#include <cstring>
-
 namespace ryxcodec::g729 {
 
 namespace {
 
 constexpr int sizes[] = {0, 2, 8, 10, 15};
 
+// The octets of a frame as a number of 128 bits, the first bit on top.
+using Bits128 = unsigned __int128;
+
 class Writer {
 public:
-    explicit Writer(uint8_t *octets) : octets_(octets) {}
-    void operator()(int16_t &value, int bits) {
-        while (bits-- > 0) {
-            octets_[at_ / 8] = static_cast<uint8_t>(octets_[at_ / 8] | (value >> bits & 1) << (7 - at_ % 8));
-            at_++;
-        }
+    void operator()(int16_t value, int bits) {
+        at_ -= bits;
+        all_ |= static_cast<Bits128>(value & ((1 << bits) - 1)) << at_;
+    }
+    void store(uint8_t *octets, int count) const {
+        for (int i = 0; i < count; i++)
+            octets[i] = static_cast<uint8_t>(all_ >> (120 - 8 * i));
     }
 
 private:
-    uint8_t *octets_;
-    int at_ = 0;
+    Bits128 all_ = 0;
+    int at_ = 128;
 };
 
 class Reader {
 public:
-    explicit Reader(const uint8_t *octets) : octets_(octets) {}
+    Reader(const uint8_t *octets, int count) {
+        for (int i = 0; i < count; i++)
+            all_ = all_ << 8 | octets[i];
+        all_ <<= 128 - 8 * count;
+    }
     void operator()(int16_t &value, int bits) {
-        int read = 0;
-        for (; bits > 0; bits--, at_++)
-            read = read << 1 | (octets_[at_ / 8] >> (7 - at_ % 8) & 1);
-        value = static_cast<int16_t>(read);
+        value = static_cast<int16_t>(static_cast<uint32_t>(all_ >> 96) >> (32 - bits));
+        all_ <<= bits;
     }
 
 private:
-    const uint8_t *octets_;
-    int at_ = 0;
+    Bits128 all_ = 0;
 };
 
-template <class Bits> void speechFrame(FrameType type, Bits bits, Parameters &p) {
+template <class Bits> void speechFrame(FrameType type, Bits &bits, Parameters &p) {
     const bool annexD = type == FrameType::speech6k4, annexE = type == FrameType::speech11k8;
     bool backward = false;
     if (annexE) {
@@ -68,7 +71,7 @@ template <class Bits> void speechFrame(FrameType type, Bits bits, Parameters &p)
     }
 }
 
-template <class Bits> void frame(FrameType type, Bits bits, Parameters &p) {
+template <class Bits> void frame(FrameType type, Bits &bits, Parameters &p) {
     if (type == FrameType::silence) {
         bits(p.silence[0], 1);
         bits(p.silence[1], 5);
@@ -101,13 +104,16 @@ int16_t parityOf(FrameType type, int16_t delay) {
 }
 
 void pack(FrameType type, Parameters parameters, uint8_t *octets) {
-    std::memset(octets, 0, static_cast<size_t>(octetsOf(type)));
-    frame(type, Writer(octets), parameters);
+    Writer writer;
+    frame(type, writer, parameters);
+    writer.store(octets, octetsOf(type));
 }
 
 Parameters unpack(FrameType type, const uint8_t *octets) {
     Parameters parameters{};
-    frame(type, Reader(octets), parameters);
+    if (type == FrameType::untransmitted) return parameters;
+    Reader reader(octets, octetsOf(type));
+    frame(type, reader, parameters);
     return parameters;
 }
 

@@ -5,6 +5,7 @@
 
 #include "common/checks.h"
 #include "common/double_precision.h"
+#include "common/elementwise.h"
 #include "common/product_sums.h"
 #include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
@@ -29,6 +30,11 @@ Scaled scaled(WatchedSum sum, WatchedSum reduced, int reduction) {
     return {round(L_shl(value, shift)), sum.saturated ? shift - reduction : shift};
 }
 
+// hi(L_shl(2 * x * gain, 15 - shift)): the shift saturates where the high word would not fit.
+template <int shift> simd::Vector scaledDown(simd::Vector x, simd::Vector gain) {
+    return simd::mulShiftSaturated<shift>(x, gain);
+}
+
 // 1 + g * error: what an error grows to on its way through the long-term predictor.
 int32_t grown(int32_t error, int16_t gain) {
     return L_add(0x4000, L_shl(multiplyShort(error, gain), 1));
@@ -39,12 +45,16 @@ int32_t grown(int32_t error, int16_t gain) {
 ryxStatus ryxsAdaptiveCodebookGain_G729_16s_u8(const int16_t *target, const int16_t *filtered, int16_t *gain,
                                                int16_t *correlations, int16_t *exponents) {
     if (anyNull(target, filtered, gain, correlations, exponents)) return ryxStsNullPtr;
-    int16_t reduced[subframe];
-    for (int n = 0; n < subframe; n++)
-        reduced[n] = static_cast<int16_t>(filtered[n] >> 2);
-    const Scaled yy = scaled(macEnergy(filtered, subframe, 1), macEnergy(reduced, subframe, 1), 4);
-    const WatchedSum whole = macProducts(target, filtered, subframe);
-    const Scaled xy = scaled(whole, whole.saturated ? macProducts(target, reduced, subframe) : whole, 2);
+    const WatchedSum energy = macEnergy(filtered, subframe, 1), product = macProducts(target, filtered, subframe);
+    WatchedSum reducedEnergy{}, reducedProduct{};
+    if (energy.saturated || product.saturated) [[unlikely]] {
+        int16_t reduced[subframe];
+        for (int n = 0; n < subframe; n++)
+            reduced[n] = static_cast<int16_t>(filtered[n] >> 2);
+        reducedEnergy = macEnergy(reduced, subframe, 1);
+        reducedProduct = macProducts(target, reduced, subframe);
+    }
+    const Scaled yy = scaled(energy, reducedEnergy, 4), xy = scaled(product, reducedProduct, 2);
 
     correlations[0] = yy.mantissa;
     exponents[0] = static_cast<int16_t>(yy.shift - 15);
@@ -63,8 +73,10 @@ ryxStatus ryxsAdaptiveCodebookGain_G729_16s_u8(const int16_t *target, const int1
 ryxStatus ryxsFixedCodebookTarget_G729_16s_u8(const int16_t *target, const int16_t *filtered, int16_t gain,
                                               int16_t *dst) {
     if (anyNull(target, filtered, dst)) return ryxStsNullPtr;
-    for (int n = 0; n < subframe; n++)
-        dst[n] = sub(target[n], extract_h(L_shl(L_mult(filtered[n], gain), 1)));
+    for (int n = 0; n < subframe; n += 8) {
+        const simd::Vector contribution = scaledDown<14>(simd::load(filtered + n), simd::words(gain));
+        simd::store(dst + n, _mm_subs_epi16(simd::load(target + n), contribution));
+    }
     return ryxStsOk;
 }
 
@@ -72,11 +84,14 @@ ryxStatus ryxsWeightedError_G729_16s_u8(const int16_t *target, const int16_t *fi
                                         const int16_t *filteredFixed, const int16_t *gains, int16_t *dst, int len) {
     if (anyNull(target, filteredAdaptive, filteredFixed, gains, dst)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
-    for (int n = 0; n < len; n++) {
-        const int16_t adaptive = extract_h(L_shl(L_mult(filteredAdaptive[n], gains[0]), 1));
-        const int16_t fixed = extract_h(L_shl(L_mult(filteredFixed[n], gains[1]), 2));
-        dst[n] = sub(target[n], ryxsc::add(adaptive, fixed));
-    }
+    const simd::Vector pitchGain = simd::words(gains[0]), codeGain = simd::words(gains[1]);
+    mapWords(
+        dst, len,
+        [=](simd::Vector x, simd::Vector adaptive, simd::Vector fixed) {
+            return _mm_subs_epi16(x,
+                                  _mm_adds_epi16(scaledDown<14>(adaptive, pitchGain), scaledDown<13>(fixed, codeGain)));
+        },
+        target, filteredAdaptive, filteredFixed);
     return ryxStsOk;
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive gain control behind the post-filters of ITU-T G.729 (clause 4.2.4) and its Annex A.
+#include <algorithm>
+
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/inv_sqrt.h"
-#include "common/product_sums.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
 
@@ -12,18 +14,36 @@ using namespace ryxsc::g729;
 
 namespace {
 
+using simd::Vector;
+
+// Magnitudes up to 32767.
 int32_t sumOfMagnitudes40(const int16_t *x) {
-    int32_t sum = 0;
-    for (int n = 0; n < subframe; n++)
-        sum += abs_s(x[n]);
-    return sum;
+    Vector sum = _mm_setzero_si128();
+    for (int n = 0; n < subframe; n += 8) {
+        const Vector words = simd::load(x + n);
+        const Vector magnitudes = _mm_max_epi16(words, _mm_subs_epi16(_mm_setzero_si128(), words));
+        sum = _mm_add_epi32(sum, _mm_madd_epi16(magnitudes, simd::words(1)));
+    }
+    return simd::sumOfDwords(sum);
 }
 
+// 2 * sum of (x[n] >> 2)^2, saturating: a pair of squares has at most 27 bits.
 int32_t energyOfQuarter(const int16_t *x) {
-    int16_t quarter[subframe];
+    Vector sum = _mm_setzero_si128();
+    for (int n = 0; n < subframe; n += 8) {
+        const Vector quarter = _mm_srai_epi16(simd::load(x + n), 2);
+        sum = _mm_add_epi32(sum, _mm_madd_epi16(quarter, quarter));
+    }
+    const auto total = static_cast<uint32_t>(simd::sumOfDwords(sum)); // up to 40 * 2^26
+    return total > static_cast<uint32_t>(max32) / 2 ? max32 : static_cast<int32_t>(2 * total);
+}
+
+// The gains of the samples, g = next(g): the recursion alone, apart from the multiplications.
+template <class Next> void runGain(int16_t *gain, int16_t *gains, Next next) {
+    int g = *gain;
     for (int n = 0; n < subframe; n++)
-        quarter[n] = static_cast<int16_t>(x[n] >> 2);
-    return macEnergy(quarter, subframe).value;
+        gains[n] = static_cast<int16_t>(g = next(g));
+    *gain = static_cast<int16_t>(g);
 }
 
 // The ratio of two sums of magnitudes, input over output, times 1 - 0.9875 in Q14.
@@ -51,12 +71,13 @@ ryxStatus ryxsGainControl_G729_16s_I_u8(const int16_t *reference, int16_t *srcDs
         return ryxStsOk;
     }
     const int16_t step = in == 0 ? int16_t{0} : gainStep(in, out);
-    int16_t g = *gain;
-    for (int n = 0; n < subframe; n++) {
-        g = ryxsc::add(mult_r(32358, g), step);
-        srcDst[n] = round(L_shl(L_mult(g, srcDst[n]), 1));
+    int16_t gains[subframe];
+    runGain(gain, gains,
+            [step](int g) { return std::clamp(((32358 * g + 0x4000) >> 15) + step, int{min16}, int{max16}); });
+    for (int n = 0; n < subframe; n += 8) { // round(L_shl(2 * g * x, 1)) = sat16((g * x + 2^13) >> 14)
+        const simd::Dwords products = simd::products(simd::load(gains + n), simd::load(srcDst + n));
+        simd::store(srcDst + n, simd::ScaleDown(14)(products));
     }
-    *gain = g;
     return ryxStsOk;
 }
 
@@ -77,11 +98,9 @@ ryxStatus ryxsGainControl_G729A_16s_I_u8(const int16_t *reference, int16_t *srcD
         const int32_t ratio = L_shl(L_shl(div_s(mantissaOut, mantissaIn), 7), -exponent);
         step = mult(round(L_shl(inverseSqrt(ratio), 9)), 3276);
     }
-    int16_t g = *gain;
-    for (int n = 0; n < subframe; n++) {
-        g = ryxsc::add(mult(g, 29491), step);
-        srcDst[n] = extract_h(L_shl(L_mult(srcDst[n], g), 3));
-    }
-    *gain = g;
+    int16_t gains[subframe];
+    runGain(gain, gains, [step](int g) { return std::clamp((g * 29491 >> 15) + step, int{min16}, int{max16}); });
+    for (int n = 0; n < subframe; n += 8) // hi(L_shl(2 * g * x, 3)) = sat16(g * x >> 12)
+        simd::store(srcDst + n, simd::mulShiftSaturated<12>(simd::load(gains + n), simd::load(srcDst + n)));
     return ryxStsOk;
 }

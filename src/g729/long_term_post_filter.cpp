@@ -230,8 +230,16 @@ ryxStatus ryxsLongTermPostFilter_G729_16s_u8(int16_t lag, const int16_t *residua
     int16_t z[subframe];
     const int16_t gain = ownGain(search.delayed(residual, z), weight);
     const auto rest = static_cast<int16_t>(max16 - gain + 1);
-    for (int n = 0; n < subframe; n++)
-        dst[n] = round(L_mac(L_mult(gain, residual[n]), rest, z[n]));
+    const Vector weights =
+        _mm_set1_epi32(static_cast<uint16_t>(gain) | rest << 16); // they add up to 1: nothing saturates
+    const auto weighted = [weights](Vector pairs) {
+        return _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(pairs, weights), simd::dwords(0x4000)), 15);
+    };
+    for (int n = 0; n < subframe; n += 8) {
+        const Vector own = simd::load(residual + n), delayed = simd::load(z + n);
+        simd::store(dst + n, _mm_packs_epi32(weighted(_mm_unpacklo_epi16(own, delayed)),
+                                             weighted(_mm_unpackhi_epi16(own, delayed))));
+    }
     *delay = static_cast<int16_t>(search.delay());
     return ryxStsOk;
 }
@@ -240,19 +248,21 @@ ryxStatus ryxsLongTermPostFilter_G729A_16s_u8(int16_t lag, const int16_t *residu
     constexpr int span = 143;
     if (anyNull(residual, dst)) return ryxStsNullPtr;
     if (lag < 18 || lag > 145) return ryxStsOutOfRange;
-    int16_t quarter[span + subframe];
-    for (int n = 0; n < span + subframe; n++)
-        quarter[n] = static_cast<int16_t>(residual[n - span] >> 2);
-    const int16_t *const x = quarter + span;
-
+    // Only what the seven delays reach.
     const int from = lag + 3 > span ? span - 6 : lag - 3;
+    int16_t current[subframe], past[subframe + 8];
+    for (int n = 0; n < subframe; n += 8) {
+        simd::store(current + n, _mm_srai_epi16(simd::load(residual + n), 2));
+        simd::store(past + n, _mm_srai_epi16(simd::load(residual - from - 6 + n), 2));
+    }
+    simd::store(past + subframe - 2, _mm_srai_epi16(simd::load(residual - from - 8 + subframe), 2));
     int32_t sums[7]; // the longest delay first
-    macCorrelations(x, x - from - 6, subframe, 7, sums);
+    macCorrelations(current, past, subframe, 7, sums);
     const IndexedValue found = lastLargest(sums, 7);
     const int delay = from + 6 - found.index;
     const int32_t correlation = std::max(found.value, 0);
-    const int32_t delayedEnergy = macEnergy(x - delay, subframe, 1).value;
-    const int32_t ownEnergy = macEnergy(x, subframe, 1).value;
+    const int32_t delayedEnergy = macEnergy(past + found.index, subframe, 1).value;
+    const int32_t ownEnergy = macEnergy(current, subframe, 1).value;
     const int shift = norm_l(std::max({correlation, delayedEnergy, ownEnergy}));
     const auto mantissa = [shift](int32_t value) { return round(L_shl(value, shift)); };
     int16_t c = mantissa(correlation), e = mantissa(delayedEnergy);
@@ -270,7 +280,9 @@ ryxStatus ryxsLongTermPostFilter_G729A_16s_u8(int16_t lag, const int16_t *residu
         other = sum > 0 ? div_s(c, sum) : int16_t{0};
         own = static_cast<int16_t>(max16 - other);
     }
-    for (int n = 0; n < subframe; n++)
-        dst[n] = add(mult(own, residual[n]), mult(other, residual[n - delay]));
+    const simd::Q15Factor ownWeight(simd::words(own)), otherWeight(simd::words(other)); // neither is negative
+    for (int n = 0; n < subframe; n += 8)
+        simd::store(dst + n, _mm_adds_epi16(ownWeight * simd::load(residual + n),
+                                            otherWeight * simd::load(residual + n - delay)));
     return ryxStsOk;
 }

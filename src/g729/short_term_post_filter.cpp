@@ -44,8 +44,8 @@ void limitGain(const int16_t *response, int length, int16_t *v) {
     const int16_t gain = extract_h(L_shl(sum, 14));
     if (gain <= 1024) return;
     const int16_t factor = div_s(1024, gain);
-    for (int n = 0; n < subframe; n++)
-        v[n] = mult_r(v[n], factor);
+    for (int n = 0; n < subframe; n += 8)
+        simd::store(v + n, simd::roundedProductQ15(simd::load(v + n), simd::words(factor)));
 }
 
 // out[n] = (v[n] + mu * v[n - 1]) / (1 - |mu|), with v[-1] in front.
@@ -56,10 +56,19 @@ void compensateTilt(const int16_t *v, int16_t tilt, int16_t *out) {
     const auto half = static_cast<int16_t>(rising ? 0x4000 : 0x0800);
     const int16_t gain = div_s(half, add(max16, sub(1, abs_s(mu))));
     const auto factor = static_cast<int16_t>(mu >> 1);
-    for (int n = 0; n < subframe; n++) {
-        const int32_t sum = L_add(L_add(v[n] * 32768, L_mult(factor, v[n - 1])), 0x4000);
-        const int16_t compensated = extract_l(sum >> 15); // keeps the low bits where it overflows
-        out[n] = sat16(L_add(L_mult(compensated, gain), half) >> shift);
+    // 32768 * v + 2 * factor * v[-1] + 0x4000 is at most 1.9 * 2^30: neither it nor the products below saturate.
+    const simd::Vector taps = _mm_set1_epi32((0x4000 << 16) | static_cast<uint16_t>(factor));
+    const simd::Vector gains = _mm_set1_epi32(static_cast<uint16_t>(gain)), halves = simd::dwords(half);
+    const __m128i down = _mm_cvtsi32_si128(shift);
+    const auto compensated = [&](simd::Vector pairs) { // keeps the low 16 bits where it overflows
+        const simd::Vector sum = _mm_add_epi32(_mm_madd_epi16(pairs, taps), simd::dwords(0x2000));
+        const simd::Vector product = _mm_slli_epi32(_mm_madd_epi16(_mm_srai_epi32(sum, 14), gains), 1);
+        return _mm_sra_epi32(_mm_add_epi32(product, halves), down);
+    };
+    for (int n = 0; n < subframe; n += 8) {
+        const simd::Vector now = simd::load(v + n), before = simd::load(v + n - 1);
+        simd::store(out + n, _mm_packs_epi32(compensated(_mm_unpacklo_epi16(before, now)),
+                                             compensated(_mm_unpackhi_epi16(before, now))));
     }
 }
 
@@ -102,12 +111,13 @@ ryxStatus ryxsShortTermPostFilter_G729A_16s_u8(const int16_t *numerator, const i
     const int16_t product = mult(r1, 26214);
     const int16_t mu = r1 <= 0 || r0 <= 0 ? int16_t{0} : div_s(std::min(product, r0), r0);
 
-    int16_t v[subframe], last = memory[shortOrder];
-    for (int n = 0; n < subframe; n++) {
-        v[n] = sub(src[n], mult(mu, last));
-        last = src[n];
-    }
-    memory[shortOrder] = last;
+    int16_t x[1 + subframe], v[subframe]; // the last sample in front
+    x[0] = memory[shortOrder];
+    std::copy_n(src, subframe, x + 1);
+    const simd::Q15Factor factor(simd::words(mu)); // mu is not negative
+    for (int n = 0; n < subframe; n += 8)
+        simd::store(v + n, _mm_subs_epi16(simd::load(x + 1 + n), factor * simd::load(x + n)));
+    memory[shortOrder] = x[subframe];
     synthesisFilter<shortOrder>(denominator, v, dst, subframe, memory, Memory::update);
     return ryxStsOk;
 }
