@@ -36,6 +36,14 @@ struct SearchInput {
     simd::Vector track(const int16_t *values, int t) const { return simd::loadAligned(values + places * t); }
     simd::Vector row(int number, int t) const { return simd::loadAligned(&phi[number][places * t]); }
 
+    // phi of a position with those of a track, negated where the signs of the pulses differ, and less by 1 where they agree
+    // and it is positive: the product with 32767 or -32768 in Q15. No phi is -32768.
+    simd::Vector signedRow(int number, int t) const {
+        const simd::Vector phi = row(number, t), differ = _mm_xor_si128(simd::words(minus[number]), track(minus, t));
+        const simd::Vector less = _mm_andnot_si128(differ, _mm_cmpgt_epi16(phi, _mm_setzero_si128()));
+        return _mm_add_epi16(_mm_sub_epi16(_mm_xor_si128(phi, differ), differ), less);
+    }
+
     // phi of a track with later ones, times factors in Q15 for the signs of the pulses.
     void signRows(int ownTrack, int firstTrack, int lastTrack, int16_t bothPlus, int16_t bothMinus, int16_t different);
 };

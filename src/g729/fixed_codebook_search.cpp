@@ -106,11 +106,7 @@ private:
 // Energies are summed at half their scale, where even the largest stay below 2^31.
 class DepthFirstSearch {
 public:
-    explicit DepthFirstSearch(SearchInput &in) : in_(in) {
-        for (int t = 0; t < tracks; t++)
-            for (int other = 0; other < tracks; other++)
-                if (other != t) in.signRows(t, other, other, max16, max16, min16);
-    }
+    explicit DepthFirstSearch(const SearchInput &in) : in_(in) {}
 
     void run() {
         for (const int t : {3, 4}) {
@@ -146,7 +142,7 @@ private:
         for (const int i0 : {largest, largestOn(a, largest)}) {
             const Vector sums = _mm_adds_epi16(simd::words(in_.d[i0]), in_.track(in_.d, b));
             const Vector energies =
-                energiesOf(8192 * in_.energies[i0], in_.row(i0, b), 16384, in_.track(in_.energies, b), 8192);
+                energiesOf(8192 * in_.energies[i0], in_.signedRow(i0, b), 16384, in_.track(in_.energies, b), 8192);
             if (const int lane = contest.offer(simd::mulShift<15>(sums, sums), energies); lane >= 0) {
                 x_ = i0;
                 y_ = places * b + lane;
@@ -162,12 +158,22 @@ private:
         Contest contest{-1, 1};
         const int i0 = first_[0], i1 = first_[1];
         const Vector own = crossEnergies(i0, i1, e);
+        // What a pulse on track c brings along, and the sums that it makes.
+        alignas(16) int32_t bases[places];
+        alignas(16) int16_t sums0[places];
+        const Vector pair = _mm_set1_epi32(4096 | 4096 << 16), u = in_.signedRow(i0, c), v = in_.signedRow(i1, c);
+        const auto base4 = [&](Vector crossed, Vector energies) {
+            return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(crossed, pair), _mm_slli_epi32(energies, 11)),
+                                 simd::dwords(8192 * firstEnergy));
+        };
+        simd::store(bases, base4(_mm_unpacklo_epi16(u, v), simd::frontDwords(in_.track(in_.energies, c))));
+        simd::store(bases + 4, base4(_mm_unpackhi_epi16(u, v), simd::backDwords(in_.track(in_.energies, c))));
+        simd::store(sums0, _mm_adds_epi16(simd::words(sum_), in_.track(in_.d, c)));
         for (int i2 = places * c; i2 < places * (c + 1); i2++) {
-            const int16_t sum = ryxsc::add(sum_, in_.d[i2]);
-            const int32_t base =
-                8192 * firstEnergy + 4096 * (in_.phi[i2][i0] + in_.phi[i2][i1]) + 2048 * in_.energies[i2];
+            const int16_t sum = sums0[i2 - places * c];
+            const int32_t base = bases[i2 - places * c];
             const Vector sums = _mm_adds_epi16(simd::words(sum), in_.track(in_.d, e));
-            const Vector energies = energiesOf(base, in_.row(i2, e), 4096, own, 16384);
+            const Vector energies = energiesOf(base, in_.signedRow(i2, e), 4096, own, 16384);
             if (const int lane = contest.offer(simd::mulShift<15>(sums, sums), energies); lane >= 0) {
                 x_ = i2;
                 y_ = places * e + lane;
@@ -184,7 +190,7 @@ private:
             return _mm_srai_epi32(
                 _mm_add_epi32(_mm_add_epi32(crossed, _mm_slli_epi32(energies, 12)), simd::dwords(rounding)), 15);
         };
-        const Vector u = in_.row(i0, e), v = in_.row(i1, e), energies = in_.track(in_.energies, e);
+        const Vector u = in_.signedRow(i0, e), v = in_.signedRow(i1, e), energies = in_.track(in_.energies, e);
         return _mm_packs_epi32(sum(_mm_unpacklo_epi16(u, v), simd::frontDwords(energies)),
                                sum(_mm_unpackhi_epi16(u, v), simd::backDwords(energies)));
     }
@@ -204,7 +210,7 @@ private:
         best_[3] = p3;
     }
 
-    SearchInput &in_;
+    const SearchInput &in_;
     Contest overall_{-1, 1};
     int x_ = 0, y_ = 0;
     int16_t sum_ = 0;
@@ -239,7 +245,7 @@ ryxStatus ryxsFixedCodebookSearch_G729A_16s_u8(const int16_t *target, const int1
                                                int16_t sharpening, int16_t *code, int16_t *filtered, int16_t *index) {
     if (anyNull(target, response, code, filtered, index)) return ryxStsNullPtr;
     if (!isCodebookLag(lag)) return ryxStsOutOfRange;
-    SearchInput in(target, response, lag, sharpening);
+    const SearchInput in(target, response, lag, sharpening);
     DepthFirstSearch search(in);
     search.run();
     finish(in, search.numbers(), lag, sharpening, code, filtered, index);

@@ -13,6 +13,7 @@
 
 using namespace ryxsc;
 using namespace ryxsc::g729;
+using simd::Vector;
 
 namespace {
 
@@ -217,12 +218,21 @@ public:
             factor_[i] = L_shr(L_deposit_h(c.value[i]), exponent[i] - smallest);
     }
 
-    int32_t of(int16_t pitch, int16_t code) const {
-        int32_t sum = multiplyShort(factor_[0], mult(pitch, pitch));
-        sum = L_add(sum, multiplyShort(factor_[1], pitch));
-        sum = L_add(sum, multiplyShort(factor_[2], mult(code, code)));
-        sum = L_add(sum, multiplyShort(factor_[3], code));
-        return L_add(sum, multiplyShort(factor_[4], mult(code, pitch)));
+    // Of eight pairs, no gain of which is -32768.
+    void of(Vector pitch, Vector code, int32_t *distances) const {
+        const Vector gains[5] = {simd::mulShift<15>(pitch, pitch), pitch, simd::mulShift<15>(code, code), code,
+                                 simd::mulShift<15>(code, pitch)};
+        const auto sum = [&](auto widen) {
+            Vector total = _mm_setzero_si128();
+            for (int i = 0; i < 5; i++) {
+                const Vector gain = widen(gains[i]), high = simd::dwords(highPart(factor_[i]) & 0xffff);
+                const Vector low = _mm_srai_epi32(_mm_madd_epi16(gain, simd::dwords(lowPart(factor_[i]))), 15);
+                total = lanes::addSaturated(total, _mm_slli_epi32(_mm_add_epi32(_mm_madd_epi16(gain, high), low), 1));
+            }
+            return total;
+        };
+        simd::store(distances, sum(simd::frontDwords));
+        simd::store(distances + 4, sum(simd::backDwords));
     }
 
 private:
@@ -239,6 +249,39 @@ void dequantise(const Codebook &book, int first, int second, const PredictedGain
     pushCorrection(correction, energies);
 }
 
+// The vectors with the smallest error, the first among equals. A tamed subframe takes no pitch gain from 1 on.
+struct Choice {
+    int first, second;
+};
+Choice search(const Codebook &book, const Start &start, const Distance &distance, const PredictedGain &predicted,
+              bool tamed) {
+    constexpr int16_t one = 16383;
+    constexpr int lanesCount = 8;
+    const int16_t(*const second)[2] = book.second + start.second;
+    int16_t pitches[lanesCount] = {}, corrections[lanesCount] = {};
+    for (int j = 0; j < book.secondCount; j++) {
+        pitches[j] = second[j][0];
+        corrections[j] = second[j][1];
+    }
+    int32_t smallest = max32;
+    Choice choice{start.first, start.second};
+    for (int i = start.first; i < start.first + book.firstCount; i++) {
+        const Vector pitch = _mm_adds_epi16(simd::words(book.first[i][0]), simd::load(pitches));
+        const Vector x = simd::words(book.first[i][1]), y = simd::load(corrections);
+        const Vector mean = _mm_add_epi16(_mm_and_si128(x, y), _mm_srai_epi16(_mm_xor_si128(x, y), 1)); // (x + y) >> 1
+        int32_t distances[lanesCount];
+        distance.of(pitch, simd::mulShift<15>(mean, simd::words(predicted.mantissa)), distances);
+        for (int j = 0; j < book.secondCount; j++) {
+            if (tamed && add(book.first[i][0], pitches[j]) >= one) continue;
+            if (distances[j] < smallest) {
+                smallest = distances[j];
+                choice = {i, start.second + j};
+            }
+        }
+    }
+    return choice;
+}
+
 ryxStatus quantise(const Codebook &book, const int16_t *target, const int16_t *filteredAdaptive,
                    const int16_t *filteredFixed, const int16_t *code, const int16_t *correlations,
                    const int16_t *exponents, int tamed, int16_t *index, int16_t *gains, int16_t *energies) {
@@ -248,21 +291,8 @@ ryxStatus quantise(const Codebook &book, const int16_t *target, const int16_t *f
     const PredictedGain predicted = predict(code, energies);
     const Start start = preselect(book, optimum(all, tamed != 0), predicted);
 
-    const Distance distance(book, all, predicted);
-    int32_t smallest = max32;
-    int first = start.first, second = start.second;
-    for (int i = start.first; i < start.first + book.firstCount; i++)
-        for (int j = start.second; j < start.second + book.secondCount; j++) {
-            const int16_t pitch = add(book.first[i][0], book.second[j][0]);
-            if (tamed != 0 && pitch >= 16383) continue;
-            const auto correction = static_cast<int16_t>((book.first[i][1] + book.second[j][1]) >> 1);
-            const int32_t error = distance.of(pitch, mult(predicted.mantissa, correction));
-            if (error < smallest) {
-                smallest = error;
-                first = i;
-                second = j;
-            }
-        }
+    const Choice choice = search(book, start, Distance(book, all, predicted), predicted, tamed != 0);
+    const int first = choice.first, second = choice.second;
     *index = static_cast<int16_t>(book.firstIndex[first] << book.secondIndexBits | book.secondIndex[second]);
     dequantise(book, first, second, predicted, gains, energies);
     return ryxStsOk;

@@ -25,6 +25,27 @@ void expand(const int16_t *lsp, int32_t *f) {
     }
 }
 
+// The same without saturation, which ordered LSPs do not need. Returns false where any value would have saturated.
+bool expandExactly(const int16_t *lsp, int64_t *f) {
+    uint64_t beyond = 0;
+    const auto checked = [&beyond](int64_t x) {
+        beyond |= static_cast<uint64_t>(x - min32) >> 32;
+        return x;
+    };
+    f[0] = 1 << 24;
+    f[1] = -1024 * lsp[0];
+    for (int i = 2; i <= degree; i++) {
+        const int64_t factor = lsp[2 * (i - 1)];
+        f[i] = f[i - 2];
+        for (int k = i; k >= 2; k--) {
+            const int64_t product = checked(4 * ((f[k - 1] & ~int64_t{1}) * factor >> 16));
+            f[k] = checked(checked(f[k] + f[k - 2]) - product);
+        }
+        f[1] = checked(f[1] - 1024 * factor);
+    }
+    return beyond == 0;
+}
+
 // Q24 to Q12 of the halved sum, rounded. Ordered LSPs stay inside +-8; beyond that the low 16 bits remain.
 int16_t toQ12(int32_t sum) {
     return wrap16((sum >> 13) + ((sum >> 12) & 1));
@@ -47,8 +68,16 @@ void expand(const float *lsp, float *f) {
 ryxStatus ryxsLSPToLPC_G729_16s_u8(const int16_t *lsp, int16_t *lpc) {
     if (anyNull(lsp, lpc)) return ryxStsNullPtr;
     int32_t sum[degree + 1], difference[degree + 1];
-    expand(lsp, sum);
-    expand(lsp + 1, difference);
+    int64_t exactSum[degree + 1], exactDifference[degree + 1];
+    if (expandExactly(lsp, exactSum) && expandExactly(lsp + 1, exactDifference)) {
+        for (int k = 0; k <= degree; k++) {
+            sum[k] = static_cast<int32_t>(exactSum[k]);
+            difference[k] = static_cast<int32_t>(exactDifference[k]);
+        }
+    } else {
+        expand(lsp, sum);
+        expand(lsp + 1, difference);
+    }
     for (int k = degree; k > 0; k--) { // times 1 + z^-1 and 1 - z^-1
         sum[k] = L_add(sum[k], sum[k - 1]);
         difference[k] = L_sub(difference[k], difference[k - 1]);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Open-loop pitch search of ITU-T G.729 (clause 3.4) and of its Annex A, which looks at every second sample.
+#include <algorithm>
 #include <cstdlib>
 
 #include "common/checks.h"
@@ -15,12 +16,14 @@ namespace {
 constexpr int longest = 143, shortest = 20, frame = 80;
 constexpr int span = longest + frame;
 
-// Scales the signal by the energy that was found for it.
-void scale(const int16_t *signal, const WatchedSum &sum, int16_t *scaled) {
+// By how many bits the signal is shifted up, from the energy that was found for it.
+int scaleFor(const WatchedSum &sum) {
     constexpr int32_t faint = 1 << 20; // at most 724 in any sample: no shift saturates
-    const int up = sum.saturated ? -3 : sum.value < faint ? 3 : 0;
+    return sum.saturated ? -3 : sum.value < faint ? 3 : 0;
+}
+void scale(const int16_t *signal, int up, int16_t *scaled) {
     for (int i = 0; i < span; i++)
-        scaled[i] = static_cast<int16_t>(up < 0 ? signal[i] >> 3 : signal[i] << up);
+        scaled[i] = static_cast<int16_t>(up < 0 ? signal[i] >> -up : signal[i] * (1 << up));
 }
 
 // The correlation over the root of the energy of the delayed signal.
@@ -38,7 +41,7 @@ struct Candidate {
 ryxStatus ryxsOpenLoopPitchSearch_G729_16s_u8(const int16_t *weighted, int16_t *lag) {
     if (anyNull(weighted, lag)) return ryxStsNullPtr;
     int16_t x[span];
-    scale(weighted - longest, macEnergy(weighted - longest, span), x);
+    scale(weighted - longest, scaleFor(macEnergy(weighted - longest, span)), x);
     const int16_t *const current = x + longest;
 
     // correlations[k] belongs to the lag longest - k.
@@ -67,14 +70,13 @@ public:
 
     // signal[0 .. span - 1]; sample n of the frame is signal[longest + n].
     explicit Halved(const int16_t *signal) {
-        int16_t scaled[span + 1];
-        for (int i = 0; i <= span / 2; i++)
-            odd_[i] = signal[2 * i];
-        scale(signal, macEnergy(odd_, span / 2 + 1), scaled);
-        scaled[span] = 0;
-        for (int i = 0; i <= span / 2; i++) {
-            odd_[i] = scaled[2 * i];
-            even_[i] = scaled[2 * i + 1];
+        split(signal);
+        const WatchedSum sum = macEnergy(odd_, span / 2 + 1);
+        const int up = scaleFor(sum);
+        if (up != 0) {
+            int16_t scaled[span];
+            scale(signal, up, scaled);
+            split(scaled);
         }
         const uint64_t currentEnergy = energy(current(), length);
         fits_ = fitsSums(currentEnergy, energy(odd_, span / 2 + 1)) && fitsSums(currentEnergy, energy(even_, span / 2));
@@ -94,6 +96,18 @@ public:
     }
 
 private:
+    void split(const int16_t *x) {
+        constexpr int step = 8, even = span / 2; // vectors; the last ones overlap
+        for (int i = 0; i < even + 1; i += step) {
+            const int at = std::min(i, even - step);
+            const simd::Vector front = simd::load(x + 2 * at), back = simd::load(x + 2 * at + 8);
+            const auto low = [](simd::Vector words) { return _mm_srai_epi32(_mm_slli_epi32(words, 16), 16); };
+            simd::store(odd_ + at, _mm_packs_epi32(low(front), low(back)));
+            simd::store(even_ + at, _mm_packs_epi32(_mm_srai_epi32(front, 16), _mm_srai_epi32(back, 16)));
+        }
+        odd_[even] = x[2 * even];
+    }
+
     const int16_t *current() const { return even_ + (longest - 1) / 2; }
     const int16_t *delayed(int lag) const { return lag % 2 == 0 ? current() - lag / 2 : odd_ + (longest - lag) / 2; }
 
@@ -112,19 +126,17 @@ ryxStatus ryxsOpenLoopPitchSearch_G729A_16s_u8(const int16_t *weighted, int16_t 
     int32_t even[(142 - 20) / 2 + 1], odd[(79 - 21) / 2 + 1];
     signal.correlations(142, (142 - 20) / 2 + 1, even);
     signal.correlations(79, (79 - 21) / 2 + 1, odd);
-    const auto at = [&](int k) { return k % 2 == 0 ? even[(142 - k) / 2] : odd[(79 - k) / 2]; };
-    // The largest, upwards, the first among equals.
-    const auto best = [&](int from, int to, int step) {
-        int found = from;
-        for (int k = from; k <= to; k += step)
-            if (at(k) > at(found)) found = k;
-        return found;
-    };
-    const int first = best(20, 39, 1), second = best(40, 79, 1);
-    Candidate a = signal.candidate(first, at(first)), b = signal.candidate(second, at(second));
+    int32_t all[80 - 20]; // lags 20 to 79, rising
+    for (int k = 0; k < 30; k++) {
+        all[2 * k] = even[(142 - 20) / 2 - k];
+        all[2 * k + 1] = odd[29 - k];
+    }
+    const IndexedValue x = firstLargest(all, 20), y = firstLargest(all + 20, 40),
+                       z = lastLargest(even, (142 - 80) / 2 + 1);
+    Candidate a = signal.candidate(20 + x.index, x.value), b = signal.candidate(40 + y.index, y.value);
 
-    const int third = best(80, 142, 2);
-    int32_t correlation = at(third);
+    const int third = 142 - 2 * z.index;
+    int32_t correlation = z.value;
     int refined = third;
     for (const int neighbour : {third + 1, third - 1}) {
         const int32_t value = signal.correlation(neighbour);
