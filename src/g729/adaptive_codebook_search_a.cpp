@@ -14,12 +14,20 @@ void ryxsc::g729::backwardTarget(const int16_t *target, const int16_t *response,
     int16_t padded[2 * subframe] = {};
     std::copy_n(target, subframe, padded);
     int32_t sums[subframe];
-    macCorrelations(response, padded, subframe, subframe, sums,
-                    fitsSums(energy(target, subframe), energy(response, subframe)));
-    int32_t largest = 0;
+    if (fitsSums(energy(target, subframe), energy(response, subframe))) [[likely]] {
+        for (int n = 0; n < subframe; n += 8) { // fewer and fewer terms
+            wrappedCorrelations(response, padded + n, subframe - n, 8, sums + n);
+            for (int i = 0; i < 8; i++)
+                sums[n + i] = wrapMul32(2, sums[n + i]);
+        }
+    } else {
+        macCorrelations(response, padded, subframe, subframe, sums, false);
+    }
+    uint32_t magnitudes = 0; // all bits that any of them has: as long as the largest
     for (const int32_t sum : sums)
-        largest = std::max(largest, L_abs(sum));
-    const int shift = 18 - std::min<int>(norm_l(largest), 16);
+        magnitudes |= static_cast<uint32_t>(sum < 0 ? ~sum + (sum != min32) : sum);
+    const int norm = magnitudes == 0 ? 0 : __builtin_clz(magnitudes) - 1;
+    const int shift = 18 - std::min(norm, 16);
     for (int n = 0; n < subframe; n++)
         d[n] = extract_l(sums[n] >> shift);
 }

@@ -28,9 +28,9 @@ void scaleResponse(const int16_t *h, int16_t *g) {
         for (int n = 0; n < subframe; n++)
             g[n] = static_cast<int16_t>(h[n] >> 1);
     } else {
-        const int up = norm_l(sum.value) >> 1;
+        const int up = norm_l(sum.value) >> 1; // leaves the energy below 2^31: no value saturates
         for (int n = 0; n < subframe; n++)
-            g[n] = shl(h[n], up);
+            g[n] = static_cast<int16_t>(h[n] * (1 << up));
     }
 }
 
@@ -95,10 +95,13 @@ SearchInput::SearchInput(const int16_t *target, const int16_t *given, int lag, i
     int16_t byPosition[subframe];
     backwardTarget(target, h, byPosition);
     for (int number = 0; number < subframe; number++) {
-        const int16_t value = byPosition[positionOf(number)];
-        minus[number] = static_cast<int16_t>(value < 0 ? -1 : 0);
-        d[number] = value < 0 ? negate(value) : value;
+        d[number] = byPosition[positionOf(number)];
         energies[number] = phi[number][number];
+    }
+    for (int t = 0; t < tracks; t++) {
+        const Vector values = track(d, t), mask = simd::signMask(values);
+        simd::store(minus + places * t, mask);
+        simd::store(d + places * t, simd::negateSaturatedWhere(mask, values));
     }
 }
 

@@ -154,8 +154,13 @@ private:
         return contest.energy;
     }
 
+    // All 64 pairs. Of positive quotients square / energy the largest ones are found in floating point, as good as exact
+    // but for the last bits; the contest decides between those that are close.
     Contest searchSecondPair(int c, int e, int16_t firstEnergy) {
         Contest contest{-1, 1};
+        alignas(16) Vector squares[places], energies[places];
+        __m128 quotients[2 * places], largest = _mm_setzero_ps();
+        Vector smallestEnergy = simd::words(max16);
         const int i0 = first_[0], i1 = first_[1];
         const Vector own = crossEnergies(i0, i1, e);
         // What a pulse on track c brings along, and the sums that it makes.
@@ -173,9 +178,27 @@ private:
             const int16_t sum = sums0[i2 - places * c];
             const int32_t base = bases[i2 - places * c];
             const Vector sums = _mm_adds_epi16(simd::words(sum), in_.track(in_.d, e));
-            const Vector energies = energiesOf(base, in_.signedRow(i2, e), 4096, own, 16384);
-            if (const int lane = contest.offer(simd::mulShift<15>(sums, sums), energies); lane >= 0) {
-                x_ = i2;
+            const int i = i2 - places * c;
+            squares[i] = simd::mulShift<15>(sums, sums);
+            energies[i] = energiesOf(base, in_.signedRow(i2, e), 4096, own, 16384);
+            smallestEnergy = _mm_min_epi16(smallestEnergy, energies[i]);
+            const auto quotient = [](Vector square, Vector energy) {
+                return _mm_div_ps(_mm_cvtepi32_ps(square), _mm_cvtepi32_ps(energy));
+            };
+            quotients[2 * i] = quotient(simd::frontDwords(squares[i]), simd::frontDwords(energies[i]));
+            quotients[2 * i + 1] = quotient(simd::backDwords(squares[i]), simd::backDwords(energies[i]));
+            largest = _mm_max_ps(largest, _mm_max_ps(quotients[2 * i], quotients[2 * i + 1]));
+        }
+        const bool allPositive = _mm_movemask_epi8(_mm_cmpgt_epi16(smallestEnergy, _mm_setzero_si128())) == 0xffff;
+        largest = _mm_max_ps(largest, _mm_shuffle_ps(largest, largest, _MM_SHUFFLE(1, 0, 3, 2)));
+        largest = _mm_max_ps(largest, _mm_shuffle_ps(largest, largest, _MM_SHUFFLE(2, 3, 0, 1)));
+        const __m128 close = _mm_mul_ps(largest, _mm_set1_ps(1 - 1.0f / (1 << 20)));
+        for (int i = 0; i < places; i++) {
+            const Vector near = _mm_packs_epi32(_mm_castps_si128(_mm_cmpge_ps(quotients[2 * i], close)),
+                                                _mm_castps_si128(_mm_cmpge_ps(quotients[2 * i + 1], close)));
+            if (allPositive && _mm_movemask_epi8(near) == 0) continue;
+            if (const int lane = contest.offer(squares[i], energies[i]); lane >= 0) {
+                x_ = places * c + i;
                 y_ = places * e + lane;
             }
         }

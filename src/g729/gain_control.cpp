@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive gain control behind the post-filters of ITU-T G.729 (clause 4.2.4) and its Annex A.
-#include <algorithm>
-
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/inv_sqrt.h"
@@ -38,7 +36,8 @@ int32_t energyOfQuarter(const int16_t *x) {
     return total > static_cast<uint32_t>(max32) / 2 ? max32 : static_cast<int32_t>(2 * total);
 }
 
-// The gains of the samples, g = next(g): the recursion alone, apart from the multiplications.
+// The gains of the samples, g = next(g): the recursion alone, apart from the multiplications. Its factor and the largest
+// step, 32358 and 410 or 29491 and 3276, add up to less than 32768: no gain saturates.
 template <class Next> void runGain(int16_t *gain, int16_t *gains, Next next) {
     int g = *gain;
     for (int n = 0; n < subframe; n++)
@@ -72,8 +71,7 @@ ryxStatus ryxsGainControl_G729_16s_I_u8(const int16_t *reference, int16_t *srcDs
     }
     const int16_t step = in == 0 ? int16_t{0} : gainStep(in, out);
     int16_t gains[subframe];
-    runGain(gain, gains,
-            [step](int g) { return std::clamp(((32358 * g + 0x4000) >> 15) + step, int{min16}, int{max16}); });
+    runGain(gain, gains, [step](int g) { return ((32358 * g + 0x4000) >> 15) + step; });
     for (int n = 0; n < subframe; n += 8) { // round(L_shl(2 * g * x, 1)) = sat16((g * x + 2^13) >> 14)
         const simd::Dwords products = simd::products(simd::load(gains + n), simd::load(srcDst + n));
         simd::store(srcDst + n, simd::ScaleDown(14)(products));
@@ -99,7 +97,7 @@ ryxStatus ryxsGainControl_G729A_16s_I_u8(const int16_t *reference, int16_t *srcD
         step = mult(round(L_shl(inverseSqrt(ratio), 9)), 3276);
     }
     int16_t gains[subframe];
-    runGain(gain, gains, [step](int g) { return std::clamp((g * 29491 >> 15) + step, int{min16}, int{max16}); });
+    runGain(gain, gains, [step](int g) { return (g * 29491 >> 15) + step; });
     for (int n = 0; n < subframe; n += 8) // hi(L_shl(2 * g * x, 3)) = sat16(g * x >> 12)
         simd::store(srcDst + n, simd::mulShiftSaturated<12>(simd::load(gains + n), simd::load(srcDst + n)));
     return ryxStsOk;

@@ -263,8 +263,7 @@ Choice search(const Codebook &book, const Start &start, const Distance &distance
         pitches[j] = second[j][0];
         corrections[j] = second[j][1];
     }
-    int32_t smallest = max32;
-    Choice choice{start.first, start.second};
+    int64_t best = int64_t{max32} << 8 | start.first << 4 | start.second; // the distance and the vectors
     for (int i = start.first; i < start.first + book.firstCount; i++) {
         const Vector pitch = _mm_adds_epi16(simd::words(book.first[i][0]), simd::load(pitches));
         const Vector x = simd::words(book.first[i][1]), y = simd::load(corrections);
@@ -273,13 +272,10 @@ Choice search(const Codebook &book, const Start &start, const Distance &distance
         distance.of(pitch, simd::mulShift<15>(mean, simd::words(predicted.mantissa)), distances);
         for (int j = 0; j < book.secondCount; j++) {
             if (tamed && add(book.first[i][0], pitches[j]) >= one) continue;
-            if (distances[j] < smallest) {
-                smallest = distances[j];
-                choice = {i, start.second + j};
-            }
+            best = std::min(best, static_cast<int64_t>(distances[j]) * 256 | i << 4 | (start.second + j));
         }
     }
-    return choice;
+    return {static_cast<int>(best >> 4 & 15), static_cast<int>(best & 15)};
 }
 
 ryxStatus quantise(const Codebook &book, const int16_t *target, const int16_t *filteredAdaptive,
