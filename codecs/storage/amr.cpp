@@ -7,7 +7,7 @@ namespace ryxcodec {
 
 namespace {
 
-constexpr int noData = 15;
+constexpr int speechLost = 14, noData = 15, widebandSid = 9;
 constexpr uint8_t noDataOctet = noData << 3 | 4;
 
 // Octets behind the table-of-contents octet. Of the other systems' silence descriptors only the length counts here.
@@ -18,7 +18,9 @@ template <const int (&octets)[16]> int read(const Stream &, const uint8_t *src, 
     const int type = src[0] >> 3 & 15, length = 1 + octets[type];
     if (size < length) return ryxStsBadSize;
     takeOctets(*frames, src, length);
-    if (type == noData) frames->count = 0;
+    // The reserved types of AMR-WB count as no data (3GPP TS 26.173).
+    const bool isReserved = &octets == &widebandOctets && type > widebandSid && type < speechLost;
+    if (type == noData || isReserved) frames->count = 0;
     return length;
 }
 
