@@ -89,6 +89,27 @@ private:
     alignas(16) int32_t pairs_[length];
 };
 
+// Upper halves, rounded, of the sums shifted left by `shift`, limited. Lag 0 has the largest sum of any signal, but not of
+// any memory: limits are rare.
+template <int groups> void normalisedHalves(const Vector *sums, int shift, int16_t *dst) {
+    Vector used = _mm_setzero_si128();
+    for (int g = 0; g < groups; g++)
+        used = _mm_or_si128(used, _mm_xor_si128(sums[g], _mm_srai_epi32(sums[g], 31)));
+    const bool fits = _mm_movemask_epi8(_mm_cmpgt_epi32(used, simd::dwords(max32 >> shift))) == 0;
+    if (!fits) [[unlikely]] {
+        for (int g = 0; g < groups; g++) {
+            const Vector x = shiftLeftLimited(sums[g], _mm_cvtsi32_si128(shift));
+            simd::store64(dst + 4 * g, roundedUpperHalves(x, x));
+        }
+        return;
+    }
+    const Vector left = _mm_cvtsi32_si128(std::max(shift - 15, 0)), right = _mm_cvtsi32_si128(std::max(15 - shift, 0));
+    for (int g = 0; g < groups; g++) {
+        const Vector x = halved(_mm_sra_epi32(_mm_sll_epi32(sums[g], left), right));
+        simd::store64(dst + 4 * g, _mm_packs_epi32(x, x));
+    }
+}
+
 // Autocorrelation of the windowed signal, which stands for w * 2^-exponent. Whether its last value is of use.
 template <const Layout &layout>
 bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State &state, int16_t *dst) {
@@ -108,10 +129,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
         }
     }
     const int n0 = normalisation(_mm_cvtsi128_si32(sums[0]), 32);
-    for (int g = 0; g < groups; g++) {
-        const Vector x = shiftLeftLimited(sums[g], count(n0));
-        simd::store64(state.words + 4 * g, roundedUpperHalves(x, x));
-    }
+    normalisedHalves<groups>(sums, n0, state.words);
 
     nr = std::min(nr, na) + n0 - 1;
     w.template correlate<0, layout.nonRecursive>(sums);
@@ -126,10 +144,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     const int32_t raised = sat32(int64_t{energy} + (energy >> 8)); // white noise
     const int n1 = normalisation(raised, 32);
     int16_t correlations[4 * groups];
-    for (int g = 0; g < groups; g++) {
-        const Vector x = shiftLeftLimited(sums[g], count(n1));
-        simd::store64(correlations + 4 * g, roundedUpperHalves(x, x));
-    }
+    normalisedHalves<groups>(sums, n1, correlations);
     correlations[0] = roundUpper(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
     std::copy_n(correlations, layout.lags + 1, dst);
     state.words[State::exponent] = asExponent(std::min(nr, largestExponent));
@@ -211,9 +226,10 @@ ryxStatus ryxsHybridWindowSynthesis_G728_16s_u8(const int16_t *src, const int16_
     // Each vector as the first five of eight words; the next one covers the others.
     const auto put = [&](int v, Vector samples) {
         const simd::Dwords x = simd::products(samples, simd::load(synthesisWindow + vectorLength * v));
-        const Vector count = _mm_cvtsi32_si128(exponents[v] - common);
-        const auto shifted = [&](Vector product) { return _mm_sra_epi32(_mm_slli_epi32(product, 1), count); };
-        windowed.put(len - 8 - vectorLength * v, roundedUpperHalves(shifted(x.front), shifted(x.back)));
+        // 2 P >> shift, and from that the upper half, rounded: P >> (shift + 14), and half of that, rounded.
+        const Vector count = _mm_cvtsi32_si128(exponents[v] - common + 14);
+        windowed.put(len - 8 - vectorLength * v,
+                     _mm_packs_epi32(halved(_mm_sra_epi32(x.front, count)), halved(_mm_sra_epi32(x.back, count))));
     };
     for (int v = 0; v < vectors - 1; v++)
         put(v, simd::load(src + vectorLength * v));

@@ -132,15 +132,18 @@ public:
         const Vector u = _mm_cvttpd_epi32(_mm_mul_sd(_mm_cvtepi32_pd(magnitude), reciprocal_));
         const Vector k = _mm_sign_epi32(_mm_srli_epi32(_mm_add_epi32(u, _mm_cvtsi32_si128(1)), 1), sign);
         const Vector factor = simd::broadcastWord<0>(k);
-        Vector a[count], b[count], lowest = _mm_setzero_si128();
+        Vector a[count], b[count], lowest = _mm_setzero_si128(), highest = lowest;
 #pragma GCC unroll 8
         for (int v = 0; v < count; v++) {
             a[v] = _mm_adds_epi16(a_[v], _mm_mulhrs_epi16(factor, b_[v]));
             b[v] = _mm_adds_epi16(b_[v], _mm_mulhrs_epi16(factor, a_[v]));
-            lowest = _mm_min_epi16(lowest, _mm_add_epi16(a[v], simd::words(1)));
+            lowest = _mm_min_epi16(lowest, a[v]);
+            highest = _mm_max_epi16(highest, a[v]);
         }
         // A coefficient of 32767 or -32768 may have been limited.
-        if (_mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(-32766), lowest)) != 0) [[unlikely]]
+        const Vector limited =
+            _mm_or_si128(_mm_cmpeq_epi16(lowest, simd::words(min16)), _mm_cmpeq_epi16(highest, simd::words(max16)));
+        if (_mm_movemask_epi8(limited) != 0) [[unlikely]]
             return false;
 
         const Vector last =

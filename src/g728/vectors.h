@@ -6,12 +6,14 @@
 
 namespace ryxsc::g728 {
 
+// x / 2, rounded up.
+inline simd::Vector halved(simd::Vector x) {
+    return _mm_srai_epi32(_mm_add_epi32(x, simd::dwords(1)), 1);
+}
+
 // x >> 16, rounded and limited, of eight dwords.
 inline simd::Vector roundedUpperHalves(simd::Vector front, simd::Vector back) {
-    const auto halved = [](simd::Vector x) {
-        return _mm_srai_epi32(_mm_add_epi32(_mm_srai_epi32(x, 15), simd::dwords(1)), 1);
-    };
-    return _mm_packs_epi32(halved(front), halved(back));
+    return _mm_packs_epi32(halved(_mm_srai_epi32(front, 15)), halved(_mm_srai_epi32(back, 15)));
 }
 
 // x << count, limited.
