@@ -104,15 +104,14 @@ public:
                                                        _mm_madd_epi16(simd::loadAligned(group[1]), b23_)),
                                          _mm_madd_epi16(simd::loadAligned(group[2]), b4_));
         const Vector correlation = _mm_abs_epi32(sum);
-        const Vector energy = simd::load64(energies);
-        const Vector wide = _mm_unpacklo_epi16(energy, _mm_setzero_si128());
+        const Vector limited = simd::saturateDwords(_mm_srai_epi32(correlation, 14));
+        const Vector both = _mm_unpacklo_epi16(simd::load64(energies), limited);
         Vector weight = weights(0);
         for (int i = 0; i < 3; i++) {
-            const Vector exceeded = _mm_cmpgt_epi32(correlation, _mm_madd_epi16(wide, boundary_[i]));
+            const Vector exceeded = _mm_cmpgt_epi32(correlation, _mm_madd_epi16(both, boundary_[i]));
             weight = _mm_xor_si128(weight, _mm_and_si128(exceeded, change_[i]));
         }
-        const Vector limited = simd::saturateDwords(_mm_srai_epi32(correlation, 14));
-        return _mm_madd_epi16(_mm_unpacklo_epi16(energy, limited), weight);
+        return _mm_madd_epi16(both, weight);
     }
 
 private:
@@ -175,7 +174,7 @@ ryxStatus ryxsCodebookSearch_G728_16s_u8(const int16_t *target, int16_t exponent
         const Vector found = distortion(shapeCodebook[g], energies + g * shapesPerGroup);
         const Vector better = _mm_cmpgt_epi32(smallest, found);
         smallest = simd::select(better, found, smallest);
-        winners = simd::select(better, numbers, winners);
+        winners = _mm_max_epi16(winners, _mm_and_si128(better, numbers)); // numbers rise
         numbers = _mm_add_epi32(numbers, simd::dwords(shapesPerGroup));
     }
     const auto winner = static_cast<int>(simd::smallest(smallest, winners).index);
