@@ -131,7 +131,9 @@ private:
 int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, int16_t *z) {
     constexpr int vectors = SynthesisState::vectors;
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
-    const auto row = [=](int v) { return simd::load(rows + (v - 1) * sizeof *SynthesisState::speech); };
+    const auto row = [=](int v) {
+        return simd::load(rows + static_cast<size_t>(v - 1) * sizeof *SynthesisState::speech);
+    };
     Vector smallest = row(1);
     for (int v = 2; v <= vectors; v++)
         smallest = _mm_min_epi16(smallest, row(v));
@@ -256,7 +258,7 @@ ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const S
                                             int16_t *dst, IIRState_G728 *weighting) {
     if (anyNull(coefficients, block, dst, weighting)) return ryxStsNullPtr;
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
-    const auto row = [=](int v) { return reversedQ2(simd::load(rows + v * sizeof(Newest))); };
+    const auto row = [=](int v) { return reversedQ2(simd::load(rows + static_cast<size_t>(v) * sizeof(Newest))); };
     const Vector newest = row(0), before = row(1), oldest = row(2);
     const Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
     alignas(16) int16_t reversed[8], response[vectorLength];
