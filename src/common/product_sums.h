@@ -88,7 +88,7 @@ inline int32_t wrappedProducts(const int16_t *x, const int16_t *y, int n) {
 }
 
 // start + sum of 2 * x[i] * y[i], start 0 or 1.
-inline WatchedSum macProducts(const int16_t *x, const int16_t *y, int n, int32_t start = 0) {
+[[gnu::noinline]] inline WatchedSum macProducts(const int16_t *x, const int16_t *y, int n, int32_t start = 0) {
     if (!fitsSums(energy(x, n), energy(y, n))) [[unlikely]]
         return macInOrder(x, y, n, start);
     return {wrapAdd32(start, wrapMul32(2, wrappedProducts(x, y, n))), false};
@@ -100,7 +100,7 @@ namespace correlation {
 using simd::Vector;
 
 // `lags` of them, each in lanes of its own that are added in the end: for long vectors and few lags.
-template <int lags> void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+template <int lags> [[gnu::noinline]] void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
     constexpr int rounded = (lags + 3) / 4 * 4;
     Vector sums[rounded];
     for (Vector &sum : sums)
@@ -131,7 +131,7 @@ template <int lags> void deep(const int16_t *x, const int16_t *y, int n, int32_t
 }
 
 // `lags` of them, a multiple of 8, in a lane each: those of even and of odd k apart.
-template <int lags> void wide(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+template <int lags> [[gnu::noinline]] void wide(const int16_t *x, const int16_t *y, int n, int32_t *out) {
     Vector even[lags / 8], odd[lags / 8];
     for (int v = 0; v < lags / 8; v++)
         even[v] = odd[v] = _mm_setzero_si128();
