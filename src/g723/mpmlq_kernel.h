@@ -216,15 +216,14 @@ private:
         }
     }
 
-    int32_t scoreOf(const MultipulseCode &code) const {
-        alignas(16) int32_t table[2][2 * paddedLength] = {};
-        const SignedTables responses = {table[0], table[1]};
+    int32_t scoreOf(const MultipulseCode &code) {
+        const SignedTables responses = {responses_[0], responses_[1]};
         const Vector factor = simd::words(fixedGains[code.level]);
         for (int i = paddedLength; i < 2 * paddedLength; i += 8)
             responses.fill(i, response_ + i, factor);
         const int32_t *of[pulses];
         for (int k = 0; k < pulses; k++)
-            of[k] = table[code.negative[k] ? 1 : 0] + paddedLength - code.grid - 2 * code.position[k];
+            of[k] = responses_[code.negative[k] ? 1 : 0] + paddedLength - code.grid - 2 * code.position[k];
 
         const auto sumOfResponses = [&](int at) {
             Vector sum = simd::load(of[0] + at);
@@ -292,9 +291,10 @@ private:
     }
 
     alignas(16) int16_t target_[2 * paddedLength] = {};
-    alignas(16) int16_t response_[2 * paddedLength] = {}; // from paddedLength on
-    alignas(16) int16_t auto_[paddedLength] = {};         // lag 2 * (i - 29) of the response
-    alignas(16) int32_t cross_[2][32] = {};               // correlation with the target, by grid
+    alignas(16) int16_t response_[2 * paddedLength] = {};     // from paddedLength on
+    alignas(16) int16_t auto_[paddedLength] = {};             // lag 2 * (i - 29) of the response
+    alignas(16) int32_t cross_[2][32] = {};                   // correlation with the target, by grid
+    alignas(16) int32_t responses_[2][2 * paddedLength] = {}; // of a positive and of a negative pulse, behind zeros
     uint64_t targetEnergy_;
     int responsePeak_ = 0;
     int16_t train_ = 0;
