@@ -31,13 +31,16 @@ enum class Wins { shortest, longest };
 
 void searchLags(const int16_t *x, const int16_t *y, int len, int low, int high, Wins wins, int32_t *max, int *lag) {
     constexpr int block = 128;
-    // In 64 bits, as the lags of a long range are.
     const bool fits = fitsSums(energy(x, len), energy(y - high, len + (high - low)));
     int32_t sums[block];
     bool first = true;
     for (int from = low; from <= high; from += block) {
         const int count = std::min(block, high - from + 1), to = from + count - 1;
-        macCorrelations(x, y - to, len, count, sums, fits); // sums[k] belongs to the lag to - k
+        // sums[k] belongs to the lag to - k. Undoubled sums have the order of the doubled ones, where none saturates.
+        if (fits)
+            wrappedCorrelations(x, y - to, len, count, sums);
+        else
+            macCorrelations(x, y - to, len, count, sums, false);
         const IndexedValue found = wins == Wins::shortest ? lastLargest(sums, count) : firstLargest(sums, count);
         if (first || found.value > *max || (found.value == *max && wins == Wins::longest)) {
             *max = found.value;
@@ -45,6 +48,7 @@ void searchLags(const int16_t *x, const int16_t *y, int len, int low, int high, 
         }
         first = false;
     }
+    if (fits) *max *= 2;
 }
 
 } // namespace
