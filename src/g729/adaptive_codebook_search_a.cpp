@@ -10,19 +10,22 @@
 using namespace ryxsc;
 using namespace ryxsc::g729;
 
+void ryxsc::g729::correlateBackwards(const int16_t *x, const int16_t *h, int32_t *sums) {
+    if (!fitsSums(energy(x, subframe), energy(h, subframe))) [[unlikely]] {
+        macCorrelations(h, x, subframe, subframe, sums, false);
+        return;
+    }
+    for (int n = 0; n < subframe; n += 8) // fewer and fewer terms
+        wrappedCorrelations(h, x + n, subframe - n, 8, sums + n);
+    for (int n = 0; n < subframe; n++)
+        sums[n] = wrapMul32(2, sums[n]);
+}
+
 void ryxsc::g729::backwardTarget(const int16_t *target, const int16_t *response, int16_t *d) {
     int16_t padded[2 * subframe] = {};
     std::copy_n(target, subframe, padded);
     int32_t sums[subframe];
-    if (fitsSums(energy(target, subframe), energy(response, subframe))) [[likely]] {
-        for (int n = 0; n < subframe; n += 8) { // fewer and fewer terms
-            wrappedCorrelations(response, padded + n, subframe - n, 8, sums + n);
-            for (int i = 0; i < 8; i++)
-                sums[n + i] = wrapMul32(2, sums[n + i]);
-        }
-    } else {
-        macCorrelations(response, padded, subframe, subframe, sums, false);
-    }
+    correlateBackwards(padded, response, sums);
     uint32_t magnitudes = 0; // all bits that any of them has: as long as the largest
     for (const int32_t sum : sums)
         magnitudes |= static_cast<uint32_t>(sum < 0 ? ~sum + (sum != min32) : sum);

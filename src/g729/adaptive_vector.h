@@ -37,6 +37,9 @@ constexpr ryxStatus checkSearch(int16_t lag, int16_t subframeFlag) {
     return ryxStsOk;
 }
 
+// sums[n] = sum of 2 * x[j] * h[j - n] over j = n .. 39, saturating from term to term. Behind x follow 40 zeros.
+void correlateBackwards(const int16_t *x, const int16_t *h, int32_t *sums);
+
 // The target filtered backwards: d[n] = sum of x[j] * h[j - n] over j >= n, scaled to at most 13 bits (clause 3.8.1).
 void backwardTarget(const int16_t *target, const int16_t *response, int16_t *d);
 

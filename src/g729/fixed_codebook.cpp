@@ -37,7 +37,9 @@ void scaleResponse(const int16_t *h, int16_t *g) {
 // phi(p, q) = hi(sum of 2 * g[n] * g[n + |p - q|], n = 0 .. 39 - max(p, q)), so that phi before the high word obeys
 // phi(p, q) = phi(p + 1, q + 1) + 2 * g[39 - p] * g[39 - q]. By numbers, q + 1 is the next track, and after the last one
 // the first track one place further. Rows from the last to the first; a row is ten vectors of dwords.
-void correlate(const int16_t *g, int16_t (*phi)[subframe]) {
+void correlate(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
+    const Vector half = simd::dwords(rounding / 2);
+    const auto upper = [half](Vector x) { return _mm_srai_epi32(_mm_add_epi32(x, half), 15); };
     Vector factor[tracks][2]; // g[39 - q] in dwords
     for (int number = 0; number < subframe; number += 4) {
         const auto at = [&](int k) { return g[subframe - 1 - positionOf(number + k)]; };
@@ -57,21 +59,28 @@ void correlate(const int16_t *g, int16_t (*phi)[subframe]) {
             sum[t][0] = _mm_add_epi32(front, _mm_madd_epi16(own, factor[t][0]));
             sum[t][1] = _mm_add_epi32(back, _mm_madd_epi16(own, factor[t][1]));
             _mm_store_si128(reinterpret_cast<Vector *>(row + places * t),
-                            _mm_packs_epi32(_mm_srai_epi32(sum[t][0], 15), _mm_srai_epi32(sum[t][1], 15)));
+                            _mm_packs_epi32(upper(sum[t][0]), upper(sum[t][1])));
         }
     }
 }
 
 // Where the sums could saturate: only a response that overflows even when halved gets here.
-void correlateInOrder(const int16_t *g, int16_t (*phi)[subframe]) {
+void correlateInOrder(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
     for (int p = 0; p < subframe; p++)
         for (int q = 0; q < subframe; q++) {
             const int32_t sum = macInOrder(g, g + std::abs(p - q), subframe - std::max(p, q)).value;
-            phi[numberOf[static_cast<size_t>(p)]][numberOf[static_cast<size_t>(q)]] = extract_h(sum);
+            phi[numberOf[static_cast<size_t>(p)]][numberOf[static_cast<size_t>(q)]] = extract_h(L_add(sum, rounding));
         }
 }
 
 } // namespace
+
+void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
+    if (2 * energy(g, subframe) + static_cast<uint64_t>(rounding) <= static_cast<uint64_t>(max32)) [[likely]]
+        correlate(g, rounding, phi);
+    else
+        correlateInOrder(g, rounding, phi);
+}
 
 void sharpen(int16_t *x, int lag, int16_t sharpening) {
     const int16_t beta = shl(sharpening, 1);
@@ -87,10 +96,7 @@ SearchInput::SearchInput(const int16_t *target, const int16_t *given, int lag, i
 
     int16_t g[subframe];
     scaleResponse(h, g);
-    if (2 * energy(g, subframe) <= static_cast<uint64_t>(max32)) [[likely]]
-        correlate(g, phi);
-    else
-        correlateInOrder(g, phi);
+    correlateResponse(g, 0, phi);
 
     int16_t byPosition[subframe];
     backwardTarget(target, h, byPosition);

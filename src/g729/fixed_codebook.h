@@ -23,6 +23,9 @@ constexpr int positionOf(int number) {
 // x[n] += x[n - lag] * 2 * sharpening for n = lag .. 39, one after the other.
 void sharpen(int16_t *x, int lag, int16_t sharpening);
 
+// phi(p, q) = hi(rounding + sum of 2 * g[n] * g[n + |p - q|], n = 0 .. 39 - max(p, q)), by numbers. phi is aligned.
+void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]);
+
 // What a search works on.
 struct SearchInput {
     alignas(16) int16_t response[2 * subframe];  // sharpened, behind a subframe of zeros
@@ -31,7 +34,7 @@ struct SearchInput {
     alignas(16) int16_t phi[subframe][subframe]; // correlations of the response, by numbers
     alignas(16) int16_t energies[subframe];      // their diagonal
 
-    SearchInput(const int16_t *target, const int16_t *response, int lag, int16_t sharpening);
+    SearchInput(const int16_t *target, const int16_t *given, int lag, int16_t sharpening);
 
     simd::Vector track(const int16_t *values, int t) const { return simd::loadAligned(values + places * t); }
     simd::Vector row(int number, int t) const { return simd::loadAligned(&phi[number][places * t]); }
@@ -39,9 +42,9 @@ struct SearchInput {
     // phi of a position with those of a track, negated where the signs of the pulses differ, and less by 1 where they agree
     // and it is positive: the product with 32767 or -32768 in Q15. No phi is -32768.
     simd::Vector signedRow(int number, int t) const {
-        const simd::Vector phi = row(number, t), differ = _mm_xor_si128(simd::words(minus[number]), track(minus, t));
-        const simd::Vector less = _mm_andnot_si128(differ, _mm_cmpgt_epi16(phi, _mm_setzero_si128()));
-        return _mm_add_epi16(_mm_sub_epi16(_mm_xor_si128(phi, differ), differ), less);
+        const simd::Vector own = row(number, t), differ = _mm_xor_si128(simd::words(minus[number]), track(minus, t));
+        const simd::Vector less = _mm_andnot_si128(differ, _mm_cmpgt_epi16(own, _mm_setzero_si128()));
+        return _mm_add_epi16(_mm_sub_epi16(_mm_xor_si128(own, differ), differ), less);
     }
 
     // phi of a track with later ones, times factors in Q15 for the signs of the pulses.

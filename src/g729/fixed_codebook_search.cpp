@@ -165,17 +165,17 @@ private:
         const Vector own = crossEnergies(i0, i1, e);
         // What a pulse on track c brings along, and the sums that it makes.
         alignas(16) int32_t bases[places];
-        alignas(16) int16_t sums0[places];
+        alignas(16) int16_t outerSums[places];
         const Vector pair = _mm_set1_epi32(4096 | 4096 << 16), u = in_.signedRow(i0, c), v = in_.signedRow(i1, c);
-        const auto base4 = [&](Vector crossed, Vector energies) {
-            return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(crossed, pair), _mm_slli_epi32(energies, 11)),
+        const auto base4 = [&](Vector crossed, Vector own4) {
+            return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(crossed, pair), _mm_slli_epi32(own4, 11)),
                                  simd::dwords(8192 * firstEnergy));
         };
         simd::store(bases, base4(_mm_unpacklo_epi16(u, v), simd::frontDwords(in_.track(in_.energies, c))));
         simd::store(bases + 4, base4(_mm_unpackhi_epi16(u, v), simd::backDwords(in_.track(in_.energies, c))));
-        simd::store(sums0, _mm_adds_epi16(simd::words(sum_), in_.track(in_.d, c)));
+        simd::store(outerSums, _mm_adds_epi16(simd::words(sum_), in_.track(in_.d, c)));
         for (int i2 = places * c; i2 < places * (c + 1); i2++) {
-            const int16_t sum = sums0[i2 - places * c];
+            const int16_t sum = outerSums[i2 - places * c];
             const int32_t base = bases[i2 - places * c];
             const Vector sums = _mm_adds_epi16(simd::words(sum), in_.track(in_.d, e));
             const int i = i2 - places * c;

@@ -62,7 +62,7 @@ private:
         int16_t padded[2 * subframe] = {};
         std::copy_n(target, subframe, padded);
         int32_t sums[subframe];
-        macCorrelations(h, padded, subframe, subframe, sums, fitsSums(energy(target, subframe), energy(h, subframe)));
+        correlateBackwards(padded, h, sums);
         int32_t total = 5;
         for (int t = 0; t < tracks; t++) {
             int32_t largest = 0;
@@ -109,18 +109,18 @@ private:
     // Energies of all positions, and correlations of those of a track with those of the next one.
     void correlateNeighbours() {
         const int16_t *const g = response_ + subframe;
-        const auto correlation = [g](int p, int q, int32_t start) {
-            const int n = subframe - std::max(p, q), shift = std::abs(p - q);
-            return L_add(macProducts(g, g + shift, n).value, start);
-        };
+        int32_t energy = 65536; // of the positions, the last one first
+        for (int p = subframe - 1; p >= 0; p--) {
+            energy = L_mac(energy, g[subframe - 1 - p], g[subframe - 1 - p]);
+            energies_[places * (p % 5) + p / 5] = static_cast<int16_t>(extract_h(energy) >> 1);
+        }
+        alignas(16) int16_t phi[subframe][subframe];
+        correlateResponse(g, 32768, phi);
         for (int number = 0; number < subframe; number++) {
-            const int p = positionOf(number);
-            energies_[number] = static_cast<int16_t>(extract_h(correlation(p, p, 65536)) >> 1);
             const int nextTrack = next(number / places, 1);
             for (int i = 0; i < places; i++) {
                 const int other = places * nextTrack + i;
-                const int16_t phi = extract_h(correlation(p, positionOf(other), 32768));
-                neighbour_[number][i] = mult(phi, minus_[number] == minus_[other] ? max16 : min16);
+                neighbour_[number][i] = mult(phi[number][other], minus_[number] == minus_[other] ? max16 : min16);
             }
         }
     }
@@ -132,7 +132,7 @@ private:
         at[1] = peakAt_[next(track, 1)];
         choice.sum = ryxsc::add(d_[at[0]], d_[at[1]]);
         choice.energy = ryxsc::add(ryxsc::add(energies_[at[0]], energies_[at[1]]), neighbour_[at[0]][at[1] % places]);
-        alignas(16) int16_t v[subframe] = {}; // what the pulses so far make of the response
+        alignas(16) int16_t v[2 * subframe] = {}; // what the pulses so far make of the response
         for (int j = 2; j < pulses; j += 2) {
             addPulses(at[j - 2], at[j - 1], v);
             choosePair(next(track, j), v, choice, at + j);
@@ -151,10 +151,10 @@ private:
     }
 
     // Energies that pulses on a track bring along.
-    void crossEnergies(int track, const int16_t *v, int16_t *energies) const {
+    void crossEnergies(int track, const int32_t *sums, int16_t *energies) const {
         for (int i = 0; i < places; i++) {
-            const int number = places * track + i, p = positionOf(number);
-            const int16_t cross = round(macProducts(response_ + subframe, v + p, subframe - p).value);
+            const int number = places * track + i;
+            const int16_t cross = round(sums[positionOf(number)]);
             energies[i] = ryxsc::add(mult(cross, minus_[number] != 0 ? min16 : max16), energies_[number]);
         }
     }
@@ -162,8 +162,10 @@ private:
     void choosePair(int track, const int16_t *v, Choice &choice, int *numbers) const {
         const int other = next(track, 1);
         alignas(16) int16_t first[places], second[places];
-        crossEnergies(track, v, first);
-        crossEnergies(other, v, second);
+        int32_t products[subframe];
+        correlateBackwards(v, response_ + subframe, products);
+        crossEnergies(track, products, first);
+        crossEnergies(other, products, second);
         Contest contest{-1, 1};
         numbers[0] = places * track;
         numbers[1] = places * other;
