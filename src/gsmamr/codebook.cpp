@@ -261,4 +261,9 @@ void place(Codebook codebook, const Pulses &pulses, int16_t *code) {
     }
 }
 
+void replaceDouble(Codebook codebook, const Pulses &pulses, int16_t *code) {
+    if (codebook == Codebook::twoPulses11Bits && pulses.position[0] == pulses.position[1])
+        code[pulses.position[1]] = pulses.negative[1] ? -8192 : 8191;
+}
+
 } // namespace ryxsc::gsmamr

@@ -63,4 +63,8 @@ Pulses unpack(Codebook codebook, int subframe, const int16_t *codeword);
 // Adds the pulses to an empty code vector.
 void place(Codebook codebook, const Pulses &pulses, int16_t *code);
 
+// 3GPP TS 26.073 stores the pulses of 5.90 kbit/s one after the other instead of adding them: where both are on one position,
+// the second one stays.
+void replaceDouble(Codebook codebook, const Pulses &pulses, int16_t *code);
+
 } // namespace ryxsc::gsmamr

@@ -6,6 +6,7 @@
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "gsmamr/pulse_search.h"
+#include "gsmamr/rates.h"
 #include "gsmamr/search_steps.h"
 
 using namespace ryxsc;
@@ -19,6 +20,7 @@ struct Arguments {
     int16_t *impulse, *code, *filtered, *codeword;
     int16_t subframe;
     int rate;
+    bool saturates = false; // as the recommendation does: sharpening saturates, pulses on one position are not added
 };
 
 ryxStatus check(const Arguments &given) {
@@ -72,12 +74,14 @@ ryxStatus search(const Arguments &given, void *buffer) {
     const int16_t sharpening = sat16(2 * given.pitchGain);
     PaddedResponse impulse = {};
     std::memcpy(impulse.at, given.impulse, subframeLength * sizeof(int16_t));
-    sharpen(given.pitchLag, sharpening, impulse.at);
+    const auto sharpenIt = given.saturates ? sharpenSaturated : sharpen;
+    sharpenIt(given.pitchLag, sharpening, impulse.at);
     const Pulses pulses = findPulses(codebook, given, impulse.at, buffer);
 
     int16_t code[subframeLength + 8];
     place(codebook, pulses, code);
-    sharpen(given.pitchLag, sharpening, code);
+    if (given.saturates) replaceDouble(codebook, pulses, code);
+    sharpenIt(given.pitchLag, sharpening, code);
     filter(codebook, pulses, impulse, given.filtered);
     pack(codebook, given.subframe, pulses, given.codeword);
     std::memcpy(given.code, code, subframeLength * sizeof(int16_t));
@@ -100,6 +104,18 @@ ryxStatus ryxsAlgebraicCodebookSearch_GSMAMR_16s_u8(int16_t pitchLag, int16_t pi
     if (const ryxStatus status = check(given); status != ryxStsOk) return status;
     alignas(16) uint8_t buffer[std::max(sizeof(Work<4>), sizeof(Work<5>))];
     return search(given, buffer);
+}
+
+ryxStatus ryxsFixedCodebookSearch_GSMAMR_16s_u8(int16_t pitchLag, int16_t pitchGain, const int16_t *target,
+                                                const int16_t *residual, int16_t *impulse, int16_t *code,
+                                                int16_t *filtered, int16_t *codeword, int subframe, int rate) {
+    if (anyNull(target, residual, impulse, code, filtered, codeword)) return ryxStsNullPtr;
+    if (subframe < 0 || subframe > 3 || pitchLag < 17 || pitchLag > 144 || rateOf(rate) == Rate::none)
+        return ryxStsOutOfRange;
+    alignas(16) uint8_t buffer[std::max(sizeof(Work<4>), sizeof(Work<5>))];
+    return search({pitchLag, pitchGain, target, residual, impulse, code, filtered, codeword,
+                   static_cast<int16_t>(subframe), rate, true},
+                  buffer);
 }
 
 ryxStatus ryxsAlgebraicCodebookSearchEX_GSMAMR_16s_u8(int16_t pitchLag, int16_t pitchGain, const int16_t *target,

@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Parameters of a silence descriptor (SID) of GSM-AMR (3GPP TS 26.092, TS 26.073): the mean of the last eight frames.
 #include <algorithm>
-#include <array>
 
 #include "common/checks.h"
-#include "common/fixed_point.h"
-#include "common/lsp_frequency.h"
-#include "common/vector_quantiser_search.h"
 #include "frame/implementations.h"
-#include "gsmamr/lsf_tables.h"
+#include "gsmamr/lsf_steps.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;
@@ -16,10 +12,6 @@ using namespace ryxsc::gsmamr;
 namespace {
 
 constexpr int historyFrames = 8;
-constexpr int halfSampling = 16384; // as an LSF
-
-using Lsf = std::array<int16_t, lsfOrder>;
-using Lsp = Lsf;
 
 Lsp meanLsp(const int16_t *history) {
     Lsp mean;
@@ -30,67 +22,6 @@ Lsp meanLsp(const int16_t *history) {
         mean[static_cast<size_t>(i)] = static_cast<int16_t>(sum >> 3);
     }
     return mean;
-}
-
-// An LSP above the one before it is extrapolated from that one's interval. A distance of more than 16 bits is limited.
-Lsf lsfOf(const Lsp &lsp) {
-    Lsf lsf;
-    toFrequencies(lsp.data(), lsf.data(), lsfOrder, [](int interval, int distance) {
-        const int scaled =
-            (std::max<int>(distance, min16) * arccosineSlopes[static_cast<size_t>(interval)] + 2048) >> 12;
-        return add(sat16(scaled), static_cast<int16_t>(interval * 256));
-    });
-    return lsf;
-}
-
-void spread(Lsf &lsf) {
-    constexpr int16_t spacing = 205;
-    int16_t least = spacing;
-    for (int16_t &frequency : lsf) {
-        frequency = std::max(frequency, least);
-        least = add(frequency, spacing);
-    }
-}
-
-// Frequencies are limited to just below half the sampling frequency; only disordered LSPs lead beyond it.
-Lsp lspOf(const Lsf &lsf) {
-    Lsp lsp;
-    std::transform(lsf.begin(), lsf.end(), lsp.begin(), [](int16_t value) {
-        const int frequency = std::min<int>(value, halfSampling - 1);
-        const auto interval = static_cast<size_t>(frequency >> 8);
-        const int width = cosines[interval + 1] - cosines[interval];
-        return static_cast<int16_t>(cosines[interval] + ((width * (frequency & 255)) >> 8));
-    });
-    return lsp;
-}
-
-// Eight times the weights of TS 26.073. The distance of the neighbours is never negative, as the LSFs rise; far ones lead
-// to weights down to -7408.
-Lsf weightsOf(const Lsf &lsf) {
-    constexpr int knee = 1843;
-    const auto weigh = [](int distance) {
-        const int weight =
-            distance < knee ? 3427 - ((distance * 28160) >> 15) : knee - (((distance - knee) * 6242) >> 15);
-        return static_cast<int16_t>(8 * weight);
-    };
-    Lsf weights;
-    weights[0] = weigh(lsf[1]);
-    for (size_t i = 1; i < lsfOrder - 1; i++)
-        weights[i] = weigh(lsf[i + 1] - lsf[i - 1]);
-    weights[lsfOrder - 1] = weigh(halfSampling - lsf[lsfOrder - 2]);
-    return weights;
-}
-
-// The row with the smallest sum of squares of mult(weight, target - row). No product leaves 16 bits, since the weights are
-// below 1.
-template <class Book> int16_t nearestWeighted(const Book &book, const int16_t *target, const int16_t *weights) {
-    const auto weightPairs = loadPairs<Book::values>(weights);
-    const simd::Q15Factor factors[2] = {simd::Q15Factor(weightPairs.pair[0]), simd::Q15Factor(weightPairs.pair[1])};
-    const auto terms = [&](Vector difference, size_t p) {
-        const Vector weighted = factors[p] * difference;
-        return _mm_madd_epi16(weighted, weighted);
-    };
-    return static_cast<int16_t>(nearest(book, loadPairs<Book::values>(target), terms).index);
 }
 
 void quantise(const Lsf &lsf, int16_t *initial, int16_t *indices) {

@@ -6,8 +6,6 @@ namespace ryxsc::gsmamr {
 
 namespace {
 
-constexpr int16_t lsfMean[lsfOrder] = {1546, 2272, 3778, 5488, 6972, 8382, 10047, 11229, 12766, 13714};
-
 // clang-format off
 
 // What the first prediction of a silence descriptor's LSFs adds to the mean.
@@ -319,6 +317,8 @@ constexpr PairCodebook<8, lsfOrder> initialLsfs = arrangePairs<8, lsfOrder>(
     [](size_t i, size_t j) { return static_cast<int16_t>(lsfMean[j] + initialResiduals[i][j]); });
 constexpr PairCodebook<256, 3> lowLsfs = arrangePairs<256, 3>([](size_t i, size_t j) { return lowBand[i][j]; });
 constexpr PairCodebook<512, 3> middleLsfs = arrangePairs<512, 3>([](size_t i, size_t j) { return middleBand[i][j]; });
+constexpr PairCodebook<256, 3> middleLsfsSmall =
+    arrangePairs<256, 3>([](size_t i, size_t j) { return middleBand[2 * i][j]; });
 constexpr PairCodebook<512, 4> highLsfs = arrangePairs<512, 4>([](size_t i, size_t j) { return highBand[i][j]; });
 
 } // namespace ryxsc::gsmamr

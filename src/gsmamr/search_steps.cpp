@@ -5,40 +5,13 @@
 #include <cstring>
 
 #include "common/inv_sqrt.h"
-#include "gsmamr/energy.h"
+#include "gsmamr/subframe_sums.h"
 
 namespace ryxsc::gsmamr {
 
 using simd::Vector;
 
 namespace {
-
-// No partial sum of x[i] * h[k] over distinct i and distinct k exceeds the product of the norms. Below 2^30 its double
-// fits 32 bits.
-bool sumsFit(const int16_t *x, const int16_t *h) {
-    constexpr double limit = 1152921504606846976.0 * 0.99; // 2^60, less what conversions may round
-    return static_cast<double>(sumOfSquares(x)) * static_cast<double>(sumOfSquares(h)) < limit;
-}
-
-// sums[n] = sum of x[n + k] * h[k]. Couples of neighbouring x for four n meet a couple of taps.
-void sumProducts(const int16_t *x, const int16_t *h, int32_t *sums) {
-    alignas(16) int16_t padded[subframeLength + 16] = {};
-    alignas(16) int32_t couples[subframeLength + 8];
-    Vector taps[subframeLength / 2];
-    std::memcpy(padded, x, subframeLength * sizeof *x);
-    for (int n = 0; n < subframeLength + 8; n += 4)
-        simd::store(couples + n, _mm_unpacklo_epi16(simd::load64(padded + n), simd::load64(padded + n + 1)));
-    for (int k = 0; k < subframeLength; k += 2)
-        taps[k / 2] = _mm_shuffle_epi32(simd::load32(h + k), 0);
-    for (int n = 0; n < subframeLength; n += 4) {
-        Vector even = _mm_setzero_si128(), odd = even;
-        for (int k = 0; k < subframeLength - n; k += 4) {
-            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(couples + n + k), taps[k / 2]));
-            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(couples + n + k + 2), taps[k / 2 + 1]));
-        }
-        simd::store(sums + n, _mm_slli_epi32(_mm_add_epi32(even, odd), 1));
-    }
-}
 
 void sumProductsSaturated(const int16_t *x, const int16_t *h, int32_t *sums) {
     for (int n = 0; n < subframeLength; n++) {
@@ -82,10 +55,23 @@ void sharpen(int lag, int16_t factor, int16_t *x) {
     }
 }
 
+void sharpenSaturated(int lag, int16_t factor, int16_t *x) {
+    for (int n = lag; n < subframeLength; n += 8) {
+        const Vector product = simd::mulShiftSaturated<15>(simd::load(x + n - lag), simd::words(factor));
+        simd::store(x + n, _mm_adds_epi16(simd::load(x + n), product));
+    }
+}
+
 void correlate(const int16_t *target, const int16_t *impulse, int tracks, int headroom, Words &correlation) {
     alignas(16) int32_t sums[subframeLength];
-    const bool fit = sumsFit(target, impulse);
-    fit ? sumProducts(target, impulse, sums) : sumProductsSaturated(target, impulse, sums);
+    const bool fit = sumsFit(sumOfSquares(target), sumOfSquares(impulse));
+    if (fit) {
+        sumProducts(target, impulse, sums);
+        for (int n = 0; n < subframeLength; n += 4)
+            simd::store(sums + n, _mm_slli_epi32(simd::load(sums + n), 1));
+    } else {
+        sumProductsSaturated(target, impulse, sums);
+    }
     normalise(sums, normalisation(sums, tracks) - headroom, correlation.at);
 }
 

@@ -14,6 +14,8 @@ struct alignas(16) PaddedResponse {
 
 // x[n] += (factor * x[n - lag]) >> 15 for n = lag..39, lag at least 8, wrapping. May write 7 words behind the subframe.
 void sharpen(int lag, int16_t factor, int16_t *x);
+// The same saturating, as the recommendation does.
+void sharpenSaturated(int lag, int16_t factor, int16_t *x);
 
 // Correlations of the target with the impulse response, normalised to words of which those of all `tracks` together have
 // `headroom` bits left.

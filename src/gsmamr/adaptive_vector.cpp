@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The adaptive codebook's vector: the past excitation at a fractional lag (3GPP TS 26.090, clause 5.6.1).
+#include <array>
+#include <cstdlib>
+
+#include "common/checks.h"
+#include "frame/implementations.h"
+#include "gsmamr/codebook.h"
+#include "gsmamr/pitch_lag.h"
+#include "gsmamr/pitch_tables.h"
+#include "common/simd.h"
+
+using namespace ryxsc;
+using namespace ryxsc::gsmamr;
+using simd::Vector;
+
+namespace {
+
+constexpr int half = 10;
+constexpr int taps = 2 * half;
+
+// The interpolation filter at each sixth, for samples start - 9 .. start + 10.
+struct Phase {
+    int16_t coefficients[taps];
+    int magnitude; // of all together
+};
+Phase phaseOf(int sixths) {
+    Phase phase = {};
+    for (int i = 0; i < half; i++) {
+        phase.coefficients[half - 1 - i] = excitationInterpolation[static_cast<size_t>(sixths + 6 * i)];
+        phase.coefficients[half + i] = excitationInterpolation[static_cast<size_t>(6 - sixths + 6 * i)];
+    }
+    for (const int16_t coefficient : phase.coefficients)
+        phase.magnitude += std::abs(coefficient);
+    return phase;
+}
+
+// In the recommendation's order, in which full-scale signals saturate; newly made samples are read where the lag is short.
+void interpolatePlainly(const Phase &phase, const int16_t *past, int16_t *u) {
+    for (int n = 0; n < subframeLength; n++) {
+        int32_t sum = 0;
+        for (int i = 0; i < half; i++) {
+            sum = L_mac(sum, past[n - i], phase.coefficients[half - 1 - i]);
+            sum = L_mac(sum, past[n + 1 + i], phase.coefficients[half + i]);
+        }
+        u[n] = round(sum);
+    }
+}
+
+// Returns whether all samples were small enough for it.
+bool interpolateEight(const Phase &phase, const int16_t *past, int16_t *u) {
+    const Vector largest = simd::words(static_cast<int16_t>(std::min((1 << 30) / phase.magnitude, 32767)));
+    Vector coefficients[taps / 2], loud = _mm_setzero_si128();
+    for (int k = 0; k < taps; k += 2)
+        coefficients[k / 2] = _mm_shuffle_epi32(simd::load32(phase.coefficients + k), 0);
+    const simd::ScaleDown scaleDown(15);
+    for (int n = 0; n < subframeLength; n += 8) {
+        const int16_t *const x = past + n - (half - 1);
+        simd::Dwords sums = {_mm_setzero_si128(), _mm_setzero_si128()};
+        for (int k = 0; k < taps; k += 2) {
+            const Vector even = simd::load(x + k), odd = simd::load(x + k + 1);
+            sums.front = _mm_add_epi32(sums.front, _mm_madd_epi16(_mm_unpacklo_epi16(even, odd), coefficients[k / 2]));
+            sums.back = _mm_add_epi32(sums.back, _mm_madd_epi16(_mm_unpackhi_epi16(even, odd), coefficients[k / 2]));
+        }
+        simd::store(u + n, scaleDown(sums));
+    }
+    for (int n = -half + 1; n < subframeLength + half; n += 8) {
+        const Vector x = simd::load(past + n);
+        loud = _mm_or_si128(loud, _mm_or_si128(_mm_cmpgt_epi16(x, largest),
+                                               _mm_cmpgt_epi16(_mm_sub_epi16(_mm_setzero_si128(), largest), x)));
+    }
+    return _mm_movemask_epi8(loud) == 0;
+}
+
+} // namespace
+
+ryxStatus ryxsDecodeAdaptiveVector_GSMAMR_16s_I_u8(int16_t *excitation, int16_t lag, int16_t fraction, int rate) {
+    if (anyNull(excitation)) return ryxStsNullPtr;
+    const Rate of = rateOf(rate);
+    if (of == Rate::none || lag < 17 || lag > maxPitchLag + 1) return ryxStsOutOfRange;
+    const bool thirds = of != Rate::r1220;
+    if (std::abs(fraction) > (thirds ? 1 : 3)) return ryxStsOutOfRange;
+    int sixths = thirds ? -2 * fraction : -fraction, start = -lag;
+    if (sixths < 0) {
+        sixths += 6;
+        start--;
+    }
+    const Phase phase = phaseOf(sixths);
+    // Eight samples at a time read nothing that they write from a distance of 18 on.
+    if (start > -18 || !interpolateEight(phase, excitation + start, excitation))
+        interpolatePlainly(phase, excitation + start, excitation);
+    return ryxStsOk;
+}

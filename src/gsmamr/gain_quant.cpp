@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Gain quantisers of GSM-AMR (3GPP TS 26.090, clause 5.8) that work on one subframe: of both gains as a vector, and of the
+// code gain alone at 12.2 kbit/s.
+#include <cstdlib>
+#include <span>
+
+#include "common/checks.h"
+#include "frame/implementations.h"
+#include "gsmamr/gain_error.h"
+#include "gsmamr/gain_tables.h"
+#include "gsmamr/subframe_sums.h"
+
+using namespace ryxsc;
+using namespace ryxsc::gsmamr;
+
+namespace {
+
+std::span<const GainRow> tableOf(Rate rate) {
+    if (rate <= Rate::r590) return gainsOf515And590;
+    return gainsOf670To1020;
+}
+
+constexpr bool isVectorRate(Rate rate) {
+    return rate != Rate::r475 && rate != Rate::r795 && rate != Rate::r1220 && rate != Rate::none;
+}
+
+// The row with the smallest error among those whose pitch gain is within the limit.
+size_t nearestRow(std::span<const GainRow> table, const ErrorTerms &terms, int16_t predicted, int16_t limit) {
+    size_t best = 0;
+    int32_t least = max32;
+    for (size_t i = 0; i < table.size(); i++) {
+        const int16_t p = table[i].pitchGain;
+        if (p > limit) continue;
+        const int16_t q = mult(table[i].correction, predicted);
+        int32_t error = multiplyShort(terms[0], mult(p, p));
+        error = L_add(error, multiplyShort(terms[1], p));
+        error = L_add(error, multiplyShort(terms[2], mult(q, q)));
+        error = L_add(error, multiplyShort(terms[3], q));
+        error = L_add(error, multiplyShort(terms[4], mult(q, p)));
+        if (error < least) {
+            least = error;
+            best = i;
+        }
+    }
+    return best;
+}
+
+// (target2, z) / (z, z) with z half the filtered vector.
+int16_t optimalCodeGain(const int16_t *target2, const int16_t *filtered) {
+    alignas(16) int16_t z[subframeLength];
+    for (int n = 0; n < subframeLength; n += 8)
+        simd::store(z + n, _mm_srai_epi16(simd::load(filtered + n), 1));
+    const Normalised product(saturatedProducts(1, target2, z));
+    if (product.mantissa <= 0) return 0;
+    const Normalised energy(saturatedEnergy(0, z));
+    const int16_t gain = div_s(static_cast<int16_t>(product.mantissa >> 1), energy.mantissa);
+    return shl(shl(gain, -(product.shift + 5 - energy.shift)), 1);
+}
+
+} // namespace
+
+ryxStatus ryxsGainQuant_GSMAMR_16s_u8(const int16_t *target, const int16_t *adaptive, const int16_t *filtered,
+                                      const int16_t *code, const int16_t *pitchEnergies, int16_t limit,
+                                      int16_t *pastEnergies, int16_t *pastEnergies122, int16_t *pitchGain,
+                                      int16_t *codeGain, int16_t *index, int rate) {
+    if (anyNull(target, adaptive, filtered, code, pitchEnergies, pastEnergies, pastEnergies122, pitchGain, codeGain,
+                index))
+        return ryxStsNullPtr;
+    const Rate of = rateOf(rate);
+    if (!isVectorRate(of)) return ryxStsOutOfRange;
+    const Predictor predictor = {pastEnergies, pastEnergies122};
+    const Prediction prediction = predictGain(code, predictor, of);
+    const FilteredEnergies energies = filteredEnergies(target, target, adaptive, filtered, pitchEnergies, of);
+    const ErrorTerms terms(withCodeGain(energies, prediction.exponent - 11));
+    const auto table = tableOf(of);
+    const size_t best = nearestRow(table, terms, prediction.mantissa(), limit);
+    *pitchGain = table[best].pitchGain;
+    *codeGain = codeGainOf(table[best].correction, prediction, 10);
+    *index = static_cast<int16_t>(best);
+    predictor.update(table[best].energy, table[best].log2Energy);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsCodeGainQuant_GSMAMR_16s_u8(const int16_t *target2, const int16_t *filtered, const int16_t *code,
+                                          int16_t *pastEnergies, int16_t *pastEnergies122, int16_t *codeGain,
+                                          int16_t *index) {
+    if (anyNull(target2, filtered, code, pastEnergies, pastEnergies122, codeGain, index)) return ryxStsNullPtr;
+    const Predictor predictor = {pastEnergies, pastEnergies122};
+    const Prediction prediction = predictGain(code, predictor, Rate::r1220);
+    const auto goal = static_cast<int16_t>(optimalCodeGain(target2, filtered) >> 1);
+    const int16_t predicted = shl(extract_l(powerOfTwo(prediction.exponent, prediction.fraction)), 4);
+    size_t best = 0;
+    int least = 1 << 16;
+    for (size_t i = 0; i < codeGains.size(); i++) {
+        const int error = abs_s(sub(goal, mult(predicted, codeGains[i].correction)));
+        if (error < least) {
+            least = error;
+            best = i;
+        }
+    }
+    *codeGain = shl(mult(predicted, codeGains[best].correction), 1);
+    *index = static_cast<int16_t>(best);
+    predictor.update(codeGains[best].energy, codeGains[best].log2Energy);
+    return ryxStsOk;
+}

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Tables of the pitch search of GSM-AMR (3GPP TS 26.090, clauses 5.3 and 5.6, TS 26.073).
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace ryxsc::gsmamr {
+
+// Right halves of symmetric interpolation filters with a resolution of a sixth of a sample, Q15: of the normalised
+// correlation and of the past excitation.
+extern const std::array<int16_t, 25> searchInterpolation;
+extern const std::array<int16_t, 61> excitationInterpolation;
+
+// Weights of the open-loop search at 10.2 kbit/s, Q15: that of lag L is entry 107 + L, and that of its distance from the
+// lag M of the voiced frames before entry 123 + L - M.
+extern const std::array<int16_t, 251> openLoopWeights;
+
+} // namespace ryxsc::gsmamr

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Excitation and filter memories behind the search (3GPP TS 26.090, clauses 5.9 and 6.1).
+#include "common/checks.h"
+#include "frame/implementations.h"
+#include "gsmamr/arithmetic.h"
+#include "gsmamr/codebook.h"
+#include "gsmamr/rates.h"
+#include "common/simd.h"
+
+using namespace ryxsc;
+using namespace ryxsc::gsmamr;
+using simd::Vector;
+
+namespace {
+
+constexpr int order = 10;
+
+} // namespace
+
+// Neither product nor sum leaves 32 bits before the shift: half of the pitch gain at 12.2 kbit/s makes up for its format.
+ryxStatus ryxsTotalExcitation_GSMAMR_16s_I_u8(int16_t *excitation, const int16_t *code, int16_t pitchGain,
+                                              int16_t codeGain, int rate) {
+    if (anyNull(excitation, code)) return ryxStsNullPtr;
+    const Rate of = rateOf(rate);
+    if (of == Rate::none) return ryxStsOutOfRange;
+    const bool is122 = of == Rate::r1220;
+    const auto p = static_cast<int16_t>(is122 ? pitchGain >> 1 : pitchGain);
+    for (int n = 0; n < subframeLength; n++)
+        excitation[n] = round(L_shl(L_mac(L_mult(excitation[n], p), code[n], codeGain), is122 ? 2 : 1));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsUpdateErrorMemories_GSMAMR_16s_u8(const int16_t *speech, const int16_t *synthesis, const int16_t *target,
+                                                const int16_t *adaptive, const int16_t *filtered, int16_t pitchGain,
+                                                int16_t codeGain, int16_t *synthesisMemory, int16_t *weightingMemory,
+                                                int rate) {
+    if (anyNull(speech, synthesis, target, adaptive, filtered, synthesisMemory, weightingMemory)) return ryxStsNullPtr;
+    const Rate of = rateOf(rate);
+    if (of == Rate::none) return ryxStsOutOfRange;
+    for (int i = 0, n = subframeLength - order; i < order; i++, n++) {
+        const int16_t pitchPart = extract_h(L_shl(L_mult(adaptive[n], pitchGain), 1));
+        const int16_t codePart = extract_h(L_shl(L_mult(filtered[n], codeGain), of == Rate::r1220 ? 4 : 2));
+        synthesisMemory[i] = sub(speech[n], synthesis[n]);
+        weightingMemory[i] = sub(target[n], add(pitchPart, codePart));
+    }
+    return ryxStsOk;
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "gsmamr/subframe_sums.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace ryxsc::gsmamr {
+
+using simd::Vector;
+
+void sumProducts(const int16_t *x, const int16_t *h, int32_t *sums) {
+    alignas(16) int16_t padded[subframeLength + 16] = {};
+    alignas(16) int32_t couples[subframeLength + 8];
+    Vector taps[subframeLength / 2];
+    std::memcpy(padded, x, subframeLength * sizeof *x);
+    for (int n = 0; n < subframeLength + 8; n += 4)
+        simd::store(couples + n, _mm_unpacklo_epi16(simd::load64(padded + n), simd::load64(padded + n + 1)));
+    for (int k = 0; k < subframeLength; k += 2)
+        taps[k / 2] = _mm_shuffle_epi32(simd::load32(h + k), 0);
+    for (int n = 0; n < subframeLength; n += 4) {
+        Vector even = _mm_setzero_si128(), odd = even;
+        for (int k = 0; k < subframeLength - n; k += 4) {
+            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(couples + n + k), taps[k / 2]));
+            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(couples + n + k + 2), taps[k / 2 + 1]));
+        }
+        simd::store(sums + n, _mm_add_epi32(even, odd));
+    }
+}
+
+namespace {
+
+void convolveSaturated(const int16_t *x, const int16_t *h, int16_t *y) {
+    for (int n = 0; n < subframeLength; n++) {
+        int32_t sum = 0;
+        for (int i = 0; i <= n; i++)
+            sum = L_mac(sum, x[i], h[n - i]);
+        y[n] = extract_h(L_shl(sum, 3));
+    }
+}
+
+} // namespace
+
+// The same sums as of a correlation, with time running backwards.
+void convolve(const int16_t *x, const int16_t *h, int16_t *y) {
+    if (!sumsFit(sumOfSquares(x), sumOfSquares(h))) return convolveSaturated(x, h, y);
+    int16_t backwards[subframeLength];
+    alignas(16) int32_t sums[subframeLength];
+    for (int n = 0; n < subframeLength; n += 8)
+        simd::store(backwards + n, simd::reverseWords(simd::load(x + subframeLength - 8 - n)));
+    sumProducts(backwards, h, sums);
+    for (int n = 0; n < subframeLength; n += 8) {
+        const Vector low = _mm_srai_epi32(simd::load(sums + n), 12), high = _mm_srai_epi32(simd::load(sums + n + 4), 12);
+        simd::store(y + subframeLength - 8 - n, simd::reverseWords(_mm_packs_epi32(low, high)));
+    }
+}
+
+} // namespace ryxsc::gsmamr
