@@ -995,6 +995,16 @@ ryxStatus ryxsDecDTXComfortNoise_GSMAMR_16s(const int16_t *parameters, int16_t *
                                             int16_t *pastEnergies, int16_t *pastEnergies122, int16_t *memory,
                                             int16_t *speech, int16_t *lpc, int rate, DecDTXState_GSMAMR *state);
 
+/**
+ * @brief Fills in parameters for a frame of which nothing was received (3GPP TS 26.073), the same in every decoder.
+ * @param[in,out] seed       21845 at the start
+ * @param[in]     widths     bits of the parameters, 0..15
+ * @param[out]    parameters `count` parameters, not negative
+ * @param[in]     count      1..112
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize for another count
+ */
+ryxStatus ryxsRandomParameters_GSMAMR_16s(int16_t *seed, const uint8_t *widths, int16_t *parameters, int count);
+
 /** State of the code gain's smoothing, in a block of the size that its GetStateSize function reports. */
 typedef struct CodeGainAverageState_GSMAMR CodeGainAverageState_GSMAMR;
 
