@@ -71,7 +71,7 @@ void Decoder::clearSpeechState(bool afterNoise) {
     std::fill_n(excitation_, pastExcitation, int16_t{0});
     std::fill_n(lsfResidual_, lpOrder, int16_t{0});
     sharpening_ = 0;
-    prevLag_ = receivedLag_ = 40;
+    prevLag_ = 40;
     prevBad_ = prevDegraded_ = false;
     lossState_ = 0;
     background_ = voicedHangover_ = 0;
@@ -183,7 +183,7 @@ void Decoder::decodeVectors(Frame &frame, int k, Subframe &sub) {
     const int rate = mode().rate;
     const bool is122 = rate == ryxGSMAMRRate12200;
     ryxsPitchLagDecode_GSMAMR_16s(*frame.next++, isBad(frame), background_ != 0 && voicedHangover_ > 4, prevLag_,
-                                  &receivedLag_, &sub.lag, &sub.fraction, k, rate);
+                                  &sub.lag, &sub.fraction, k, rate);
     ryxsDecodeAdaptiveVector_GSMAMR_16s_I(excitation(), sub.lag, sub.fraction, rate);
     std::copy_n(excitation(), subframeLength, sub.adaptive);
     if (is122)

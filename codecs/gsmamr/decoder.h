@@ -55,7 +55,7 @@ private:
     int16_t excitation_[pastExcitation + subframeLength];
     int16_t synthesis_[lpOrder];
     int16_t prevLsp_[lpOrder], pastLsf_[lpOrder], lsfResidual_[lpOrder], averageLsf_[lpOrder];
-    int16_t prevLag_, receivedLag_, sharpening_;
+    int16_t prevLag_, sharpening_;
     int16_t pastEnergies_[4], pastEnergies122_[4];
 
     int16_t lossState_;

@@ -43,7 +43,7 @@ int read(const Stream &, const uint8_t *src, int size, ryxCodecFrame *frames) {
     if (type == txNoData || mode >= modeCount) // without a mode there are no bits either
         return type == txNoData || type == txOnset ? 2 * frameWords : int{ryxStsBadIndex};
     const bool isSid = type == txSidFirst || type == txSidUpdate || type == txSidBad;
-    int16_t parameters[mostParameters];
+    int16_t parameters[mostParameters] = {};
     readParameters(src + 2, modes[isSid ? sidMode : mode], parameters);
     frame.count = isSid ? packSid(parameters, type != txSidFirst, mode, frame.octets)
                         : packSpeech(parameters, mode, frame.octets);

@@ -529,21 +529,20 @@ ryxStatus ryxsAdaptiveCodebookSearch_GSMAMR_16s(const int16_t *excitation, const
 
 /**
  * @brief Decodes the lag of a subframe, or conceals its loss (3GPP TS 26.090, clause 6.1; TS 26.091).
- * @param[in]     index       received index
- * @param[in]     badFrame    0 for a good frame. Else the lag goes on from the one before; at 12.2 kbit/s also for an index
- *                            that stands for no lag
- * @param[in]     keepLag     not 0: in a bad frame of 4.75 to 5.90 kbit/s the last received lag is kept, as in noise
- * @param[in]     prevLag     integer lag of the subframe before, 17..144
- * @param[in,out] receivedLag last received integer lag, 40 at the start
- * @param[out]    lag         integer lag, 17..144
- * @param[out]    fraction    its fraction
- * @param[in]     subframe    0..3
- * @param[in]     rate        one of the ryxGSMAMRRate values but #ryxGSMAMRRateSID
+ * @param[in]  index    received index
+ * @param[in]  badFrame 0 for a good frame. Else the lag goes on from the one before; at 12.2 kbit/s also for an index that
+ *                      stands for no lag
+ * @param[in]  useIndex not 0: in a bad frame of 4.75 to 5.90 kbit/s the integer lag of the index serves, as in noise
+ * @param[in]  prevLag  integer lag of the subframe before, 17..144
+ * @param[out] lag      integer lag, 17..144
+ * @param[out] fraction its fraction
+ * @param[in]  subframe 0..3
+ * @param[in]  rate     one of the ryxGSMAMRRate values but #ryxGSMAMRRateSID
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a previous lag, subframe or rate outside its range;
  *         #ryxStsBadIndex for an index of more bits than it has
  */
-ryxStatus ryxsPitchLagDecode_GSMAMR_16s(int16_t index, int badFrame, int keepLag, int16_t prevLag, int16_t *receivedLag,
-                                        int16_t *lag, int16_t *fraction, int subframe, int rate);
+ryxStatus ryxsPitchLagDecode_GSMAMR_16s(int16_t index, int badFrame, int useIndex, int16_t prevLag, int16_t *lag,
+                                        int16_t *fraction, int subframe, int rate);
 
 /**
  * @brief Makes the adaptive codebook's vector: the past excitation at a fractional lag (3GPP TS 26.090, clause 5.6.1).

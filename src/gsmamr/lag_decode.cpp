@@ -54,10 +54,9 @@ constexpr int indexBits(Rate rate, bool absolute) {
 
 } // namespace
 
-ryxStatus ryxsPitchLagDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int keepLag, int16_t prevLag,
-                                           int16_t *receivedLag, int16_t *lag, int16_t *fraction, int subframe,
-                                           int rate) {
-    if (anyNull(receivedLag, lag, fraction)) return ryxStsNullPtr;
+ryxStatus ryxsPitchLagDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int useIndex, int16_t prevLag,
+                                           int16_t *lag, int16_t *fraction, int subframe, int rate) {
+    if (anyNull(lag, fraction)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
     if (of == Rate::none || subframe < 0 || subframe > 3) return ryxStsOutOfRange;
     const int previous = prevLag;
@@ -66,16 +65,9 @@ ryxStatus ryxsPitchLagDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int keep
     if (index < 0 || index >= 1 << indexBits(of, absolute)) return ryxStsBadIndex;
 
     PitchLag decoded = is122 ? decodeSixths(index, previous, absolute) : decodeThirds(index, previous, absolute, of);
-    if (is122) {
-        if (badFrame != 0 || (!absolute && index >= 61)) {
-            *receivedLag = static_cast<int16_t>(decoded.lag);
-            decoded = {previous, 0};
-        }
-    } else if (badFrame != 0) {
-        const int next = std::min(previous + 1, maxPitchLag);
-        decoded = {keepLag != 0 && isLow(of) ? *receivedLag : next, 0};
-    } else {
-        *receivedLag = static_cast<int16_t>(decoded.lag);
+    if (badFrame != 0 || (is122 && !absolute && index >= 61)) {
+        const int next = is122 ? previous : std::min(previous + 1, maxPitchLag);
+        decoded = {useIndex != 0 && isLow(of) ? decoded.lag : next, 0};
     }
     *lag = static_cast<int16_t>(decoded.lag);
     *fraction = static_cast<int16_t>(decoded.fraction);
