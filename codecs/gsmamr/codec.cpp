@@ -10,7 +10,7 @@ namespace ryxcodec {
 
 namespace {
 
-constexpr ryxCodecRate rates[] = {{"4.75", 4750}, {"5.15", 5150}, {"5.90", 5900},   {"6.70", 6700},
+constexpr ryxCodecRate rates[] = {{"4.75", 4750}, {"5.15", 5150}, {"5.90", 5900},  {"6.70", 6700},
                                   {"7.40", 7400}, {"7.95", 7950}, {"10.2", 10200}, {"12.2", 12200}};
 
 } // namespace

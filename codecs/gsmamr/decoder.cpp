@@ -39,7 +39,8 @@ ryxStatus Decoder::init(const ryxCodecOptions &options) {
                                   dtx_.fits(ryxsDecDTXGetStateSize_GSMAMR_16s),
                                   postFilter_.fits(ryxsPostFilterGetStateSize_GSMAMR_16s),
                                   highPass_.fits(ryxsHighPassFilterGetStateSize_GSMAMR_16s)};
-    const auto failed = std::find_if(std::begin(statuses), std::end(statuses), [](ryxStatus s) { return s != ryxStsOk; });
+    const auto failed =
+        std::find_if(std::begin(statuses), std::end(statuses), [](ryxStatus s) { return s != ryxStsOk; });
     if (failed != std::end(statuses)) return *failed;
     noPostFilter_ = options.noPostFilter != 0;
     isHomed_ = false;
@@ -135,7 +136,7 @@ void Decoder::followLosses(const Frame &frame, int16_t prevDtxState) {
 
 void Decoder::decodeSpeech(Received &received, int16_t prevDtxState, int16_t *speech) {
     const int type = received.type;
-    if (type == ryxGSMAMRNoData || type == ryxGSMAMROnset) 
+    if (type == ryxGSMAMRNoData || type == ryxGSMAMROnset)
         ryxsRandomParameters_GSMAMR_16s(&random_, mode().widths, received.parameters, mode().parameters);
     const bool bad = type == ryxGSMAMRSpeechBad || type == ryxGSMAMRNoData || type == ryxGSMAMROnset;
     const bool degraded = type == ryxGSMAMRSpeechDegraded;

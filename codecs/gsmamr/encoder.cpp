@@ -27,7 +27,8 @@ ryxStatus Encoder::init(const ryxCodecOptions &options) {
                                   gainAdapt_.fits(ryxsGainQuantAdaptGetStateSize_GSMAMR_16s),
                                   vad_.fits(ryxsVADGetSize_GSMAMR_16s),
                                   Block<JointGainState_GSMAMR, 128>().fits(ryxsGainQuantJointGetStateSize_GSMAMR_16s)};
-    const auto failed = std::find_if(std::begin(statuses), std::end(statuses), [](ryxStatus s) { return s != ryxStsOk; });
+    const auto failed =
+        std::find_if(std::begin(statuses), std::end(statuses), [](ryxStatus s) { return s != ryxStsOk; });
     if (failed != std::end(statuses)) return *failed;
     reset();
     return ryxStsOk;
@@ -169,7 +170,8 @@ void Encoder::searchOpenLoop(Frame &frame) {
             ryxsMulPowerC_NR_16s_Sfs(frame.lpc[k], gamma1, frame.weighted1[k], lpCoefficients, 15);
             ryxsMulPowerC_NR_16s_Sfs(frame.lpc[k], gamma2, frame.weighted2[k], lpCoefficients, 15);
             const int start = k * subframeLength;
-            ryxsWeightingFilter_GSMAMR_16s(speech() + start, frame.weighted1[k], frame.weighted2[k], weighted() + start);
+            ryxsWeightingFilter_GSMAMR_16s(speech() + start, frame.weighted1[k], frame.weighted2[k],
+                                           weighted() + start);
         }
         if (oneLag && half == 0) continue;
         ryxsOpenLoopPitchSearch_GSMAMR_16s(weighted() + (oneLag ? 0 : half * 80), half, mode().rate, &frame.lags[half],

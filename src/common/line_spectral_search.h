@@ -19,8 +19,8 @@ inline constexpr int degree = lpOrder / 2;
 // The sum polynomial and the difference polynomial without their roots at z = -1 and z = 1, coefficients 0 to 5.
 struct Polynomials {
     int16_t f[2][degree + 1];
-    int bits;                 // of fraction in the series: 24 for coefficients in Q11, 23 for Q10
-    int32_t unit = 1 << 13;   // what 1 in a coefficient is in the series
+    int bits;               // of fraction in the series: 24 for coefficients in Q11, 23 for Q10
+    int32_t unit = 1 << 13; // what 1 in a coefficient is in the series
 };
 
 // Returns whether a coefficient was saturated.
@@ -44,10 +44,11 @@ inline bool divideOut(const int16_t *a, int shift, Polynomials &polynomials) {
 // that is subtracted apart, and the rounding.
 inline bool areBounded(const Polynomials &polynomials) {
     constexpr int limit = (1 << 18) - 16;
-    return polynomials.unit == 1 << 13 && std::all_of(polynomials.f, polynomials.f + 2, [](const int16_t(&f)[degree + 1]) {
-        const int f1 = std::abs(f[1]), f2 = std::abs(f[2]), f3 = std::abs(f[3]), f4 = std::abs(f[4]);
-        return 2 * (4 * f[0] + 3 * f1 + 2 * f2 + f3) < limit && 5 * f[0] + 4 * f1 + 3 * f2 + 2 * f3 + f4 < limit;
-    });
+    return polynomials.unit == 1 << 13 &&
+           std::all_of(polynomials.f, polynomials.f + 2, [](const int16_t(&f)[degree + 1]) {
+               const int f1 = std::abs(f[1]), f2 = std::abs(f[2]), f3 = std::abs(f[3]), f4 = std::abs(f[4]);
+               return 2 * (4 * f[0] + 3 * f1 + 2 * f2 + f3) < limit && 5 * f[0] + 4 * f1 + 3 * f2 + 2 * f3 + f4 < limit;
+           });
 }
 
 struct Degree {

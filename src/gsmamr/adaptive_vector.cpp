@@ -4,11 +4,10 @@
 #include <cstdlib>
 
 #include "common/checks.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "gsmamr/codebook.h"
 #include "gsmamr/pitch_lag.h"
-#include "gsmamr/pitch_tables.h"
-#include "common/simd.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;
@@ -19,21 +18,31 @@ namespace {
 constexpr int half = 10;
 constexpr int taps = 2 * half;
 
+// Right half of the symmetric interpolation filter, with a resolution of a sixth of a sample, Q15.
+// clang-format off
+constexpr std::array<int16_t, 61> excitationInterpolation = {
+    29443, 28346, 25207, 20449, 14701,  8693,  3143, -1352, -4402, -5865, -5850, -4673, -2783,  -672,  1211,  2536,
+     3130,  2991,  2259,  1170,     0, -1001, -1652, -1868, -1666, -1147,  -464,   218,   756,  1060,  1099,   904,
+      550,   135,  -245,  -514,  -634,  -602,  -451,  -231,     0,   191,   308,   340,   296,   198,    78,   -36,
+     -120,  -163,  -165,  -132,   -79,   -19,    34,    73,    91,    89,    70,    38,     0};
+// clang-format on
+
 // The interpolation filter at each sixth, for samples start - 9 .. start + 10.
 struct Phase {
     int16_t coefficients[taps];
     int magnitude; // of all together
 };
-Phase phaseOf(int sixths) {
+constexpr Phase phaseOf(int sixths) {
     Phase phase = {};
     for (int i = 0; i < half; i++) {
         phase.coefficients[half - 1 - i] = excitationInterpolation[static_cast<size_t>(sixths + 6 * i)];
         phase.coefficients[half + i] = excitationInterpolation[static_cast<size_t>(6 - sixths + 6 * i)];
     }
     for (const int16_t coefficient : phase.coefficients)
-        phase.magnitude += std::abs(coefficient);
+        phase.magnitude += coefficient < 0 ? -coefficient : coefficient;
     return phase;
 }
+constexpr Phase phases[6] = {phaseOf(0), phaseOf(1), phaseOf(2), phaseOf(3), phaseOf(4), phaseOf(5)};
 
 // In the recommendation's order, in which full-scale signals saturate; newly made samples are read where the lag is short.
 void interpolatePlainly(const Phase &phase, const int16_t *past, int16_t *u) {
@@ -85,7 +94,7 @@ ryxStatus ryxsDecodeAdaptiveVector_GSMAMR_16s_I_u8(int16_t *excitation, int16_t 
         sixths += 6;
         start--;
     }
-    const Phase phase = phaseOf(sixths);
+    const Phase &phase = phases[sixths];
     // Eight samples at a time read nothing that they write from a distance of 18 on.
     if (start > -18 || !interpolateEight(phase, excitation + start, excitation))
         interpolatePlainly(phase, excitation + start, excitation);

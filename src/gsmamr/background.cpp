@@ -55,7 +55,8 @@ int16_t excitationEnergy(const int16_t *excitation) {
 }
 
 // Draws the excitation of lost or doubtful frames towards the energy of those before.
-void raise(int16_t *excitation, int16_t energy, const int16_t *history, int voicedHangover, bool prevBad, bool careful) {
+void raise(int16_t *excitation, int16_t energy, const int16_t *history, int voicedHangover, bool prevBad,
+           bool careful) {
     int16_t target = median<9>(history);
     if (energy <= 5 || energy >= target) return;
     const auto mean = static_cast<int16_t>((history[7] + history[8]) >> 1);

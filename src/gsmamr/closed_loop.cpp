@@ -32,8 +32,8 @@ public:
         const int64_t targetEnergy = sumOfSquares(target);
         for (int lag = first_;; lag++) {
             const int64_t energy = sumOfSquares(y);
-            const int32_t product = sumsFit(targetEnergy, energy) ? 2 * dotProduct(target, y)
-                                                                   : accumulateProducts(0, target, y).sum;
+            const int32_t product =
+                sumsFit(targetEnergy, energy) ? 2 * dotProduct(target, y) : accumulateProducts(0, target, y).sum;
             values_[lag - first_] = sat16(multiply(product, inverseSqrt(sat32(2 * energy))));
             if (lag == last) break;
             loud ? advance<14>(excitation[-(lag + 1)], impulse, y) : advance<12>(excitation[-(lag + 1)], impulse, y);

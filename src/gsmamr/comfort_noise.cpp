@@ -145,8 +145,8 @@ int16_t logGain(const int16_t *lpc) {
     for (const int16_t k : reflections(lpc))
         error = mult(error, sub(max16, mult(k, k)));
     const Log2 logarithm = log2(error);
-    const int16_t sum = add(shl(static_cast<int16_t>(logarithm.exponent - 15), 12),
-                            static_cast<int16_t>(logarithm.fraction >> 3));
+    const int16_t sum =
+        add(shl(static_cast<int16_t>(logarithm.exponent - 15), 12), static_cast<int16_t>(logarithm.fraction >> 3));
     return static_cast<int16_t>(negate(sum) >> 1);
 }
 
@@ -211,7 +211,8 @@ ryxStatus ryxsDecDTXComfortNoise_GSMAMR_16s_u8(const int16_t *parameters, int16_
         keepParameters(state);
         if (state.isValid != 0) readDescriptor(parameters, pastResidual, pastLsf, state);
         if (state.wasUpdated == 0 || state.previous == ryxGSMAMRSpeech) keepParameters(state);
-        const int16_t level = std::clamp(sub(static_cast<int16_t>(state.energy >> 1), 9000), int16_t{-14436}, int16_t{0});
+        const int16_t level =
+            std::clamp(sub(static_cast<int16_t>(state.energy >> 1), 9000), int16_t{-14436}, int16_t{0});
         std::fill_n(pastEnergies, pastFrames, level);
         std::fill_n(pastEnergies122, pastFrames, mult(5443, level));
     }

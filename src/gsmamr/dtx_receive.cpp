@@ -43,8 +43,8 @@ void followEncoder(int type, State &state) {
     if (state.wasUpdated == 0 && type == ryxGSMAMRSidUpdate) state.elapsed = 0;
     state.elapsed = add(state.elapsed, 1);
     state.isAdded = 0;
-    const bool silence = isDescriptor(type) || type == ryxGSMAMROnset ||
-                         (type == ryxGSMAMRNoData && state.current != ryxGSMAMRSpeech);
+    const bool silence =
+        isDescriptor(type) || type == ryxGSMAMROnset || (type == ryxGSMAMRNoData && state.current != ryxGSMAMRSpeech);
     if (!silence) {
         state.hangover = hangoverFrames;
     } else if (state.elapsed > analysisFrames) {

@@ -4,8 +4,8 @@
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
-#include "gsmamr/quality.h"
 #include "gsmamr/lsf_tables.h"
+#include "gsmamr/quality.h"
 #include "gsmamr/rates.h"
 
 using namespace ryxsc;
@@ -85,7 +85,8 @@ ryxStatus ryxsCodeGainAverage_GSMAMR_16s_u8(int16_t gain, const int16_t *lsf, co
     int16_t mixed = gain;
     if (isSmoothed(of)) {
         const int16_t share = shareOf(distance, isUnsure(quality) && voicedHangover > 1 && lowNoise, memory);
-        const int16_t mean = isLost(quality) && lowNoise ? meanOf(memory.gains, 7, 4681) : meanOf(memory.gains, 5, 6554);
+        const int16_t mean =
+            isLost(quality) && lowNoise ? meanOf(memory.gains, 7, 4681) : meanOf(memory.gains, 5, 6554);
         mixed = round(L_shl(L_msu(L_mac(L_mult(share, gain), 8192, mean), share, mean), 2));
     }
     memory.steady = add(memory.steady, 1);

@@ -113,17 +113,16 @@ ryxStatus ryxsGainConcealInit_GSMAMR_16s_u8(GainConcealState_GSMAMR *state) {
     return ryxStsOk;
 }
 
-ryxStatus ryxsPitchGainDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int prevBadFrame, int lossState,
-                                            int16_t *gain, int subframe, int rate, GainConcealState_GSMAMR *state) {
+ryxStatus ryxsPitchGainDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int prevBadFrame, int lossState, int16_t *gain,
+                                            int subframe, int rate, GainConcealState_GSMAMR *state) {
     if (anyNull(gain, state)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
-    if (of == Rate::none || subframe < 0 || subframe > 3 || lossState < 0 || lossState > worst)
-        return ryxStsOutOfRange;
+    if (of == Rate::none || subframe < 0 || subframe > 3 || lossState < 0 || lossState > worst) return ryxStsOutOfRange;
     const bool bad = badFrame != 0;
     if (!bad && (index < 0 || index >= (isScalar(of) ? 16 : indicesOf(of)))) return ryxStsBadIndex;
     auto memory = loadBlock<GainConcealState_GSMAMR>(state);
-    const int16_t received = bad ? memory.pitch.lost(pitchAttenuations[static_cast<size_t>(lossState)])
-                                 : pitchGainAt(index, subframe, of);
+    const int16_t received =
+        bad ? memory.pitch.lost(pitchAttenuations[static_cast<size_t>(lossState)]) : pitchGainAt(index, subframe, of);
     *gain = memory.pitch.enter(received, bad, prevBadFrame != 0, 16384);
     saveBlock(state, memory);
     return ryxStsOk;
@@ -134,8 +133,7 @@ ryxStatus ryxsCodeGainDecode_GSMAMR_16s_u8(int16_t index, const int16_t *code, i
                                            int16_t *gain, int subframe, int rate, GainConcealState_GSMAMR *state) {
     if (anyNull(code, pastEnergies, pastEnergies122, gain, state)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
-    if (of == Rate::none || subframe < 0 || subframe > 3 || lossState < 0 || lossState > worst)
-        return ryxStsOutOfRange;
+    if (of == Rate::none || subframe < 0 || subframe > 3 || lossState < 0 || lossState > worst) return ryxStsOutOfRange;
     const bool bad = badFrame != 0;
     if (!bad && (index < 0 || index >= (isScalar(of) ? 32 : indicesOf(of)))) return ryxStsBadIndex;
     auto memory = loadBlock<GainConcealState_GSMAMR>(state);

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 
+#include "common/vector_quantiser_search.h"
 #include "gsmamr/gain_steps.h"
 
 namespace ryxsc::gsmamr {
@@ -13,7 +15,8 @@ struct ScaledTerms {
     Scaled terms[5];
 
     int largestExponent() const {
-        return std::max({terms[0].exponent, terms[1].exponent, terms[2].exponent, terms[3].exponent, terms[4].exponent});
+        return std::max(
+            {terms[0].exponent, terms[1].exponent, terms[2].exponent, terms[3].exponent, terms[4].exponent});
     }
 };
 inline ScaledTerms withCodeGain(const FilteredEnergies &energies, int scale) {
@@ -39,5 +42,68 @@ public:
 private:
     int32_t terms_[5];
 };
+
+// Pitch gains and corrections of a table, in columns.
+template <size_t size> struct GainColumns { alignas(16) int16_t pitchGain[size], correction[size]; };
+
+// The errors of eight rows at a time, undoubled. The recommendation's sums of doubled products saturate from 2^31 on; as
+// long as no sum comes near 2^30, none does. The factors p and q are not negative, and a term is at most 2^29.
+class ErrorLanes {
+public:
+    struct Terms {
+        explicit Terms(const ErrorTerms &terms) {
+            for (int i = 0; i < 5; i++) {
+                low[i] = simd::words(static_cast<int16_t>(lowPart(terms[i])));
+                highAndOne[i] = simd::dwords(65536 | (highPart(terms[i]) & 0xffff));
+            }
+        }
+        simd::Vector low[5], highAndOne[5];
+    };
+
+    void add(const Terms &terms, simd::Vector p, simd::Vector q) {
+        addTerm(terms, 0, simd::mulShift<15>(p, p));
+        addTerm(terms, 1, p);
+        addTerm(terms, 2, simd::mulShift<15>(q, q));
+        addTerm(terms, 3, q);
+        addTerm(terms, 4, simd::mulShift<15>(q, p));
+    }
+
+    const simd::Dwords &sums() const { return sums_; }
+    // -1 in some bits where a sum came too near.
+    simd::Vector exceeded() const { return exceeded_; }
+
+private:
+    void addTerm(const Terms &terms, int i, simd::Vector factor) {
+        const simd::Vector rest = simd::mulShift<15>(factor, terms.low[i]);
+        addTo(sums_.front, _mm_madd_epi16(_mm_unpacklo_epi16(factor, rest), terms.highAndOne[i]));
+        addTo(sums_.back, _mm_madd_epi16(_mm_unpackhi_epi16(factor, rest), terms.highAndOne[i]));
+    }
+    void addTo(simd::Vector &sum, simd::Vector term) {
+        sum = _mm_add_epi32(sum, term);
+        exceeded_ = _mm_or_si128(exceeded_, _mm_cmpgt_epi32(_mm_abs_epi32(sum), simd::dwords((1 << 30) - (1 << 16))));
+    }
+
+    simd::Dwords sums_ = {_mm_setzero_si128(), _mm_setzero_si128()};
+    simd::Vector exceeded_ = _mm_setzero_si128();
+};
+
+// The smallest error, the first of equals, from eight rows at a time: errors(row, lanes) adds them up and returns which rows
+// are allowed. False where an error came too near the limit, and nothing is known.
+template <class Errors> bool findSmallest(size_t rows, Errors errors, size_t &best) {
+    Smallest smallest(1 << 30);
+    simd::Vector exceeded = _mm_setzero_si128(), index = _mm_setr_epi32(0, 1, 2, 3);
+    const simd::Vector four = simd::dwords(4);
+    for (size_t row = 0; row < rows; row += 8) {
+        ErrorLanes lanes;
+        const simd::Vector allowed = errors(row, lanes);
+        exceeded = _mm_or_si128(exceeded, lanes.exceeded());
+        smallest.offer(lanes.sums().front, _mm_unpacklo_epi16(allowed, allowed), index);
+        index = _mm_add_epi32(index, four);
+        smallest.offer(lanes.sums().back, _mm_unpackhi_epi16(allowed, allowed), index);
+        index = _mm_add_epi32(index, four);
+    }
+    best = smallest.get().index;
+    return _mm_movemask_epi8(exceeded) == 0;
+}
 
 } // namespace ryxsc::gsmamr

@@ -25,7 +25,7 @@ constexpr bool isVectorRate(Rate rate) {
 }
 
 // The row with the smallest error among those whose pitch gain is within the limit.
-size_t nearestRow(std::span<const GainRow> table, const ErrorTerms &terms, int16_t predicted, int16_t limit) {
+size_t nearestRowSaturated(std::span<const GainRow> table, const ErrorTerms &terms, int16_t predicted, int16_t limit) {
     size_t best = 0;
     int32_t least = max32;
     for (size_t i = 0; i < table.size(); i++) {
@@ -43,6 +43,36 @@ size_t nearestRow(std::span<const GainRow> table, const ErrorTerms &terms, int16
         }
     }
     return best;
+}
+
+template <size_t size> constexpr GainColumns<size> columnsOf(const std::array<GainRow, size> &table) {
+    GainColumns<size> columns = {};
+    for (size_t i = 0; i < size; i++) {
+        columns.pitchGain[i] = table[i].pitchGain;
+        columns.correction[i] = table[i].correction;
+    }
+    return columns;
+}
+constexpr GainColumns<64> columns515And590 = columnsOf(gainsOf515And590);
+constexpr GainColumns<128> columns670To1020 = columnsOf(gainsOf670To1020);
+
+template <size_t size> bool findNearest(const GainColumns<size> &columns, const ErrorTerms &terms, int16_t predicted,
+                                        int16_t limit, size_t &best) {
+    const ErrorLanes::Terms laneTerms(terms);
+    const simd::Vector gain = simd::words(predicted), most = simd::words(limit);
+    const auto errors = [&](size_t row, ErrorLanes &lanes) {
+        const simd::Vector p = simd::loadAligned(columns.pitchGain + row);
+        lanes.add(laneTerms, p, simd::mulShift<15>(simd::loadAligned(columns.correction + row), gain));
+        return _mm_cmpeq_epi16(_mm_min_epi16(p, most), p);
+    };
+    return findSmallest(size, errors, best);
+}
+
+size_t nearestRow(std::span<const GainRow> table, const ErrorTerms &terms, int16_t predicted, int16_t limit) {
+    size_t best;
+    const bool found = table.size() == 64 ? findNearest(columns515And590, terms, predicted, limit, best)
+                                          : findNearest(columns670To1020, terms, predicted, limit, best);
+    return found ? best : nearestRowSaturated(table, terms, predicted, limit);
 }
 
 // (target2, z) / (z, z) with z half the filtered vector.

@@ -58,7 +58,7 @@ int32_t accumulateError(int32_t sum, const ErrorTerms &terms, int16_t p, int16_t
     return accumulateShort(sum, terms[4], mult(q, p));
 }
 
-size_t nearestRow(const ErrorTerms (&terms)[2], const int16_t (&predicted)[2], int16_t limit) {
+size_t nearestRowSaturated(const ErrorTerms (&terms)[2], const int16_t (&predicted)[2], int16_t limit) {
     size_t best = 0;
     int32_t least = max32;
     for (size_t i = 0; i < gainsOf475.size(); i++) {
@@ -72,6 +72,33 @@ size_t nearestRow(const ErrorTerms (&terms)[2], const int16_t (&predicted)[2], i
         }
     }
     return best;
+}
+
+template <int subframe> constexpr GainColumns<256> columnsOf() {
+    GainColumns<256> columns = {};
+    for (size_t i = 0; i < 256; i++) {
+        columns.pitchGain[i] = gainsOf475[i].subframe[subframe].pitchGain;
+        columns.correction[i] = gainsOf475[i].subframe[subframe].correction;
+    }
+    return columns;
+}
+constexpr GainColumns<256> columns[2] = {columnsOf<0>(), columnsOf<1>()};
+
+size_t nearestRow(const ErrorTerms (&terms)[2], const int16_t (&predicted)[2], int16_t limit) {
+    const ErrorLanes::Terms laneTerms[2] = {ErrorLanes::Terms(terms[0]), ErrorLanes::Terms(terms[1])};
+    const simd::Vector gains[2] = {simd::words(predicted[0]), simd::words(predicted[1])}, most = simd::words(limit);
+    const auto errors = [&](size_t row, ErrorLanes &lanes) {
+        simd::Vector largest = _mm_setzero_si128();
+        for (int k = 0; k < 2; k++) {
+            const simd::Vector p = simd::loadAligned(columns[k].pitchGain + row);
+            const simd::Vector q = simd::mulShift<15>(simd::loadAligned(columns[k].correction + row), gains[k]);
+            lanes.add(laneTerms[k], p, q);
+            largest = _mm_max_epi16(largest, p);
+        }
+        return _mm_cmpeq_epi16(_mm_min_epi16(largest, most), largest);
+    };
+    size_t best;
+    return findSmallest(256, errors, best) ? best : nearestRowSaturated(terms, predicted, limit);
 }
 
 // Puts a subframe's gains out and enters them into the predictor.

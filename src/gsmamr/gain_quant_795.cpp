@@ -39,8 +39,7 @@ ResidualEnergies residualEnergies(const int16_t *residual, const int16_t *adapti
         return Scaled{energy.mantissa, 15 - energy.shift};
     };
     const Normalised cross(saturatedProducts(0, adaptive, code));
-    ResidualEnergies energies = {
-        {0, -15}, energyOf(adaptive), {cross.mantissa, 2 - cross.shift}, energyOf(rest), 0};
+    ResidualEnergies energies = {{0, -15}, energyOf(adaptive), {cross.mantissa, 2 - cross.shift}, energyOf(rest), 0};
     if (saturatedEnergy(0, residual) >= 400) energies.residual = energyOf(residual);
     const auto [whole, wholeExponent] = energies.residual;
     const auto [left, leftExponent] = energies.rest;
@@ -63,8 +62,7 @@ int16_t adapt(State &state, int16_t predictionGain, int16_t codeGain) {
     state.predictionGains[0] = predictionGain;
     const int16_t middle = median<5>(state.predictionGains);
     int16_t alpha = 0;
-    if (level == 0 && middle <= 5443)
-        alpha = middle < 0 ? int16_t{16384} : sub(16384, mult(24660, shl(middle, 2)));
+    if (level == 0 && middle <= 5443) alpha = middle < 0 ? int16_t{16384} : sub(16384, mult(24660, shl(middle, 2)));
     if (state.alpha == 0) alpha = static_cast<int16_t>(alpha >> 1);
     state.alpha = alpha;
     state.codeGain = codeGain;
@@ -121,7 +119,8 @@ size_t searchAgain(const FilteredEnergies &energies, const ResidualEnergies &res
 
     const int largest = std::max({x0 + 31, x1, x2, x3, x4});
     constant = L_shr(constant, largest - x1);
-    const int32_t cross = aligned(k2, largest - x2), square = aligned(k3, largest - x3), error = aligned(k4, largest - x4);
+    const int32_t cross = aligned(k2, largest - x2), square = aligned(k3, largest - x3),
+                  error = aligned(k4, largest - x4);
     const int shift = largest - 31 - x0;
     int32_t amplitude = L_shr(wanted.mantissa, shift >> 1);
     if ((shift & 1) != 0) amplitude = multiplyShort(clearBit0(amplitude), 23170);
@@ -132,8 +131,7 @@ size_t searchAgain(const FilteredEnergies &energies, const ResidualEnergies &res
     for (size_t i = 0; i < codeGains.size(); i++) {
         const int16_t q = mult(codeGains[i].correction, predicted);
         if (q >= ceiling) break;
-        const int32_t energy =
-            accumulate(accumulateShort(constant, cross, q), square, clearBit0(L_mult(q, q)));
+        const int32_t energy = accumulate(accumulateShort(constant, cross, q), square, clearBit0(L_mult(q, q)));
         const Root root = squareRoot(energy);
         const int16_t difference = round(L_sub(L_shr(root.mantissa, root.exponent >> 1), amplitude));
         const int16_t distance = sub(q, optimum);
@@ -178,8 +176,7 @@ ryxStatus ryxsGainQuantAdapt_GSMAMR_16s_u8(const int16_t *target, const int16_t 
     State memory = loadBlock<State>(state);
     const Predictor predictor = {pastEnergies, pastEnergies122};
     const Prediction prediction = predictGain(code, predictor, Rate::r795);
-    const FilteredEnergies energies =
-        filteredEnergies(target, target2, adaptive, filtered, pitchEnergies, Rate::r795);
+    const FilteredEnergies energies = filteredEnergies(target, target2, adaptive, filtered, pitchEnergies, Rate::r795);
     const int nearest = std::max(nearestPitchGain(*pitchGain, limit), 0);
     Choice choice = searchBoth(energies, prediction, std::max(firstCandidate(nearest, limit), 0));
     const int16_t p = pitchGains[static_cast<size_t>(choice.pitch)];

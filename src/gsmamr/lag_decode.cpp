@@ -54,8 +54,8 @@ constexpr int indexBits(Rate rate, bool absolute) {
 
 } // namespace
 
-ryxStatus ryxsPitchLagDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int useIndex, int16_t prevLag,
-                                           int16_t *lag, int16_t *fraction, int subframe, int rate) {
+ryxStatus ryxsPitchLagDecode_GSMAMR_16s_u8(int16_t index, int badFrame, int useIndex, int16_t prevLag, int16_t *lag,
+                                           int16_t *fraction, int subframe, int rate) {
     if (anyNull(lag, fraction)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
     if (of == Rate::none || subframe < 0 || subframe > 3) return ryxStsOutOfRange;

@@ -346,10 +346,14 @@ constexpr int16_t fifthPair[64][4] = {
 
 } // namespace
 
-constexpr PairCodebook<128, 4> firstLsfMatrix = arrangePairs<128, 4>([](size_t i, size_t j) { return firstPair[i][j]; });
-constexpr PairCodebook<256, 4> secondLsfMatrix = arrangePairs<256, 4>([](size_t i, size_t j) { return secondPair[i][j]; });
-constexpr PairCodebook<256, 4> thirdLsfMatrix = arrangePairs<256, 4>([](size_t i, size_t j) { return thirdPair[i][j]; });
-constexpr PairCodebook<256, 4> fourthLsfMatrix = arrangePairs<256, 4>([](size_t i, size_t j) { return fourthPair[i][j]; });
+constexpr PairCodebook<128, 4> firstLsfMatrix =
+    arrangePairs<128, 4>([](size_t i, size_t j) { return firstPair[i][j]; });
+constexpr PairCodebook<256, 4> secondLsfMatrix =
+    arrangePairs<256, 4>([](size_t i, size_t j) { return secondPair[i][j]; });
+constexpr PairCodebook<256, 4> thirdLsfMatrix =
+    arrangePairs<256, 4>([](size_t i, size_t j) { return thirdPair[i][j]; });
+constexpr PairCodebook<256, 4> fourthLsfMatrix =
+    arrangePairs<256, 4>([](size_t i, size_t j) { return fourthPair[i][j]; });
 constexpr PairCodebook<64, 4> fifthLsfMatrix = arrangePairs<64, 4>([](size_t i, size_t j) { return fifthPair[i][j]; });
 
 } // namespace ryxsc::gsmamr

@@ -75,7 +75,8 @@ void quantiseMatrix(const int16_t *lsp, int16_t *residual, int16_t *quantised, i
     indices[4] = nearestWeighted(fifthLsfMatrix, targets[4].residual, targets[4].weights);
 
     const MatrixResidual found = readMatrix(indices);
-    const Lsp first = lspOf(reconstructLsf(predicted, found.middle)), second = lspOf(reconstructLsf(predicted, found.end));
+    const Lsp first = lspOf(reconstructLsf(predicted, found.middle)),
+              second = lspOf(reconstructLsf(predicted, found.end));
     std::copy_n(first.data(), lsfOrder, quantised);
     std::copy_n(second.data(), lsfOrder, quantised + lsfOrder);
     std::copy_n(found.end, lsfOrder, residual);

@@ -12,7 +12,8 @@ namespace ryxsc::gsmamr {
 inline constexpr int lsfOrder = 10;
 
 // Means of the LSFs: of the split quantiser, and of the split-matrix quantiser of 12.2 kbit/s.
-inline constexpr std::array<int16_t, lsfOrder> lsfMean = {1546, 2272, 3778, 5488, 6972, 8382, 10047, 11229, 12766, 13714};
+inline constexpr std::array<int16_t, lsfOrder> lsfMean = {1546, 2272,  3778,  5488,  6972,
+                                                          8382, 10047, 11229, 12766, 13714};
 inline constexpr std::array<int16_t, lsfOrder> lsfMean122 = {1384, 2077, 3420,  5108,  6742,
                                                              8122, 9863, 11092, 12714, 13701};
 
@@ -22,7 +23,7 @@ inline constexpr std::array<int16_t, lsfOrder> lsfPrediction = {9556,  10769, 12
 inline constexpr int16_t lsfPrediction122 = 21299;
 
 // The LSPs of every history at the start.
-inline constexpr std::array<int16_t, lsfOrder> initialLsp = {30000, 26000,  21000,  15000,  8000,
+inline constexpr std::array<int16_t, lsfOrder> initialLsp = {30000, 26000, 21000,  15000,  8000,
                                                              0,     -8000, -15000, -21000, -26000};
 
 // The first predictions of a silence descriptor's LSFs: the mean plus one of eight residuals.

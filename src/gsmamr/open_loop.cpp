@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "common/checks.h"
-#include "common/simd.h"
+#include "common/product_sums.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
@@ -36,58 +36,38 @@ class WeightedSpeech {
 public:
     WeightedSpeech(const int16_t *weighted, int len, int minLag) : len_(len), minLag_(minLag) {
         const int total = maxLag + len;
-        const int64_t energy = energyOf(weighted - maxLag, total);
-        shift_ = energy >= 1 << 30 ? 3 : 2 * energy < 1 << 20 ? -3 : 0;
+        const int64_t whole = energyOf(weighted - maxLag, total);
+        shift_ = whole >= 1 << 30 ? 3 : 2 * whole < 1 << 20 ? -3 : 0;
         const Vector right = _mm_cvtsi32_si128(std::max(shift_, 0)), left = _mm_cvtsi32_si128(std::max(-shift_, 0));
         for (int n = 0; n < total; n += 8) {
             // Up to seven samples behind the last one are not the caller's.
-            const int16_t *const from = n + 8 <= total ? weighted - maxLag + n : copyTail(weighted - maxLag + n, total - n);
+            const int16_t *const from =
+                n + 8 <= total ? weighted - maxLag + n : copyTail(weighted - maxLag + n, total - n);
             simd::store(samples_ + n, _mm_sll_epi16(_mm_sra_epi16(simd::load(from), right), left));
         }
         std::fill(samples_ + total, samples_ + maxLag + maxLength + 8, int16_t{0});
         // Full-scale speech overflows even after its scaling; else no sum of products does, whatever its order.
         isBounded_ = energyOf(samples_, total) < 1 << 30;
-        for (int lag = minLag; lag <= maxLag; lag++)
-            correlations_[lag] = correlation(lag);
+        macCorrelations(current(), samples_, len, maxLag + 1 - minLag, correlations_, isBounded_);
     }
 
     int shift() const { return shift_; }
-    int32_t correlationAt(int lag) const { return correlations_[lag]; }
+    int32_t correlationAt(int lag) const { return correlations_[maxLag - lag]; }
     int32_t energyAt(int lag) const { return sat32(2 * energyOf(current() - lag, len_)); }
 
-    int32_t correlation(int lag) const {
-        const int16_t *const x = current(), *const past = x - lag;
-        if (!isBounded_) {
-            int32_t sum = 0;
-            for (int n = 0; n < len_; n++)
-                sum = L_mac(sum, x[n], past[n]);
-            return sum;
-        }
-        Vector even = _mm_setzero_si128(), odd = even;
-        for (int n = 0; n < len_; n += 16) {
-            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(x + n), simd::load(past + n)));
-            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(x + n + 8), simd::load(past + n + 8)));
-        }
-        return 2 * simd::sumOfDwords(_mm_add_epi32(even, odd));
-    }
-
     // The largest correlation of a range of lags; of equal ones the shortest lag.
-    int bestLag(int from, int to) const {
-        int best = to;
-        for (int lag = to; lag >= from; lag--)
-            if (correlations_[lag] >= correlations_[best]) best = lag;
-        return best;
-    }
+    int bestLag(int from, int to) const { return to - lastLargest(correlations_ + maxLag - to, to - from + 1).index; }
 
     // How far the correlation, high-pass filtered over the lag, stands out against the energy of the difference.
     int16_t highPassMaximum() const {
         int32_t most = min32;
-        for (int lag = maxLag - 1; lag > minLag_; lag--) {
-            int32_t value = L_shl(correlations_[lag], 1);
-            value = L_sub(L_sub(value, correlations_[lag + 1]), correlations_[lag - 1]);
-            most = std::max(most, L_abs(value));
+        for (int k = 1; k < maxLag - minLag_; k++) {
+            const int32_t twice = L_shl(correlations_[k], 1);
+            most = std::max(most, L_abs(L_sub(L_sub(twice, correlations_[k - 1]), correlations_[k + 1])));
         }
-        const int32_t energy = L_abs(L_sub(L_shl(energyAt(0), 1), L_shl(correlation(1), 1)));
+        int32_t neighbours;
+        macCorrelations(current(), current() - 1, len_, 1, &neighbours, isBounded_);
+        const int32_t energy = L_abs(L_sub(L_shl(energyAt(0), 1), L_shl(neighbours, 1)));
         const int shift = norm_l(most) - 1, energyShift = norm_l(energy);
         const int16_t denominator = extract_h(L_shl(energy, energyShift));
         if (denominator == 0) return 0;
@@ -95,18 +75,7 @@ public:
     }
 
 private:
-    static int64_t energyOf(const int16_t *x, int len) {
-        int64_t sum = 0;
-        int n = 0;
-        Vector sums = _mm_setzero_si128();
-        for (; n + 8 <= len; n += 8) {
-            const Vector eight = simd::load(x + n);
-            sums = _mm_add_epi64(sums, simd::sumsOfUnsignedDwords(_mm_madd_epi16(eight, eight)));
-        }
-        for (; n < len; n++)
-            sum += x[n] * x[n];
-        return sum + simd::sumOfQwords(sums);
-    }
+    static int64_t energyOf(const int16_t *x, int len) { return static_cast<int64_t>(energy(x, len)); }
 
     const int16_t *copyTail(const int16_t *from, int count) {
         std::memset(tail_, 0, sizeof tail_);
@@ -118,7 +87,7 @@ private:
 
     int16_t samples_[maxLag + maxLength + 9];
     int16_t tail_[8];
-    int32_t correlations_[maxLag + 1];
+    int32_t correlations_[maxLag + 1]; // of the longest lag first
     int len_, minLag_, shift_;
     bool isBounded_;
 };
@@ -140,8 +109,7 @@ int searchSections(const WeightedSpeech &x, int minLag, bool is122, Tones &tones
         int32_t norm = inverseSqrt(energy);
         if (is122) norm = L_shl(norm, 1);
         const int32_t normalised = multiply(correlation, norm);
-        const int16_t value =
-            is122 ? extract_h(L_shl(L_shr(normalised, x.shift()), 15)) : extract_l(normalised);
+        const int16_t value = is122 ? extract_h(L_shl(L_shr(normalised, x.shift()), 15)) : extract_l(normalised);
         if (section == 0 || mult(maximum, 27853) < value) {
             lag = best;
             maximum = value;
@@ -156,7 +124,8 @@ int searchWeighted(const WeightedSpeech &x, int half, State &state, Tones &tones
     int lag = maxLag;
     int32_t most = min32;
     for (int candidate = maxLag; candidate >= minLag; candidate--) {
-        int32_t value = multiplyShort(x.correlationAt(candidate), openLoopWeights[static_cast<size_t>(107 + candidate)]);
+        int32_t value =
+            multiplyShort(x.correlationAt(candidate), openLoopWeights[static_cast<size_t>(107 + candidate)]);
         if (state.isWeighted != 0)
             value = multiplyShort(value, openLoopWeights[static_cast<size_t>(123 + candidate - state.lastLag)]);
         if (value >= most) {
@@ -164,7 +133,7 @@ int searchWeighted(const WeightedSpeech &x, int half, State &state, Tones &tones
             lag = candidate;
         }
     }
-    tones.correlation[0] = x.correlation(lag);
+    tones.correlation[0] = x.correlationAt(lag);
     tones.energy[0] = x.energyAt(lag);
     const int16_t flag = round(L_msu(tones.correlation[0], round(tones.energy[0]), 13107));
     state.voiced[half] = flag > 0;

@@ -7,10 +7,9 @@
 
 namespace ryxsc::gsmamr {
 
-// Right halves of symmetric interpolation filters with a resolution of a sixth of a sample, Q15: of the normalised
-// correlation and of the past excitation.
+// Right half of a symmetric interpolation filter with a resolution of a sixth of a sample, Q15: of the normalised
+// correlation.
 extern const std::array<int16_t, 25> searchInterpolation;
-extern const std::array<int16_t, 61> excitationInterpolation;
 
 // Weights of the open-loop search at 10.2 kbit/s, Q15: that of lag L is entry 107 + L, and that of its distance from the
 // lag M of the voiced frames before entry 123 + L - M.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Excitation and filter memories behind the search (3GPP TS 26.090, clauses 5.9 and 6.1).
 #include "common/checks.h"
+#include "common/simd.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/codebook.h"
 #include "gsmamr/rates.h"
-#include "common/simd.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;
@@ -17,16 +17,34 @@ constexpr int order = 10;
 
 } // namespace
 
-// Neither product nor sum leaves 32 bits before the shift: half of the pitch gain at 12.2 kbit/s makes up for its format.
+namespace {
+
+void combineInOrder(int16_t *excitation, const int16_t *code, int16_t p, int16_t g, int up) {
+    for (int n = 0; n < subframeLength; n++)
+        excitation[n] = round(L_shl(L_mac(L_mult(excitation[n], p), code[n], g), up));
+}
+
+} // namespace
+
+// With S the sum of the undoubled products: sat16((S + rounding) >> (15 - up)), since a sum that saturates does so in the
+// result too. S fits 32 bits, with its rounding, unless both gains are -32768.
 ryxStatus ryxsTotalExcitation_GSMAMR_16s_I_u8(int16_t *excitation, const int16_t *code, int16_t pitchGain,
                                               int16_t codeGain, int rate) {
     if (anyNull(excitation, code)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
     if (of == Rate::none) return ryxStsOutOfRange;
-    const bool is122 = of == Rate::r1220;
+    const bool is122 = of == Rate::r1220; // half of the pitch gain makes up for the format of the code vector
     const auto p = static_cast<int16_t>(is122 ? pitchGain >> 1 : pitchGain);
-    for (int n = 0; n < subframeLength; n++)
-        excitation[n] = round(L_shl(L_mac(L_mult(excitation[n], p), code[n], codeGain), is122 ? 2 : 1));
+    const int up = is122 ? 2 : 1;
+    if (p == min16 && codeGain == min16) [[unlikely]] {
+        combineInOrder(excitation, code, p, codeGain, up);
+        return ryxStsOk;
+    }
+    const Vector ps = simd::words(p), gs = simd::words(codeGain);
+    const simd::ScaleDown scaleDown(15 - up);
+    for (int n = 0; n < subframeLength; n += 8)
+        simd::store(excitation + n,
+                    scaleDown(simd::sumsOfTwoProducts(simd::load(excitation + n), ps, simd::load(code + n), gs)));
     return ryxStsOk;
 }
 

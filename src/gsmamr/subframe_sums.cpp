@@ -27,31 +27,4 @@ void sumProducts(const int16_t *x, const int16_t *h, int32_t *sums) {
     }
 }
 
-namespace {
-
-void convolveSaturated(const int16_t *x, const int16_t *h, int16_t *y) {
-    for (int n = 0; n < subframeLength; n++) {
-        int32_t sum = 0;
-        for (int i = 0; i <= n; i++)
-            sum = L_mac(sum, x[i], h[n - i]);
-        y[n] = extract_h(L_shl(sum, 3));
-    }
-}
-
-} // namespace
-
-// The same sums as of a correlation, with time running backwards.
-void convolve(const int16_t *x, const int16_t *h, int16_t *y) {
-    if (!sumsFit(sumOfSquares(x), sumOfSquares(h))) return convolveSaturated(x, h, y);
-    int16_t backwards[subframeLength];
-    alignas(16) int32_t sums[subframeLength];
-    for (int n = 0; n < subframeLength; n += 8)
-        simd::store(backwards + n, simd::reverseWords(simd::load(x + subframeLength - 8 - n)));
-    sumProducts(backwards, h, sums);
-    for (int n = 0; n < subframeLength; n += 8) {
-        const Vector low = _mm_srai_epi32(simd::load(sums + n), 12), high = _mm_srai_epi32(simd::load(sums + n + 4), 12);
-        simd::store(y + subframeLength - 8 - n, simd::reverseWords(_mm_packs_epi32(low, high)));
-    }
-}
-
 } // namespace ryxsc::gsmamr

@@ -3,6 +3,7 @@
 // recommendation's accumulators do not saturate, the order of the sums is free.
 #pragma once
 
+#include "common/convolution.h"
 #include "common/fixed_point.h"
 #include "gsmamr/energy.h"
 
@@ -47,6 +48,8 @@ inline int32_t saturatedProducts(int32_t start, const int16_t *x, const int16_t 
 void sumProducts(const int16_t *x, const int16_t *h, int32_t *sums);
 
 // y = x * h, the 40 first samples of the convolution, each sat16(sum >> 12) as the recommendation rounds down.
-void convolve(const int16_t *x, const int16_t *h, int16_t *y);
+inline void convolve(const int16_t *x, const int16_t *h, int16_t *y) {
+    ryxsc::convolve<subframeLength>(x, h, y, 3, Rounding::truncate);
+}
 
 } // namespace ryxsc::gsmamr

@@ -26,11 +26,11 @@ using Bands = int16_t[bands];
 struct VADState_GSMAMR {
     int16_t fifth[3][2]; // memories of the filter bank's stages
     int16_t third[5];
-    Bands carried;       // sub_level
-    Bands noise;         // bckr_est
-    Bands previous;      // old_level
-    Bands average;       // ave_level
-    uint16_t decisions;  // vadreg; in this and the next ones the newest bit is 0x4000
+    Bands carried;      // sub_level
+    Bands noise;        // bckr_est
+    Bands previous;     // old_level
+    Bands average;      // ave_level
+    uint16_t decisions; // vadreg; in this and the next ones the newest bit is 0x4000
     uint16_t pitch;
     uint16_t tone;
     uint16_t complexHigh, complexLow;
@@ -93,8 +93,8 @@ void filterBank(const int16_t *frame, State &state, int16_t *t) {
         return Split{static_cast<int16_t>(x.low >> 1), static_cast<int16_t>(x.high >> 1)};
     };
     for (int i = 0; i < frameLength; i += 2) {
-        const Split x = splitFifth(state.fifth[0], static_cast<int16_t>(frame[i] >> 2),
-                                   static_cast<int16_t>(frame[i + 1] >> 2));
+        const Split x =
+            splitFifth(state.fifth[0], static_cast<int16_t>(frame[i] >> 2), static_cast<int16_t>(frame[i + 1] >> 2));
         t[i] = x.low;
         t[i + 1] = x.high;
     }
