@@ -175,8 +175,7 @@ void Encoder::searchOpenLoop(Frame &frame) {
         }
         if (oneLag && half == 0) continue;
         ryxsOpenLoopPitchSearch_GSMAMR_16s(weighted() + (oneLag ? 0 : half * 80), half, mode().rate, &frame.lags[half],
-                                           dtx_ ? correlations : nullptr, dtx_ ? energies : nullptr,
-                                           dtx_ && half == 1 ? &highPass : nullptr, openLoop_);
+                                           correlations, energies, &highPass, openLoop_);
         if (dtx_) ryxsVADToneDetection_GSMAMR_16s(correlations, energies, oneLag, vad_);
     }
     if (oneLag) frame.lags[0] = frame.lags[1];

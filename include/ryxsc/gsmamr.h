@@ -488,9 +488,9 @@ ryxStatus ryxsOpenLoopPitchInit_GSMAMR_16s(OpenLoopPitchState_GSMAMR *state);
  * @param[in]     half         0 or 1
  * @param[in]     rate         one of the ryxGSMAMRRate values but #ryxGSMAMRRateSID
  * @param[out]    lag          the lag
- * @param[out]    correlations 3 correlations for ryxsVADToneDetection_GSMAMR_16s(); may be null
- * @param[out]    energies     3 energies that go with them; may be null
- * @param[out]    highPass     how the correlation's peak stands out, for ryxsVADPitchDetection_GSMAMR_16s(); may be null
+ * @param[out]    correlations 3 correlations for ryxsVADToneDetection_GSMAMR_16s()
+ * @param[out]    energies     3 energies that go with them
+ * @param[out]    highPass     how the correlation's peak stands out, for ryxsVADPitchDetection_GSMAMR_16s()
  * @param[in,out] state        what 10.2 kbit/s keeps of earlier lags; the other rates clear two flags in it
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another half or rate
  */

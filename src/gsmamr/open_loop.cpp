@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Open-loop pitch search of GSM-AMR (3GPP TS 26.090, clause 5.3).
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "common/checks.h"
@@ -47,7 +48,9 @@ public:
         }
         std::fill(samples_ + total, samples_ + maxLag + maxLength + 8, int16_t{0});
         // Full-scale speech overflows even after its scaling; else no sum of products does, whatever its order.
-        isBounded_ = energyOf(samples_, total) < 1 << 30;
+        const int64_t scaled = energyOf(samples_, total);
+        isBounded_ = scaled < 1 << 30;
+        isQuiet_ = scaled < 1 << 28; // then no correlation exceeds 2^29
         macCorrelations(current(), samples_, len, maxLag + 1 - minLag, correlations_, isBounded_);
     }
 
@@ -60,11 +63,8 @@ public:
 
     // How far the correlation, high-pass filtered over the lag, stands out against the energy of the difference.
     int16_t highPassMaximum() const {
-        int32_t most = min32;
-        for (int k = 1; k < maxLag - minLag_; k++) {
-            const int32_t twice = L_shl(correlations_[k], 1);
-            most = std::max(most, L_abs(L_sub(L_sub(twice, correlations_[k - 1]), correlations_[k + 1])));
-        }
+        const int32_t most = isQuiet_ ? largestPeak([](int32_t x, int32_t y) { return x - y; })
+                                      : largestPeak([](int32_t x, int32_t y) { return L_sub(x, y); });
         int32_t neighbours;
         macCorrelations(current(), current() - 1, len_, 1, &neighbours, isBounded_);
         const int32_t energy = L_abs(L_sub(L_shl(energyAt(0), 1), L_shl(neighbours, 1)));
@@ -75,6 +75,17 @@ public:
     }
 
 private:
+    // |2 c[k] - c[k - 1] - c[k + 1]| at most, with a subtraction that need not saturate where the speech is quiet.
+    template <class Subtract> int32_t largestPeak(Subtract subtract) const {
+        int32_t most = 0;
+        for (int k = 1; k < maxLag - minLag_; k++) {
+            const int32_t twice = isQuiet_ ? 2 * correlations_[k] : L_shl(correlations_[k], 1);
+            const int32_t peak = subtract(subtract(twice, correlations_[k - 1]), correlations_[k + 1]);
+            most = std::max(most, isQuiet_ ? std::abs(peak) : L_abs(peak));
+        }
+        return most;
+    }
+
     static int64_t energyOf(const int16_t *x, int len) { return static_cast<int64_t>(energy(x, len)); }
 
     const int16_t *copyTail(const int16_t *from, int count) {
@@ -89,7 +100,7 @@ private:
     int16_t tail_[8];
     int32_t correlations_[maxLag + 1]; // of the longest lag first
     int len_, minLag_, shift_;
-    bool isBounded_;
+    bool isBounded_, isQuiet_;
 };
 
 // What the voice activity detector wants of the sections' maxima.
@@ -166,7 +177,7 @@ ryxStatus ryxsOpenLoopPitchInit_GSMAMR_16s_u8(State *state) {
 ryxStatus ryxsOpenLoopPitchSearch_GSMAMR_16s_u8(const int16_t *weighted, int half, int rate, int16_t *lag,
                                                 int32_t *correlations, int32_t *energies, int16_t *highPass,
                                                 State *state) {
-    if (anyNull(weighted, lag, state)) return ryxStsNullPtr;
+    if (anyNull(weighted, lag, correlations, energies, highPass, state)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
     if (half < 0 || half > 1 || of == Rate::none) return ryxStsOutOfRange;
     State memory = loadBlock<State>(state);
@@ -180,9 +191,9 @@ ryxStatus ryxsOpenLoopPitchSearch_GSMAMR_16s_u8(const int16_t *weighted, int hal
         *lag = static_cast<int16_t>(searchSections(x, minLag, is122, tones));
         memory.voiced[0] = memory.voiced[1] = 0;
     }
-    if (correlations != nullptr) std::copy_n(tones.correlation, sections, correlations);
-    if (energies != nullptr) std::copy_n(tones.energy, sections, energies);
-    if (highPass != nullptr) *highPass = x.highPassMaximum();
+    std::copy_n(tones.correlation, sections, correlations);
+    std::copy_n(tones.energy, sections, energies);
+    *highPass = x.highPassMaximum();
     saveBlock(state, memory);
     return ryxStsOk;
 }
