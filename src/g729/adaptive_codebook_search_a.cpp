@@ -45,7 +45,7 @@ ryxStatus ryxsAdaptiveCodebookSearch_G729A_16s_u8(int16_t openLoopLag, const int
     backwardTarget(target, response, d);
     const auto correlation = [&] { return macProducts(d, excitation, subframe).value; };
 
-    int32_t correlations[10]; // the longest lag first
+    int32_t correlations[16]; // of at most ten lags, the longest first
     macCorrelations(d, excitation - range.to, subframe, range.to - range.from + 1, correlations);
     int lag = range.to - lastLargest(correlations, range.to - range.from + 1).index;
 
