@@ -73,7 +73,7 @@ ryxStatus ryxsLPCToISP_AMRWBE_16s(const int16_t *lpc, const int16_t *prevIsp, in
  * @brief Converts ISPs to LP coefficients.
  *
  * The 32-bit arithmetic saturates; a coefficient beyond Q12 keeps its low 16 bits, which the ISPs of a filter that fits
- * never need. The rescaling that the recommendation's decoder can switch on is not part of this function.
+ * never need. The rescaling that the recommendation's decoder can switch on is that of ryxsISPToLPCScaled_AMRWB_16s().
  *
  * @param[in]  isp   `order` ISPs, Q15
  * @param[out] lpc   `order + 1` LP coefficients, Q12; `lpc[0]` is 4096
@@ -139,8 +139,8 @@ ryxStatus ryxsISFQuant_AMRWB_16s(const int16_t *isf, int16_t *residual, int16_t 
  * In a good frame the vectors of the indices make the residual; a third of the last residual and the mean are added. In a
  * lost frame nine tenths of the previous ISFs and a tenth of the mean of the long term and of three good frames make the
  * new ones, in one sum that is rounded once; the residual becomes half the distance from its own prediction. There the
- * recommendation truncates two products. At last ISFs are raised to 128 and to 128 above the one in front, the last one
- * excepted.
+ * recommendation truncates two products, as ryxsISFConceal_AMRWB_16s() does. At last ISFs are raised to 128 and to 128
+ * above the one in front, the last one excepted.
  *
  * @param[in]     indices       7 or 5 indices, of which the low bits count. Not read in a lost frame, but never null
  * @param[out]    quantised     16 ISFs
@@ -227,7 +227,8 @@ ryxStatus ryxsISFQuantDecodeDTX_AMRWB_16s(const int16_t *indices, int16_t *quant
  *
  * Differs from TS 26.173 in that a target of zeros filters backwards to zeros. All operations saturate as there, for
  * every input; the sums of the backward filtering alone wrap, beyond any signal that a coder meets. The first iteration
- * stands when saturated energies let none win. Needs about 5 KB of stack.
+ * stands when saturated energies let none win. ryxsAlgebraicCodebookSearchExact_AMRWB_16s() departs in neither. Needs about
+ * 5 KB of stack.
  *
  * @param[in]  target   64 samples: target of the fixed codebook
  * @param[in]  residual 64 samples: residual after the long-term prediction
@@ -336,6 +337,8 @@ ryxStatus ryxsVADInit_AMRWB_16s(VADState_AMRWB *state);
 
 /**
  * @brief Decides whether a frame holds speech, and follows noise and speech levels (3GPP TS 26.194).
+ *
+ * The logarithms of the threshold are more precise than the recommendation's; ryxsVADExact_AMRWB_16s() takes those.
  *
  * @param[in]     src      256 samples at 12.8 kHz, full 16-bit range
  * @param[in,out] state    initialised detector state
