@@ -21,7 +21,6 @@ private:
         int16_t lpc[subframes][order];
         int16_t weights[subframes][2 * order];
         int16_t harmonicLag[subframes], harmonicGain[subframes];
-        int16_t target[frameLength];
         int sine;
     };
 
@@ -29,8 +28,6 @@ private:
     void analyse(Analysis &analysis);
     int frameType(const Analysis &analysis);
     void weight(Analysis &analysis);
-    void shapeHarmonics(Analysis &analysis);
-    void interpolate(const int16_t *lsf, int16_t (*lpc)[order]);
 
     void encodeSpeech(Analysis &analysis, Frame &frame);
     void encodeSubframe(int k, Analysis &analysis, const int16_t *lpc, Frame &frame);

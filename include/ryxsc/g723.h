@@ -289,8 +289,8 @@ ryxStatus ryxsTarget_G723_16s_I(int16_t *srcDst, const int16_t *lpc, const int16
  * @param[in,out] memory  10 outputs of the synthesis, then 10 of the weighting; zero at the start
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
-ryxStatus ryxsWeightedSynthesisFilter_G723_16s(const int16_t *src, const int16_t *lpc, const int16_t *weights, int16_t *dst,
-                                               int16_t *memory);
+ryxStatus ryxsWeightedSynthesisFilter_G723_16s(const int16_t *src, const int16_t *lpc, const int16_t *weights,
+                                               int16_t *dst, int16_t *memory);
 
 /** @} */
 
@@ -423,8 +423,8 @@ ryxStatus ryxsMPMLQFixedCodebookSearch_G723(const int16_t *target, const int16_t
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another subframe; #ryxStsBadIndex for any other argument
  *         outside its range
  */
-ryxStatus ryxsMPMLQFixedCodebookDecode_G723_16s(int32_t positions, int signs, int gainIndex, int grid, int train, int lag,
-                                                int subframe, int16_t *vector);
+ryxStatus ryxsMPMLQFixedCodebookDecode_G723_16s(int32_t positions, int signs, int gainIndex, int grid, int train,
+                                                int lag, int subframe, int16_t *vector);
 
 /**
  * @brief Searches the algebraic code (ACELP).
@@ -443,9 +443,9 @@ ryxStatus ryxsMPMLQFixedCodebookDecode_G723_16s(int32_t positions, int signs, in
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag or index outside its range, or a budget outside
  *         0..100000
  */
-ryxStatus ryxsACELPFixedCodebookSearch_G723_16s(const int16_t *target, const int16_t *impulse, int lag, int pitchGainIndex,
-                                                int *budget, int16_t *vector, int16_t *positions, int16_t *signs,
-                                                int16_t *gainIndex, int16_t *grid);
+ryxStatus ryxsACELPFixedCodebookSearch_G723_16s(const int16_t *target, const int16_t *impulse, int lag,
+                                                int pitchGainIndex, int *budget, int16_t *vector, int16_t *positions,
+                                                int16_t *signs, int16_t *gainIndex, int16_t *grid);
 
 /**
  * @brief Decodes the algebraic code.
@@ -650,8 +650,8 @@ ryxStatus ryxsSynthesisFilter_G723_16s32s(const int16_t *src, const int16_t *lpc
  * @param[out] dst        60 samples; must not overlap what is read
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag, subframe or rate outside its range
  */
-ryxStatus ryxsLongTermPostFilter_G723_16s(const int16_t *src, const int16_t *normalised, int lag, int subframe, int rate,
-                                          int16_t *dst);
+ryxStatus ryxsLongTermPostFilter_G723_16s(const int16_t *src, const int16_t *normalised, int lag, int subframe,
+                                          int rate, int16_t *dst);
 
 /**
  * @brief Formant post-filter of a subframe with compensation of its tilt.
@@ -702,7 +702,8 @@ ryxStatus ryxsConcealmentUpdate_G723_16s(const int16_t *src, int lag, const int1
  * @param[in,out] history    the 145 samples before; become those before the next frame, zero after noise
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for any other period
  */
-ryxStatus ryxsConcealExcitation_G723_16s(int period, int16_t *gain, int16_t *seed, int16_t *excitation, int16_t *history);
+ryxStatus ryxsConcealExcitation_G723_16s(int period, int16_t *gain, int16_t *seed, int16_t *excitation,
+                                         int16_t *history);
 
 /** @} */
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Discontinuous transmission of ITU-T G.723.1 Annex A: what a frame without speech becomes, and its silence descriptor.
 #include <cstdlib>
+#include <cstring>
 
 #include "common/checks.h"
 #include "common/state_block.h"
@@ -87,7 +88,7 @@ ryxStatus ryxsEncDTXInit_G723_16s_u8(EncDTXState_G723 *state) {
 ryxStatus ryxsEncDTXBuffer_G723_16s_u8(const int16_t *autoCorrs, const int *shifts, EncDTXState_G723 *state) {
     if (anyNull(autoCorrs, shifts, state)) return ryxStsNullPtr;
     Dtx dtx = loadBlock<Dtx>(state);
-    std::copy_backward(dtx.autoCorr[0], dtx.autoCorr[frames - 1], dtx.autoCorr[frames]);
+    std::memmove(dtx.autoCorr[1], dtx.autoCorr[0], sizeof dtx.autoCorr - sizeof dtx.autoCorr[0]);
     std::copy_backward(dtx.shift, dtx.shift + frames - 1, dtx.shift + frames);
     const ryxStatus status = ryxsAutoCorr_G723_16s_u8(autoCorrs, shifts, subframes, dtx.autoCorr[0], dtx.shift);
     if (status == ryxStsOk) saveBlock(state, dtx);
