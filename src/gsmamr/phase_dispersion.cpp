@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
@@ -57,16 +58,21 @@ int chooseStrength(int16_t pitchGain, int16_t codeGain, bool lock, State &state)
     return strength;
 }
 
-// Circular convolution, pulse by pulse.
+// Circular convolution, pulse by pulse, each sample saturating. No value of a response is -32768.
 void disperse(const int16_t *code, const int16_t *response, int16_t *dst) {
-    std::fill_n(dst, subframeLength, int16_t{0});
+    int16_t twice[2 * subframeLength];
+    std::copy_n(response, subframeLength, twice);
+    std::copy_n(response, subframeLength, twice + subframeLength);
+    simd::Vector sums[subframeLength / 8] = {};
     for (int pulse = 0; pulse < subframeLength; pulse++) {
         if (code[pulse] == 0) continue;
-        for (int k = 0; k < subframeLength; k++) {
-            int16_t &sample = dst[pulse + k < subframeLength ? pulse + k : pulse + k - subframeLength];
-            sample = add(sample, mult(code[pulse], response[k]));
-        }
+        const simd::Vector amplitude = simd::words(code[pulse]);
+        const int16_t *const turned = twice + subframeLength - pulse;
+        for (int n = 0; n < subframeLength; n += 8)
+            sums[n / 8] = _mm_adds_epi16(sums[n / 8], simd::mulShift<15>(simd::load(turned + n), amplitude));
     }
+    for (int n = 0; n < subframeLength; n += 8)
+        simd::store(dst + n, sums[n / 8]);
 }
 
 } // namespace

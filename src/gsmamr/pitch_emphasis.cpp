@@ -14,14 +14,18 @@ ryxStatus ryxsPitchEmphasis_GSMAMR_16s_u8(const int16_t *excitation, const int16
     const Rate of = rateOf(rate);
     if (of == Rate::none) return ryxStsOutOfRange;
     int16_t emphasised[subframeLength];
-    for (int n = 0; n < subframeLength; n++) {
-        const int32_t part = L_mult(mult(adaptive[n], sharpening), pitchGain);
-        emphasised[n] = add(round(of == Rate::r1220 ? part >> 1 : part), excitation[n]);
+    const simd::Vector p = simd::words(pitchGain), factor = simd::words(sharpening);
+    const simd::ScaleDown halved(16);
+    for (int n = 0; n < subframeLength; n += 8) {
+        const simd::Vector part = simd::mulShiftSaturated<15>(simd::load(adaptive + n), factor);
+        const simd::Vector scaled =
+            of == Rate::r1220 ? halved(simd::products(part, p)) : simd::roundedProductQ15(part, p);
+        simd::store(emphasised + n, _mm_adds_epi16(scaled, simd::load(excitation + n)));
     }
     if (const int32_t energy = levelEnergy(emphasised); energy != 0) {
-        const int16_t gain = levelRatio(energy, levelEnergy(excitation));
-        for (int16_t &sample : emphasised)
-            sample = extract_h(L_shl(L_mult(sample, gain), 3));
+        const simd::Vector gain = simd::words(levelRatio(energy, levelEnergy(excitation)));
+        for (int n = 0; n < subframeLength; n += 8)
+            simd::store(emphasised + n, simd::mulShiftSaturated<12>(simd::load(emphasised + n), gain));
     }
     std::copy_n(emphasised, subframeLength, dst);
     return ryxStsOk;
