@@ -164,7 +164,8 @@ void requireSeparateFiles(const Arguments &arguments) {
         requireDifferentFiles(arguments.files[i], target);
         requireDifferentFiles(arguments.files[i], microphone);
     }
-    if (!microphone.empty() && microphone == target) reject("--mic and the output name the same file, " + target);
+    if (!microphone.empty() && wouldBeTheSameFile(microphone, target))
+        reject("--mic and the output name the same file, " + target);
 }
 
 int run(int argc, char **argv) {
@@ -172,9 +173,11 @@ int run(int argc, char **argv) {
     if (!arguments) return 0;
     requireSeparateFiles(*arguments);
     OutputFile output(arguments->files.back());
+    std::optional<OutputFile> microphone;
+    if (!arguments->microphone.empty()) microphone.emplace(arguments->microphone);
     const Recordings recordings = readRecordings(*arguments);
     const int rate = arguments->sampleRate;
-    if (!arguments->microphone.empty()) writeMono(arguments->microphone, rounded(recordings.microphone, rate));
+    if (microphone) writeMono(*microphone, rounded(recordings.microphone, rate));
 
     const auto newCanceller = [&] {
         return makeEchoCanceller(arguments->method, rate,
@@ -191,6 +194,7 @@ int run(int argc, char **argv) {
     const double seconds = stopwatch.lap();
     writeMono(output, rounded(cleaned, rate));
     output.commit();
+    if (microphone) microphone->commit();
 
     // A canceller that hears no far end leaves the signal as it is, but for the error of its filter bank.
     const auto passed = [&](const Samples &samples) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "audio_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -60,57 +61,8 @@ bool isSpeechAlready(const SF_INFO &info, int sampleRate) {
     return (info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16 && info.channels == 1 && info.samplerate == sampleRate;
 }
 
-// The whole file, channels interleaved. The length in the header is not trusted: some formats state none, and a
-// damaged one may state anything.
-template <class Sample>
-std::vector<Sample> readFrames(SNDFILE *file, size_t channels, sf_count_t (*read)(SNDFILE *, Sample *, sf_count_t)) {
-    const sf_count_t blockFrames = 65536;
-    std::vector<Sample> samples;
-    sf_count_t frames = 0, count = 0;
-    do {
-        samples.resize(static_cast<size_t>(frames + blockFrames) * channels);
-        count = read(file, samples.data() + static_cast<size_t>(frames) * channels, blockFrames);
-        frames += count;
-    } while (count > 0);
-    samples.resize(static_cast<size_t>(frames) * channels);
-    return samples;
-}
-
-std::vector<float> mixDown(const std::vector<float> &interleaved, size_t channels) {
-    std::vector<float> mixed(interleaved.size() / channels);
-    for (size_t i = 0; i < mixed.size(); i++) {
-        float sum = 0;
-        for (size_t c = 0; c < channels; c++)
-            sum += interleaved[i * channels + c];
-        mixed[i] = sum / static_cast<float>(channels);
-    }
-    return mixed;
-}
-
-std::vector<float> resample(const std::vector<float> &samples, int from, int to) {
-    const double ratio = static_cast<double>(to) / from;
-    std::vector<float> result(static_cast<size_t>(static_cast<double>(samples.size()) * ratio) + 1);
-    SRC_DATA data = {};
-    data.data_in = samples.data();
-    data.input_frames = static_cast<long>(samples.size());
-    data.data_out = result.data();
-    data.output_frames = static_cast<long>(result.size());
-    data.src_ratio = ratio;
-    if (const int error = src_simple(&data, SRC_SINC_BEST_QUALITY, 1))
-        throw Failure("cannot resample " + std::to_string(from) + " Hz to " + std::to_string(to) +
-                      " Hz: " + src_strerror(error));
-    result.resize(static_cast<size_t>(data.output_frames_gen));
-    return result;
-}
-
-std::vector<int16_t> convert(const std::vector<float> &interleaved, const SF_INFO &info, int sampleRate) {
-    std::vector<float> samples = mixDown(interleaved, static_cast<size_t>(info.channels));
-    if (info.samplerate != sampleRate) samples = resample(samples, info.samplerate, sampleRate);
-    if (samples.size() > std::numeric_limits<int>::max()) throw Failure("the recording is too long to be converted");
-    std::vector<int16_t> result(samples.size());
-    src_float_to_short_array(samples.data(), result.data(), static_cast<int>(samples.size()));
-    return result;
-}
+constexpr size_t blockSamples = 65536; // of all channels together
+constexpr int leastRate = 1000, largestRate = 768000;
 
 void sayWhatIsConverted(const fs::path &path, const SF_INFO &info, int sampleRate) {
     std::string steps;
@@ -146,25 +98,138 @@ void writeWav(OutputFile &output, int sampleRate, int subtype, size_t octets, co
 
 } // namespace
 
-Audio readMono(const fs::path &path, int sampleRate) {
+// The length in the header is not trusted: some formats state none, and a damaged one may state anything.
+struct AudioReader::Source {
+    fs::path path;
+    int sampleRate;
     SF_INFO info = {};
-    const SoundFile file = openForReading(path, info);
-    Audio audio;
-    audio.sampleRate = sampleRate;
-    size_t count = 0;
-    if (isSpeechAlready(info, sampleRate)) {
-        audio.samples = readFrames<int16_t>(file.get(), 1, sf_readf_short);
-        count = audio.samples.size();
-    } else {
-        const auto channels = static_cast<size_t>(info.channels);
-        const std::vector<float> interleaved = readFrames<float>(file.get(), channels, sf_readf_float);
-        count = interleaved.size() / channels;
-        if (count > 0) audio.samples = convert(interleaved, info, sampleRate);
+    SoundFile file;
+    std::unique_ptr<SRC_STATE, decltype(&src_delete)> resampler = {nullptr, src_delete};
+    sf_count_t frames = 0; // read
+    bool ended = false;
+    std::vector<int16_t> ready; // from `start` on not yet given away
+    size_t start = 0;
+
+    Source(const fs::path &name, int rate) : path(name), sampleRate(rate), file(openForReading(name, info)) {
+        if (info.samplerate < leastRate || info.samplerate > largestRate)
+            throw Failure(path.string() + " has a sampling rate of " + std::to_string(info.samplerate) +
+                          " Hz, which no recording of speech has");
+        if (announcesMoreThanThereIs(file.get())) throw Failure(path.string() + " is truncated");
+        int error = 0;
+        if (info.samplerate != rate) resampler.reset(src_new(SRC_SINC_BEST_QUALITY, 1, &error));
+        if (error != 0) refuseRate(error);
     }
-    const bool endIsMissing = static_cast<sf_count_t>(count) < info.frames;
-    if (endIsMissing || announcesMoreThanThereIs(file.get())) throw Failure(path.string() + " is truncated");
-    if (audio.samples.empty()) throw Failure(path.string() + " holds no samples");
-    if (!isSpeechAlready(info, sampleRate)) sayWhatIsConverted(path, info, sampleRate);
+
+    size_t blockFrames() const { return std::max<size_t>(blockSamples / static_cast<size_t>(info.channels), 1); }
+
+    // Makes at least one sample ready, unless the file has ended.
+    void fill() {
+        ready.clear();
+        start = 0;
+        while (ready.empty() && !ended) {
+            const sf_count_t count = isSpeechAlready(info, sampleRate) ? takeSamples() : convertSamples();
+            frames += count;
+            ended = count == 0;
+        }
+        if (!ended) return;
+        if (frames < info.frames) throw Failure(path.string() + " is truncated");
+        if (frames == 0) throw Failure(path.string() + " holds no samples");
+        if (!isSpeechAlready(info, sampleRate)) sayWhatIsConverted(path, info, sampleRate);
+    }
+
+private:
+    [[noreturn]] void refuseRate(int error) const {
+        throw Failure("cannot resample " + std::to_string(info.samplerate) + " Hz to " + std::to_string(sampleRate) +
+                      " Hz: " + src_strerror(error));
+    }
+
+    sf_count_t takeSamples() {
+        ready.resize(blockFrames());
+        const sf_count_t count = sf_readf_short(file.get(), ready.data(), static_cast<sf_count_t>(ready.size()));
+        ready.resize(static_cast<size_t>(count));
+        return count;
+    }
+
+    sf_count_t convertSamples() {
+        const auto channels = static_cast<size_t>(info.channels);
+        std::vector<float> interleaved(blockFrames() * channels);
+        const sf_count_t count = sf_readf_float(file.get(), interleaved.data(), static_cast<sf_count_t>(blockFrames()));
+        std::vector<float> mixed(static_cast<size_t>(count));
+        for (size_t i = 0; i < mixed.size(); i++) {
+            float sum = 0;
+            for (size_t c = 0; c < channels; c++)
+                sum += interleaved[i * channels + c];
+            mixed[i] = sum / static_cast<float>(channels);
+        }
+        if (resampler)
+            resample(mixed);
+        else
+            append(mixed);
+        return count;
+    }
+
+    // An empty block ends the signal.
+    void resample(const std::vector<float> &input) {
+        std::vector<float> output(blockSamples);
+        constexpr float nothing = 0;
+        SRC_DATA data = {};
+        data.data_in = input.empty() ? &nothing : input.data();
+        data.input_frames = static_cast<long>(input.size());
+        data.end_of_input = input.empty();
+        data.src_ratio = static_cast<double>(sampleRate) / info.samplerate;
+        do {
+            data.data_out = output.data();
+            data.output_frames = static_cast<long>(output.size());
+            if (const int error = src_process(resampler.get(), &data)) refuseRate(error);
+            append(std::span(output).first(static_cast<size_t>(data.output_frames_gen)));
+            data.data_in += data.input_frames_used;
+            data.input_frames -= data.input_frames_used;
+        } while (data.input_frames > 0 || data.output_frames_gen == data.output_frames);
+    }
+
+    void append(std::span<const float> samples) {
+        const size_t present = ready.size();
+        ready.resize(present + samples.size());
+        src_float_to_short_array(samples.data(), ready.data() + present, static_cast<int>(samples.size()));
+    }
+};
+
+AudioReader::AudioReader(const fs::path &path, int sampleRate) : source_(new Source(path, sampleRate)) {
+    source_->fill();
+}
+
+AudioReader::~AudioReader() = default;
+
+size_t AudioReader::read(std::span<int16_t> samples) {
+    size_t done = 0;
+    while (done < samples.size()) {
+        if (source_->start == source_->ready.size()) {
+            if (source_->ended) break;
+            source_->fill();
+        }
+        const size_t now = std::min(samples.size() - done, source_->ready.size() - source_->start);
+        std::copy_n(source_->ready.begin() + static_cast<std::ptrdiff_t>(source_->start), now, &samples[done]);
+        source_->start += now;
+        done += now;
+    }
+    return done;
+}
+
+size_t AudioReader::total() const {
+    const SF_INFO &info = source_->info;
+    if (info.frames <= 0 || info.frames == SF_COUNT_MAX) return 0;
+    return static_cast<size_t>(static_cast<double>(info.frames) * source_->sampleRate / info.samplerate);
+}
+
+Audio readMono(const fs::path &path, int sampleRate) {
+    AudioReader reader(path, sampleRate);
+    Audio audio = {sampleRate, {}};
+    for (size_t count = blockSamples; count == blockSamples;) {
+        const size_t present = audio.samples.size();
+        audio.samples.resize(present + blockSamples);
+        count = reader.read(std::span(audio.samples).subspan(present));
+        audio.samples.resize(present + count);
+    }
     return audio;
 }
 

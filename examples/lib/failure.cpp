@@ -4,11 +4,19 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 
 namespace {
 
 std::string runningProgram = "ryxsc";
+
+// With one of the first three descriptors closed, the next file to be opened would get its number, and what is meant for
+// a reader would end up in it. The wrong direction makes every use fail, as a closed one does.
+void occupyStandardDescriptors() {
+    for (const int descriptor : {0, 1, 2})
+        if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY);
+}
 
 } // namespace
 
@@ -18,6 +26,7 @@ void note(const std::string &sentence) {
 
 int runProgram(const std::string &name, int argc, char **argv, const std::function<int(int, char **)> &body) {
     runningProgram = name;
+    occupyStandardDescriptors();
     try {
         const int result = body(argc, argv);
         // A full disk behind standard output shows only when the buffer is written.

@@ -29,21 +29,44 @@ void removePending(int signal) {
     raise(signal); // SA_RESETHAND: the default action now
 }
 
+bool endsTheProgram(int signal) {
+    for (const int other : {SIGCHLD, SIGCONT, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGURG, SIGWINCH, SIGKILL})
+        if (signal == other) return false;
+    return true;
+}
+
 void handleSignals() {
     static const bool installed = [] {
         signal(SIGXFSZ, SIG_IGN); // a file that grows too large is an error of write(), not the end of the program
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        for (int signal = 1; signal <= SIGRTMAX; signal++) {
             struct sigaction action = {};
-            sigaction(signal, nullptr, &action);
+            if (!endsTheProgram(signal) || sigaction(signal, nullptr, &action) != 0) continue;
             if (action.sa_handler != SIG_DFL) continue; // ignored under nohup, or somebody else's
             action.sa_handler = removePending;
             action.sa_flags = static_cast<int>(SA_RESETHAND);
+            sigfillset(&action.sa_mask);
             sigaction(signal, &action, nullptr);
         }
         return true;
     }();
     static_cast<void>(installed);
 }
+
+// No signal between the making of a file and the note of its name.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    SignalsHeld(const SignalsHeld &) = delete;
+    SignalsHeld &operator=(const SignalsHeld &) = delete;
+    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_;
+};
 
 void remember(const char *path) {
     for (auto &name : pending)
@@ -55,11 +78,14 @@ void forget(const char *path) {
         if (const char *mine = path; name.compare_exchange_strong(mine, nullptr)) return;
 }
 
-// A link is followed, so that the file behind it is replaced and not the link.
+// Links are followed, so that the file behind them is replaced or made and not the link.
 fs::path behindLinks(const fs::path &path) {
     std::error_code error;
-    const fs::path resolved = fs::weakly_canonical(path, error);
-    return error ? path : resolved;
+    fs::path place = path;
+    for (int links = 0; links < 40 && fs::is_symlink(fs::symlink_status(place, error)); links++)
+        place = place.parent_path() / fs::read_symlink(place, error); // an absolute one stands alone
+    const fs::path folder = fs::canonical(place.has_parent_path() ? place.parent_path() : ".", error);
+    return error ? place : folder / place.filename();
 }
 
 mode_t permissionsForNewFiles() {
@@ -70,9 +96,14 @@ mode_t permissionsForNewFiles() {
 
 } // namespace
 
+bool wouldBeTheSameFile(const fs::path &first, const fs::path &second) {
+    std::error_code missing;
+    return fs::equivalent(first, second, missing) || behindLinks(first) == behindLinks(second);
+}
+
 OutputFile::OutputFile(const fs::path &target) : target_(target), place_(behindLinks(target)) {
     struct stat earlier;
-    const bool exists = stat(place_.c_str(), &earlier) == 0;
+    const bool exists = stat(target.c_str(), &earlier) == 0;
     if (!exists && errno != ENOENT) fail(errno);
     if (exists && S_ISDIR(earlier.st_mode)) fail(EISDIR);
     if (exists && !S_ISREG(earlier.st_mode)) throw Failure("cannot write " + target.string() + ": not a regular file");
@@ -80,9 +111,12 @@ OutputFile::OutputFile(const fs::path &target) : target_(target), place_(behindL
 
     temporary_ = (place_.parent_path() / ".unfinished-XXXXXX").string();
     handleSignals();
-    descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
-    if (descriptor_ < 0) fail(errno);
-    remember(temporary_.c_str());
+    {
+        const SignalsHeld held;
+        descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
+        if (descriptor_ < 0) fail(errno);
+        remember(temporary_.c_str());
+    }
     fchmod(descriptor_, exists ? earlier.st_mode & 0777 : permissionsForNewFiles());
 }
 

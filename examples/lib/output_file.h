@@ -11,7 +11,7 @@
  * @brief A file that appears under its name only when it is complete.
  *
  * The octets go to a temporary file in the same folder, which commit() renames. Without commit() it is removed, also
- * when SIGINT, SIGTERM or SIGHUP ends the program. All members throw Failure.
+ * when a signal ends the program, whichever it is but SIGKILL. All members throw Failure.
  */
 class OutputFile {
 public:
@@ -38,6 +38,9 @@ private:
     std::string temporary_;
     int descriptor_ = -1;
 };
+
+/** Whether two names, of files that are there or not, lead to the same place, be it through links. */
+bool wouldBeTheSameFile(const std::filesystem::path &first, const std::filesystem::path &second);
 
 /** Writes a whole file in one go. */
 void writeOctets(const std::filesystem::path &target, std::span<const uint8_t> octets);

@@ -16,13 +16,10 @@ bool isHeaderless(const fs::path &path) {
 }
 
 SpeechReader::SpeechReader(const fs::path &path, int sampleRate) : path_(path) {
-    if (isHeaderless(path)) {
+    if (isHeaderless(path))
         octets_.emplace(path);
-        total_ = octets_->size() / 2;
-    } else {
-        samples_ = readMono(path, sampleRate).samples;
-        total_ = samples_.size();
-    }
+    else
+        audio_.emplace(path, sampleRate);
 }
 
 size_t SpeechReader::read(std::span<int16_t> frame) {
@@ -35,10 +32,8 @@ size_t SpeechReader::read(std::span<int16_t> frame) {
             frame[i] = static_cast<int16_t>(octets[2 * i] | octets[2 * i + 1] << 8);
         octets_->skip(octets.size());
     } else {
-        count = std::min(frame.size(), samples_.size() - position_);
-        std::copy_n(samples_.begin() + static_cast<std::ptrdiff_t>(position_), count, frame.begin());
+        count = audio_->read(frame);
     }
-    position_ += count;
     std::fill(frame.begin() + static_cast<std::ptrdiff_t>(count), frame.end(), int16_t{0});
     return count;
 }

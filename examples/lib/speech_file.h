@@ -24,13 +24,12 @@ public:
     /** Fills the frame; what lies behind the end of the speech is zero. Returns how many samples there were. */
     size_t read(std::span<int16_t> frame);
 
-    size_t total() const { return total_; } /**< samples in all; 0 when unknown */
+    size_t total() const { return octets_ ? octets_->size() / 2 : audio_->total(); } /**< samples; 0 when unknown */
 
 private:
-    std::optional<OctetReader> octets_;
+    std::optional<OctetReader> octets_; // one of both
+    std::optional<AudioReader> audio_;
     std::filesystem::path path_;
-    std::vector<int16_t> samples_;
-    size_t position_ = 0, total_ = 0;
 };
 
 /** What a WAV file holds: 16-bit samples, or the octets of a law, one in the low half of every sample. */

@@ -29,7 +29,7 @@ extern "C" {
  *
  * Ask for the sizes, allocate, initialise one state for each direction of each signal. All blocks are used from the
  * next 16-byte boundary. Orders 1 to 26 can be had; up to order 9 the working functions get by with the caller's memory
- * and the stack, above that they take scratch memory from the core library for the length of the call.
+ * and 9 KB of stack, above that they take scratch memory from the core library for the length of the call.
  * @{
  */
 
@@ -102,7 +102,7 @@ ryxStatus ryxsSubbandProcessInit_16s(SubbandProcessState *state, int order, int 
  * @param[out]    dst     N/2 + 1 bins, k = 0 .. N/2; the imaginary parts of the first and the last are 0
  * @param[in,out] state   initialised state that only analyses
  * @param         workBuf buffer of the reported size; its content is of no use between calls
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr for a state that ryxsSubbandProcessInit_32f() did not make; #ryxStsNoMem
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
  */
 ryxStatus ryxsSubbandAnalysis_32f32fc(const float *src, ryx32fc *dst, SubbandProcessState *state, void *workBuf);
 
@@ -119,7 +119,7 @@ ryxStatus ryxsSubbandAnalysis_32f32fc(const float *src, ryx32fc *dst, SubbandPro
  * @param[in]     scaleFactor sf, at least 0, limited to 31
  * @param         workBuf     buffer of the reported size; its content is of no use between calls
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadScale for a negative scale factor; #ryxStsErr for a state that
- *         ryxsSubbandProcessInit_16s() did not make; #ryxStsNoMem
+ *         ryxsSubbandProcessInit_16s() did not make, #ryxStsBadContext for overwritten sizes in it; #ryxStsNoMem
  */
 ryxStatus ryxsSubbandAnalysis_16s32sc_Sfs(const int16_t *src, ryx32sc *dst, SubbandProcessState *state, int scaleFactor,
                                           void *workBuf);
@@ -134,7 +134,7 @@ ryxStatus ryxsSubbandAnalysis_16s32sc_Sfs(const int16_t *src, ryx32sc *dst, Subb
  * @param[out]    dst     `hop` samples
  * @param[in,out] state   initialised state that only synthesises
  * @param         workBuf buffer of the reported size; its content is of no use between calls
- * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr for a state that ryxsSubbandProcessInit_32f() did not make; #ryxStsNoMem
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
  */
 ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandProcessState *state, void *workBuf);
 
@@ -152,7 +152,7 @@ ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandPr
  * @param[in]     scaleFactor sf, at least 0, limited to 31
  * @param         workBuf     buffer of the reported size; its content is of no use between calls
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadScale for a negative scale factor; #ryxStsErr for a state that
- *         ryxsSubbandProcessInit_16s() did not make; #ryxStsNoMem
+ *         ryxsSubbandProcessInit_16s() did not make, #ryxStsBadContext for overwritten sizes in it; #ryxStsNoMem
  */
 ryxStatus ryxsSubbandSynthesis_32sc16s_Sfs(const ryx32sc *src, int16_t *dst, SubbandProcessState *state,
                                            int scaleFactor, void *workBuf);
@@ -370,7 +370,7 @@ ryxStatus ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(const ryx32sc *const *history, 
  * regularisation. A band with a pivot that is not positive, as silence without regularisation has, is left as it is.
  * Nearly dependent regressors without regularisation give a large, inaccurate growth.
  *
- * From order 9 on the function takes scratch memory.
+ * Up to order 8 the function needs up to 11 KB of stack, from order 9 on scratch memory.
  *
  * @param[in]     step     two rows of `numBands` values: the step, 0..1, and the regularisation, at least 0
  * @param[in]     history  `taps + order - 1` pointers to far-end spectra of `numBands` values, the newest frame first
@@ -464,7 +464,7 @@ ryxStatus ryxsFullbandControllerReset_EC_32f(FullbandControllerState_EC_32f *sta
  * @param[in]     s     near end (microphone), `blockLen` samples: what the residuals are compared with
  * @param[out]    steps `blockLen` step sizes for an NLMS filter, not yet scaled by the multiplier
  * @param[in,out] state initialised state
- * @return #ryxStsOk, or #ryxStsNullPtr
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext for a state with lengths below 1
  */
 ryxStatus ryxsFullbandControllerUpdate_EC_32f(const float *x, const float *s, float *steps,
                                               FullbandControllerState_EC_32f *state);
@@ -486,7 +486,7 @@ ryxStatus ryxsFullbandControllerUpdate_EC_32f(const float *x, const float *s, fl
  * @param[in,out] b     saved coefficients, `filterLen` values; overwritten when the others are saved
  * @param[out]    mu    multiplier for the steps of the next block, 0..1 for blocks shorter than 20 ms
  * @param[in,out] state initialised state
- * @return #ryxStsOk, or #ryxStsNullPtr
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext for a state with lengths below 1
  */
 ryxStatus ryxsFullbandController_EC_32f(const float *e1, const float *e2, float *a, float *b, float *mu,
                                         FullbandControllerState_EC_32f *state);

@@ -102,7 +102,7 @@ inline Vector scaled(Vector x, int exponent) {
 inline void scaleWords(int16_t *x, int len, int exponent) {
     if (exponent == 0) return;
     int i = 0;
-    for (; i + 8 <= len; i += 8)
+    for (; len - i >= 8; i += 8)
         simd::store(x + i, scaled(simd::load(x + i), exponent));
     for (; i < len; i++)
         x[i] = scaled(x[i], exponent);

@@ -27,6 +27,11 @@ struct State {
 };
 static_assert(sizeof(State) == 56);
 
+// Whether the lengths are ones that the initialisation writes.
+bool isSound(const State &state) {
+    return state.blockLength >= 1 && state.filterLength >= 1;
+}
+
 constexpr double floorPerTap = 1500000;
 
 ryxStatus checkConfiguration(int blockLength, int filterLength, int sampleRate) {
@@ -54,7 +59,7 @@ float smooth(float alpha, float old, float value) {
 float energy(const float *x, int len) {
     __m128 sums[4] = {_mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps(), _mm_setzero_ps()};
     int i = 0;
-    for (; i + 16 <= len; i += 16)
+    for (; len - i >= 16; i += 16)
         for (int k = 0; k < 4; k++) {
             const __m128 four = _mm_loadu_ps(x + i + 4 * k);
             sums[k] = _mm_add_ps(sums[k], _mm_mul_ps(four, four));
@@ -87,7 +92,7 @@ void energiesToSteps(float *values, const State &state) {
         return _mm_or_ps(_mm_and_ps(loud, steps), _mm_andnot_ps(loud, _mm_set1_ps(state.inverseFloor)));
     };
     int n = 0;
-    for (; n + 4 <= state.blockLength; n += 4)
+    for (; state.blockLength - n >= 4; n += 4)
         _mm_storeu_ps(values + n, four(_mm_loadu_ps(values + n)));
     for (; n < state.blockLength; n++)
         _mm_store_ss(values + n, four(_mm_load_ss(values + n)));
@@ -151,6 +156,7 @@ ryxStatus ryxsFullbandControllerUpdate_EC_32f_u8(const float *x, const float *s,
                                                  FullbandControllerState_EC_32f *block) {
     if (anyNull(x, s, steps, block)) return ryxStsNullPtr;
     State &state = alignedBlock<State>(block);
+    if (!isSound(state)) return ryxStsBadContext;
     runningEnergies(x, state, steps);
     energiesToSteps(steps, state);
     state.reference = smooth(state.alpha50, state.reference, energy(s, state.blockLength));
@@ -161,6 +167,7 @@ ryxStatus ryxsFullbandController_EC_32f_u8(const float *e1, const float *e2, flo
                                            FullbandControllerState_EC_32f *block) {
     if (anyNull(e1, e2, a, b, mu, block)) return ryxStsNullPtr;
     State &state = alignedBlock<State>(block);
+    if (!isSound(state)) return ryxStsBadContext;
     state.adaptiveResidual = smooth(state.alpha50, state.adaptiveResidual, energy(e1, state.blockLength));
     state.savedResidual = smooth(state.alpha50, state.savedResidual, energy(e2, state.blockLength));
     chooseCoefficients(a, b, state);

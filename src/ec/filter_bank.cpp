@@ -67,6 +67,7 @@ ryxStatus ryxsSubbandAnalysis_32f32fc_u8(const float *src, ryx32fc *dst, Subband
     if (anyNull(src, dst, state, workBuf)) return ryxStsNullPtr;
     auto &bank = alignedBlock<Bank<float>>(state);
     if (!bank.transform().isValid()) return ryxStsErr;
+    if (!bank.isSound()) return ryxStsBadContext;
     const transform::TransformMemory memory(bank.transform().order());
     if (anyNull(memory.get())) return ryxStsNoMem;
     auto *z = &alignedBlock<float>(workBuf);
@@ -80,6 +81,7 @@ ryxStatus ryxsSubbandSynthesis_32fc32f_u8(const ryx32fc *src, float *dst, Subban
     if (anyNull(src, dst, state, workBuf)) return ryxStsNullPtr;
     auto &bank = alignedBlock<Bank<float>>(state);
     if (!bank.transform().isValid()) return ryxStsErr;
+    if (!bank.isSound()) return ryxStsBadContext;
     const transform::TransformMemory memory(bank.transform().order());
     if (anyNull(memory.get())) return ryxStsNoMem;
     auto *y = &alignedBlock<float>(workBuf);

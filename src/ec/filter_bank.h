@@ -39,6 +39,17 @@ template <class Sample> struct Bank {
     const Sample *window() const { return reinterpret_cast<const Sample *>(bytes() + windowOffset); }
     Sample *line() { return reinterpret_cast<Sample *>(const_cast<std::byte *>(bytes()) + lineOffset); }
 
+    // Whether all sizes are ones that initialise() writes: nothing beyond the block is touched then, unless several of them
+    // were overwritten to fit each other.
+    bool isSound() const {
+        const int order = transform().order();
+        int transformSize;
+        if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return false;
+        const int64_t window = windowLen * int64_t{sizeof(Sample)};
+        return points == 1 << order && hop >= 1 && hop <= points && windowLen >= points && windowLen % points == 0 &&
+               windowOffset == int{sizeof *this} + transformSize && lineOffset == windowOffset + roundUp16(window);
+    }
+
     // Forgets the first `hop` elements of the line; the last ones are to be filled.
     Sample *shiftLine() {
         const auto kept = static_cast<size_t>(windowLen - hop);

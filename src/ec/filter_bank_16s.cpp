@@ -63,6 +63,7 @@ ryxStatus ryxsSubbandAnalysis_16s32sc_Sfs_u8(const int16_t *src, ryx32sc *dst, S
     if (scaleFactor < 0) return ryxStsBadScale;
     auto &bank = alignedBlock<Bank<int16_t>>(state);
     if (!bank.transform().isValid()) return ryxStsErr;
+    if (!bank.isSound()) return ryxStsBadContext;
     const transform::TransformMemory memory(bank.transform().order());
     if (anyNull(memory.get())) return ryxStsNoMem;
     auto *z = &alignedBlock<int32_t>(workBuf);

@@ -85,6 +85,7 @@ inline ryxStatus synthesise(const ryx32sc *src, int16_t *dst, SubbandProcessStat
     if (scaleFactor < 0) return ryxStsBadScale;
     auto &bank = alignedBlock<Bank<int16_t>>(state);
     if (!bank.transform().isValid()) return ryxStsErr;
+    if (!bank.isSound()) return ryxStsBadContext;
     const transform::TransformMemory memory(bank.transform().order());
     if (anyNull(memory.get())) return ryxStsNoMem;
     auto *y = &alignedBlock<int32_t>(workBuf);

@@ -40,7 +40,10 @@ int rateIndex(int rate) {
 
 // The scratch words and pk0 keep what the caller's memory holds.
 void reset(State &state, int rate) {
-    std::memset(&state.pk1, 0, sizeof state - offsetof(State, pk1));
+    State fresh = {};
+    std::copy_n(state.scratch, 4, fresh.scratch);
+    fresh.pk0 = state.pk0;
+    state = fresh;
     state.rate = static_cast<int16_t>(rate);
     state.yu = 544;
     state.yl = 34816;

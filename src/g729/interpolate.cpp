@@ -12,7 +12,7 @@ ryxStatus ryxsInterpolate_G729_16s_u8(const int16_t *src1, const int16_t *src2, 
     if (anyNull(src1, src2, dst)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
     int i = 0;
-    for (; i + 8 <= len; i += 8) {
+    for (; len - i >= 8; i += 8) {
         const Vector half1 = _mm_srai_epi16(simd::load(src1 + i), 1), half2 = _mm_srai_epi16(simd::load(src2 + i), 1);
         simd::store(dst + i, _mm_add_epi16(half1, half2));
     }

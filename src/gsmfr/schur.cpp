@@ -48,7 +48,7 @@ ryxStatus ryxsSchur_GSMFR_32s16s_u8(const int32_t *acf, int16_t *reflection, int
     if (anyNull(acf, reflection)) return ryxStsNullPtr;
     if (order == 0 || order > stages) return ryxStsBadSize;
     int i = 0;
-    if (acf[0] > 0 && order > 0) {
+    if (order > 0 && acf[0] > 0) {
         Recursion recursion = start(acf, order + 1);
         for (; i < order; i++) {
             const int16_t error = lane0(recursion.k), p = lane0(recursion.p);

@@ -28,6 +28,7 @@ protected:
         write("header_only.wav", {wav.begin(), wav.begin() + 20});
         write("no_samples.wav", withoutSamples(wav));
         write("truncated.wav", {wav.begin(), wav.end() - 1000});
+        write("one_hertz.wav", atOneHertz(wav));
         write("stream", stream);
         before = names();
     }
@@ -37,6 +38,12 @@ protected:
         wav.resize(44);
         for (const size_t i : {4, 5, 6, 7, 40, 41, 42, 43})
             wav[i] = i == 4 ? 36 : 0;
+        return wav;
+    }
+
+    static std::vector<uint8_t> atOneHertz(std::vector<uint8_t> wav) {
+        for (const size_t i : {24, 25, 26, 27})
+            wav[i] = i == 24;
         return wav;
     }
 
@@ -71,6 +78,7 @@ const BadCommand badForBoth[] = {
     {"encode header_only.wav out", "cannot be read as an audio file"},
     {"encode no_samples.wav out", "holds no samples"},
     {"encode truncated.wav out", "truncated.wav is truncated"},
+    {"encode one_hertz.wav out", "a sampling rate of 1 Hz"},
     {"encode stream out", "cannot be read as an audio file"},
     {"encode speech.wav missing/out", "missing/out: No such file"},
     {"encode speech.wav folder", "folder: Is a directory"},
@@ -128,6 +136,8 @@ TEST_F(BadInput, IsRefusedByProgramsWithoutCommandsToo) {
         {"tone_detect truncated.wav", "truncated.wav is truncated"},
         {"tone_detect stream", "cannot be read as an audio file"},
         {"tone_detect speech.wav --rate 11025", "--rate takes 8000 or 16000, not 11025"},
+        {"echo_canceller --simulate speech.wav out --mic ./folder/../out", "--mic and the output name the same file"},
+        {"ulimit -f 8; echo_canceller --simulate speech.wav out --rate 16000 --mic microphone", "File too large"},
         {"level_control speech.wav", "level_control needs an input and an output file"},
         {"level_control speech.wav speech.wav", "same file"},
         {"level_control truncated.wav out", "truncated.wav is truncated"},
@@ -161,7 +171,7 @@ TEST_F(BadInput, LeavesAnEarlierOutputAlone) {
 using UnfinishedOutput = ProgramTest;
 
 TEST_F(UnfinishedOutput, IsRemovedWhenASignalEndsTheProgram) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGXCPU, SIGUSR1, SIGALRM, SIGRTMIN}) {
         const auto die = [&] {
             OutputFile output(file("out"));
             if (names().empty()) exit(2); // nothing there that could be left behind
@@ -170,6 +180,22 @@ TEST_F(UnfinishedOutput, IsRemovedWhenASignalEndsTheProgram) {
         EXPECT_EXIT(die(), testing::KilledBySignal(signal), "");
         EXPECT_TRUE(names().empty());
     }
+}
+
+TEST_F(UnfinishedOutput, IsMadeBehindALinkThatLeadsNowhereYet) {
+    std::filesystem::create_symlink("real", file("link"));
+    writeOctets(file("link"), std::vector<uint8_t>{1, 2, 3});
+    EXPECT_EQ(names(), (std::vector<std::string>{"link", "real"}));
+    EXPECT_TRUE(std::filesystem::is_symlink(file("link")));
+    EXPECT_EQ(octets("real"), (std::vector<uint8_t>{1, 2, 3}));
+}
+
+// What is said about the resampling must not become part of the stream.
+TEST_F(UnfinishedOutput, TakesNoSentenceMeantForClosedDescriptors) {
+    runWell("ryxcodec encode --codec g726 " + speech + " a");
+    runWell("ryxcodec encode --codec g726 " + speech + " b <&- >&- 2>&-");
+    EXPECT_TRUE(octets("a") == octets("b"));
+    EXPECT_EQ(run("ryxcodec list >&-").exitCode, 1);
 }
 
 } // namespace

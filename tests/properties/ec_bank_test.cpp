@@ -153,4 +153,42 @@ TEST(FilterBank, SixteenBitsEqualTheFormulas) {
     }
 }
 
+// The caller's fault, but a size that was overwritten must not become a write elsewhere.
+TEST(FilterBank, RefusesSizesThatWereOverwritten) {
+    constexpr size_t transformOrder =
+        9; // the word behind the transform's identifier; sizes and offsets are words 0 to 4
+    const auto refuses = [](Block intact, size_t word, int32_t value, auto... calls) {
+        const size_t boundary = -reinterpret_cast<uintptr_t>(intact.bytes.data()) & 15;
+        std::byte *const at = intact.bytes.data() + boundary + 4 * word;
+        if (!std::memcmp(at, &value, sizeof value)) return;
+        std::memcpy(at, &value, sizeof value);
+        const std::vector<std::byte> before = intact.bytes;
+        const auto expect = [&](auto call) {
+            EXPECT_EQ(call(intact), ryxStsBadContext) << "word " << word << ", value " << value;
+        };
+        (expect(calls), ...);
+        EXPECT_TRUE(intact.bytes == before);
+    };
+    std::vector<float> samples(64);
+    std::vector<int16_t> samples16(64);
+    ryx32fc bins[33] = {};
+    ryx32sc bins16[33] = {};
+    for (const size_t word : {size_t{0}, size_t{1}, size_t{2}, size_t{3}, size_t{4}, transformOrder})
+        for (const int32_t value : {INT32_MIN, -64, -1, 0, 1, 3, 7, 31, 60, 65, 1 << 20, INT32_MAX}) {
+            if (word == 2 && value > 0 && value <= 32) continue; // a hop like any other
+            refuses(
+                floatBlock(5, 24, 128), word, value,
+                [&](Block &b) { return ryxsSubbandAnalysis_32f32fc(samples.data(), bins, b.state(), b.work()); },
+                [&](Block &b) { return ryxsSubbandSynthesis_32fc32f(bins, samples.data(), b.state(), b.work()); });
+            refuses(
+                fixedBlock(5, 24, 128), word, value,
+                [&](Block &b) {
+                    return ryxsSubbandAnalysis_16s32sc_Sfs(samples16.data(), bins16, b.state(), 0, b.work());
+                },
+                [&](Block &b) {
+                    return ryxsSubbandSynthesis_32sc16s_Sfs(bins16, samples16.data(), b.state(), 0, b.work());
+                });
+        }
+}
+
 } // namespace
