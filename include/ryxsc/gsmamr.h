@@ -739,10 +739,9 @@ ryxStatus ryxsGainQuantJointGetStateSize_GSMAMR_16s(int *size);
  * @return #ryxStsOk; #ryxStsNullPtr
  */
 ryxStatus ryxsGainQuantJointFirst_GSMAMR_16s(const int16_t *target, const int16_t *target2, const int16_t *adaptive,
-                                             const int16_t *filtered, const int16_t *code,
-                                             const int16_t *pitchEnergies, const int16_t *pastEnergies,
-                                             const int16_t *pastEnergies122, int16_t *codeGain,
-                                             JointGainState_GSMAMR *state);
+                                             const int16_t *filtered, const int16_t *code, const int16_t *pitchEnergies,
+                                             const int16_t *pastEnergies, const int16_t *pastEnergies122,
+                                             int16_t *codeGain, JointGainState_GSMAMR *state);
 
 /**
  * @brief Second of two subframes whose gains are quantised together at 4.75 kbit/s (3GPP TS 26.090, clause 5.8.2).

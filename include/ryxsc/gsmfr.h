@@ -266,8 +266,8 @@ ryxStatus ryxsLTPSearch_GSMFR_16s(const int16_t *src, const int16_t *history, in
  * @param[out] dst      40 samples of the long-term residual. May be `src`
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag, #ryxStsBadIndex for a gain code outside its range
  */
-ryxStatus ryxsLongTermAnalysisFilter_GSMFR_16s(const int16_t *src, const int16_t *history, int16_t lag, int16_t gainCode,
-                                               int16_t *dst);
+ryxStatus ryxsLongTermAnalysisFilter_GSMFR_16s(const int16_t *src, const int16_t *history, int16_t lag,
+                                               int16_t gainCode, int16_t *dst);
 
 /**
  * @brief Long-term synthesis: adds the prediction to a sub-segment in its place behind its history (GSM 06.10, clauses

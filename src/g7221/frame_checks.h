@@ -10,7 +10,8 @@
 namespace ryxsc::g7221 {
 
 inline bool areCategories(const int16_t *values, int regions) {
-    return std::all_of(values, values + regions, [](int category) { return category >= 0 && category < categoryCount; });
+    return std::all_of(values, values + regions,
+                       [](int category) { return category >= 0 && category < categoryCount; });
 }
 
 inline bool areDeviations(const int16_t *values, int regions) {
