@@ -26,8 +26,9 @@ namespace ryxcodec {
 
 struct ReceivedFrame {
     const uint8_t *octets; // null: lost
-    int count;             // 0: nothing was sent
+    int count;             // 0: nothing was sent, or lost
     int marks;             // ryxFrameBad and its kin
+    int sent = 0;          // octets that a lost frame had, too; 0 where the caller does not know
 
     bool lost() const { return octets == nullptr; }
     bool has(int mark) const { return (marks & mark) != 0; }

@@ -143,7 +143,7 @@ ryxStatus ryxcodecDecodeMarked(void *decoder, const uint8_t *frame, int octets, 
     if (decoder == nullptr || speech == nullptr) return ryxStsNullPtr;
     Head *head = opened(decoder, decoderKind);
     if (head == nullptr) return ryxStsBadContext;
-    if (frame == nullptr) octets = 0;
-    if (octets < 0) return ryxStsBadSize;
-    return codecs[head->codec]->decode(objectOf(head), {frame, octets, marks}, speech);
+    const bool lost = frame == nullptr;
+    if (octets < 0 && !lost) return ryxStsBadSize;
+    return codecs[head->codec]->decode(objectOf(head), {frame, lost ? 0 : octets, marks, octets}, speech);
 }

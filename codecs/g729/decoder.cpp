@@ -70,14 +70,22 @@ ryxStatus Decoder::decode(const ReceivedFrame &received, int16_t *speech) {
 }
 
 // Returns false where no frame has such a length. A frame of 11.8 kbit/s whose two mode bits differ is a bad one.
-bool Decoder::receive(const ReceivedFrame &received, Frame &f) const {
+bool Decoder::receive(const ReceivedFrame &received, Frame &f) {
     f.bad = !received.usable();
+    const int octets = received.lost() ? received.sent : received.count;
+    const bool known = typeOf(octets, f.type) && (octets > 0 || !f.bad);
     if (!f.bad) {
-        if (!typeOf(received.count, f.type)) return false;
+        if (!known) return false;
         f.p = unpack(f.type, received.octets);
         f.bad = f.p.mode[0] != f.p.mode[1];
     }
-    if (f.bad) f.type = concealedType(pastType_);
+
+    // Annex I conceals at the rate of the frame before, Annexes D and E at that of the lost frame. The latter is right
+    // where the two rates of one of these annexes, and nothing else, have been received.
+    const FrameTypes met = known ? met_ | only(f.type) : met_;
+    if (f.bad && !(known && met == met_ && alternates(met))) f.type = concealedType(pastType_);
+    if (!f.bad || !isOfOneAnnex(met)) met_ = met;
+
     const bool annexE = f.type == FrameType::speech11k8;
     f.mode = !annexE ? 0 : f.bad ? previousMode_ : f.p.mode[0];
     f.voicing = pastBad_ && annexE ? voicingUsed_ : voicing_;

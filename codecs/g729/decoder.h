@@ -27,7 +27,7 @@ private:
         int16_t firstLag;
     };
 
-    bool receive(const ReceivedFrame &received, Frame &f) const;
+    bool receive(const ReceivedFrame &received, Frame &f);
     void analyseBackward(Frame &f);
     void decodeNoise(Frame &f);
     void decodeSpeech(Frame &f);
@@ -48,6 +48,7 @@ private:
     bool postFilters_;
     FrameType pastType_;
     bool pastBad_;
+    FrameTypes met_; // kinds of frames so far
     int16_t excitation_[excitationHistory + frameLength];
     int16_t residual_[residualHistory + frameLength]; // of the post-filter
     int16_t oldLsp_[order], sidLsp_[order], lsfHistory_[4 * order], goodLsf_[order], goodMode_;

@@ -166,7 +166,8 @@ ryxStatus ryxcodecDecoderInit(const ryxCodec *codec, void *decoder, const ryxCod
  * @brief Decodes a frame.
  * @param[in,out] decoder an initialised decoder
  * @param[in]     frame   its octets; null for a lost frame
- * @param[in]     octets  how many; 0 when nothing was sent. Has no meaning for a lost frame
+ * @param[in]     octets  how many; 0 when nothing was sent. Of a lost frame how many it had, 0 or less where that is not
+ *                        known; only g729 makes use of it
  * @param[out]    speech  ryxCodec::frameLength samples
  * @return #ryxStsOk; #ryxStsNullPtr when `decoder` or `speech` is null; #ryxStsBadContext when `decoder` is none;
  *         #ryxStsBadSize for a number of octets that no frame of the codec has; #ryxStsBadIndex for a frame type that is

@@ -183,6 +183,29 @@ TEST_P(Codecs, DecodeWhateverArrives) {
     }
 }
 
+// Where the rate stays, it does not matter whether the length of a lost frame is known.
+TEST_P(Codecs, ConcealWithoutRegardToTheLength) {
+    const std::vector<int16_t> samples = speech();
+    for (const ryxCodecOptions &options : allOptions()) {
+        std::vector<uint8_t> encoder(encoderSize()), known(decoderSize()), unknown(decoderSize());
+        ryxCodecOptions plain = options;
+        plain.dtx = 0;
+        ASSERT_EQ(ryxcodecEncoderInit(&codec, encoder.data(), &options), ryxStsOk);
+        ASSERT_EQ(ryxcodecDecoderInit(&codec, known.data(), &plain), ryxStsOk);
+        ASSERT_EQ(ryxcodecDecoderInit(&codec, unknown.data(), &plain), ryxStsOk);
+        std::mt19937 random(1);
+        std::vector<int16_t> first(frameLength), second(frameLength);
+        for (const Frame &frame : encode(encoder.data(), samples)) {
+            const bool lost = random() % 4 == 0;
+            const uint8_t *octets = lost ? nullptr : frame.data();
+            const int count = static_cast<int>(frame.size());
+            ASSERT_EQ(ryxcodecDecode(known.data(), octets, count, first.data()), ryxStsOk);
+            ASSERT_EQ(ryxcodecDecode(unknown.data(), octets, lost ? -1 : count, second.data()), ryxStsOk);
+            ASSERT_TRUE(first == second) << options.rate;
+        }
+    }
+}
+
 // A stream that is read from a format is the one that was written.
 TEST_P(Codecs, ComeBackFromEveryFormatThatTakesThem) {
     const std::vector<int16_t> samples = speech();
