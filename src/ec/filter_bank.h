@@ -27,17 +27,31 @@ constexpr int64_t roundUp16(int64_t bytes) {
     return (bytes + 15) & ~int64_t{15};
 }
 
-// The block that the caller keeps, from the next boundary in its memory: this, the transform's specification, the window,
-// and the delay line (analysis, oldest sample first) or the accumulator (synthesis, next sample first), `windowLen`
-// elements each. It holds offsets instead of pointers, so that it may be moved.
+// Where the parts of a block lie, in bytes from its start: the header (the members of Bank), the transform's specification,
+// the window, and the delay line (analysis, oldest sample first) or the accumulator (synthesis, next sample first). The
+// last two have windowLen elements each.
+template <class Sample> struct Layout {
+    static constexpr int64_t transform = 32;
+    int64_t window, line, end;
+
+    Layout(int transformSize, int windowLen) {
+        const int64_t bytes = windowLen * int64_t{sizeof(Sample)};
+        window = transform + transformSize;
+        line = window + roundUp16(bytes);
+        end = line + bytes;
+    }
+};
+
+// The block that the caller keeps, from the next boundary in its memory. It holds offsets instead of pointers, so that it
+// may be moved.
 template <class Sample> struct Bank {
     int32_t windowLen, points, hop;
-    int32_t windowOffset, lineOffset; // from here, in bytes
+    int32_t windowOffset, lineOffset;
     int32_t reserved[3];
 
-    const TransformOf<Sample> &transform() const { return *reinterpret_cast<const TransformOf<Sample> *>(this + 1); }
-    const Sample *window() const { return reinterpret_cast<const Sample *>(bytes() + windowOffset); }
-    Sample *line() { return reinterpret_cast<Sample *>(const_cast<std::byte *>(bytes()) + lineOffset); }
+    const TransformOf<Sample> &transform() const { return part<const TransformOf<Sample>>(Layout<Sample>::transform); }
+    const Sample *window() const { return &part<const Sample>(windowOffset); }
+    Sample *line() { return &part<Sample>(lineOffset); }
 
     // Whether all sizes are ones that initialise() writes: nothing beyond the block is touched then, unless several of them
     // were overwritten to fit each other.
@@ -45,9 +59,9 @@ template <class Sample> struct Bank {
         const int order = transform().order();
         int transformSize;
         if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return false;
-        const int64_t window = windowLen * int64_t{sizeof(Sample)};
+        const Layout<Sample> layout(transformSize, windowLen);
         return points == 1 << order && hop >= 1 && hop <= points && windowLen >= points && windowLen % points == 0 &&
-               windowOffset == int{sizeof *this} + transformSize && lineOffset == windowOffset + roundUp16(window);
+               windowOffset == layout.window && lineOffset == layout.line;
     }
 
     // Forgets the first `hop` elements of the line; the last ones are to be filled.
@@ -57,22 +71,29 @@ template <class Sample> struct Bank {
         return line() + kept;
     }
 
-private:
-    const std::byte *bytes() const { return reinterpret_cast<const std::byte *>(this); }
+    // What lies that many bytes behind the start of the block.
+    template <class Part> Part &part(int64_t offset) const {
+        return *reinterpret_cast<Part *>(reinterpret_cast<std::uintptr_t>(this) + static_cast<std::uintptr_t>(offset));
+    }
 };
+static_assert(sizeof(Bank<float>) == Layout<float>::transform && sizeof(Bank<int16_t>) == Layout<int16_t>::transform);
 
 // Whether windowLen consists of whole periods of the transform.
 inline bool isMultiple(int windowLen, int order) {
     return order <= 30 && (windowLen & ((1 << order) - 1)) == 0;
 }
 
-// Bytes of the transform's specification and of the whole state. False when there is no such transform, or when the
-// state exceeds 32 bits.
+// What the reported size grants the header and the gap that rounding leaves between the window and the line.
+template <class Sample> constexpr int headerAllowance = std::is_same_v<Sample, float> ? 40 : 48;
+
+// Bytes of the transform's specification and of the whole state, which is never less than the layout and the way to the
+// next boundary. False when there is no such transform, or when the state exceeds 32 bits.
 template <class Sample> bool measureState(int order, int windowLen, int &transformSize, int &stateSize) {
     if (TransformOf<Sample>::getSize(order, transform::inverseByN, &transformSize) != ryxStsOk) return false;
     const int64_t window = windowLen * int64_t{sizeof(Sample)};
-    const int64_t state = std::is_same_v<Sample, float> ? 2 * window + 40 + transformSize + slack
-                                                        : roundUp16(transformSize) + 2 * roundUp16(window) + 48 + slack;
+    const int64_t parts =
+        std::is_same_v<Sample, float> ? transformSize + 2 * window : roundUp16(transformSize) + 2 * roundUp16(window);
+    const int64_t state = headerAllowance<Sample> + parts + slack;
     stateSize = static_cast<int>(state);
     return state <= max32;
 }
@@ -113,17 +134,12 @@ ryxStatus initialise(SubbandProcessState *state, int order, int hop, int windowL
     int transformSize, stateSize;
     if (!measureState<Sample>(order, windowLen, transformSize, stateSize)) return ryxStsErr;
     auto &bank = alignedBlock<Bank<Sample>>(state);
-    auto *transform = reinterpret_cast<TransformOf<Sample> *>(&bank + 1);
+    auto *transform = &bank.template part<TransformOf<Sample>>(Layout<Sample>::transform);
     if (TransformOf<Sample>::initialise(transform, order, transform::inverseByN) != ryxStsOk) return ryxStsErr;
+    const Layout<Sample> layout(transformSize, windowLen);
+    bank = {windowLen, 1 << order, hop, static_cast<int32_t>(layout.window), static_cast<int32_t>(layout.line), {}};
     const size_t bytes = static_cast<size_t>(windowLen) * sizeof(Sample);
-    const auto windowOffset = static_cast<int32_t>(sizeof bank) + transformSize;
-    bank = {windowLen,
-            1 << order,
-            hop,
-            windowOffset,
-            windowOffset + static_cast<int32_t>(roundUp16(static_cast<int64_t>(bytes))),
-            {}};
-    std::memcpy(const_cast<Sample *>(bank.window()), window, bytes);
+    std::memcpy(&bank.template part<Sample>(layout.window), window, bytes);
     std::memset(bank.line(), 0, bytes);
     return ryxStsOk;
 }

@@ -54,17 +54,27 @@ size_t nearest(const FloatCodebook<vectors, values> &book, const float *target, 
     return best.index();
 }
 
+// What the second stage is to approach.
+template <size_t vectors>
+TenFloats withoutVector(const TenFloats &target, const FloatCodebook<vectors, lsfOrder> &book, size_t index) {
+    TenFloats rest;
+    for (size_t j = 0; j < lsfOrder; j++)
+        rest[j] = target[j] - book.value(index, j);
+    return rest;
+}
+
 // 10 * (distance between the neighbours - 1)^2 + 1 where that is closer than a radian, else 1; LSFs 4 and 5 count 1.2
 // times. The first and the last LSF have neighbours at 0.04 pi and 0.92 pi.
 inline TenFloats weightsOf(const TenFloats &lsf) {
     constexpr float below = 0.125663706F;
     constexpr float above = 2.89026524F;
-    TenFloats weights = eachValue([&](size_t j) {
+    TenFloats weights;
+    for (size_t j = 0; j < lsfOrder; j++) {
         const float next = j + 1 < lsfOrder ? lsf[j + 1] : above;
         const float previous = j > 0 ? lsf[j - 1] : below;
         const float excess = next - previous - 1.0F;
-        return excess > 0 ? 1.0F : excess * excess * 10.0F + 1.0F;
-    });
+        weights[j] = excess > 0 ? 1.0F : excess * excess * 10.0F + 1.0F;
+    }
     weights[4] *= 1.2F;
     weights[5] *= 1.2F;
     return weights;

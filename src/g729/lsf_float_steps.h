@@ -19,37 +19,33 @@ inline constexpr float lsfDistanceFloat = 0.0392F;
 inline constexpr float firstGapFloat = 0.0012F;
 inline constexpr float secondGapFloat = 0.0006F;
 
-// operation(j) for every value.
-template <class Operation> TenFloats eachValue(Operation operation) {
-    TenFloats result;
-    for (size_t j = 0; j < result.size(); j++)
-        result[j] = operation(j);
-    return result;
-}
-
 inline TenFloats loadFloats(const float *from) {
-    return eachValue([from](size_t j) { return from[j]; });
+    TenFloats x;
+    std::memcpy(x.data(), from, sizeof x);
+    return x;
 }
 inline void storeFloats(float *to, const TenFloats &x) {
     std::memcpy(to, x.data(), sizeof x);
 }
 
 inline TenFloats predict(const TenFloats &residual, const float *history, const FloatPredictor &predictor) {
-    return eachValue([&](size_t j) {
-        float sum = residual[j] * predictor.gain[j];
+    TenFloats lsf;
+    for (size_t j = 0; j < lsfOrder; j++) {
+        lsf[j] = residual[j] * predictor.gain[j];
         for (size_t k = 0; k < historyDepth; k++)
-            sum += history[lsfOrder * k + j] * predictor.taps[k][j];
-        return sum;
-    });
+            lsf[j] += history[lsfOrder * k + j] * predictor.taps[k][j];
+    }
+    return lsf;
 }
 
 inline TenFloats removePrediction(const TenFloats &lsf, const float *history, const FloatPredictor &predictor) {
-    return eachValue([&](size_t j) {
-        float rest = lsf[j];
+    TenFloats residual = lsf;
+    for (size_t j = 0; j < lsfOrder; j++) {
         for (size_t k = 0; k < historyDepth; k++)
-            rest -= history[lsfOrder * k + j] * predictor.taps[k][j];
-        return rest * predictor.inverseGain[j];
-    });
+            residual[j] -= history[lsfOrder * k + j] * predictor.taps[k][j];
+        residual[j] *= predictor.inverseGain[j];
+    }
+    return residual;
 }
 
 inline void pushHistory(float *history, const TenFloats &residual) {
@@ -69,18 +65,20 @@ inline void spread(TenFloats &x, float gap) {
 
 inline TenFloats residualOfFloat(size_t l1, size_t l2, size_t l3) {
     constexpr size_t half = lsfOrder / 2;
-    TenFloats residual = eachValue([&](size_t j) {
-        const float second = j < half ? secondStageFloat[0].value(l2, j) : secondStageFloat[1].value(l3, j - half);
-        return firstStageFloat.value(l1, j) + second;
-    });
+    TenFloats residual;
+    for (size_t j = 0; j < half; j++) {
+        residual[j] = firstStageFloat.value(l1, j) + secondStageFloat[0].value(l2, j);
+        residual[j + half] = firstStageFloat.value(l1, j + half) + secondStageFloat[1].value(l3, j);
+    }
     spread(residual, firstGapFloat);
     spread(residual, secondGapFloat);
     return residual;
 }
 
 inline TenFloats noiseResidualOfFloat(size_t l1, size_t l2) {
-    TenFloats residual =
-        eachValue([&](size_t j) { return noiseFirstFloat.value(l1, j) + noiseSecondFloat.value(l2, j); });
+    TenFloats residual;
+    for (size_t j = 0; j < lsfOrder; j++)
+        residual[j] = noiseFirstFloat.value(l1, j) + noiseSecondFloat.value(l2, j);
     spread(residual, firstGapFloat);
     return residual;
 }

@@ -19,15 +19,18 @@ inline constexpr int16_t secondGap = 5;      // 0.0006
 
 // Ten values: 0..7, then 8 and 9 with zeros behind them.
 struct Ten {
-    Vector low, high;
+    Vector parts[2];
+
+    Vector &operator[](int i) { return parts[i]; }
+    Vector operator[](int i) const { return parts[i]; }
 };
 
 inline Ten loadTen(const int16_t *from) {
     return {simd::load(from), simd::load32(from + 8)};
 }
 inline void storeTen(int16_t *to, const Ten &x) {
-    simd::store(to, x.low);
-    simd::store32(to + 8, x.high);
+    simd::store(to, x[0]);
+    simd::store32(to + 8, x[1]);
 }
 
 // A codebook vector.
@@ -41,7 +44,7 @@ struct Halves {
     Vector lower, upper;
 };
 inline Halves split(const Ten &x) {
-    return {_mm_srli_si128(_mm_slli_si128(x.low, 6), 6), _mm_alignr_epi8(x.high, x.low, 10)};
+    return {_mm_srli_si128(_mm_slli_si128(x[0], 6), 6), _mm_alignr_epi8(x[1], x[0], 10)};
 }
 inline Ten join(const Halves &x) {
     return {_mm_or_si128(x.lower, _mm_slli_si128(x.upper, 10)), _mm_srli_si128(x.upper, 6)};
@@ -51,26 +54,22 @@ template <size_t vectors> Vector vectorOf(const PairCodebook<vectors, 5> &book, 
     return _mm_unpacklo_epi64(_mm_unpacklo_epi32(pair(0), pair(1)), pair(2));
 }
 
-// operation on the vectors of all arguments. It must give zero for zeros.
-template <class Operation, class... Tens> Ten each(Operation operation, const Tens &...x) {
-    return {operation(x.low...), operation(x.high...)};
-}
 inline Ten add(const Ten &x, const Ten &y) {
-    return {_mm_adds_epi16(x.low, y.low), _mm_adds_epi16(x.high, y.high)};
+    return {_mm_adds_epi16(x[0], y[0]), _mm_adds_epi16(x[1], y[1])};
 }
 inline Ten subtract(const Ten &x, const Ten &y) {
-    return {_mm_subs_epi16(x.low, y.low), _mm_subs_epi16(x.high, y.high)};
+    return {_mm_subs_epi16(x[0], y[0]), _mm_subs_epi16(x[1], y[1])};
 }
 
 // Saturating differences x[j + 1] - x[j], j = 0..8. The places behind hold nothing of use.
 inline Ten steps(const Ten &x) {
-    const Ten next = {_mm_alignr_epi8(x.high, x.low, 2), _mm_srli_si128(x.high, 2)};
+    const Ten next = {_mm_alignr_epi8(x[1], x[0], 2), _mm_srli_si128(x[1], 2)};
     return subtract(next, x);
 }
 // Whether all nine steps are at least `least`.
 inline bool stepsReach(const Ten &steps, int16_t least) {
-    const int low = _mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(least), steps.low));
-    const int high = _mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(least), steps.high));
+    const int low = _mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(least), steps[0]));
+    const int high = _mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(least), steps[1]));
     return (low | (high & 3)) == 0;
 }
 
@@ -94,45 +93,52 @@ inline Ten loadRow(const int16_t (&row)[16]) {
     return {simd::loadAligned(row), simd::loadAligned(row + 8)};
 }
 
-// From dword vectors of the values 0..3 and 4..7, and of 8 and 9, by `quad`, which gets the unpack instruction and the
-// half of a Ten that it concerns.
-template <class Quad> Ten inDwords(Quad quad) {
-    const auto unpackLow = [](Vector x, Vector y) { return _mm_unpacklo_epi16(x, y); };
-    const auto unpackHigh = [](Vector x, Vector y) { return _mm_unpackhi_epi16(x, y); };
-    return {_mm_packs_epi32(quad(unpackLow, &Ten::low), quad(unpackHigh, &Ten::low)),
-            _mm_packs_epi32(quad(unpackLow, &Ten::high), _mm_setzero_si128())};
+// Values 4q..4q+3 of x, each with its neighbour of y behind it: what pmaddwd wants. Three quads cover the ten values.
+inline constexpr int quads = 3;
+inline Vector interleave(const Ten &x, const Ten &y, int q) {
+    const Vector a = x[q / 2], b = y[q / 2];
+    return q % 2 == 0 ? _mm_unpacklo_epi16(a, b) : _mm_unpackhi_epi16(a, b);
+}
+inline Ten narrow(const Vector (&sums)[quads]) {
+    return {_mm_packs_epi32(sums[0], sums[1]), _mm_packs_epi32(sums[2], _mm_setzero_si128())};
 }
 
 // LSFs from the residual and the past. The coefficients of a value add up to less than 1, so the 32-bit sum holds.
 inline Ten predict(const Ten &residual, const History &past, const Predictor &predictor) {
+    static_assert(historyDepth == 4);
     const Ten gain = loadRow(predictor.gain);
-    const Ten taps[historyDepth] = {loadRow(predictor.taps[0]), loadRow(predictor.taps[1]), loadRow(predictor.taps[2]),
-                                    loadRow(predictor.taps[3])};
-    const auto &[h0, h1, h2, h3] = past.frames;
-    const Vector zero = _mm_setzero_si128();
-    return inDwords([&](auto unpack, auto part) {
-        const Vector newest = _mm_madd_epi16(unpack(residual.*part, h0.*part), unpack(gain.*part, taps[0].*part));
-        const Vector middle = _mm_madd_epi16(unpack(h1.*part, h2.*part), unpack(taps[1].*part, taps[2].*part));
-        const Vector oldest = _mm_madd_epi16(unpack(h3.*part, zero), unpack(taps[3].*part, zero));
-        return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(newest, middle), oldest), 15);
-    });
+    const Ten taps[] = {loadRow(predictor.taps[0]), loadRow(predictor.taps[1]), loadRow(predictor.taps[2]),
+                        loadRow(predictor.taps[3])};
+    const Ten *frames = past.frames;
+    const Ten none = {_mm_setzero_si128(), _mm_setzero_si128()};
+    Vector sums[quads];
+    for (int q = 0; q < quads; q++) {
+        const Vector newest = _mm_madd_epi16(interleave(residual, frames[0], q), interleave(gain, taps[0], q));
+        const Vector middle = _mm_madd_epi16(interleave(frames[1], frames[2], q), interleave(taps[1], taps[2], q));
+        const Vector oldest = _mm_madd_epi16(interleave(frames[3], none, q), interleave(taps[3], none, q));
+        sums[q] = _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(newest, middle), oldest), 15);
+    }
+    return narrow(sums);
 }
 
 // The residual that gives these LSFs. Here the sum can leave 32 bits, and saturates after every frame.
 inline Ten removePrediction(const Ten &lsf, const History &past, const Predictor &predictor) {
-    const Ten target = inDwords([&](auto unpack, auto part) {
-        Vector sum = unpack(_mm_setzero_si128(), lsf.*part);
+    const Ten none = {_mm_setzero_si128(), _mm_setzero_si128()};
+    Vector sums[quads];
+    for (int q = 0; q < quads; q++) {
+        Vector sum = interleave(none, lsf, q);
         for (int k = 0; k < historyDepth; k++) {
-            const Vector frame = past.frames[k].*part;
-            const Vector tap = loadRow(predictor.taps[k]).*part;
-            const Vector doubled = _mm_madd_epi16(unpack(frame, frame), unpack(tap, tap));
+            const Ten &frame = past.frames[k];
+            const Ten tap = loadRow(predictor.taps[k]);
+            const Vector doubled = _mm_madd_epi16(interleave(frame, frame, q), interleave(tap, tap, q));
             sum = simd::subtractSaturatedDwords(sum, doubled);
         }
-        return _mm_srai_epi32(sum, 16);
-    });
+        sums[q] = _mm_srai_epi32(sum, 16);
+    }
+    const Ten target = narrow(sums);
     // The doubled product, shifted left by 3, of which the upper half counts.
-    const auto scale = [](Vector x, Vector inverse) { return simd::mulShiftSaturated<12>(x, inverse); };
-    return each(scale, target, loadRow(predictor.inverseGain));
+    const Ten inverse = loadRow(predictor.inverseGain);
+    return {simd::mulShiftSaturated<12>(target[0], inverse[0]), simd::mulShiftSaturated<12>(target[1], inverse[1])};
 }
 
 // One pass that moves neighbours closer than the gap apart, each by half the shortfall, from the lowest pair up. It

@@ -16,16 +16,17 @@ inline Ten rawWeights(const Ten &lsf) {
     constexpr int16_t radian = 8192;
     constexpr int16_t ten = 20480; // Q11
     constexpr int16_t one = 2048;  // Q11
-    const Ten next = {_mm_alignr_epi8(lsf.high, lsf.low, 2), _mm_insert_epi16(_mm_srli_si128(lsf.high, 2), above, 1)};
-    const Ten previous = {_mm_insert_epi16(_mm_slli_si128(lsf.low, 2), below, 0),
-                          _mm_alignr_epi8(lsf.high, lsf.low, 14)};
-    const auto weigh = [](Vector distance) {
-        const Vector excess = _mm_subs_epi16(distance, simd::words(radian));
+    const Ten next = {_mm_alignr_epi8(lsf[1], lsf[0], 2), _mm_insert_epi16(_mm_srli_si128(lsf[1], 2), above, 1)};
+    const Ten previous = {_mm_insert_epi16(_mm_slli_si128(lsf[0], 2), below, 0), _mm_alignr_epi8(lsf[1], lsf[0], 14)};
+    const Ten distance = subtract(next, previous);
+    Ten weights;
+    for (int i = 0; i < 2; i++) {
+        const Vector excess = _mm_subs_epi16(distance[i], simd::words(radian));
         const Vector lack = _mm_min_epi16(excess, _mm_setzero_si128());
         const Vector squared = simd::mulShiftSaturated<13>(lack, lack);
-        return _mm_adds_epi16(simd::mulShiftSaturated<13>(squared, simd::words(ten)), simd::words(one));
-    };
-    return each(weigh, subtract(next, previous));
+        weights[i] = _mm_adds_epi16(simd::mulShiftSaturated<13>(squared, simd::words(ten)), simd::words(one));
+    }
+    return weights;
 }
 
 inline int16_t largestWord(Vector x) {
@@ -42,13 +43,13 @@ inline Ten weightsOf(const Ten &lsf) {
     constexpr int16_t raised = 19661; // 1.2, Q14
     Ten weights = detail::rawWeights(lsf);
     const Vector middle = _mm_setr_epi16(0, 0, 0, 0, -1, -1, 0, 0); // LSFs 4 and 5
-    const Vector heavier = simd::mulShiftSaturated<14>(weights.low, simd::words(raised));
-    weights.low = _mm_or_si128(_mm_and_si128(middle, heavier), _mm_andnot_si128(middle, weights.low));
-    weights.high = _mm_and_si128(weights.high, _mm_cvtsi32_si128(-1));
+    const Vector heavier = simd::mulShiftSaturated<14>(weights[0], simd::words(raised));
+    weights[0] = simd::select(middle, heavier, weights[0]);
+    weights[1] = _mm_and_si128(weights[1], _mm_cvtsi32_si128(-1));
 
-    const int16_t largest = detail::largestWord(_mm_max_epi16(weights.low, weights.high));
+    const int16_t largest = detail::largestWord(_mm_max_epi16(weights[0], weights[1]));
     const Vector count = _mm_cvtsi32_si128(norm_s(largest));
-    return each([count](Vector x) { return _mm_sll_epi16(x, count); }, weights);
+    return {_mm_sll_epi16(weights[0], count), _mm_sll_epi16(weights[1], count)};
 }
 
 } // namespace ryxsc::g729

@@ -34,18 +34,19 @@ size_t nearestWeighted(const PairCodebook<secondStageSize, 5> &book, Vector targ
 // Weighted square of the error that remains in the LSFs, for the choice between the predictors. The weighted error is
 // limited to 16 bits; large ones do reach the limit.
 int64_t remainingError(const Ten &residual, const Ten &target, const Ten &weights, const Predictor &predictor) {
-    const auto products = [](Vector difference, Vector weight, Vector gain) {
-        const Vector error = simd::Q15Factor(gain) * difference;
-        return _mm_madd_epi16(simd::mulShiftSaturated<11>(weight, error), error);
-    };
-    const Ten sums = each(products, subtract(residual, target), weights, loadRow(predictor.gain));
-    const Vector sum = _mm_add_epi64(simd::sumsOfUnsignedDwords(sums.low), simd::sumsOfUnsignedDwords(sums.high));
+    const Ten difference = subtract(residual, target), gain = loadRow(predictor.gain);
+    Vector sum = _mm_setzero_si128();
+    for (int i = 0; i < 2; i++) {
+        const Vector error = simd::Q15Factor(gain[i]) * difference[i];
+        const Vector squares = _mm_madd_epi16(simd::mulShiftSaturated<11>(weights[i], error), error);
+        sum = _mm_add_epi64(sum, simd::sumsOfUnsignedDwords(squares));
+    }
     return std::min<int64_t>(simd::sumOfQwords(sum), saturatedSum);
 }
 
 Choice search(const Ten &target, const Ten &weights, const Predictor &predictor) {
     Choice choice;
-    choice.l1 = nearest(firstStage, pairsOf(target.low, target.high), square).index;
+    choice.l1 = nearest(firstStage, pairsOf(target[0], target[1]), square).index;
     const Halves rest = split(subtract(target, vectorOf(firstStage, choice.l1)));
     const Halves halves = split(weights);
     choice.l2 = nearestWeighted(secondStage[0], rest.lower, halves.lower);

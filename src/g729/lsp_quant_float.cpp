@@ -22,7 +22,7 @@ Choice search(const TenFloats &target, const TenFloats &weights, const FloatPred
     constexpr size_t half = lsfOrder / 2;
     Choice choice;
     choice.l1 = nearest(firstStageFloat, target.data(), nullptr);
-    const TenFloats rest = eachValue([&](size_t j) { return target[j] - firstStageFloat.value(choice.l1, j); });
+    const TenFloats rest = withoutVector(target, firstStageFloat, choice.l1);
     choice.l2 = nearest(secondStageFloat[0], rest.data(), weights.data());
     choice.l3 = nearest(secondStageFloat[1], rest.data() + half, weights.data() + half);
     choice.residual = residualOfFloat(choice.l1, choice.l2, choice.l3);
@@ -50,8 +50,11 @@ Indices quantise(TenFloats &lsf, float *history) {
 
 ryxStatus ryxsLSPQuant_G729E_32f_u8(const float *lsp, float *history, float *quantised, int16_t *packed) {
     if (anyNull(lsp, history, quantised, packed)) return ryxStsNullPtr;
-    TenFloats lsf = eachValue([lsp](size_t j) { return std::acos(lsp[j]); });
+    TenFloats lsf;
+    for (size_t j = 0; j < lsfOrder; j++)
+        lsf[j] = std::acos(lsp[j]);
     pack(quantise(lsf, history), packed);
-    storeFloats(quantised, eachValue([&lsf](size_t j) { return std::cos(lsf[j]); }));
+    for (size_t j = 0; j < lsfOrder; j++)
+        quantised[j] = std::cos(lsf[j]);
     return ryxStsOk;
 }

@@ -41,7 +41,7 @@ Candidates<int32_t> firstStageCandidates(const Ten (&targets)[modes]) {
     alignas(16) int32_t keys[modes * noiseFirstSize];
     Vector number = _mm_setr_epi32(0, 1, 2, 3);
     for (size_t mode = 0; mode < modes; mode++) {
-        const Pairs<5> target = pairsOf(targets[mode].low, targets[mode].high);
+        const Pairs<5> target = pairsOf(targets[mode][0], targets[mode][1]);
         const Vector weight = simd::dwords(noiseModeWeights[mode]);
         for (size_t group = 0; group < noiseFirstSize / 4; group++) {
             const Vector error = upperWords(errorsOfFour(noiseFirst, group, target, square));
@@ -58,11 +58,11 @@ Candidates<int32_t> firstStageCandidates(const Ten (&targets)[modes]) {
 
 // Weights of the squared residual errors: mult of the squared gain and the weight of the LSF.
 Pairs<5> secondStageWeights(const Predictor &predictor, const Ten &weights) {
-    const auto product = [](Vector gain, Vector weight) {
-        return simd::Q15Factor(weight) * simd::mulShiftSaturated<13>(gain, gain);
-    };
-    const Ten q = each(product, loadRow(predictor.gain), weights);
-    return pairsOf(q.low, q.high);
+    const Ten gain = loadRow(predictor.gain);
+    Ten q;
+    for (int i = 0; i < 2; i++)
+        q[i] = simd::Q15Factor(weights[i]) * simd::mulShiftSaturated<13>(gain[i], gain[i]);
+    return pairsOf(q[0], q[1]);
 }
 
 // The number of the candidate times 16, plus the index of the second stage.
@@ -74,7 +74,7 @@ size_t searchSecondStage(const Candidates<int32_t> &candidates, const Ten (&targ
     for (const size_t candidate : candidates) {
         const size_t mode = candidate / noiseFirstSize;
         const Ten rest = subtract(targets[mode], vectorOf(noiseFirst, candidate % noiseFirstSize));
-        const Pairs<5> target = pairsOf(rest.low, rest.high);
+        const Pairs<5> target = pairsOf(rest[0], rest[1]);
         const auto weigh = [&factor = q[mode]](Vector t, size_t p) {
             return _mm_madd_epi16(simd::mulShiftSaturated<12>(factor.pair[p], t), t);
         };

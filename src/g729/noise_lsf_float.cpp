@@ -37,7 +37,10 @@ Candidates<float> firstStageCandidates(const TenFloats (&targets)[modes]) {
 }
 
 TenFloats secondStageWeights(const FloatPredictor &predictor, const TenFloats &weights) {
-    return eachValue([&](size_t j) { return predictor.gain[j] * predictor.gain[j] * weights[j]; });
+    TenFloats q;
+    for (size_t j = 0; j < lsfOrder; j++)
+        q[j] = predictor.gain[j] * predictor.gain[j] * weights[j];
+    return q;
 }
 
 // The number of the candidate times 16, plus the index of the second stage.
@@ -49,8 +52,7 @@ size_t searchSecondStage(const Candidates<float> &candidates, const TenFloats (&
     __m128i number = _mm_setr_epi32(0, 1, 2, 3);
     for (const size_t candidate : candidates) {
         const size_t mode = candidate / noiseFirstSize;
-        const size_t l1 = candidate % noiseFirstSize;
-        const TenFloats rest = eachValue([&](size_t j) { return targets[mode][j] - noiseFirstFloat.value(l1, j); });
+        const TenFloats rest = withoutVector(targets[mode], noiseFirstFloat, candidate % noiseFirstSize);
         for (size_t group = 0; group < noiseSecondSize / 4; group++) {
             best.offer(errorsOfFour(noiseSecondFloat, group, rest.data(), squares[mode].data()), number);
             number = _mm_add_epi32(number, _mm_set1_epi32(4));
