@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic codebooks: the plain form, and the u8 variant of the form with a buffer.
-#include "amrwb/codebook_search_kernel.h"
+#include "amrwb/codebook_search.inl"
 #include "frame/implementations.h"
 
 using namespace ryxsc;

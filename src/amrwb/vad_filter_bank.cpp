@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A tree of half-band splits. Each split takes a couple of neighbouring samples through all-pass sections and makes their
+// A tree of half-band splits. Each split takes a pair of neighbouring samples through all-pass sections and makes their
 // sum and difference, halved, the next samples of two bands; a third-order split has a section for the second sample only.
 //
-// All splits of a depth stand side by side in one vector, a couple in each dword. Two vectors of results, one word per
-// band, interleaved, are the couples of the next depth; so the whole tree stays in registers.
+// All splits of a depth stand side by side in one vector, a pair in each dword. Two vectors of results, one word per
+// band, interleaved, are the pairs of the next depth; so the whole tree stays in registers.
 #include "amrwb/vad_filter_bank.h"
 
 #include "common/simd.h"
@@ -55,19 +55,19 @@ private:
     Vector memory_, product_; // c * memory
 };
 
-// Sum and difference of each couple, halved: the sums in words 0 to 3, the differences in words 4 to 7.
-[[gnu::always_inline]] inline Vector combine(Vector couples) {
+// Sum and difference of each pair, halved: the sums in words 0 to 3, the differences in words 4 to 7.
+[[gnu::always_inline]] inline Vector combine(Vector pairs) {
     const Vector alternating = _mm_setr_epi16(1, -1, 1, -1, 1, -1, 1, -1);
-    const Vector sums = _mm_srai_epi32(_mm_madd_epi16(couples, simd::words(1)), 1);
-    const Vector differences = _mm_srai_epi32(_mm_madd_epi16(couples, alternating), 1);
+    const Vector sums = _mm_srai_epi32(_mm_madd_epi16(pairs, simd::words(1)), 1);
+    const Vector differences = _mm_srai_epi32(_mm_madd_epi16(pairs, alternating), 1);
     return _mm_packs_epi32(sums, differences);
 }
 
-// The couples of two successive results: of the sums and of the differences.
-struct Couples {
+// The pairs of two successive results: of the sums and of the differences.
+struct SplitPairs {
     Vector sums, differences;
 
-    Couples(Vector earlier, Vector later)
+    SplitPairs(Vector earlier, Vector later)
         : sums(_mm_unpacklo_epi16(earlier, later)), differences(_mm_unpackhi_epi16(earlier, later)) {}
 
     // Dwords 0 and 2 of both. No split follows on the other ones.
@@ -78,16 +78,16 @@ struct Couples {
     }
 };
 
-// Sum of the magnitudes of both words of each couple; that of -32768 is 32767.
+// Sum of the magnitudes of both words of each pair; that of -32768 is 32767.
 class Magnitudes {
 public:
-    [[gnu::always_inline]] void add(Vector couples) {
-        const Vector magnitudes = _mm_max_epi16(couples, _mm_subs_epi16(_mm_setzero_si128(), couples));
+    [[gnu::always_inline]] void add(Vector pairs) {
+        const Vector magnitudes = _mm_max_epi16(pairs, _mm_subs_epi16(_mm_setzero_si128(), pairs));
         sums_ = _mm_add_epi32(sums_, _mm_madd_epi16(magnitudes, simd::words(1)));
     }
-    [[gnu::always_inline]] void add(const Couples &couples, Magnitudes &ofDifferences) {
-        add(couples.sums);
-        ofDifferences.add(couples.differences);
+    [[gnu::always_inline]] void add(const SplitPairs &pairs, Magnitudes &ofDifferences) {
+        add(pairs.sums);
+        ofDifferences.add(pairs.differences);
     }
 
     int32_t at(size_t dword) const {
@@ -101,7 +101,7 @@ private:
     Vector sums_ = _mm_setzero_si128();
 };
 
-// Bands are named by their splits: L is the sum, H the difference. The comments give the dwords of each vector of couples;
+// Bands are named by their splits: L is the sum, H the difference. The comments give the dwords of each vector of pairs;
 // a number is a band that is complete, x has no meaning.
 class FilterBank {
 public:
@@ -138,8 +138,8 @@ public:
     // 64 samples.
     [[gnu::always_inline]] void split(const int16_t *samples) {
         const Vector earlier = fifthDepth(samples);
-        const Couples couples(earlier, fifthDepth(samples + 32)); // 0, x, 3, x and 1, x, 2, x
-        lowest_.add(couples, lowestDifferences_);
+        const SplitPairs pairs(earlier, fifthDepth(samples + 32)); // 0, x, 3, x and 1, x, 2, x
+        lowest_.add(pairs, lowestDifferences_);
     }
 
     BandMagnitudes takeMagnitudes() {
@@ -164,29 +164,29 @@ private:
         return combine(_mm_unpacklo_epi64(_mm_unpacklo_epi32(a, b), _mm_unpacklo_epi32(c, d)));
     }
 
-    // Eight samples; couples LL, 11, LH, HH.
+    // Eight samples; pairs LL, 11, LH, HH.
     [[gnu::always_inline]] Vector secondDepth(const int16_t *samples) {
         const Vector x = _mm_shuffle_epi32(firstDepth(samples), _MM_SHUFFLE(3, 1, 2, 0));
         const Vector earlier = second_.filter(x);
-        const Vector couples = combine(_mm_unpacklo_epi32(earlier, second_.filter(_mm_srli_si128(x, 8))));
-        highest_.add(couples);
-        return couples;
+        const Vector pairs = combine(_mm_unpacklo_epi32(earlier, second_.filter(_mm_srli_si128(x, 8))));
+        highest_.add(pairs);
+        return pairs;
     }
 
-    // 16 samples; couples LLL, x, 8, 9 and LLH, x, LHH, 10.
-    [[gnu::always_inline]] Couples thirdDepth(const int16_t *samples) {
+    // 16 samples; pairs LLL, x, 8, 9 and LLH, x, LHH, 10.
+    [[gnu::always_inline]] SplitPairs thirdDepth(const int16_t *samples) {
         const Vector earlier = combine(third_.filterOrPass(secondDepth(samples)));
-        const Couples couples(earlier, combine(third_.filterOrPass(secondDepth(samples + 8))));
-        high_.add(couples, highDifferences_);
-        return couples;
+        const SplitPairs pairs(earlier, combine(third_.filterOrPass(secondDepth(samples + 8))));
+        high_.add(pairs, highDifferences_);
+        return pairs;
     }
 
-    // 32 samples; couples LLLL, x, 5, 6 and LLLH, x, 4, 7.
-    [[gnu::always_inline]] Couples fourthDepth(const int16_t *samples) {
+    // 32 samples; pairs LLLL, x, 5, 6 and LLLH, x, 4, 7.
+    [[gnu::always_inline]] SplitPairs fourthDepth(const int16_t *samples) {
         const Vector earlier = combine(fourth_.filterOrPass(thirdDepth(samples).even()));
-        const Couples couples(earlier, combine(fourth_.filterOrPass(thirdDepth(samples + 16).even())));
-        low_.add(couples, lowDifferences_);
-        return couples;
+        const SplitPairs pairs(earlier, combine(fourth_.filterOrPass(thirdDepth(samples + 16).even())));
+        low_.add(pairs, lowDifferences_);
+        return pairs;
     }
 
     // 32 samples; words 0, x, 3, x, 1, x, 2, x.

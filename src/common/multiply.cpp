@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Element-wise products of vectors, and of a vector by a constant, with rounding.
-#include "common/multiply_kernel.h"
+#include "common/multiply.inl"
 #include "frame/implementations.h"
 
 using namespace ryxsc;

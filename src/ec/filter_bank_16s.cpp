@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Sub-band filter bank of the echo canceller in 16 bits, with spectra of 32 bits.
-#include "ec/filter_bank_16s_kernel.h"
+#include "ec/filter_bank_16s.inl"
 #include "frame/implementations.h"
 
 using namespace ryxsc;

@@ -23,7 +23,7 @@ constexpr int pairsPerStep = 16;
 constexpr int pairsPerChunk = 256;
 
 // A lane of the delay line and behind it the values of a chunk, oldest first. Each value stands behind its predecessor in a
-// couple of words of its own, so that pmaddwd takes two taps of four neighbouring outputs from one load, and every other
+// pair of words of its own, so that pmaddwd takes two taps of four neighbouring outputs from one load, and every other
 // load is aligned. The last step of a chunk may go beyond the valid values; its results are dropped.
 class Stream {
 public:
@@ -35,7 +35,7 @@ public:
         latest_ = values;
     }
 
-    // The couples of positions k to k + 3; position 0 is the chunk's first, k at least -12.
+    // The pairs of positions k to k + 3; position 0 is the chunk's first, k at least -12.
     const Vector *at(int k) const { return reinterpret_cast<const Vector *>(words_ + 2 * (k + qmfTaps)); }
 
     // The last values become the history of the next chunk.
@@ -101,10 +101,10 @@ struct Sums {
 
 // The taps phase, phase + 1, phase + 4, phase + 5, ...: each load serves up to three groups of outputs.
 template <int phase>
-[[gnu::always_inline]] inline void accumulate(Sums &sums, const Vector *couples, const CoefficientPairs &coefficients) {
+[[gnu::always_inline]] inline void accumulate(Sums &sums, const Vector *pairs, const CoefficientPairs &coefficients) {
 #pragma GCC unroll 6
     for (int place = 3; place >= -2; place--) {
-        const Vector four = simd::load(reinterpret_cast<const int16_t *>(couples + place) - 2 * phase);
+        const Vector four = simd::load(reinterpret_cast<const int16_t *>(pairs + place) - 2 * phase);
 #pragma GCC unroll 3
         for (int turn = 0; turn < 3; turn++) {
             const int group = place + turn;

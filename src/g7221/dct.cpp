@@ -25,7 +25,7 @@ constexpr int coreLength = 10;
 
 using Words = std::array<int16_t, lanes>;
 
-struct Couple {
+struct VectorPair {
     Vector first, second;
 };
 
@@ -37,13 +37,13 @@ void setRow(int16_t *rows, int n, Vector x) {
 }
 
 // (p + q) >> 1 and (p - q) >> 1 with sums of 17 bits.
-Couple halfSums(Vector p, Vector q) {
+VectorPair halfSums(Vector p, Vector q) {
     const Vector half = _mm_srai_epi16(_mm_xor_si128(p, q), 1);
     return {_mm_add_epi16(_mm_and_si128(p, q), half), _mm_sub_epi16(half, _mm_andnot_si128(p, q))};
 }
 
 // sat16(p + q) and sat16(p + sat16(-q)).
-Couple saturatedSums(Vector p, Vector q) {
+VectorPair saturatedSums(Vector p, Vector q) {
     return {_mm_adds_epi16(p, q), _mm_subs_epi16(p, _mm_max_epi16(q, simd::words(-max16)))};
 }
 
@@ -142,8 +142,8 @@ struct Analysis {
             return _mm_adds_epi16(simd::load(src + n), simd::loadAligned(bias.data() + n));
         return simd::load(src + n);
     }
-    template <int rows> static Couple firstButterfly(Vector p, Vector q, int) { return halfSums(p, q); }
-    static Couple butterfly(Vector p, Vector q) { return halfSums(p, q); }
+    template <int rows> static VectorPair firstButterfly(Vector p, Vector q, int) { return halfSums(p, q); }
+    static VectorPair butterfly(Vector p, Vector q) { return halfSums(p, q); }
     template <int rows> static Vector output(Vector x, int) { return x; }
 
 private:
@@ -164,12 +164,12 @@ struct Synthesis {
                                                               synthesisRotation640);
 
     template <int rows> static Vector input(const int16_t *src, int n) { return simd::load(src + n); }
-    template <int rows> static Couple firstButterfly(Vector p, Vector q, int a) {
+    template <int rows> static VectorPair firstButterfly(Vector p, Vector q, int a) {
         const Words *dither = rows * lanes == shortFrame ? shortDither.data() : longDither.data();
         return {halfSums(_mm_adds_epi16(p, simd::loadAligned(dither[2 * a].data())), q).first,
                 halfSums(_mm_adds_epi16(p, simd::loadAligned(dither[2 * a + 1].data())), q).second};
     }
-    static Couple butterfly(Vector p, Vector q) { return saturatedSums(p, q); }
+    static VectorPair butterfly(Vector p, Vector q) { return saturatedSums(p, q); }
     template <int rows> static Vector output(Vector x, int n) {
         return rows * lanes == shortFrame ? _mm_adds_epi16(x, simd::loadAligned(bias.data() + n)) : x;
     }
@@ -184,7 +184,7 @@ private:
 
 // The words of two vectors, first those of one order and then those of the other: each order picks words of a in its
 // first half and words of b in its second.
-Couple pick(Vector a, Vector orderA, Vector b, Vector orderB) {
+VectorPair pick(Vector a, Vector orderA, Vector b, Vector orderB) {
     const Vector pickedA = _mm_shuffle_epi8(a, orderA), pickedB = _mm_shuffle_epi8(b, orderB);
     return {_mm_unpacklo_epi64(pickedA, pickedB), _mm_unpackhi_epi64(pickedA, pickedB)};
 }
@@ -205,13 +205,13 @@ template <class Direction, int rows> void butterfliesWithinVectors(const int16_t
     const Vector oddBlocks = wordOrder<1, 4, 2, 7, 0, 5, 3, 6>();
     for (int a = 0; a < rows / 2; a++) {
         const int b = rows - 1 - a;
-        const Couple one = pick(Direction::template input<rows>(src, a * lanes), rising,
-                                Direction::template input<rows>(src, b * lanes), rising);
-        const Couple halves = Direction::template firstButterfly<rows>(one.first, one.second, a);
-        const Couple two = pick(halves.first, rising, halves.second, fallingPairs);
-        const Couple quarters = Direction::butterfly(two.first, two.second);
-        const Couple three = pick(quarters.first, rising, quarters.second, swapped);
-        const Couple eighths = Direction::butterfly(three.first, three.second);
+        const VectorPair one = pick(Direction::template input<rows>(src, a * lanes), rising,
+                                    Direction::template input<rows>(src, b * lanes), rising);
+        const VectorPair halves = Direction::template firstButterfly<rows>(one.first, one.second, a);
+        const VectorPair two = pick(halves.first, rising, halves.second, fallingPairs);
+        const VectorPair quarters = Direction::butterfly(two.first, two.second);
+        const VectorPair three = pick(quarters.first, rising, quarters.second, swapped);
+        const VectorPair eighths = Direction::butterfly(three.first, three.second);
         const Vector even = _mm_shuffle_epi8(eighths.first, evenBlocks);
         const Vector odd = _mm_shuffle_epi8(eighths.second, oddBlocks);
         setRow(to, a, _mm_unpacklo_epi16(even, odd));
@@ -222,7 +222,7 @@ template <class Direction, int rows> void butterfliesWithinVectors(const int16_t
 template <class Direction, int rows, int block> void butterfliesOfRows(const int16_t *from, int16_t *to) {
     for (int start = 0; start < rows; start += block)
         for (int j = 0; j < block / 2; j++) {
-            const Couple sums = Direction::butterfly(rowAt(from, start + 2 * j), rowAt(from, start + 2 * j + 1));
+            const VectorPair sums = Direction::butterfly(rowAt(from, start + 2 * j), rowAt(from, start + 2 * j + 1));
             setRow(to, start + j, sums.first);
             setRow(to, start + block - 1 - j, sums.second);
         }

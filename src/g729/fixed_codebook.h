@@ -51,25 +51,25 @@ struct SearchInput {
     void signRows(int ownTrack, int firstTrack, int lastTrack, int16_t bothPlus, int16_t bothMinus, int16_t different);
 };
 
-// The running best of a contest by square / energy, from which only a better quotient, not an equal one, takes over.
-struct Contest {
+// The running argmax of square / energy. Only a better quotient, not an equal one, takes over.
+struct Argmax {
     int16_t square, energy;
 
     // Eight at a time, in order. Returns the last lane that took over, or -1.
     int offer(simd::Vector squares, simd::Vector energies) {
-        int winner = -1;
+        int best = -1;
         unsigned open = 0xff; // lanes that are still to be looked at
         for (;;) {
             const unsigned lanes = better(squares, energies) & open;
             if (lanes == 0) [[likely]]
-                return winner;
-            winner = __builtin_ctz(lanes);
+                return best;
+            best = __builtin_ctz(lanes);
             alignas(16) int16_t square8[8], energy8[8];
             _mm_store_si128(reinterpret_cast<simd::Vector *>(square8), squares);
             _mm_store_si128(reinterpret_cast<simd::Vector *>(energy8), energies);
-            square = square8[winner];
-            energy = energy8[winner];
-            open = 0xfeu << winner & 0xff;
+            square = square8[best];
+            energy = energy8[best];
+            open = 0xfeu << best & 0xff;
         }
     }
     bool offer(int16_t newSquare, int16_t newEnergy) {

@@ -88,7 +88,7 @@ private:
             const Vector energy =
                 _mm_packs_epi32(half(simd::frontDwords, [](Vector x, Vector y) { return _mm_unpacklo_epi16(x, y); }),
                                 half(simd::backDwords, [](Vector x, Vector y) { return _mm_unpackhi_epi16(x, y); }));
-            if (const int lane = contest_.offer(square, energy); lane >= 0) {
+            if (const int lane = argmax_.offer(square, energy); lane >= 0) {
                 best_[0] = i0;
                 best_[1] = i1;
                 best_[2] = i2;
@@ -98,7 +98,7 @@ private:
     }
 
     SearchInput &in_;
-    Contest contest_{0, max16};
+    Argmax argmax_{0, max16};
     int best_[pulses] = {0, places, 2 * places, 3 * places}; // positions 0, 1, 2, 3
 };
 
@@ -119,7 +119,7 @@ public:
 private:
     static constexpr int32_t rounding = 0x4000;
 
-    // Eight energies in the units of a contest: (base + u * x + v * y) / 2^15, rounded.
+    // Eight energies in the units of the criterion: (base + u * x + v * y) / 2^15, rounded.
     static Vector energiesOf(int32_t base, Vector u, int16_t x, Vector v, int16_t y) {
         const Vector factors = _mm_set1_epi32(static_cast<uint16_t>(x) | y << 16);
         const auto sum = [&](Vector pairs) {
@@ -131,19 +131,19 @@ private:
     // A pair on tracks a and b, then one on tracks c and e. Returns whether all four are the best so far.
     bool searchPairs(int a, int b, int c, int e) {
         const int16_t energy = searchFirstPair(a, b);
-        const Contest found = searchSecondPair(c, e, energy);
+        const Argmax found = searchSecondPair(c, e, energy);
         return overall_.offer(found.square, found.energy);
     }
 
     // Only the two positions with the largest magnitudes on the first track. Returns the pair's energy.
     int16_t searchFirstPair(int a, int b) {
-        Contest contest{-1, 1};
+        Argmax argmax{-1, 1};
         const int largest = largestOn(a, -1);
         for (const int i0 : {largest, largestOn(a, largest)}) {
             const Vector sums = _mm_adds_epi16(simd::words(in_.d[i0]), in_.track(in_.d, b));
             const Vector energies =
                 energiesOf(8192 * in_.energies[i0], in_.signedRow(i0, b), 16384, in_.track(in_.energies, b), 8192);
-            if (const int lane = contest.offer(simd::mulShift<15>(sums, sums), energies); lane >= 0) {
+            if (const int lane = argmax.offer(simd::mulShift<15>(sums, sums), energies); lane >= 0) {
                 x_ = i0;
                 y_ = places * b + lane;
                 sum_ = ryxsc::add(in_.d[i0], in_.d[y_]);
@@ -151,13 +151,13 @@ private:
         }
         first_[0] = x_;
         first_[1] = y_;
-        return contest.energy;
+        return argmax.energy;
     }
 
     // All 64 pairs. Of positive quotients square / energy the largest ones are found in floating point, as good as exact
-    // but for the last bits; the contest decides between those that are close.
-    Contest searchSecondPair(int c, int e, int16_t firstEnergy) {
-        Contest contest{-1, 1};
+    // but for the last bits; the argmax decides between those that are close.
+    Argmax searchSecondPair(int c, int e, int16_t firstEnergy) {
+        Argmax argmax{-1, 1};
         alignas(16) Vector squares[places], energies[places];
         __m128 quotients[2 * places], largest = _mm_setzero_ps();
         Vector smallestEnergy = simd::words(max16);
@@ -197,12 +197,12 @@ private:
             const Vector near = _mm_packs_epi32(_mm_castps_si128(_mm_cmpge_ps(quotients[2 * i], close)),
                                                 _mm_castps_si128(_mm_cmpge_ps(quotients[2 * i + 1], close)));
             if (allPositive && _mm_movemask_epi8(near) == 0) continue;
-            if (const int lane = contest.offer(squares[i], energies[i]); lane >= 0) {
+            if (const int lane = argmax.offer(squares[i], energies[i]); lane >= 0) {
                 x_ = places * c + i;
                 y_ = places * e + lane;
             }
         }
-        return contest;
+        return argmax;
     }
 
     // What pulses on track e bring along beside those at i0 and i1.
@@ -234,7 +234,7 @@ private:
     }
 
     const SearchInput &in_;
-    Contest overall_{-1, 1};
+    Argmax overall_{-1, 1};
     int x_ = 0, y_ = 0;
     int16_t sum_ = 0;
     int first_[2];

@@ -33,7 +33,7 @@ public:
             for (int i0 = places * pair.outer; i0 < places * (pair.outer + 1); i0++) {
                 const Vector sums = _mm_adds_epi16(simd::words(in_.d[i0]), in_.track(in_.d, pair.inner));
                 const Vector energies = energiesOf(i0, pair.inner);
-                const int lane = contest_.offer(simd::mulShift<15>(sums, sums), energies);
+                const int lane = argmax_.offer(simd::mulShift<15>(sums, sums), energies);
                 if (lane < 0) continue;
                 const int i1 = places * pair.inner + lane;
                 best_[0] = pair.innerIsFirst ? i1 : i0;
@@ -55,7 +55,7 @@ private:
     }
 
     SearchInput &in_;
-    Contest contest_{0, max16};
+    Argmax argmax_{0, max16};
     int best_[2] = {places, 0}; // positions 1 and 0
 };
 

@@ -44,13 +44,13 @@ public:
         for (int t = 0; t < tracks; t++)
             weights[t] = L_add(peak_[t], peak_[next(t, 1)]);
         Choice best{};
-        Contest contest{-1, 1};
+        Argmax argmax{-1, 1};
         for (int start = 0; start < starts; start++) {
             const auto track = static_cast<int>(std::max_element(weights, weights + tracks) - weights);
             weights[track] = -1;
             const Choice choice = runFrom(track, pulses);
             if (start == 0) best = choice;
-            if (contest.offer(mult(choice.sum, choice.sum), choice.energy)) best = choice;
+            if (argmax.offer(mult(choice.sum, choice.sum), choice.energy)) best = choice;
         }
         return best;
     }
@@ -166,7 +166,7 @@ private:
         correlateBackwards(v, response_ + subframe, products);
         crossEnergies(track, products, first);
         crossEnergies(other, products, second);
-        Contest contest{-1, 1};
+        Argmax argmax{-1, 1};
         numbers[0] = places * track;
         numbers[1] = places * other;
         for (int i = 0; i < places; i++) {
@@ -176,13 +176,13 @@ private:
             const Vector energies =
                 _mm_adds_epi16(simd::words(ryxsc::add(choice.energy, first[i])),
                                _mm_adds_epi16(simd::loadAligned(second), simd::loadAligned(neighbour_[number])));
-            if (const int lane = contest.offer(simd::mulShiftSaturated<15>(sums, sums), energies); lane >= 0) {
+            if (const int lane = argmax.offer(simd::mulShiftSaturated<15>(sums, sums), energies); lane >= 0) {
                 numbers[0] = number;
                 numbers[1] = places * other + lane;
             }
         }
         choice.sum = ryxsc::add(choice.sum, ryxsc::add(d_[numbers[0]], d_[numbers[1]]));
-        choice.energy = contest.energy;
+        choice.energy = argmax.energy;
     }
 
     alignas(16) int16_t d_[subframe];     // backward target by number, with the signs of the pulses

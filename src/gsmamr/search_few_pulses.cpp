@@ -6,7 +6,7 @@
 // is a pattern that shuffles rows of the matrix.
 #include <iterator>
 
-#include "common/contest.h"
+#include "common/pulse_criterion.h"
 #include "gsmamr/pulse_search.h"
 
 namespace ryxsc::gsmamr {
@@ -32,9 +32,9 @@ constexpr Order ordersOfFour[] = {{0, 1, 2, 3}, {3, 0, 1, 2}, {2, 3, 0, 1}, {1, 
 using Marks = std::array<unsigned, step>;
 constexpr Marks allMarked = {0xff, 0xff, 0xff, 0xff, 0xff};
 
-// Without the `struck` smallest correlations, of equal ones those in front. The reference looks for something smaller
-// than 32767, so it never strikes that; finding nothing, it strikes the last position once more, at first position 0.
-unsigned markTrack(Vector correlation, int struck) {
+// Without the `dropped` smallest correlations, of equal ones those in front. The reference looks for something smaller
+// than 32767, so it never drops that; finding nothing, it drops the last position once more, at first position 0.
+unsigned markTrack(Vector correlation, int dropped) {
     Vector rank = _mm_setzero_si128(); // how many are smaller, or equal and in front; as a negative number
     const Vector numbers = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
     Vector other = correlation;
@@ -43,15 +43,15 @@ unsigned markTrack(Vector correlation, int struck) {
         const Vector isInFront = _mm_cmpgt_epi16(numbers, simd::words(static_cast<int16_t>(lanes - 1 - turn)));
         rank = _mm_add_epi16(rank, _mm_cmpgt_epi16(correlation, _mm_add_epi16(other, isInFront)));
     }
-    const Vector stays = _mm_or_si128(_mm_cmpgt_epi16(simd::words(static_cast<int16_t>(1 - struck)), rank),
+    const Vector stays = _mm_or_si128(_mm_cmpgt_epi16(simd::words(static_cast<int16_t>(1 - dropped)), rank),
                                       _mm_cmpeq_epi16(correlation, simd::words(max16)));
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(stays, _mm_setzero_si128())));
 }
 
-Marks mark(const TrackWords<step> &correlation, int struck) {
+Marks mark(const TrackWords<step> &correlation, int dropped) {
     Marks marks;
     for (int track = 0; track < step; track++)
-        marks[static_cast<size_t>(track)] = markTrack(correlation.at(track), struck);
+        marks[static_cast<size_t>(track)] = markTrack(correlation.at(track), dropped);
     const Vector first = _mm_cmpeq_epi16(correlation.at(0), simd::words(max16));
     if (_mm_movemask_epi8(first) == 0xffff) marks[0] &= ~1U;
     return marks;
@@ -66,7 +66,7 @@ Vector lookUp(Vector numbers) {
 struct Trial {
     Vector numbers[mostPulses]; // of the positions on their tracks, from the second pulse on
     Vector p;                   // correlation of all pulses
-    Contest last;               // the latest stage
+    LaneArgmax last;            // the latest stage
 };
 
 simd::Dwords operator+(const simd::Dwords &x, const simd::Dwords &y) {
@@ -92,6 +92,7 @@ private:
     //   a2 = (4 a1 + R22 + 2 R02 + 2 R12 + 8) >> 4
     //   a3 = (16 a2 + R33 + 2 R03 + 2 R13 + 2 R23 + 8) >> 4
     template <int k> void addPulse(Trial &trial) const {
+        constexpr int16_t scales[] = {0, 1, 4, 16}; // of the energy before
         const int track = order_[k];
         const Vector one = simd::words(1), zero = _mm_setzero_si128();
         const Vector correlations = work_.correlation.at(track), energies = work_.matrix.diagonal.at(track);
@@ -100,12 +101,8 @@ private:
             patterns[j] = lookUp(trial.numbers[j]);
         constexpr int shift = k == 1 ? 2 : 4;
         const Vector before = k == 1 ? work_.matrix.diagonal.at(order_[0]) : trial.last.a();
-        const auto base = simd::sumsOfTwoProducts(before,
-                                                  simd::words(k == 1   ? 1
-                                                              : k == 2 ? 4
-                                                                       : 16),
-                                                  one, simd::words(1 << (shift - 1)));
-        Contest contest;
+        const auto base = simd::sumsOfTwoProducts(before, simd::words(scales[k]), one, simd::words(1 << (shift - 1)));
+        LaneArgmax argmax;
 #pragma GCC unroll 1
         for (int number = 0; number < lanes; number++) {
             const Vector energy = inAllLanes(energies, number);
@@ -120,12 +117,12 @@ private:
             if constexpr (k == 3) sums = sums + simd::sumsOfTwoProducts(cross(1), two, cross(2), two);
             const Vector a = _mm_packs_epi32(_mm_srai_epi32(sums.front, shift), _mm_srai_epi32(sums.back, shift));
             const Vector p = _mm_adds_epi16(trial.p, inAllLanes(correlations, number));
-            contest.challenge(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
+            argmax.offer(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
         }
-        trial.numbers[k] = contest.number();
-        trial.last = contest;
-        const Vector found = _mm_adds_epi16(trial.p, _mm_shuffle_epi8(correlations, lookUp(contest.number())));
-        trial.p = _mm_andnot_si128(simd::signMask(contest.q()), found); // 0 where nothing has won
+        trial.numbers[k] = argmax.number();
+        trial.last = argmax;
+        const Vector found = _mm_adds_epi16(trial.p, _mm_shuffle_epi8(correlations, lookUp(argmax.number())));
+        trial.p = _mm_andnot_si128(simd::signMask(argmax.q()), found); // 0 where nothing was found
     }
 
     const Work<step> &work_;
@@ -133,12 +130,12 @@ private:
 };
 
 // The best of all trials. It starts with the pulses at 0, 1, 2, ...
-template <int pulses> class Winner {
+template <int pulses> class BestTrial {
 public:
     // The marked lanes take part one after the other.
-    void challenge(const Trial &trial, const Order &order, unsigned marked) {
-        for (unsigned beating; (beating = trial.last.beat(score_) & marked) != 0;) {
-            const int lane = __builtin_ctz(beating);
+    void offer(const Trial &trial, const Order &order, unsigned marked) {
+        for (unsigned better; (better = trial.last.lanesAbove(criterion_) & marked) != 0;) {
+            const int lane = __builtin_ctz(better);
             marked &= ~1U << lane;
             take(trial, order, lane);
         }
@@ -160,21 +157,21 @@ private:
             simd::store(words, x);
             return words[lane];
         };
-        score_ = {inLane(trial.last.q()), inLane(trial.last.a())};
+        criterion_ = {inLane(trial.last.q()), inLane(trial.last.a())};
         positions_[0] = order[0] + step * lane;
         for (int k = 1; k < pulses; k++)
             positions_[k] = order[static_cast<size_t>(k)] + step * inLane(trial.numbers[k]);
     }
 
-    Score score_;
+    Criterion criterion_;
     int positions_[mostPulses] = {0, 1, 2, 3};
 };
 
 template <int pulses, class Orders> Pulses search(const Orders &orders, const Marks &marks, const Work<step> &work) {
-    Winner<pulses> winner;
+    BestTrial<pulses> best;
     for (const Order &order : orders)
-        winner.challenge(OrderSearch(work, order).template run<pulses>(), order, marks[order[0]]);
-    return winner.withSigns(work.natural.sign);
+        best.offer(OrderSearch(work, order).template run<pulses>(), order, marks[order[0]]);
+    return best.withSigns(work.natural.sign);
 }
 
 } // namespace

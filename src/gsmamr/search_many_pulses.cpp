@@ -6,7 +6,7 @@
 // them before the next one, so that the processor works on several at a time.
 #include <algorithm>
 
-#include "common/contest.h"
+#include "common/pulse_criterion.h"
 #include "gsmamr/pulse_search.h"
 
 namespace ryxsc::gsmamr {
@@ -20,7 +20,7 @@ template <int step> struct Rotation {
     int tracks[2 * step];
     int position[2 * step];
     int p; // correlation of the pulses
-    Score score;
+    Criterion criterion;
 };
 
 // The arithmetic of a pair: energies are sums of the matrix in units of c, the second pulse's part, rounded in units of
@@ -45,7 +45,7 @@ public:
         : work_(work), rotation_(rotation), first_(rotation.tracks[placed]), second_(rotation.tracks[placed + 1]) {}
 
     void run() {
-        if (work_.matrix.isSaturated || rotation_.score.a > Scale::largestEnergy || !searchLanes()) searchPlainly();
+        if (work_.matrix.isSaturated || rotation_.criterion.a > Scale::largestEnergy || !searchLanes()) searchPlainly();
     }
 
 private:
@@ -70,7 +70,7 @@ private:
 
     // Energy of the pulses before, in units of c.
     int energyBefore() const {
-        if constexpr (pair > 0) return rotation_.score.a << (3 + pair);
+        if constexpr (pair > 0) return rotation_.criterion.a << (3 + pair);
         const int i0 = rotation_.position[0], i1 = rotation_.position[1];
         return work_.matrix.energy(i0) + work_.matrix.energy(i1) + 2 * work_.matrix.entry(i0, i1);
     }
@@ -82,18 +82,18 @@ private:
         for (int vector = 0; vector < vectors; vector++)
             parts[vector] = scaleDown(ownEnergy(second_, vector));
         Vector leastEnergy = _mm_setzero_si128();
-        Leaders leaders;
+        FourCandidates candidates;
         for (int vector = 0; vector < vectors; vector++) {
-            const Contest contest = searchVector(vector, parts, leastEnergy);
-            leaders = vector == 0 ? leadersOf(contest) : better(leaders, lastLeadersOf(contest));
+            const LaneArgmax argmax = searchVector(vector, parts, leastEnergy);
+            candidates = vector == 0 ? candidatesOf(argmax) : better(candidates, lastCandidatesOf(argmax));
         }
         if (_mm_movemask_epi8(leastEnergy) != 0) return false;
-        const Leader leader = best(leaders);
-        take(leader.place / 16, leader.place % 16, leader.score);
+        const PlacedCandidate found = argmaxOf(candidates);
+        take(found.place / 16, found.place % 16, found.criterion);
         return true;
     }
 
-    Contest searchVector(int vector, const Vector *parts, Vector &leastEnergy) const {
+    LaneArgmax searchVector(int vector, const Vector *parts, Vector &leastEnergy) const {
         const Vector base = simd::dwords(energyBefore() + (1 << (Scale::shift - 1)));
         const Vector two = simd::words(2), weight = simd::words(static_cast<int16_t>(Scale::weight));
         simd::Dwords first = ownEnergy(first_, vector);
@@ -101,7 +101,7 @@ private:
         first.back = _mm_add_epi32(first.back, base);
         const Vector p1 =
             _mm_adds_epi16(simd::words(static_cast<int16_t>(rotation_.p)), work_.correlation.at(first_, vector));
-        Contest contest;
+        LaneArgmax argmax;
 #pragma GCC unroll 1
         for (int number = 0; number < positions; number++) {
             const auto rest = simd::sumsOfTwoProducts(work_.matrix.row(second_ + step * number, first_, vector), two,
@@ -110,9 +110,9 @@ private:
                                              _mm_srai_epi32(_mm_add_epi32(first.back, rest.back), Scale::shift));
             leastEnergy = _mm_min_epi16(leastEnergy, a);
             const Vector p = _mm_adds_epi16(p1, inAllLanes(work_.correlation.at(second_, number / 8), number % 8));
-            contest.challenge(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
+            argmax.offer(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
         }
-        return contest;
+        return argmax;
     }
 
     // A place is made of the first pulse's position, which is the lane, and the second one's, in the order of the loops.
@@ -121,29 +121,29 @@ private:
         return _mm_or_si128(_mm_unpacklo_epi16(numbers, zero),
                             _mm_slli_epi32(_mm_setr_epi32(lane, lane + 1, lane + 2, lane + 3), 4));
     }
-    static Leaders leadersOf(const Contest &contest) {
-        const Vector numbers = contest.number();
-        return better({contest.front(), places(numbers, 0)},
-                      {contest.back(), places(_mm_unpackhi_epi64(numbers, numbers), 4)});
+    static FourCandidates candidatesOf(const LaneArgmax &argmax) {
+        const Vector numbers = argmax.number();
+        return better({argmax.front(), places(numbers, 0)},
+                      {argmax.back(), places(_mm_unpackhi_epi64(numbers, numbers), 4)});
     }
-    // Of the second vector, which has the last two positions of ten; what does not exist has not won anything.
-    static Leaders lastLeadersOf(const Contest &contest) {
+    // Of the second vector, which has the last two positions of ten; what does not exist has found nothing.
+    static FourCandidates lastCandidatesOf(const LaneArgmax &argmax) {
         const Vector exists = _mm_setr_epi32(-1, -1, 0, 0);
-        return {simd::select(exists, contest.front(), Contest().front()), places(contest.number(), 8)};
+        return {simd::select(exists, argmax.front(), LaneArgmax().front()), places(argmax.number(), 8)};
     }
 
-    void take(int first, int second, const Score &score) {
+    void take(int first, int second, const Criterion &criterion) {
         const int u = first_ + step * first, v = second_ + step * second;
         const int p = sat16(sat16(rotation_.p + work_.d(u)) + work_.d(v));
         rotation_.position[placed] = u;
         rotation_.position[placed + 1] = v;
-        rotation_.score = score;
-        rotation_.p = score.q < 0 ? 0 : p; // nothing has won
+        rotation_.criterion = criterion;
+        rotation_.p = criterion.q < 0 ? 0 : p; // nothing was found
     }
 
     // The recommendation's loops with all their saturations.
     void searchPlainly() {
-        Score best;
+        Criterion best;
         int first = 0, second = 0;
         const int32_t before = energyBefore() * Scale::c;
         for (int i = 0; i < positions; i++) {
@@ -153,9 +153,9 @@ private:
                 const int v = second_ + step * j, p = sat16(p1 + work_.d(v));
                 const int part = round(addEnergy(0, Scale::w, v));
                 const int32_t sum = L_add(L_add(energy, Scale::z * part), 2 * Scale::c * work_.matrix.entry(u, v));
-                const Score score = {std::min((p * p) >> 15, 32767), round(sum)};
-                if (!best.isBeatenBy(score)) continue;
-                best = score;
+                const Criterion criterion = {std::min((p * p) >> 15, 32767), round(sum)};
+                if (!best.isBelow(criterion)) continue;
+                best = criterion;
                 first = i;
                 second = j;
             }
@@ -239,10 +239,10 @@ template <int step> Pulses searchManyPulses(const Words &magnitude, const Work<s
     searchPairs(work, rotations);
 
     Pulses pulses = {2 * step, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {}};
-    Score best;
+    Criterion best;
     for (const Rotation<step> &rotation : rotations)
-        if (best.isBeatenBy(rotation.score)) {
-            best = rotation.score;
+        if (best.isBelow(rotation.criterion)) {
+            best = rotation.criterion;
             std::copy_n(rotation.position, 2 * step, pulses.position);
         }
     for (int k = 0; k < pulses.count; k++)

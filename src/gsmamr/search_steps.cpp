@@ -124,8 +124,8 @@ void filter(Codebook codebook, const Pulses &pulses, const PaddedResponse &impul
     const PulseGains gains = ten ? PulseGains{8192, -8192} : PulseGains{32767, -32768};
     const simd::ScaleDown scaleDown(15);
     const int pairs = (pulses.count + 1) / 2;
-    const int16_t
-        *responses[2 * maxPairs]; // of the pulses from sample 0 on; zeros for the one that a third pulse lacks
+    // The responses to the pulses from sample 0 on; zeros for the one that a third pulse lacks.
+    const int16_t *responses[2 * maxPairs];
     Vector factors[maxPairs];
     for (int k = 0; k < 2 * pairs; k++)
         responses[k] = k < pulses.count ? impulse.at - pulses.position[k] : impulse.zeros;

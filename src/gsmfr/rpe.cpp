@@ -17,16 +17,16 @@ namespace {
 constexpr int reach = weightingTaps / 2; // neighbours on either side
 constexpr int outputsPerStep = 8;
 
-// Outputs k, k + 2, k + 4 and k + 6, before the shift; e points to sample k - reach. Five couples of taps cover all that
+// Outputs k, k + 2, k + 4 and k + 6, before the shift; e points to sample k - reach. Five pairs of taps cover all that
 // are not 0. No sum leaves 32 bits, since the magnitudes of the taps add up to 24798.
 Vector everySecondOutput(const int16_t *e) {
-    const auto couple = [e](int tap) {
+    const auto pair = [e](int tap) {
         const auto first = static_cast<uint16_t>(weightingFilter[tap]);
         const int32_t both = static_cast<int32_t>(weightingFilter[tap + 1] * 65536 + first);
         return _mm_madd_epi16(simd::load(e + tap), simd::dwords(both));
     };
-    const Vector outer = _mm_add_epi32(couple(0), couple(9));
-    const Vector inner = _mm_add_epi32(couple(3), _mm_add_epi32(couple(5), couple(7)));
+    const Vector outer = _mm_add_epi32(pair(0), pair(9));
+    const Vector inner = _mm_add_epi32(pair(3), _mm_add_epi32(pair(5), pair(7)));
     return _mm_srai_epi32(_mm_add_epi32(_mm_add_epi32(outer, inner), simd::dwords(4096)), 13);
 }
 

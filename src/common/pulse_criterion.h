@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and
-// energy a the one with the largest q/a wins, the first one among equals. q/a is compared by cross products, so nothing is
+// energy a the one with the largest q/a is taken, the first one among equals. q/a is compared by cross products, so nothing is
 // divided.
 #pragma once
 
@@ -16,18 +16,18 @@ inline simd::Vector squareQ15(simd::Vector p) {
     return _mm_mulhi_epu16(magnitude, _mm_adds_epu16(magnitude, magnitude));
 }
 
-// A running best that starts below every candidate with a positive energy.
-struct Score {
+// Squared correlation and energy; as it stands, a running best that starts below every candidate with a positive energy.
+struct Criterion {
     int q = -1, a = 1;
 
-    bool isBeatenBy(const Score &other) const { return a * other.q > q * other.a; }
+    bool isBelow(const Criterion &other) const { return a * other.q > q * other.a; }
 };
 
-// Eight contests, one a lane, each of them sequential. Energies above -32768.
-class Contest {
+// The argmax of each of eight lanes, whose candidates come one after the other. Energies above -32768.
+class LaneArgmax {
 public:
-    // Numbers must rise from challenge to challenge.
-    void challenge(simd::Vector q, simd::Vector a, simd::Vector number) {
+    // Numbers must rise from call to call.
+    void offer(simd::Vector q, simd::Vector a, simd::Vector number) {
         const simd::Vector minusA = _mm_sub_epi16(_mm_setzero_si128(), a);
         const simd::Vector front = exceeds(_mm_unpacklo_epi16(q, minusA), front_);
         const simd::Vector back = exceeds(_mm_unpackhi_epi16(q, minusA), back_);
@@ -36,7 +36,7 @@ public:
         number_ = _mm_max_epi16(number_, _mm_and_si128(_mm_packs_epi32(front, back), number));
     }
 
-    // Number of the best candidate, 0 where none has won; its energy and its q.
+    // Number of the best candidate, 0 where none was taken; its energy and its q.
     simd::Vector number() const { return number_; }
     simd::Vector a() const {
         const auto low = [](simd::Vector x) { return _mm_srai_epi32(_mm_slli_epi32(x, 16), 16); };
@@ -48,12 +48,12 @@ public:
     simd::Vector front() const { return front_; }
     simd::Vector back() const { return back_; }
 
-    // Which lanes beat the score, one bit each.
-    unsigned beat(const Score &score) const {
-        const auto pair = static_cast<uint32_t>(score.a) << 16 | static_cast<uint16_t>(-score.q);
+    // Which lanes are above the criterion, one bit each.
+    unsigned lanesAbove(const Criterion &criterion) const {
+        const auto pair = static_cast<uint32_t>(criterion.a) << 16 | static_cast<uint16_t>(-criterion.q);
         const simd::Vector cross = simd::dwords(static_cast<int32_t>(pair));
-        const simd::Vector wins = _mm_packs_epi32(exceeds(front_, cross), exceeds(back_, cross));
-        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(wins, _mm_setzero_si128())));
+        const simd::Vector isBetter = _mm_packs_epi32(exceeds(front_, cross), exceeds(back_, cross));
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(isBetter, _mm_setzero_si128())));
     }
 
 private:
@@ -70,35 +70,35 @@ private:
     simd::Vector number_ = _mm_setzero_si128();
 };
 
-// Four leaders: (a, q) and a place, which decides between equals. Energies not negative.
-struct Leaders {
+// Four candidates: (a, q) and a place, which decides between equals. Energies not negative.
+struct FourCandidates {
     simd::Vector pairs, places;
 
-    template <int order> Leaders shuffled() const {
+    template <int order> FourCandidates shuffled() const {
         return {_mm_shuffle_epi32(pairs, order), _mm_shuffle_epi32(places, order)};
     }
 };
 
 // Lane by lane the one with the larger q/a, of equals the one with the smaller place.
-inline Leaders better(const Leaders &x, const Leaders &y) {
+inline FourCandidates better(const FourCandidates &x, const FourCandidates &y) {
     // From (a, q) to (q, -a), so that pmaddwd gives the difference of the cross products.
     const simd::Vector exchange = _mm_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13);
     const simd::Vector crossed = _mm_sign_epi16(_mm_shuffle_epi8(y.pairs, exchange), simd::dwords(-0x10000 + 1));
-    const simd::Vector lead = _mm_madd_epi16(crossed, x.pairs);
-    const simd::Vector wins = _mm_cmpgt_epi32(lead, _mm_cmpgt_epi32(x.places, y.places)); // a lead of 0 is more than -1
-    return {simd::select(wins, y.pairs, x.pairs), simd::select(wins, y.places, x.places)};
+    const simd::Vector difference = _mm_madd_epi16(crossed, x.pairs);
+    const simd::Vector isBetter = _mm_cmpgt_epi32(difference, _mm_cmpgt_epi32(x.places, y.places)); // 0 is more than -1
+    return {simd::select(isBetter, y.pairs, x.pairs), simd::select(isBetter, y.places, x.places)};
 }
 
-struct Leader {
-    Score score;
+struct PlacedCandidate {
+    Criterion criterion;
     int place;
 };
 
-inline Leader best(Leaders leaders) {
-    leaders = better(leaders, leaders.shuffled<_MM_SHUFFLE(1, 0, 3, 2)>());
-    leaders = better(leaders, leaders.shuffled<_MM_SHUFFLE(2, 3, 0, 1)>());
-    const int32_t pair = _mm_cvtsi128_si32(leaders.pairs);
-    return {{extract_h(pair), extract_l(pair)}, _mm_cvtsi128_si32(leaders.places)};
+inline PlacedCandidate argmaxOf(FourCandidates candidates) {
+    candidates = better(candidates, candidates.shuffled<_MM_SHUFFLE(1, 0, 3, 2)>());
+    candidates = better(candidates, candidates.shuffled<_MM_SHUFFLE(2, 3, 0, 1)>());
+    const int32_t pair = _mm_cvtsi128_si32(candidates.pairs);
+    return {{extract_h(pair), extract_l(pair)}, _mm_cvtsi128_si32(candidates.places)};
 }
 
 } // namespace ryxsc

@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/lp_filters.h"
-#include "common/multiply_kernel.h"
+#include "common/multiply.inl"
 
 namespace ryxsc {
 namespace {

@@ -78,7 +78,7 @@ public:
         return words_ + (negative ? 3 * positions : positions) - position;
     }
 
-    // Row m holds the couples (h[k], h[k+1]) for k = m, m-4, m-8, m-12; m from -3 on, and h is 0 before sample 0.
+    // Row m holds the pairs (h[k], h[k+1]) for k = m, m-4, m-8, m-12; m from -3 on, and h is 0 before sample 0.
     const Vector *row(int m) const { return rows_ + m - firstRow; }
 
 private:
@@ -88,8 +88,8 @@ private:
         Vector previous[4] = {};
         for (int m = firstRow; m < positions; m += 4)
             for (int i = 0; i < 4; i++) {
-                const Vector couple = simd::load32(samples() + m + i);
-                previous[i] = _mm_or_si128(_mm_slli_si128(previous[i], 4), couple);
+                const Vector pair = simd::load32(samples() + m + i);
+                previous[i] = _mm_or_si128(_mm_slli_si128(previous[i], 4), pair);
                 rows_[m + i - firstRow] = previous[i];
             }
     }
@@ -117,7 +117,7 @@ struct BothSums {
 // Adds to both sums the parts of 8 samples, of which the first `quarters` quarters of the tracks see something.
 template <int quarters> [[gnu::always_inline]] inline void correlate8(Vector samples, const Vector *rowsX,
                                                                       const Vector *rowsY, BothSums &sums) {
-    const Vector couples[4] = {
+    const Vector pairs[4] = {
         _mm_shuffle_epi32(samples, _MM_SHUFFLE(0, 0, 0, 0)), _mm_shuffle_epi32(samples, _MM_SHUFFLE(1, 1, 1, 1)),
         _mm_shuffle_epi32(samples, _MM_SHUFFLE(2, 2, 2, 2)), _mm_shuffle_epi32(samples, _MM_SHUFFLE(3, 3, 3, 3))};
 #pragma GCC unroll 4
@@ -125,9 +125,9 @@ template <int quarters> [[gnu::always_inline]] inline void correlate8(Vector sam
 #pragma GCC unroll 4
         for (int q = 0; q < quarters; q++) {
             Vector &x = sums.x.quarter[q], &y = sums.y.quarter[q];
-            x = _mm_add_epi32(x, _mm_madd_epi16(rowsX[2 * k - 16 * q], couples[k]));
+            x = _mm_add_epi32(x, _mm_madd_epi16(rowsX[2 * k - 16 * q], pairs[k]));
             simd::finish(x);
-            y = _mm_add_epi32(y, _mm_madd_epi16(rowsY[2 * k - 16 * q], couples[k]));
+            y = _mm_add_epi32(y, _mm_madd_epi16(rowsY[2 * k - 16 * q], pairs[k]));
             simd::finish(y);
         }
 }
@@ -192,13 +192,13 @@ inline void crossTermsBounded(const Response &response, const TrackWords &signs,
     TrackSums sums(rounding);
     for (int i = trackLength - 1; i >= 0; i--) {
         const int16_t *const h = response.samples() + 62 - tracks * i - trackX;
-        const Vector coupleA = _mm_shuffle_epi32(simd::load32(h), 0);
-        const Vector coupleB = _mm_shuffle_epi32(simd::load32(h - 2), 0);
+        const Vector pairA = _mm_shuffle_epi32(simd::load32(h), 0);
+        const Vector pairB = _mm_shuffle_epi32(simd::load32(h - 2), 0);
 #pragma GCC unroll 4
         for (int q = 0; q < 4; q++) {
             const Vector above = q < 3 ? sums.quarter[q + 1] : rounding;
             const Vector products =
-                _mm_add_epi32(_mm_madd_epi16(coupleA, newest[-16 * q]), _mm_madd_epi16(coupleB, older[-16 * q]));
+                _mm_add_epi32(_mm_madd_epi16(pairA, newest[-16 * q]), _mm_madd_epi16(pairB, older[-16 * q]));
             sums.quarter[q] = _mm_add_epi32(_mm_alignr_epi8(above, sums.quarter[q], 4), products);
         }
         // mult(v, 32767 or -32768) is the upper half of the product by 2v.

@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "amrwb/codebook_pairs.h"
-#include "amrwb/codebook_workspace.h"
+#include "amrwb/codebook_pairs.inl"
+#include "amrwb/codebook_workspace.inl"
 
 namespace ryxsc::amrwb {
 
@@ -77,18 +77,18 @@ private:
 
     static constexpr int none = -1;
 
-    // The earliest one among equals, and none when energies that saturated leave no winner.
+    // The earliest one among equals, and none when energies that saturated leave none.
     int bestIteration() const {
-        Score best;
-        int winner = none;
+        Criterion best;
+        int chosen = none;
         for (int k = 0; k < codebook_.iterations; k++) {
             const Placement &placement = work_.placements[k];
-            const Score next = {mult(placement.correlation, placement.correlation), placement.energy};
-            if (!best.isBeatenBy(next)) continue;
+            const Criterion next = {mult(placement.correlation, placement.correlation), placement.energy};
+            if (!best.isBelow(next)) continue;
             best = next;
-            winner = k;
+            chosen = k;
         }
-        return winner;
+        return chosen;
     }
 
     // The two tracks of a pair are always neighbours.
@@ -131,7 +131,7 @@ private:
         const Candidate best = bestPair(x, y, candidates(x, tried), placement);
         const int16_t correlation = add(correlations.words[x][best.x], correlations.words[y][best.y]);
         placement.correlation = add(placement.correlation, correlation);
-        placement.energy = static_cast<int16_t>(best.score.a);
+        placement.energy = static_cast<int16_t>(best.criterion.a);
         work_.placePair(placement, tracks * best.x + x, tracks * best.y + y);
     }
 
@@ -215,7 +215,7 @@ private:
             const Vector sum = _mm_add_epi16(increment, _mm_add_epi16(crossTerm, crossTerm));
             return _mm_add_epi16(energy, _mm_srai_epi16(sum, 3));
         };
-        Tournament tournament;
+        PairArgmax argmax;
         int places[trackLength];
         int turn = 0;
         for (; candidatesOfX != 0; candidatesOfX &= candidatesOfX - 1) {
@@ -223,12 +223,12 @@ private:
             places[turn++] = i;
             const int16_t *const crossTerms = work_.crossTerms[x][i];
             const Vector own = simd::words(correlations.words[x][i]), increment = simd::words(increments.x[i]);
-            tournament.enter(turn, squareQ15(_mm_add_epi16(correlationsFront, own)),
-                             squareQ15(_mm_add_epi16(correlationsBack, own)),
-                             energies(_mm_add_epi16(incrementsFront, increment), simd::loadAligned(crossTerms)),
-                             energies(_mm_add_epi16(incrementsBack, increment), simd::loadAligned(crossTerms + 8)));
+            argmax.offer(turn, squareQ15(_mm_add_epi16(correlationsFront, own)),
+                         squareQ15(_mm_add_epi16(correlationsBack, own)),
+                         energies(_mm_add_epi16(incrementsFront, increment), simd::loadAligned(crossTerms)),
+                         energies(_mm_add_epi16(incrementsBack, increment), simd::loadAligned(crossTerms + 8)));
         }
-        std::optional<Candidate> best = tournament.winner();
+        std::optional<Candidate> best = argmax.best();
         if (best) best->x = places[best->x - 1];
         return best;
     }

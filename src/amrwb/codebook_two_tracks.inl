@@ -3,8 +3,8 @@
 // Compiled by both processor variants.
 #pragma once
 
-#include "amrwb/codebook_pairs.h"
-#include "amrwb/codebook_workspace.h"
+#include "amrwb/codebook_pairs.inl"
+#include "amrwb/codebook_workspace.inl"
 
 namespace ryxsc::amrwb {
 
@@ -62,17 +62,17 @@ private:
         const TrackWords &correlations = work_.signs.correlations, &energies = work_.energies;
         const Vector correlationsFront = correlations.front(oddTrack), correlationsBack = correlations.back(oddTrack);
         const Vector energiesFront = energies.front(oddTrack), energiesBack = energies.back(oddTrack);
-        Tournament tournament;
+        PairArgmax argmax;
         for (int x = 0; x < positions / 2; x++) {
             const int p = evenPosition(x);
             const Vector correlation = simd::words(correlations.at(p)), energy = simd::words(energies.at(p));
             const int16_t *const terms = crossTerms(p % tracks, oddTrack)[p / tracks];
-            tournament.enter(x + 1, squareQ15(_mm_add_epi16(correlationsFront, correlation)),
-                             squareQ15(_mm_add_epi16(correlationsBack, correlation)),
-                             _mm_add_epi16(energy, _mm_add_epi16(energiesFront, simd::loadAligned(terms))),
-                             _mm_add_epi16(energy, _mm_add_epi16(energiesBack, simd::loadAligned(terms + 8))));
+            argmax.offer(x + 1, squareQ15(_mm_add_epi16(correlationsFront, correlation)),
+                         squareQ15(_mm_add_epi16(correlationsBack, correlation)),
+                         _mm_add_epi16(energy, _mm_add_epi16(energiesFront, simd::loadAligned(terms))),
+                         _mm_add_epi16(energy, _mm_add_epi16(energiesBack, simd::loadAligned(terms + 8))));
         }
-        return tournament.winner();
+        return argmax.best();
     }
 
     std::optional<Pair> bestPairInLanes() {
@@ -80,8 +80,8 @@ private:
         if (!first || !second) return std::nullopt;
         const Pair onFirst = {evenPosition(first->x - 1), tracks * first->y + 1};
         const Pair onSecond = {evenPosition(second->x - 1), tracks * second->y + 3};
-        if (second->score.isBeatenBy(first->score)) return onFirst;
-        if (first->score.isBeatenBy(second->score)) return onSecond;
+        if (second->criterion.isBelow(first->criterion)) return onFirst;
+        if (first->criterion.isBelow(second->criterion)) return onSecond;
         const bool firstIsEarlier = onFirst.p < onSecond.p || (onFirst.p == onSecond.p && onFirst.q < onSecond.q);
         return firstIsEarlier ? onFirst : onSecond;
     }

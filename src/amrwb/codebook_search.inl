@@ -3,8 +3,8 @@
 // variants.
 #pragma once
 
-#include "amrwb/codebook_four_tracks.h"
-#include "amrwb/codebook_two_tracks.h"
+#include "amrwb/codebook_four_tracks.inl"
+#include "amrwb/codebook_two_tracks.inl"
 #include "common/checks.h"
 #include "common/state_block.h"
 

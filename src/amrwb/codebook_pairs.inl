@@ -4,14 +4,14 @@
 //
 // The recommendation scans the pairs and takes one when it beats the best so far by cross multiplication. As long as all
 // energies are positive, that is an order among fractions: the scan may be cut into lanes, one for each second position,
-// and the winners compared at the end, as long as equal fractions leave the pair that the scan meets first.
+// and the best of each compared at the end, as long as equal fractions leave the pair that the scan meets first.
 #pragma once
 
 #include <bit>
 #include <optional>
 
-#include "amrwb/codebook_response.h"
-#include "common/contest.h"
+#include "amrwb/codebook_response.inl"
+#include "common/pulse_criterion.h"
 
 namespace ryxsc::amrwb {
 
@@ -19,43 +19,45 @@ namespace {
 
 // A pair and its place in the scan.
 struct Candidate {
-    Score score; // squared correlation and energy
+    Criterion criterion; // squared correlation and energy
     int x = 0, y = 0;
 };
 
 // The best candidate of each of 16 lanes, and then of all.
-class Tournament {
+class PairArgmax {
 public:
     // Turns are counted from 1.
-    void enter(int turn, Vector qFront, Vector qBack, Vector energyFront, Vector energyBack) {
+    void offer(int turn, Vector qFront, Vector qBack, Vector energyFront, Vector energyBack) {
         const Vector number = simd::words(static_cast<int16_t>(turn));
         lowestEnergy_ = _mm_min_epi16(lowestEnergy_, _mm_min_epi16(energyFront, energyBack));
-        front_.challenge(qFront, energyFront, number);
-        back_.challenge(qBack, energyBack, number);
+        front_.offer(qFront, energyFront, number);
+        back_.offer(qBack, energyBack, number);
     }
 
-    // The winner with x = its turn and y = its lane; nothing when an energy was not positive.
-    std::optional<Candidate> winner() const {
+    // The best pair, with x = its turn and y = its lane; nothing when an energy was not positive.
+    std::optional<Candidate> best() const {
         if (_mm_movemask_epi8(_mm_cmpgt_epi16(simd::words(1), lowestEnergy_)) != 0) return std::nullopt;
-        const Leaders first = better({front_.front(), frontPlaces(front_, 0)}, {front_.back(), backPlaces(front_, 4)});
-        const Leaders second = better({back_.front(), frontPlaces(back_, 8)}, {back_.back(), backPlaces(back_, 12)});
-        const Leader leader = best(better(first, second));
-        return Candidate{leader.score, leader.place / trackLength, leader.place % trackLength};
+        const FourCandidates first =
+            better({front_.front(), frontPlaces(front_, 0)}, {front_.back(), backPlaces(front_, 4)});
+        const FourCandidates second =
+            better({back_.front(), frontPlaces(back_, 8)}, {back_.back(), backPlaces(back_, 12)});
+        const PlacedCandidate found = argmaxOf(better(first, second));
+        return Candidate{found.criterion, found.place / trackLength, found.place % trackLength};
     }
 
 private:
     // A place in the scan is made of turn and lane.
-    static Vector frontPlaces(const Contest &contest, int lane) {
-        return places(_mm_unpacklo_epi16(contest.number(), _mm_setzero_si128()), lane);
+    static Vector frontPlaces(const LaneArgmax &argmax, int lane) {
+        return places(_mm_unpacklo_epi16(argmax.number(), _mm_setzero_si128()), lane);
     }
-    static Vector backPlaces(const Contest &contest, int lane) {
-        return places(_mm_unpackhi_epi16(contest.number(), _mm_setzero_si128()), lane);
+    static Vector backPlaces(const LaneArgmax &argmax, int lane) {
+        return places(_mm_unpackhi_epi16(argmax.number(), _mm_setzero_si128()), lane);
     }
     static Vector places(Vector turns, int lane) {
         return _mm_or_si128(_mm_slli_epi32(turns, 4), _mm_setr_epi32(lane, lane + 1, lane + 2, lane + 3));
     }
 
-    Contest front_, back_;
+    LaneArgmax front_, back_;
     Vector lowestEnergy_ = simd::words(max16);
 };
 
@@ -68,7 +70,7 @@ Candidate scan(uint32_t candidates, int lanes, Correlation correlationOf, Energy
         for (int y = 0; y < lanes; y++) {
             const int16_t correlation = correlationOf(x, y);
             const Candidate next = {{mult(correlation, correlation), energyOf(x, y)}, x, y};
-            if (best.score.isBeatenBy(next.score)) best = next;
+            if (best.criterion.isBelow(next.criterion)) best = next;
         }
     }
     return best;

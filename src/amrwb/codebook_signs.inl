@@ -3,7 +3,7 @@
 // the positions of a track. Compiled by both processor variants.
 #pragma once
 
-#include "amrwb/codebook_response.h"
+#include "amrwb/codebook_response.inl"
 #include "common/inv_sqrt.h"
 #include "common/product_sums.h"
 

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "amrwb/codebook_packing.h"
-#include "amrwb/codebook_response.h"
-#include "amrwb/codebook_signs.h"
+#include "amrwb/codebook_response.inl"
+#include "amrwb/codebook_signs.inl"
 
 namespace ryxsc::amrwb {
 
