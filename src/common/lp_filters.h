@@ -285,9 +285,13 @@ template <int order> bool termsFit(const int16_t *a, int first, const int16_t *c
 
 // y = x / A(z), n up to 320 samples, with the first coefficient `gain` and the history y[-order .. -1] at `history`. x may
 // be y. Returns whether anything saturated: a product, a sum, the shift or the rounding. ending: the latest 16 outputs, for
-// n a multiple of 8 from 16 on.
-template <int order> bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n,
-                                     const int16_t *history, int up, simd::Vector *ending) {
+// n a multiple of 8 from 16 on. beside(i) is called before every eight outputs: the chain leaves room for another one.
+struct NothingBeside {
+    void operator()(int) const {}
+};
+template <int order, class Beside = NothingBeside>
+bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, const int16_t *history, int up,
+                simd::Vector *ending, Beside beside = {}) {
     using Chain = SynthesisChain<order>;
     constexpr int longest = 320;
     const int down = 15 - up;
@@ -321,6 +325,7 @@ template <int order> bool synthesise(const int16_t *a, int16_t gain, const int16
     Chain chain(a, history, input, down);
     simd::Vector before = _mm_setzero_si128(), latest = before;
     for (i = 0; i + 8 <= n; i += 8) {
+        beside(i);
         const simd::Vector p0 = chain.next(), p1 = chain.next(), p2 = chain.next(), p3 = chain.next();
         const simd::Vector words = _mm_unpacklo_epi64(_mm_unpacklo_epi32(p0, p1), _mm_unpacklo_epi32(p2, p3));
         range.add(words);

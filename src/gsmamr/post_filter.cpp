@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive post-filter of GSM-AMR (3GPP TS 26.090, clause 6.2.1): formants, tilt compensation, gain control.
 #include "common/checks.h"
+#include "common/lp_lanes.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
@@ -22,55 +23,178 @@ namespace {
 
 using State = PostFilterState_GSMAMR;
 
-constexpr int frameLength = 160;
+constexpr int subframes = 4;
+constexpr int frameLength = subframes * subframeLength;
 constexpr int responseLength = 22;
+constexpr int row = 16; // words for a set of coefficients
 
-struct Weights {
-    int16_t numerator, denominator;
+// Powers of the weights 0.55, 0.7, 0.75, each rounded as ryxsMulPowerC_NR_16s_Sfs() does.
+struct Powers {
+    alignas(16) int16_t at[row] = {};
+
+    constexpr explicit Powers(int16_t base) {
+        int32_t power = base;
+        for (int k = 1; k <= lpOrder; k++, power = (power * base + 16384) >> 15)
+            at[k] = static_cast<int16_t>(power);
+    }
 };
-constexpr Weights weightsOf(Rate rate) {
-    return rate >= Rate::r1020 ? Weights{22938, 24576} : Weights{18022, 22938};
+struct Weights {
+    Powers numerator, denominator;
+};
+constexpr Weights highRates = {Powers(22938), Powers(24576)}, lowRates = {Powers(18022), Powers(22938)};
+
+// The formant filter of every subframe: A(z / weight), zeros behind the last coefficient.
+struct Filters {
+    alignas(16) int16_t a[subframes][row];
+
+    Filters(const int16_t *lpc, const Powers &powers) {
+        for (int k = 0; k < subframes; k++, lpc += lpOrder + 1) {
+            simd::store(a[k], _mm_mulhrs_epi16(simd::load(lpc), simd::loadAligned(powers.at)));
+            const simd::Vector last = _mm_srli_si128(simd::load(lpc + 3), 10);
+            simd::store(a[k] + 8, _mm_mulhrs_epi16(last, simd::loadAligned(powers.at + 8)));
+            a[k][0] = lpc[0];
+        }
+    }
+};
+
+// residual = A(z / numerator) input; ten samples stand in front of the input.
+void analyse(const Filters &numerators, const int16_t *input, int16_t *residual) {
+    for (int k = 0; k < subframes; k++)
+        LpFilter(numerators.a[k]).analyse(input + k * subframeLength, residual + k * subframeLength, subframeLength);
 }
 
-// The tilt of the formant filter, from its truncated impulse response.
-int16_t tiltOf(const int16_t *numerator, const LpFilter &denominator) {
-    int16_t taps[responseLength] = {}, signal[lpOrder + responseLength] = {};
-    int16_t *const h = signal + lpOrder;
-    std::copy_n(numerator, lpOrder + 1, taps);
-    denominator.synthesise(taps, h, responseLength);
-    const int32_t energy = macEnergy(h, responseLength).value;
-    const int32_t neighbours = macProducts(h, h + 1, responseLength - 1).value;
+int16_t tiltOf(int32_t energy, int32_t neighbours) {
     const int16_t first = extract_h(energy), second = extract_h(neighbours);
     return second <= 0 ? int16_t{0} : div_s(mult(second, 26214), first);
 }
 
-// residual[n] -= tilt * residual[n - 1]; one sample stands in front. The tilt is not negative.
-void compensateTilt(int16_t *residual, int16_t tilt) {
-    const simd::Vector factor = simd::words(tilt);
-    for (int n = subframeLength - 8; n >= 0; n -= 8) {
-        const simd::Vector part = simd::mulShift<15>(simd::load(residual + n - 1), factor);
-        simd::store(residual + n, _mm_subs_epi16(simd::load(residual + n), part));
+// The tilt of a formant filter, from its truncated impulse response.
+int16_t tiltOf(const int16_t *numerator, const int16_t *denominator) {
+    int16_t taps[responseLength] = {}, signal[lpOrder + responseLength] = {};
+    int16_t *const h = signal + lpOrder;
+    std::copy_n(numerator, lpOrder + 1, taps);
+    LpFilter(denominator).synthesise(taps, h, responseLength);
+    return tiltOf(macEnergy(h, responseLength).value, macProducts(h, h + 1, responseLength - 1).value);
+}
+
+// The impulse responses of all subframes at once. False where a sum might saturate.
+bool findTilts(const Filters &numerators, const Filters &denominators, int16_t (&tilts)[subframes]) {
+    constexpr int16_t largest = 8191; // so that the energy fits 31 bits
+    LaneSignals<responseLength + 2> taps, h;
+    for (int from = 0; from < row; from += 8) {
+        simd::Vector columns[4];
+        transposeWords({simd::load(numerators.a[0] + from), simd::load(numerators.a[1] + from),
+                        simd::load(numerators.a[2] + from), simd::load(numerators.a[3] + from)},
+                       columns);
+        for (int k = 0; k < 8; k += 2)
+            simd::store(taps.at[from + k], columns[k / 2]);
+    }
+    for (int n = row; n < responseLength; n += 2)
+        simd::store(taps.at[n], _mm_setzero_si128());
+    if (!SynthesisLanes<lpOrder>(denominators.a[0], row).run(taps, h, responseLength)) return false;
+
+    Range range;
+    simd::Vector energies = _mm_setzero_si128(), neighbours = energies, before = energies;
+    for (int n = 0; n < responseLength; n += 2) {
+        const simd::Vector two = simd::load(h.at[n]), second = _mm_unpackhi_epi64(two, two);
+        range.add(two);
+        const simd::Vector couple = _mm_unpacklo_epi16(two, second);
+        energies = _mm_add_epi32(energies, _mm_madd_epi16(couple, couple));
+        neighbours = _mm_add_epi32(neighbours, _mm_madd_epi16(couple, _mm_unpacklo_epi16(before, two)));
+        before = second;
+    }
+    alignas(16) int32_t sums[2][subframes];
+    simd::store(sums[0], energies);
+    simd::store(sums[1], neighbours);
+    if (!range.isWithin(largest)) return false;
+    for (int k = 0; k < subframes; k++) {
+        if (sums[0][k] >= 1 << 30) return false;
+        tilts[k] = tiltOf(2 * sums[0][k], 2 * sums[1][k]);
+    }
+    return true;
+}
+
+// dst[n] = residual[n] - tilt * residual[n - 1]; one sample stands in front. The tilts are not negative.
+void compensateTilt(const int16_t *residual, const int16_t (&tilts)[subframes], int16_t *dst) {
+    for (int k = 0; k < subframes; k++) {
+        const simd::Vector factor = simd::words(tilts[k]);
+        for (int n = k * subframeLength; n < (k + 1) * subframeLength; n += 8) {
+            const simd::Vector part = simd::mulShift<15>(simd::load(residual + n - 1), factor);
+            simd::store(dst + n, _mm_subs_epi16(simd::load(residual + n), part));
+        }
     }
 }
 
-// Brings the output to the level of the input, from sample to sample more. With gains of 0..32767 and steps of 0..3275
-// nothing saturates in the recursion: 29490 + 3275 < 32768.
-void controlGain(const int16_t *input, int16_t *output, int16_t &gain) {
-    const int32_t energy = levelEnergy(output);
-    if (energy == 0) {
-        gain = 0;
-        return;
+// Brings a subframe's output to the level of the input, from sample to sample more: gain = 0.9 * gain + step. With gains of
+// 0..32767 and steps of 0..3275 nothing saturates in the recursion: 29490 + 3275 < 32768. It is as long a chain as the
+// filter that the output comes from, and done in the shade of the next subframe's.
+class GainControl {
+public:
+    explicit GainControl(int16_t gain) : gain_(_mm_cvtsi32_si128(gain)) {}
+
+    // The subframe that the next eights belong to. Where it is silent, it stays as it is, and the gain ends as 0.
+    void start(const int16_t *input, const int16_t *filtered, int16_t *dst) {
+        const int32_t energy = levelEnergy(filtered);
+        isSilent_ = energy == 0;
+        step_ = _mm_cvtsi32_si128(isSilent_ ? int16_t{0} : mult(levelRatio(energy, levelEnergy(input)), 3276));
+        filtered_ = filtered;
+        dst_ = dst;
     }
-    const int step = mult(levelRatio(energy, levelEnergy(input)), 3276);
-    int16_t gains[subframeLength];
-    int now = gain;
-    for (int16_t &each : gains) {
-        now = ((now * 29491) >> 15) + step;
-        each = static_cast<int16_t>(now);
+
+    void eight(int n) {
+        if (isSilent_) [[unlikely]]
+            return simd::store(dst_ + n, simd::load(filtered_ + n));
+        const simd::Vector g0 = next(), g1 = next(), g2 = next(), g3 = next();
+        const simd::Vector front = _mm_unpacklo_epi32(_mm_unpacklo_epi16(g0, g1), _mm_unpacklo_epi16(g2, g3));
+        const simd::Vector g4 = next(), g5 = next(), g6 = next(), g7 = next();
+        const simd::Vector back = _mm_unpacklo_epi32(_mm_unpacklo_epi16(g4, g5), _mm_unpacklo_epi16(g6, g7));
+        const simd::Vector gains = _mm_unpacklo_epi64(front, back);
+        simd::store(dst_ + n, simd::mulShiftSaturated<12>(simd::load(filtered_ + n), gains));
     }
-    gain = gains[subframeLength - 1];
+
+    void end() {
+        if (isSilent_) gain_ = _mm_setzero_si128();
+    }
+
+    int16_t gain() const { return extract_l(_mm_cvtsi128_si32(gain_)); }
+
+private:
+    // (gain * 29491) >> 15
+    simd::Vector next() {
+        gain_ = _mm_add_epi16(_mm_mulhi_epu16(gain_, simd::words(static_cast<int16_t>(2 * 29491))), step_);
+        return gain_;
+    }
+
+    simd::Vector gain_, step_ = _mm_setzero_si128();
+    const int16_t *filtered_ = nullptr;
+    int16_t *dst_ = nullptr;
+    bool isSilent_ = false;
+};
+
+// The residual through the denominators, with the gain control of each subframe beside the next one's filter. Ten samples
+// stand in front of `filtered`.
+void synthesise(const Filters &denominators, const int16_t *residual, const int16_t *input, int16_t *filtered,
+                int16_t *dst, int16_t &gain) {
+    GainControl control(gain);
+    for (int k = 0; k < subframes; k++) {
+        const int start = k * subframeLength;
+        const auto filter = [&](auto beside) {
+            simd::Vector ending[2];
+            ryxsc::synthesise<lpOrder>(denominators.a[k], denominators.a[k][0], residual + start, filtered + start,
+                                       subframeLength, filtered + start - lpOrder, 3, ending, beside);
+        };
+        if (k == 0) {
+            filter(NothingBeside());
+        } else {
+            filter([&](int n) { control.eight(n); });
+            control.end();
+        }
+        control.start(input + start, filtered + start, dst + start);
+    }
     for (int n = 0; n < subframeLength; n += 8)
-        simd::store(output + n, simd::mulShiftSaturated<12>(simd::load(output + n), simd::load(gains + n)));
+        control.eight(n);
+    control.end();
+    gain = control.gain();
 }
 
 } // namespace
@@ -94,27 +218,22 @@ ryxStatus ryxsPostFilter_GSMAMR_16s_I_u8(int16_t *speech, const int16_t *lpc, in
     const Rate of = rateOf(rate);
     if (of == Rate::none) return ryxStsOutOfRange;
     State memory = loadBlock<State>(state);
-    const Weights weights = weightsOf(of);
-    int16_t input[lpOrder + frameLength], output[lpOrder + frameLength];
+    const Weights &weights = of >= Rate::r1020 ? highRates : lowRates;
+    const Filters numerators(lpc, weights.numerator), denominators(lpc, weights.denominator);
+    int16_t input[lpOrder + frameLength], output[lpOrder + frameLength], signal[8 + frameLength], tilted[frameLength];
+    int16_t *const residual = signal + 8;
     std::copy_n(memory.speech, lpOrder, input);
     std::copy_n(speech, frameLength, input + lpOrder);
     std::copy_n(memory.output, lpOrder, output);
-    for (int start = 0; start < frameLength; start += subframeLength, lpc += lpOrder + 1) {
-        int16_t numerator[lpOrder + 1], denominator[lpOrder + 1], signal[8 + subframeLength];
-        ryxsMulPowerC_NR_16s_Sfs_u8(lpc, weights.numerator, numerator, lpOrder + 1, 15);
-        ryxsMulPowerC_NR_16s_Sfs_u8(lpc, weights.denominator, denominator, lpOrder + 1, 15);
-        const LpFilter filter(denominator);
-        const int16_t *const subframe = input + lpOrder + start;
-        int16_t *const residual = signal + 8;
-        LpFilter(numerator).analyse(subframe, residual, subframeLength);
-        residual[-1] = memory.residual;
-        memory.residual = residual[subframeLength - 1];
-        compensateTilt(residual, tiltOf(numerator, filter));
-        int16_t *const filtered = output + lpOrder + start;
-        filter.synthesise(residual, filtered, subframeLength);
-        std::copy_n(filtered, subframeLength, speech + start);
-        controlGain(subframe, speech + start, memory.gain);
-    }
+    analyse(numerators, input + lpOrder, residual);
+    residual[-1] = memory.residual;
+    memory.residual = residual[frameLength - 1];
+    int16_t tilts[subframes];
+    if (!findTilts(numerators, denominators, tilts)) [[unlikely]]
+        for (int k = 0; k < subframes; k++)
+            tilts[k] = tiltOf(numerators.a[k], denominators.a[k]);
+    compensateTilt(residual, tilts, tilted);
+    synthesise(denominators, tilted, input + lpOrder, output + lpOrder, speech, memory.gain);
     std::copy_n(input + frameLength, lpOrder, memory.speech);
     std::copy_n(output + frameLength, lpOrder, memory.output);
     saveBlock(state, memory);
