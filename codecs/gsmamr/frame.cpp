@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bit_order.h"
+
 namespace ryxcodec::gsmamr {
 
 namespace {
@@ -24,14 +26,20 @@ constexpr int octetsOf(int bits) {
     return 1 + (bits + 7) / 8;
 }
 
+// Room for whole octets, and for what is read behind the last one.
+constexpr int mostOctets = (mostBits + 7) / 8 + FieldReader::beyond;
+
 void putBits(const int16_t *parameters, const Mode &mode, uint8_t *frame) {
-    uint8_t bits[mostBits];
-    uint8_t *at = bits;
+    uint8_t octets[mostOctets] = {}, bits[8 * mostOctets], sent[8 * mostOctets] = {};
+    FieldWriter fields(octets);
     for (int i = 0; i < mode.parameters; i++)
-        for (int bit = mode.widths[i] - 1; bit >= 0; bit--)
-            *at++ = static_cast<uint8_t>(parameters[i] >> bit & 1);
+        fields.put(static_cast<uint16_t>(parameters[i]), mode.widths[i]);
+    fields.finish();
+    const int count = (mode.bits + 7) / 8;
+    spread(octets, count, bits);
     for (int k = 0; k < mode.bits; k++)
-        frame[1 + k / 8] = static_cast<uint8_t>(frame[1 + k / 8] | bits[mode.order[k]] << (7 - k % 8));
+        sent[k] = bits[mode.order[k]];
+    gather(sent, count, frame + 1);
 }
 
 uint8_t bitAt(const uint8_t *frame, int k) {
@@ -39,16 +47,15 @@ uint8_t bitAt(const uint8_t *frame, int k) {
 }
 
 void getBits(const uint8_t *frame, const Mode &mode, int16_t *parameters) {
-    uint8_t bits[mostBits];
+    uint8_t sent[8 * mostOctets], bits[8 * mostOctets] = {}, octets[mostOctets] = {};
+    const int count = (mode.bits + 7) / 8;
+    spread(frame + 1, count, sent);
     for (int k = 0; k < mode.bits; k++)
-        bits[mode.order[k]] = bitAt(frame, k);
-    const uint8_t *at = bits;
-    for (int i = 0; i < mode.parameters; i++) {
-        int value = 0;
-        for (int bit = 0; bit < mode.widths[i]; bit++)
-            value = value << 1 | *at++;
-        parameters[i] = static_cast<int16_t>(value);
-    }
+        bits[mode.order[k]] = sent[k];
+    gather(bits, count, octets);
+    FieldReader fields(octets);
+    for (int i = 0; i < mode.parameters; i++)
+        parameters[i] = static_cast<int16_t>(fields.get(mode.widths[i]));
 }
 
 } // namespace
