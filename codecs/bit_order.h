@@ -18,6 +18,7 @@ inline constexpr auto spreadOctets = [] {
 }();
 
 inline void spread(const uint8_t *octets, int count, uint8_t *bits) {
+#pragma GCC unroll 4
     for (int i = 0; i < count; i++)
         std::memcpy(bits + 8 * i, spreadOctets[octets[i]].data(), 8);
 }

@@ -30,13 +30,15 @@ constexpr int octetsOf(int bits) {
 constexpr int mostOctets = (mostBits + 7) / 8 + FieldReader::beyond;
 
 void putBits(const int16_t *parameters, const Mode &mode, uint8_t *frame) {
-    uint8_t octets[mostOctets] = {}, bits[8 * mostOctets], sent[8 * mostOctets] = {};
+    uint8_t octets[mostOctets], bits[8 * mostOctets], sent[8 * mostOctets];
     FieldWriter fields(octets);
     for (int i = 0; i < mode.parameters; i++)
         fields.put(static_cast<uint16_t>(parameters[i]), mode.widths[i]);
     fields.finish();
     const int count = (mode.bits + 7) / 8;
     spread(octets, count, bits);
+    std::memset(sent + 8 * (count - 1), 0, 8);
+#pragma GCC unroll 8
     for (int k = 0; k < mode.bits; k++)
         sent[k] = bits[mode.order[k]];
     gather(sent, count, frame + 1);
@@ -47,12 +49,15 @@ uint8_t bitAt(const uint8_t *frame, int k) {
 }
 
 void getBits(const uint8_t *frame, const Mode &mode, int16_t *parameters) {
-    uint8_t sent[8 * mostOctets], bits[8 * mostOctets] = {}, octets[mostOctets] = {};
+    uint8_t sent[8 * mostOctets], bits[8 * mostOctets], octets[mostOctets];
     const int count = (mode.bits + 7) / 8;
     spread(frame + 1, count, sent);
+    std::memset(bits + 8 * (count - 1), 0, 8);
+#pragma GCC unroll 8
     for (int k = 0; k < mode.bits; k++)
         bits[mode.order[k]] = sent[k];
     gather(bits, count, octets);
+    std::memset(octets + count, 0, FieldReader::beyond);
     FieldReader fields(octets);
     for (int i = 0; i < mode.parameters; i++)
         parameters[i] = static_cast<int16_t>(fields.get(mode.widths[i]));
@@ -80,7 +85,9 @@ int packSid(const int16_t *parameters, bool isUpdate, int mode, uint8_t *frame) 
 }
 
 ryxStatus unpack(const ReceivedFrame &frame, Received &received) {
-    received = {frame.has(ryxFrameOnset) ? ryxGSMAMROnset : ryxGSMAMRNoData, -1, {}};
+    received.type = frame.has(ryxFrameOnset) ? ryxGSMAMROnset : ryxGSMAMRNoData;
+    received.mode = -1;
+    std::fill_n(received.parameters, sidParameters, int16_t{0});
     if (frame.lost() || frame.count == 0) return ryxStsOk;
     const int type = frame.octets[0] >> 3 & 15;
     const bool bad = (frame.octets[0] & 4) == 0 || frame.has(ryxFrameBad);

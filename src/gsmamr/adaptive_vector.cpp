@@ -56,28 +56,32 @@ void interpolatePlainly(const Phase &phase, const int16_t *past, int16_t *u) {
     }
 }
 
-// Returns whether all samples were small enough for it.
+// Returns whether all samples were small enough for it. The taps come two by two, for the samples of even and of odd index
+// apart, so that the words need no rearrangement.
 bool interpolateEight(const Phase &phase, const int16_t *past, int16_t *u) {
     const Vector largest = simd::words(static_cast<int16_t>(std::min((1 << 30) / phase.magnitude, 32767)));
-    Vector coefficients[taps / 2], loud = _mm_setzero_si128();
+    Vector coefficients[half], highest = _mm_setzero_si128(), lowest = highest;
     for (int k = 0; k < taps; k += 2)
         coefficients[k / 2] = _mm_shuffle_epi32(simd::load32(phase.coefficients + k), 0);
-    const simd::ScaleDown scaleDown(15);
+    const Vector rounding = simd::dwords(1 << 14);
     for (int n = 0; n < subframeLength; n += 8) {
         const int16_t *const x = past + n - (half - 1);
-        simd::Dwords sums = {_mm_setzero_si128(), _mm_setzero_si128()};
+        Vector even = rounding, odd = rounding;
+#pragma GCC unroll 10
         for (int k = 0; k < taps; k += 2) {
-            const Vector even = simd::load(x + k), odd = simd::load(x + k + 1);
-            sums.front = _mm_add_epi32(sums.front, _mm_madd_epi16(_mm_unpacklo_epi16(even, odd), coefficients[k / 2]));
-            sums.back = _mm_add_epi32(sums.back, _mm_madd_epi16(_mm_unpackhi_epi16(even, odd), coefficients[k / 2]));
+            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(x + k), coefficients[k / 2]));
+            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(x + k + 1), coefficients[k / 2]));
         }
-        simd::store(u + n, scaleDown(sums));
+        even = _mm_srai_epi32(even, 15);
+        odd = _mm_srai_epi32(odd, 15);
+        simd::store(u + n, _mm_packs_epi32(_mm_unpacklo_epi32(even, odd), _mm_unpackhi_epi32(even, odd)));
     }
     for (int n = -half + 1; n < subframeLength + half; n += 8) {
-        const Vector x = simd::load(past + n);
-        loud = _mm_or_si128(loud, _mm_or_si128(_mm_cmpgt_epi16(x, largest),
-                                               _mm_cmpgt_epi16(_mm_sub_epi16(_mm_setzero_si128(), largest), x)));
+        highest = _mm_max_epi16(highest, simd::load(past + n));
+        lowest = _mm_min_epi16(lowest, simd::load(past + n));
     }
+    const Vector loud = _mm_or_si128(_mm_cmpgt_epi16(highest, largest),
+                                     _mm_cmpgt_epi16(_mm_sub_epi16(_mm_setzero_si128(), largest), lowest));
     return _mm_movemask_epi8(loud) == 0;
 }
 

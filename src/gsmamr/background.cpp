@@ -34,12 +34,39 @@ int16_t frameEnergy(const int16_t *speech) {
     return extract_h(L_shl(sat32(2 * simd::sumOfQwords(sums)), 2));
 }
 
+// Of words, eight at a time.
+class Extremes {
+public:
+    explicit Extremes(const int16_t *x) : low_(simd::load(x)), high_(low_) {}
+
+    void add(const int16_t *x) {
+        low_ = _mm_min_epi16(low_, simd::load(x));
+        high_ = _mm_max_epi16(high_, simd::load(x));
+    }
+    int16_t lowest() const { return extremeOf(low_, _mm_min_epi16); }
+    int16_t highest() const { return extremeOf(high_, _mm_max_epi16); }
+
+private:
+    template <class Extreme> static int16_t extremeOf(simd::Vector x, Extreme extreme) {
+        x = extreme(x, _mm_unpackhi_epi64(x, x));
+        x = extreme(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
+        x = extreme(x, _mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)));
+        return extract_l(_mm_cvtsi128_si32(x));
+    }
+
+    simd::Vector low_, high_;
+};
+
 bool isNoise(int16_t energy, const State &state) {
     constexpr int16_t least = 20, loudest = 17578, quiet = 1953;
-    const auto [lowest, unused] = std::minmax_element(state.energies, state.energies + kept);
-    const int16_t floor = shl(*lowest, 4);
-    const int16_t highest = *std::max_element(state.energies, state.energies + kept - 4);
-    const int16_t highestOfLate = *std::max_element(state.energies + kept - 20, state.energies + kept);
+    // 0..39, 40..55, 56..59
+    Extremes early(state.energies), late(state.energies + 40);
+    for (int k = 8; k < 40; k += 8)
+        early.add(state.energies + k);
+    late.add(state.energies + 48);
+    const int16_t highest = std::max(early.highest(), late.highest());
+    late.add(state.energies + kept - 8);
+    const int16_t floor = shl(std::min(early.lowest(), late.lowest()), 4), highestOfLate = late.highest();
     return highest > least && energy > least && energy < loudest && (energy < floor || highestOfLate < quiet);
 }
 
