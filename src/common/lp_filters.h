@@ -289,9 +289,9 @@ template <int order> bool termsFit(const int16_t *a, int first, const int16_t *c
 struct NothingBeside {
     void operator()(int) const {}
 };
-template <int order, class Beside = NothingBeside>
-bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, const int16_t *history, int up,
-                simd::Vector *ending, Beside beside = {}) {
+template <int order, class Beside = NothingBeside> bool synthesise(const int16_t *a, int16_t gain, const int16_t *x,
+                                                                   int16_t *y, int n, const int16_t *history, int up,
+                                                                   simd::Vector *ending, Beside beside = {}) {
     using Chain = SynthesisChain<order>;
     constexpr int longest = 320;
     const int down = 15 - up;

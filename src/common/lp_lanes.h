@@ -42,9 +42,9 @@ public:
     // a: coefficients of the four filters, each set `stride` words behind the one before.
     SynthesisLanes(const int16_t *a, int stride) {
         const int16_t *const sets[] = {a, a + stride, a + 2 * stride, a + 3 * stride};
-        transposeDwords({simd::load(sets[0] + 1), simd::load(sets[1] + 1), simd::load(sets[2] + 1),
-                         simd::load(sets[3] + 1)},
-                        taps_);
+        transposeDwords(
+            {simd::load(sets[0] + 1), simd::load(sets[1] + 1), simd::load(sets[2] + 1), simd::load(sets[3] + 1)},
+            taps_);
         taps_[4] = _mm_unpacklo_epi64(_mm_unpacklo_epi32(simd::load32(sets[0] + 9), simd::load32(sets[1] + 9)),
                                       _mm_unpacklo_epi32(simd::load32(sets[2] + 9), simd::load32(sets[3] + 9)));
         gain_ = _mm_setr_epi32(static_cast<uint16_t>(a[0]), static_cast<uint16_t>(a[stride]),
