@@ -118,7 +118,7 @@ TEST_P(Codecs, GiveTheSameAtAnyAddressAndAfterACopy) {
     const std::vector<int16_t> samples = speech();
     for (const ryxCodecOptions &options : allOptions()) {
         std::vector<Frame> frames;
-        for (const size_t distance : {0, 1, 7, 15}) {
+        for (const size_t distance : {0U, 1U, 7U, 15U}) {
             std::vector<uint8_t> first(encoderSize() + 16), second(first.size());
             const auto place = [&](std::vector<uint8_t> &memory) {
                 const size_t past = reinterpret_cast<uintptr_t>(memory.data()) % 16;

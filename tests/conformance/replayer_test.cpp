@@ -15,7 +15,7 @@ struct Complex {
 
 // Adds `step` to every element. A null pointer is for the replayer to find, not for a sanitizer. The functions behind it
 // misbehave in the ways that the tests look for.
-[[gnu::no_sanitize("undefined")]] ryxStatus shift(const int16_t *src, int16_t *dst, int len, int16_t step) {
+__attribute__((no_sanitize("undefined"))) ryxStatus shift(const int16_t *src, int16_t *dst, int len, int16_t step) {
     for (int i = 0; i < len; ++i)
         dst[i] = static_cast<int16_t>(src[i] + step);
     return 0;
@@ -64,8 +64,8 @@ TEST(Replayer, AcceptsWhatIsRight) {
         "call shift; null src; null dst; val.32s len -1; val.16s step 0; status 0",
         "block b 4 offset 6; call count; state b; val.32s x 3; status 3",
         "call count; io.16u b 1 -> 2; val.32s x 0; status 0",
-        "call scaleRows; rows.32fc src 2x1 1 2 3 0x1p-1; iorows.32fc dst 2x1 0 0 0 0 -> 2.5 4 6.5 1; "
-        "val.32s rows 2; val.32s columns 1; val.64f factor 2; val.32f offset 0.5; status 12",
+        ("call scaleRows; rows.32fc src 2x1 1 2 3 0x1p-1; iorows.32fc dst 2x1 0 0 0 0 -> 2.5 4 6.5 1; "
+         "val.32s rows 2; val.32s columns 1; val.64f factor 2; val.32f offset 0.5; status 12"),
         "call shift; in.16s src 100 0; out.16s dst 99 0; val.32s len 2; val.16s step 0; tol 1e-2 0.01; status 0",
     };
     for (const char *text : right)
