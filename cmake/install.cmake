@@ -2,9 +2,10 @@
 # Headers, libraries, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
-install(FILES include/ryxsc.h include/ryxcore.h codecs/include/ryxcodec.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/ryxsc.h include/ryxcore.h codecs/include/ryxcodec.h echo/include/ryxecho.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/ryxsc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS ryxsc ryxcore ryxcodec EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ryxsc ryxcore ryxcodec ryxecho EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ryxsc)
 install(EXPORT ryxsc NAMESPACE ryxsc:: FILE ryxscTargets.cmake DESTINATION ${package_dir})
@@ -28,4 +29,6 @@ else()
 endif()
 configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
 configure_file(cmake/ryxcodec.pc.in ${PROJECT_BINARY_DIR}/ryxcodec.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc ${PROJECT_BINARY_DIR}/ryxcodec.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/ryxecho.pc.in ${PROJECT_BINARY_DIR}/ryxecho.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ryxsc.pc ${PROJECT_BINARY_DIR}/ryxcodec.pc ${PROJECT_BINARY_DIR}/ryxecho.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

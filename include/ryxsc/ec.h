@@ -157,6 +157,51 @@ ryxStatus ryxsSubbandSynthesis_32fc32f(const ryx32fc *src, float *dst, SubbandPr
 ryxStatus ryxsSubbandSynthesis_32sc16s_Sfs(const ryx32sc *src, int16_t *dst, SubbandProcessState *state,
                                            int scaleFactor, void *workBuf);
 
+/**
+ * @brief Transforms N samples without a window, in single precision: X[k] = sum over n of src[n] exp(-2 pi i k n / N).
+ * @param[in] src     N samples
+ * @param[out] dst    N/2 + 1 bins, k = 0 .. N/2; the imaginary parts of the first and the last are 0
+ * @param[in] state   of ryxsSubbandProcessInit_32f(); only its transform is used, so that one serves all signals
+ * @param     workBuf buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandForward_EC_32f32fc(const float *src, ryx32fc *dst, SubbandProcessState *state, void *workBuf);
+
+/**
+ * @brief Transforms N/2 + 1 bins back, divided by N, all in single precision.
+ *
+ * Where the sums cancel, some 1e-7 of the loudest sample is left. ryxsSubbandSynthesis_32fc32f() computes in double precision.
+ *
+ * @param[in] src     N/2 + 1 bins; the imaginary parts of the first and the last are ignored
+ * @param[out] dst    N samples
+ * @param[in] state   of ryxsSubbandProcessInit_32f(); only its transform is used
+ * @param     workBuf buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandInverse_EC_32fc32f(const ryx32fc *src, float *dst, SubbandProcessState *state, void *workBuf);
+
+/**
+ * @brief Constrains the coefficients of a tap to an impulse response of `tapsLen` samples: transforms them back, clears the
+ *        rest, transforms again. In single precision.
+ * @param[in,out] coefs N/2 + 1 coefficients; the imaginary parts of the first and the last become 0
+ * @param[in] tapsLen  samples of the response that are kept, at least 1; N and more keep all
+ * @param[in] state    of ryxsSubbandProcessInit_32f(); only its transform is used
+ * @param     workBuf  buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadArg for `tapsLen`; #ryxStsErr (another state), #ryxStsBadContext (its sizes
+ *         overwritten); #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandConstrain_EC_32fc_I(ryx32fc *coefs, int tapsLen, SubbandProcessState *state, void *workBuf);
+
+/**
+ * @brief Synthesises one frame like ryxsSubbandSynthesis_32fc32f(), the inverse transform in single precision.
+ * @param[in]     src     N/2 + 1 bins; the imaginary parts of the first and the last are ignored
+ * @param[out]    dst     `hop` samples
+ * @param[in,out] state   initialised state that only synthesises
+ * @param         workBuf buffer of the reported size; its content is of no use between calls
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
+ */
+ryxStatus ryxsSubbandSynthesis_EC_32fc32f(const ryx32fc *src, float *dst, SubbandProcessState *state, void *workBuf);
+
 /** @} */
 
 /**
@@ -386,6 +431,44 @@ ryxStatus ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(const ryx32sc *const *history, 
 ryxStatus ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(const double *const *step, const ryx32fc *const *history,
                                                 const ryx32fc *const *error, ryx32fc *const *coefs, int taps,
                                                 int numBands, int order);
+
+/**
+ * @brief Filters with two sets of coefficients at once: both results are those of ryxsFIRSubband_EC_32fc().
+ * @param[in]  history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]  coefs1   `taps` pointers to spectra of coefficients, the first set
+ * @param[in]  coefs2   the second set
+ * @param[out] dst1     echo estimate of the first set, `numBands` values
+ * @param[out] dst2     that of the second set
+ * @param[in]  taps     number of frames, 1..255
+ * @param[in]  numBands number of bands, 1..4097
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`
+ */
+ryxStatus ryxsFIRSubbandPair_EC_32fc(const ryx32fc *const *history, const ryx32fc *const *coefs1,
+                                     const ryx32fc *const *coefs2, ryx32fc *dst1, ryx32fc *dst2, int taps,
+                                     int numBands);
+
+/**
+ * @brief Adapts two sets of coefficients at once (NLMS in every band), in single precision.
+ *
+ * coefs[t][k] += (step[k] * error[k]) * conj(history[t][k]), step times error rounded to single precision, which all other
+ * operations are in: half the work of ryxsFIRSubbandCoeffUpdate_EC_32fc_I().
+ *
+ * @param[in]     step1    steps of the first set, at least 0 (-0.0 and NaN pass)
+ * @param[in]     step2    steps of the second set
+ * @param[in]     history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     error1   near-end spectrum less the echo estimate of the first set, `numBands` values
+ * @param[in]     error2   that of the second set
+ * @param[in,out] coefs1   `taps` pointers to spectra of coefficients, the first set
+ * @param[in,out] coefs2   the second set, which does not overlap the first
+ * @param[in]     taps     number of frames, 1..255
+ * @param[in]     numBands number of bands, 1..4097
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`; #ryxStsBadSize for
+ *         a negative step
+ */
+ryxStatus ryxsFIRSubbandCoeffUpdatePair_EC_32fc_I(const double *step1, const double *step2,
+                                                  const ryx32fc *const *history, const ryx32fc *error1,
+                                                  const ryx32fc *error2, ryx32fc *const *coefs1, ryx32fc *const *coefs2,
+                                                  int taps, int numBands);
 
 /** @} */
 
@@ -650,6 +733,228 @@ ryxStatus ryxsFullbandControllerUpdate_EC_16s(const int16_t *x, const int16_t *s
  */
 ryxStatus ryxsFullbandController_EC_16s(const int16_t *e1, const int16_t *e2, int16_t *a, int16_t *b, int32_t *mu,
                                         FullbandControllerState_EC_16s *state);
+
+/** @} */
+
+/**
+ * @defgroup ecsubband Echo cancellation: sub-band controller and noise filter
+ * @brief What steers a sub-band echo canceller with two sets of coefficients, and what removes the rest of the echo.
+ *
+ * The **main** set makes the output. It learns with the step of a Kalman filter whose covariance is one number for each
+ * band: a full step while the path is unknown, a small one when it is known or when somebody speaks at the near end, in
+ * every band by itself. The **shadow** set always learns with a full step. Where it is better, which it is when the path has
+ * changed, it takes over; the set that it replaces stays as a **backup** for 240 ms and returns if it turns out better.
+ *
+ * Per block: spectrum of the far end; estimates of both sets, and of the backup while there is one
+ * (ryxsFIRSubbandPair_EC_32fc(), ryxsSubbandControllerBackup_EC_32f()); ryxsSubbandController_EC_32f() with the errors, whose
+ * event says which error is whose; spectra of the errors; ryxsSubbandControllerUpdate_EC_32f();
+ * ryxsFIRSubbandCoeffUpdatePair_EC_32fc_I(). The page on echo cancellation shows all of it.
+ *
+ * The constants fit signals in the 16-bit scale, full scale 32768. States are opaque and used from the next 16-byte
+ * boundary; they hold no pointers into themselves.
+ * @{
+ */
+
+/** State of a sub-band controller; its size is reported by ryxsSubbandControllerGetSize_EC_32f(). */
+typedef struct SubbandControllerState_EC_32f SubbandControllerState_EC_32f;
+
+/** State of a noise filter; its size is reported by ryxsNoiseFilterGetSize_EC_32f(). */
+typedef struct NoiseFilterState_EC_32f NoiseFilterState_EC_32f;
+
+/** What ryxsSubbandController_EC_32f() did, and whose error is whose from then on. */
+enum {
+    ryxEcNone = 0,        /**< nothing: `e1` belongs to the main set, `e2` to the shadow */
+    ryxEcTakenOver = 1,   /**< the shadow became the main set: `e2` belongs to both */
+    ryxEcShadowReset = 2, /**< the main set became the shadow: `e1` belongs to both */
+    ryxEcAnew = 3,        /**< both were cleared: `s` belongs to both */
+    ryxEcRestored = 4     /**< the backup became both: `e3` belongs to both */
+};
+
+/** What a noise filter weakens. */
+enum {
+    ryxEcFilterEcho = 1,  /**< residual echo, down to the noise */
+    ryxEcFilterNoise = 2, /**< steady noise */
+    ryxEcFilterBoth = 3   /**< both */
+};
+
+/**
+ * @brief Reports the size of a sub-band controller.
+ * @param[in]  numBands   bands of the spectra, 1..4097: half the length of the transform, plus 1
+ * @param[in]  taps       frames of the filters, 1..255
+ * @param[in]  hop        samples of a block, at least 1
+ * @param[in]  sampleRate 8000, 16000, 32000 or 48000 Hz
+ * @param[out] size       number of bytes; most of it holds a set of coefficients
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`; #ryxStsBadArg for
+ *         `hop`; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsSubbandControllerGetSize_EC_32f(int numBands, int taps, int hop, int sampleRate, int *size);
+
+/**
+ * @brief Initialises a sub-band controller: nothing is known of the path.
+ * @param[out] state      block of the reported size, at any address
+ * @param[in]  numBands   bands of the spectra, 1..4097
+ * @param[in]  taps       frames of the filters, 1..255
+ * @param[in]  hop        samples of a block, at least 1
+ * @param[in]  sampleRate 8000, 16000, 32000 or 48000 Hz
+ * @return as ryxsSubbandControllerGetSize_EC_32f()
+ */
+ryxStatus ryxsSubbandControllerInit_EC_32f(SubbandControllerState_EC_32f *state, int numBands, int taps, int hop,
+                                           int sampleRate);
+
+/**
+ * @brief Forgets everything, as the initialisation does. The caller clears both sets.
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerReset_EC_32f(SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Compares the errors of both sets, and of the backup while there is one, and copies or clears sets.
+ *
+ * Energies em, es, ed of `e1`, `e2`, `s` are smoothed over 110 ms. At the end of a probation the backup is restored if it left
+ * less than the main set over its length. Otherwise both sets are cleared when em > 1.3 ed (and above 100 per sample),
+ * the shadow takes over when es < 0.5 em and es < 0.7 ed, and is reset when es > 4 em. An `e1` that is not finite clears
+ * both sets, an `e2` that is not finite resets the shadow.
+ *
+ * @param[in]     s     near end (microphone), `hop` samples
+ * @param[in]     e1    near end less the echo estimate of the main set
+ * @param[in]     e2    near end less the echo estimate of the shadow set
+ * @param[in]     e3    near end less the echo estimate of the backup; may be null unless one is on probation
+ * @param[in,out] a     main set, `taps` pointers to spectra of `numBands` coefficients
+ * @param[in,out] b     shadow set
+ * @param[out]    event #ryxEcNone or its kin: whose error is whose
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandController_EC_32f(const float *s, const float *e1, const float *e2, const float *e3,
+                                       ryx32fc *const *a, ryx32fc *const *b, int *event,
+                                       SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Filters the far-end spectra with the backup, like ryxsFIRSubband_EC_32fc().
+ * @param[in]     history     `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[out]    dst         echo estimate, `numBands` values; not written when no backup is on probation
+ * @param[out]    onProbation 1 when there is a backup, so that ryxsSubbandController_EC_32f() wants its error; otherwise 0
+ * @param[in]     state       initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerBackup_EC_32f(const ryx32fc *const *history, ryx32fc *dst, int *onProbation,
+                                             SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Computes the steps of both sets from the uncertainty of the path and the near end's energy in every band.
+ *
+ * With T the length of a block, N = 2 (numBands - 1), P = `taps`, w2 and x2 the sums of |coefs[t][k]|^2 and
+ * |history[t][k]|^2 over t:
+ *
+ *     v = A v + (1 - A) w2 / P, A = exp(-2 T / 1000 s);  psi = alpha psi + (1 - alpha) |error[k]|^2, alpha = exp(-T / 36 ms)
+ *     step = v / (v x2 + psi N / hop + 1500 N);  residual = v x2 hop / N;  v = v (1 - step x2 hop / (N P))
+ *     stepShadow = 1 / (x2 + 1500 N P)
+ *
+ * v is 4 / P at first, and raised when a shadow has taken over.
+ *
+ * @param[in]     history    `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     coefs      main set
+ * @param[in]     error      spectrum of the error of the main set, `numBands` values
+ * @param[out]    step       steps of the main set, `numBands` values
+ * @param[out]    stepShadow steps of the shadow set, `numBands` values
+ * @param[out]    residual   expected energy of the residual echo in `error`, `numBands` values, for the noise filter; may be
+ *                           null
+ * @param[in,out] state      initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerUpdate_EC_32f(const ryx32fc *const *history, const ryx32fc *const *coefs,
+                                             const ryx32fc *error, double *step, double *stepShadow, float *residual,
+                                             SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Computes step and regularisation for ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(), in place of
+ *        ryxsSubbandControllerUpdate_EC_32f().
+ *
+ * The step is 1, the regularisation (psi N / hop + 1500 N) / v. With one regressor that is the same update; v falls `order`
+ * times as fast.
+ *
+ * @param[in]     history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     coefs    main set
+ * @param[in]     error    spectrum of the error of the main set, `numBands` values
+ * @param[out]    step     two rows of `numBands` values: step and regularisation
+ * @param[out]    residual expected energy of the residual echo in `error`, `numBands` values; may be null
+ * @param[in]     order    number of regressors, at least 1
+ * @param[in,out] state    initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none; #ryxStsOutOfRange for `order`
+ */
+ryxStatus ryxsSubbandAPControllerUpdate_EC_32f(const ryx32fc *const *history, const ryx32fc *const *coefs,
+                                               const ryx32fc *error, double *const *step, float *residual, int order,
+                                               SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Tells whether somebody speaks at the near end.
+ *
+ * That is so when the error of the last update, smoothed over 36 ms, held more than eight times (9 dB) what the residual
+ * echo and a slowly rising floor explain, and for 32 ms after that. A path that has just changed looks the same until it is
+ * discovered. The controller itself makes no use of it.
+ *
+ * @param[out] doubleTalk 1 or 0
+ * @param[in]  state      initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerDT_EC_32f(int *doubleTalk, const SubbandControllerState_EC_32f *state);
+
+/**
+ * @brief Reports the size of a noise filter.
+ * @param[in]  numBands   bands of the spectra, 1..4097
+ * @param[in]  hop        samples of a block, at least 1
+ * @param[in]  sampleRate 8000, 16000, 32000 or 48000 Hz
+ * @param[out] size       number of bytes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsBadArg for `hop`; #ryxStsOutOfRange for any
+ *         other rate
+ */
+ryxStatus ryxsNoiseFilterGetSize_EC_32f(int numBands, int hop, int sampleRate, int *size);
+
+/**
+ * @brief Initialises a noise filter.
+ * @param[out] state      block of the reported size, at any address
+ * @param[in]  numBands   bands of the spectra, 1..4097
+ * @param[in]  hop        samples of a block, at least 1
+ * @param[in]  sampleRate 8000, 16000, 32000 or 48000 Hz
+ * @param[in]  mode       #ryxEcFilterEcho, #ryxEcFilterNoise or #ryxEcFilterBoth
+ * @param[in]  echoBound  lowest gain where there is nothing but residual echo, at least 0; 0.01 is usual
+ * @param[in]  noiseBound lowest gain where there is nothing but noise, `echoBound` to 1; 0.25 is usual. 1 leaves the noise
+ * @return #ryxStsOk; #ryxStsNullPtr; as ryxsNoiseFilterGetSize_EC_32f(); #ryxStsBadArg for another mode; #ryxStsBadLevel
+ *         for a bound below 0; #ryxStsBadBounds for `echoBound` above `noiseBound`; #ryxStsOutOfRange for a bound above 1
+ */
+ryxStatus ryxsNoiseFilterInit_EC_32f(NoiseFilterState_EC_32f *state, int numBands, int hop, int sampleRate, int mode,
+                                     float echoBound, float noiseBound);
+
+/**
+ * @brief Forgets all energies, as the initialisation does.
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsNoiseFilterReset_EC_32f(NoiseFilterState_EC_32f *state);
+
+/**
+ * @brief Weakens residual echo and noise in the spectrum of the error, in place.
+ *
+ * The spectra `echo` and `error` come from a bank of length N and hop N/2 whose window is the root of a Hann window
+ * (sqrt(0.5 - 0.5 cos(2 pi (n + 0.5) / N))), so that the synthesis gives the signal back N - hop samples late. A gain
+ * follows from the ratio of wanted to unwanted energy in each band (decision-directed), where unwanted is a noise floor
+ * and residual echo: `residual`, the share of the echo that was left in the past, and what is behind the last tap of a path
+ * that decays. A value that is not finite spoils only the block that it is in; the estimates recover within seconds.
+ *
+ * @param[in]     echo     spectrum of the echo estimate, `numBands` values. This and the next three may be null with
+ *                         #ryxEcFilterNoise
+ * @param[in]     residual of ryxsSubbandControllerUpdate_EC_32f(), `numBands` values
+ * @param[in]     history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     coefs    main set
+ * @param[in]     taps     number of frames, 1..255; with 1 the path is taken to end there
+ * @param[in,out] error    spectrum of the error, `numBands` values
+ * @param[in,out] state    initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none; #ryxStsOutOfRange for `taps`
+ */
+ryxStatus ryxsNoiseFilter_EC_32fc_I(const ryx32fc *echo, const float *residual, const ryx32fc *const *history,
+                                    const ryx32fc *const *coefs, int taps, ryx32fc *error,
+                                    NoiseFilterState_EC_32f *state);
 
 /** @} */
 

@@ -37,6 +37,8 @@ enum {
     ryxStsBadOrder = -15,     /**< the order of an internal transform is above 30 */
     ryxStsBadFlag = -16,      /**< the normalisation flag of an internal transform is not 1, 2, 4 or 8 */
     ryxStsBadContext = -17,   /**< a specification or state block does not carry the identifier of its kind */
+    ryxStsBadBounds = -18,    /**< a lower bound exceeds an upper bound */
+    ryxStsBadLevel = -19,     /**< a level is negative */
     ryxStsBadShift = -32,     /**< a shift count is negative */
     ryxStsBadBandCount = -119 /**< the band count of a sub-band adaptive filter lies outside 1..4097 */
 };

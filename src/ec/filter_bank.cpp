@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <xmmintrin.h>
 
+#include "ec/filter_bank_float.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;
@@ -29,25 +30,6 @@ void fold(Bank<float> &bank, float *z) {
         for (int k = n + points; k < windowLen; k += points)
             sum += _mm_loadu_ps(line + k) * _mm_load_ps(window + k);
         _mm_store_ps(z + n, sum);
-    }
-}
-
-// a[k] += y[k mod N] w[L-1-k].
-void overlap(Bank<float> &bank, const float *y) {
-    const float *window = bank.window();
-    float *line = bank.line();
-    const int points = bank.points, windowLen = bank.windowLen;
-    if (points < 4) {
-        for (int k = 0; k < windowLen; k++)
-            line[k] += y[k % points] * window[windowLen - 1 - k];
-        return;
-    }
-    for (int n = 0; n < points; n += 4) {
-        const __m128 four = _mm_load_ps(y + n);
-        for (int k = n; k < windowLen; k += points) {
-            const __m128 taps = _mm_loadr_ps(window + windowLen - 4 - k);
-            _mm_storeu_ps(line + k, _mm_loadu_ps(line + k) + four * taps);
-        }
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Limits of the sub-band adaptive filters.
+// Limits of the sub-band adaptive filters, and the filter itself.
 #pragma once
+
+#include "ryxsc.h"
 
 namespace ryxsc::ec {
 
@@ -13,5 +15,8 @@ constexpr bool isBadBandCount(int numBands) {
 constexpr bool isBadTapCount(int taps) {
     return taps < 1 || taps > mostTaps;
 }
+
+// The sum of history[t][k] * coefs[t][k] over t, for every band; what ryxsFIRSubband_EC_32fc() does behind its checks.
+void filterSpectra(const ryx32fc *const *history, const ryx32fc *const *coefs, ryx32fc *dst, int taps, int numBands);
 
 } // namespace ryxsc::ec

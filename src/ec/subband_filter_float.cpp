@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "ec/four_bins.h"
 #include "ec/subband_filter.h"
 #include "frame/implementations.h"
 
@@ -12,26 +13,6 @@ using namespace ryxsc;
 using namespace ryxsc::ec;
 
 namespace {
-
-// Real and imaginary parts of four neighbouring bins.
-struct FourBins {
-    __m128 re, im;
-
-    static FourBins load(const ryx32fc *from) {
-        const __m128 front = _mm_loadu_ps(&from[0].re), back = _mm_loadu_ps(&from[2].re);
-        return {_mm_shuffle_ps(front, back, _MM_SHUFFLE(2, 0, 2, 0)),
-                _mm_shuffle_ps(front, back, _MM_SHUFFLE(3, 1, 3, 1))};
-    }
-    void store(ryx32fc *to) const {
-        _mm_storeu_ps(&to[0].re, _mm_unpacklo_ps(re, im));
-        _mm_storeu_ps(&to[2].re, _mm_unpackhi_ps(re, im));
-    }
-
-    void addProduct(const FourBins &x, const FourBins &h) {
-        re = _mm_add_ps(re, _mm_sub_ps(_mm_mul_ps(x.re, h.re), _mm_mul_ps(x.im, h.im)));
-        im = _mm_add_ps(im, _mm_add_ps(_mm_mul_ps(x.re, h.im), _mm_mul_ps(x.im, h.re)));
-    }
-};
 
 template <int groups>
 void filterGroups(const ryx32fc *const *history, const ryx32fc *const *coefs, int taps, int k, ryx32fc *dst) {
@@ -96,11 +77,8 @@ void updateFour(const double *step, const ryx32fc *const *history, const ryx32fc
 
 } // namespace
 
-ryxStatus ryxsFIRSubband_EC_32fc_u8(const ryx32fc *const *history, const ryx32fc *const *coefs, ryx32fc *dst, int taps,
-                                    int numBands) {
-    if (anyNull(history, coefs, dst)) return ryxStsNullPtr;
-    if (isBadBandCount(numBands)) return ryxStsBadBandCount;
-    if (isBadTapCount(taps)) return ryxStsOutOfRange;
+void ryxsc::ec::filterSpectra(const ryx32fc *const *history, const ryx32fc *const *coefs, ryx32fc *dst, int taps,
+                              int numBands) {
     int k = 0;
     for (; numBands - k >= 8; k += 8)
         filterGroups<2>(history, coefs, taps, k, dst);
@@ -108,6 +86,14 @@ ryxStatus ryxsFIRSubband_EC_32fc_u8(const ryx32fc *const *history, const ryx32fc
         filterGroups<1>(history, coefs, taps, k, dst);
     for (; k < numBands; k++)
         dst[k] = filterBin(history, coefs, taps, k);
+}
+
+ryxStatus ryxsFIRSubband_EC_32fc_u8(const ryx32fc *const *history, const ryx32fc *const *coefs, ryx32fc *dst, int taps,
+                                    int numBands) {
+    if (anyNull(history, coefs, dst)) return ryxStsNullPtr;
+    if (isBadBandCount(numBands)) return ryxStsBadBandCount;
+    if (isBadTapCount(taps)) return ryxStsOutOfRange;
+    filterSpectra(history, coefs, dst, taps, numBands);
     return ryxStsOk;
 }
 

@@ -186,10 +186,15 @@ template <class Lanes>
     transformComplex<Lanes>(points, call.tables, call.buffer(points, 0), z, load, store);
 }
 
-// Calls work(lanes, points of the complex transform). The orders of the sub-band filter banks have code of their own.
+// Calls work(lanes, points of the complex transform). The orders of the sub-band filter banks have code of their own, in
+// single precision those of block filters too.
 template <class Lanes, class Work> void withLanes(int order, Work work) {
     if (order == 5) return work(Lanes{}, std::integral_constant<int, 16>{});
     if (order == 6) return work(Lanes{}, std::integral_constant<int, 32>{});
+    if constexpr (std::is_same_v<Lanes, FourFloats>) {
+        if (order == 7) return work(Lanes{}, std::integral_constant<int, 64>{});
+        if (order == 8) return work(Lanes{}, std::integral_constant<int, 128>{});
+    }
     if (fillsLanes<Lanes>(order)) return work(Lanes{}, 1 << (order - 1));
     work(OneNumber<Lanes>{}, 1 << (order - 1));
 }
@@ -249,6 +254,17 @@ ryxStatus RealTransform<Sample>::inverse(const Sample *src, Sample *dst, int sf,
     const Call<double> call(this + 1, inverse_.scale, inverse_.guard, sf, memory);
     withLanes<InverseLanes<Sample>>(
         order_, [&](auto lanes, auto points) { transformInverse<decltype(lanes)>(points, call, src, dst); });
+    return ryxStsOk;
+}
+
+template <class Sample>
+ryxStatus RealTransform<Sample>::inverseSingle(const float *src, float *dst,
+                                               void *memory) const requires std::is_same_v<Sample, float> {
+    if (!isValid()) return ryxStsBadContext;
+    const auto *tables = reinterpret_cast<const std::byte *>(this + 1) + doubleTableBytes(order_);
+    const Call<float> call(tables, inverse_.scale, inverse_.guard, 0, memory);
+    withLanes<FourFloats>(order_,
+                          [&](auto lanes, auto points) { transformInverse<decltype(lanes)>(points, call, src, dst); });
     return ryxStsOk;
 }
 

@@ -44,6 +44,8 @@ public:
     // is a TransformMemory's. -17, and nothing is written, when this is no specification for such samples.
     ryxStatus forward(const Sample *src, Sample *dst, int sf, void *memory) const;
     ryxStatus inverse(const Sample *src, Sample *dst, int sf, void *memory) const;
+    // In single precision, for floats only.
+    ryxStatus inverseSingle(const float *src, float *dst, void *memory) const requires std::is_same_v<Sample, float>;
 
 private:
     static constexpr uint32_t identifier = std::is_same_v<Sample, float> ? 0x52465446 : 0x52465449; // "RFTF", "RFTI"
