@@ -44,9 +44,8 @@ ryxStatus loadAligned(const float *x, float *y) {
 }
 
 const Functions functions = {
-    {"shift", Function::of(shift)},         {"shiftBackwards", Function::of(shiftBackwards)},
-    {"spoil", Function::of(spoilSource)},   {"count", Function::of(count)},
-    {"scaleRows", Function::of(scaleRows)}, {"loadAligned", Function::of(loadAligned)},
+    {"shift", shift}, {"shiftBackwards", shiftBackwards}, {"spoil", spoilSource},
+    {"count", count}, {"scaleRows", scaleRows},           {"loadAligned", loadAligned},
 };
 
 // Semicolons stand for line ends.

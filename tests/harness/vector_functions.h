@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Typed calls of the functions that vector files name. The prototypes come from the public header, so a vector that does
 // not fit its function is refused instead of called.
+//
+// Only a description and a call are made from every prototype; all else is ordinary code, for the compiler's sake.
 #pragma once
 
-#include <functional>
+#include <array>
 #include <map>
 #include <span>
 #include <string>
@@ -15,72 +17,78 @@
 
 namespace ryxtest {
 
-template <class T> bool elementFits(const Argument &argument) {
-    const ElementType &type = argument.type;
-    if constexpr (std::is_arithmetic_v<T>) {
-        const char kind = std::is_floating_point_v<T> ? 'f' : std::is_signed_v<T> ? 's' : 'u';
-        return type.kind == kind && type.width == sizeof(T) && type.parts == 1;
-    } else if constexpr (requires { sizeof(T); }) {
-        return argument.bytes % sizeof(T) == 0; // a struct written as its elements
-    } else {
-        return true; // an opaque block
-    }
-}
+struct Parameter {
+    enum class Kind { value, pointer, rows };
 
-template <class T> bool pointeeFits(const Argument &argument) {
-    if (argument.role == Role::state) return true;
-    const bool written = argument.role == Role::out || argument.role == Role::io || argument.role == Role::keep;
-    return !(written && std::is_const_v<T>)&&elementFits<std::remove_const_t<T>>(argument);
-}
+    Kind kind;
+    bool isWritable; // what the pointer leads to
+    char element;    // s: signed, u: unsigned, f: floating, c: a struct written as its elements, o: an opaque block
+    size_t width;    // bytes of an element
 
-template <class Parameter> bool fits(const Argument &argument) {
-    if constexpr (std::is_pointer_v<Parameter>) {
-        using Pointee = std::remove_pointer_t<Parameter>;
-        if (argument.role == Role::value) return false;
-        if (argument.role == Role::null) return true;
-        if constexpr (std::is_pointer_v<Pointee>)
-            return argument.rows > 0 && pointeeFits<std::remove_pointer_t<Pointee>>(argument);
+    template <class T> static constexpr Parameter of() {
+        if constexpr (!std::is_pointer_v<T>)
+            return describe<T>(Kind::value);
+        else if constexpr (std::is_pointer_v<std::remove_pointer_t<T>>)
+            return describe<std::remove_pointer_t<std::remove_pointer_t<T>>>(Kind::rows);
         else
-            return argument.rows == 0 && pointeeFits<Pointee>(argument);
-    } else {
-        return argument.role == Role::value && elementFits<Parameter>(argument);
+            return describe<std::remove_pointer_t<T>>(Kind::pointer);
     }
-}
+
+private:
+    template <class T> static constexpr Parameter describe(Kind kind) {
+        constexpr bool isWritable = !std::is_const_v<T>;
+        if constexpr (std::is_floating_point_v<T>)
+            return {kind, isWritable, 'f', sizeof(T)};
+        else if constexpr (std::is_arithmetic_v<T>)
+            return {kind, isWritable, std::is_signed_v<T> ? 's' : 'u', sizeof(T)};
+        else if constexpr (requires { sizeof(T); })
+            return {kind, isWritable, 'c', sizeof(T)};
+        else
+            return {kind, isWritable, 'o', 1};
+    }
+};
 
 // Each argument of a call as the address of its data, scalars included.
 using Addresses = std::span<void *const>;
 
-template <class Parameter> Parameter passed(void *address) {
-    if constexpr (std::is_pointer_v<Parameter>)
-        return static_cast<Parameter>(address);
-    else
-        return *static_cast<const Parameter *>(address);
-}
-
-struct Function {
-    // Why the arguments do not fit the prototype, empty when they do.
-    std::function<std::string(std::span<const Argument>)> misfit;
-    std::function<ryxStatus(Addresses)> call;
-
-    template <class... Parameters> static Function of(ryxStatus (*function)(Parameters...)) {
-        return of(function, std::index_sequence_for<Parameters...>());
-    }
+class Function {
+public:
+    template <class... Types> Function(ryxStatus (*function)(Types...))
+        : parameters_(described<Types...>), function_(reinterpret_cast<Any>(function)),
+          call_([](Any any, Addresses given) {
+              return callAs<Types...>(any, given, std::index_sequence_for<Types...>());
+          }) {}
     // What returns no status, the version getter, cannot stand in a vector file.
-    static Function of(const ryxLibraryVersion *(*)()) {
-        return {[](std::span<const Argument>) { return "the function returns no status"; }, nullptr};
-    }
+    Function(const ryxLibraryVersion *(*)()) {}
+
+    bool returnsStatus() const { return call_ != nullptr; }
+    std::span<const Parameter> parameters() const { return parameters_; }
+
+    // Why the arguments do not fit the prototype, empty when they do.
+    std::string misfit(std::span<const Argument> given) const;
+
+    ryxStatus call(Addresses given) const { return call_(function_, given); }
 
 private:
-    template <class... Parameters, size_t... i>
-    static Function of(ryxStatus (*function)(Parameters...), std::index_sequence<i...>) {
-        const auto misfit = [](std::span<const Argument> given) -> std::string {
-            if (given.size() != sizeof...(i)) return "takes " + std::to_string(sizeof...(i)) + " arguments";
-            std::string unfit;
-            ((unfit.empty() && !fits<Parameters>(given[i]) ? void(unfit = given[i].name) : void()), ...);
-            return unfit.empty() ? unfit : unfit + " does not fit the prototype";
-        };
-        return {misfit, [function](Addresses given) { return function(passed<Parameters>(given[i])...); }};
+    using Any = void (*)();
+
+    template <class... Types>
+    static constexpr std::array<Parameter, sizeof...(Types)> described = {Parameter::of<Types>()...};
+
+    template <class Type> static Type passed(void *address) {
+        if constexpr (std::is_pointer_v<Type>)
+            return static_cast<Type>(address);
+        else
+            return *static_cast<const Type *>(address);
     }
+    template <class... Types, size_t... i>
+    static ryxStatus callAs(Any any, Addresses given, std::index_sequence<i...>) {
+        return reinterpret_cast<ryxStatus (*)(Types...)>(any)(passed<Types>(given[i])...);
+    }
+
+    std::span<const Parameter> parameters_ = {};
+    Any function_ = nullptr;
+    ryxStatus (*call_)(Any, Addresses) = nullptr;
 };
 
 using Functions = std::map<std::string, Function, std::less<>>;

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// Pointers are checked before anything else: with one of them null every function answers the same and writes nothing,
+// whatever its other arguments are.
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <set>
+
+#include "harness/vector_functions.h"
+
+using namespace ryxtest;
+
+namespace {
+
+// The filter bank's sizes come before its pointers.
+const std::set<std::string> sizesFirst = {"ryxsSubbandProcessGetSize_32f", "ryxsSubbandProcessGetSize_16s",
+                                          "ryxsSubbandProcessInit_32f", "ryxsSubbandProcessInit_16s"};
+
+// The pointer of this number is null, all others lead to zeros; numbers are zero.
+void expectNullIsRefused(const Function &function, size_t null) {
+    std::vector<std::byte> memory(1 << 16);
+    std::vector<void *> rows(64, memory.data()), addresses;
+    for (const Parameter &parameter : function.parameters())
+        addresses.push_back(parameter.kind == Parameter::Kind::rows ? static_cast<void *>(rows.data()) : memory.data());
+    addresses[null] = nullptr;
+    EXPECT_EQ(function.call(addresses), ryxStsNullPtr);
+    EXPECT_TRUE(std::ranges::all_of(memory, [](std::byte b) { return b == std::byte{0}; }));
+}
+
+TEST(NullPointers, AreRefusedFirstByEveryFunction) {
+    for (const auto &[name, function] : libraryFunctions()) {
+        if (sizesFirst.contains(name)) continue;
+        for (size_t i = 0; i < function.parameters().size(); i++) {
+            if (function.parameters()[i].kind == Parameter::Kind::value) continue;
+            SCOPED_TRACE(name + ", argument " + std::to_string(i));
+            expectNullIsRefused(function, i);
+        }
+    }
+}
+
+} // namespace
