@@ -654,6 +654,17 @@ ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, Tone
  * (steps[n] * mu + 16384) >> 15 in 64 bits, then ryxsFullbandController_EC_16s(). With the two filters in 16 bits it
  * follows the canceller in single precision to within 1.5 dB while that weakens the echo by up to 22 dB, and ends at 25 to
  * 35 dB, where the 16 bits of the taps end.
+ *
+ * **Sub-band.** The controller of ryxsSubbandController_EC_32f() for ryxsFIRSubband_EC_32sc_Sfs() and
+ * ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(), with the same rules, events and times. Spectra are at unit level, as
+ * ryxsSubbandAnalysis_16s32sc_Sfs() makes them with a scale factor of 0; coefficients are in Q`scaleFactor`, the filter's scale
+ * factor. Steps come as mantissa and exponent of every band for an update with a scale factor of 0. Energies of samples are
+ * exact sums in 64 bits, smoothed with factors in Q15 and compared by integer multiples (10 em > 13 ed and the like).
+ * Numbers of bands are mantissas of 32 bits with an exponent each, rounded down after every operation; the sums of squares
+ * that they come from are exact. Only the initialisation uses floating point.
+ *
+ * In an overlap-save canceller the constraint is best applied to what has to go: the inverse transform of a tap's
+ * coefficients, its first half cleared, transformed again and subtracted. What stays then keeps all of its 32 bits.
  * @{
  */
 
@@ -733,6 +744,99 @@ ryxStatus ryxsFullbandControllerUpdate_EC_16s(const int16_t *x, const int16_t *s
  */
 ryxStatus ryxsFullbandController_EC_16s(const int16_t *e1, const int16_t *e2, int16_t *a, int16_t *b, int32_t *mu,
                                         FullbandControllerState_EC_16s *state);
+
+/** State of a sub-band controller in integers; its size is reported by ryxsSubbandControllerGetSize_EC_16s(). */
+typedef struct SubbandControllerState_EC_16s SubbandControllerState_EC_16s;
+
+/**
+ * @brief Reports the size of a sub-band controller: 208 bytes, and 8 for each band and tap and for three rows of bands,
+ *        rounded up to 16.
+ * @param[in]  numBands   bands of the spectra, 1..4097: half the length of the transform, plus 1
+ * @param[in]  taps       frames of the filters, 1..255
+ * @param[in]  hop        samples of a block, at least 1
+ * @param[in]  sampleRate 8000, 16000, 32000 or 48000 Hz
+ * @param[out] size       number of bytes
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadBandCount for `numBands`; #ryxStsOutOfRange for `taps`; #ryxStsBadArg for
+ *         `hop`; #ryxStsOutOfRange for any other rate
+ */
+ryxStatus ryxsSubbandControllerGetSize_EC_16s(int numBands, int taps, int hop, int sampleRate, int *size);
+
+/**
+ * @brief Initialises a sub-band controller: nothing is known of the path.
+ * @param[out] state       block of the reported size, at any address
+ * @param[in]  numBands    bands of the spectra, 1..4097
+ * @param[in]  taps        frames of the filters, 1..255
+ * @param[in]  hop         samples of a block, at least 1
+ * @param[in]  sampleRate  8000, 16000, 32000 or 48000 Hz
+ * @param[in]  scaleFactor of the filter, 0..31: the coefficients are in Q`scaleFactor`. 28 leaves room for values up to 8
+ * @return as ryxsSubbandControllerGetSize_EC_16s(), then #ryxStsOutOfRange for `scaleFactor`
+ */
+ryxStatus ryxsSubbandControllerInit_EC_16s(SubbandControllerState_EC_16s *state, int numBands, int taps, int hop,
+                                           int sampleRate, int scaleFactor);
+
+/**
+ * @brief Forgets everything, as the initialisation does. The caller clears both sets.
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerReset_EC_16s(SubbandControllerState_EC_16s *state);
+
+/**
+ * @brief Compares the errors of both sets, and of the backup while there is one, and copies or clears sets, like
+ *        ryxsSubbandController_EC_32f().
+ * @param[in]     s     near end (microphone), `hop` samples
+ * @param[in]     e1    near end less the echo estimate of the main set
+ * @param[in]     e2    near end less the echo estimate of the shadow set
+ * @param[in]     e3    near end less the echo estimate of the backup; may be null unless one is on probation
+ * @param[in,out] a     main set, `taps` pointers to spectra of `numBands` coefficients
+ * @param[in,out] b     shadow set
+ * @param[out]    event #ryxEcNone or its kin: whose error is whose
+ * @param[in,out] state initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandController_EC_16s(const int16_t *s, const int16_t *e1, const int16_t *e2, const int16_t *e3,
+                                       ryx32sc *const *a, ryx32sc *const *b, int *event,
+                                       SubbandControllerState_EC_16s *state);
+
+/**
+ * @brief Filters the far-end spectra with the backup, like ryxsFIRSubband_EC_32sc_Sfs() with the scale factor of the state.
+ * @param[in]     history     `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[out]    dst         echo estimate, `numBands` values; not written when no backup is on probation
+ * @param[out]    onProbation 1 when there is a backup, so that ryxsSubbandController_EC_16s() wants its error; otherwise 0
+ * @param[in]     state       initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerBackup_EC_16s(const ryx32sc *const *history, ryx32sc *dst, int *onProbation,
+                                             SubbandControllerState_EC_16s *state);
+
+/**
+ * @brief Computes the steps of both sets, like ryxsSubbandControllerUpdate_EC_32f().
+ *
+ * A step is mantissa * 2^-exponent in units of the coefficients: ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I() takes it as it is,
+ * with a scale factor of 0. The mantissa is 16384..32767, within 7e-5 of the step below it; a step of 0 has 0 for both.
+ *
+ * @param[in]     history            `taps` pointers to far-end spectra of `numBands` values, the newest frame first
+ * @param[in]     coefs              main set
+ * @param[in]     error              spectrum of the error of the main set, `numBands` values
+ * @param[out]    step               mantissas of the main set's steps, `numBands` values
+ * @param[out]    stepExponent       their exponents
+ * @param[out]    stepShadow         mantissas of the shadow set's steps
+ * @param[out]    stepShadowExponent their exponents
+ * @param[in,out] state              initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerUpdate_EC_16s(const ryx32sc *const *history, const ryx32sc *const *coefs,
+                                             const ryx32sc *error, int32_t *step, int32_t *stepExponent,
+                                             int32_t *stepShadow, int32_t *stepShadowExponent,
+                                             SubbandControllerState_EC_16s *state);
+
+/**
+ * @brief Tells whether somebody speaks at the near end, like ryxsSubbandControllerDT_EC_32f().
+ * @param[out] doubleTalk 1 or 0
+ * @param[in]  state      initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadContext when `state` is none
+ */
+ryxStatus ryxsSubbandControllerDT_EC_16s(int *doubleTalk, const SubbandControllerState_EC_16s *state);
 
 /** @} */
 
