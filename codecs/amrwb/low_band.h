@@ -27,10 +27,8 @@ public:
         copy(synthesis_, synthesis_ + lpOrder, buffer);
         ryxsSynthesisFilter_AMRWB_16s32s_I(lpc, excitation, buffer + lpOrder, subframeLength, q);
         copy(buffer + subframeLength, buffer + subframeLength + lpOrder, synthesis_);
-        ryxsDeemphasize_AMRWB_32s16s(buffer + lpOrder, speech, subframeLength, &deemphasis_);
-        ryxsHighPassFilter50_AMRWB_16s_I(speech, subframeLength, highPass50_);
+        ryxsDeemphasizeHighPass_AMRWB_32s16s(buffer + lpOrder, speech, upper, &deemphasis_, highPass50_, highPass400_);
         ryxsHighBandNoise_AMRWB_16s(excitation, q, noise, &seed_);
-        ryxsHighPassFilter400_AMRWB_16s(speech, upper, subframeLength, highPass400_);
         ryxsHighBandGainEstimate_AMRWB_16s(upper, noiseFrames, gainEstimate);
     }
 

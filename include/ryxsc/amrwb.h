@@ -467,6 +467,23 @@ ryxStatus ryxsDeemphasizeHalf_AMRWB_16s_I(int16_t *srcDst, int len, int16_t *mem
 ryxStatus ryxsDeemphasize_AMRWB_32s16s(const int32_t *src, int16_t *dst, int len, int16_t *memory);
 
 /**
+ * @brief De-emphasises a subframe of synthesised speech and filters it by both high-passes.
+ *
+ * The same as ryxsDeemphasize_AMRWB_32s16s(), ryxsHighPassFilter50_AMRWB_16s_I() and ryxsHighPassFilter400_AMRWB_16s() one
+ * after the other, in half of their time: the three recursions run side by side.
+ *
+ * @param[in]     src       64 outputs of ryxsSynthesisFilter_AMRWB_16s32s_I(); bits 0 to 3 are ignored
+ * @param[out]    dst       64 samples: speech behind the high-pass of 50 Hz
+ * @param[out]    upper     64 samples: `dst` behind that of 400 Hz, a sixteenth of the signal. Must not overlap `dst`
+ * @param[in,out] memory    as in ryxsDeemphasize_AMRWB_32s16s()
+ * @param[in,out] memory50  as in ryxsHighPassFilter50_AMRWB_16s_I()
+ * @param[in,out] memory400 as in ryxsHighPassFilter400_AMRWB_16s()
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsDeemphasizeHighPass_AMRWB_32s16s(const int32_t *src, int16_t *dst, int16_t *upper, int16_t *memory,
+                                               int16_t *memory50, int16_t *memory400);
+
+/**
  * @brief Multiplies by a power of two: saturated to the left, rounded to the right with ties upwards.
  * @param[in,out] srcDst   words
  * @param[in]     len      number of words, at least 1

@@ -15,13 +15,14 @@ constexpr int taps = 32, centre = 15;
 constexpr int sumOfMagnitudes = 35692; // of the taps of a phase, at most
 constexpr int vectorLength = subframeLength + 1;
 
-// Eight samples at a time: the shortest lag is longer than what one of them sees of the samples behind it and eight.
+// Sixteen samples at a time: the shortest lag is longer than what one of them sees of the samples behind it and sixteen.
 void interpolate(const int16_t *past, const int16_t *phase, int16_t *vector) {
     const FirTaps<taps> fir(phase);
-    for (int j = 0; j < subframeLength; j += 8)
-        simd::store(vector + j, fir.filter<14>(past + j));
-    constexpr int last = vectorLength - 8; // the same once more, and the last one
-    simd::store(vector + last, fir.filter<14>(past + last));
+    for (int j = 0; j < subframeLength; j += 16)
+        fir.filterSixteen<14>(past + j, vector + j);
+    constexpr int last = subframeLength;
+    const int32_t sum = wrappedProducts(past + last, phase, taps);
+    vector[last] = sat16(wrapAdd32(sum, 1 << 13) >> 14);
 }
 
 // The weights make 32768: no sum leaves 32 bits, and the upper limit only rounds to itself.

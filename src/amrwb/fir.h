@@ -7,7 +7,7 @@
 
 namespace ryxsc::amrwb {
 
-// sum over k = 0 .. count - 1 of taps[k] * x[n + k] for eight n; count is even. Taps two by two, for the outputs of even
+// sum over k = 0 .. count - 1 of taps[k] * x[n + k] for sixteen n; count is even. Taps two by two, for the outputs of even
 // and of odd index apart, so that the samples need no rearrangement.
 template <int count> class FirTaps {
     static_assert(count % 8 == 0);
@@ -23,18 +23,28 @@ public:
         }
     }
 
-    // sat16((sum + 2^(shift - 1)) >> shift). Reads one sample more than the taps take.
-    template <int shift> Vector filter(const int16_t *x) const {
-        Vector even[2] = {simd::dwords(1 << (shift - 1)), _mm_setzero_si128()};
-        Vector odd[2] = {even[0], even[1]};
+    // y[n] = sat16((sum + 2^(shift - 1)) >> shift), n = 0 .. 15. Reads one sample more than the taps take. A function of its
+    // own and in this order: left to itself the compiler keeps samples for the next call, and spills the sums.
+    template <int shift> [[gnu::noinline]] void filterSixteen(const int16_t *x, int16_t *y) const {
+        Vector even[2], odd[2];
+        for (int block = 0; block < 2; block++)
+            even[block] = odd[block] = simd::dwords(1 << (shift - 1));
+#pragma GCC unroll 16
         for (int k = 0; k < count; k += 2) {
-            Vector &e = even[k / 2 % 2], &o = odd[k / 2 % 2];
-            e = _mm_add_epi32(e, _mm_madd_epi16(simd::load(x + k), pairs_[k / 2]));
-            o = _mm_add_epi32(o, _mm_madd_epi16(simd::load(x + k + 1), pairs_[k / 2]));
+            const Vector pair = pairs_[k / 2];
+            for (int block = 0; block < 2; block++) {
+                const int16_t *const at = x + k + 8 * block;
+                even[block] = _mm_add_epi32(even[block], _mm_madd_epi16(simd::load(at), pair));
+                odd[block] = _mm_add_epi32(odd[block], _mm_madd_epi16(simd::load(at + 1), pair));
+                simd::finish(even[block]);
+                simd::finish(odd[block]);
+            }
         }
-        const Vector evens = _mm_srai_epi32(_mm_add_epi32(even[0], even[1]), shift);
-        const Vector odds = _mm_srai_epi32(_mm_add_epi32(odd[0], odd[1]), shift);
-        return _mm_packs_epi32(_mm_unpacklo_epi32(evens, odds), _mm_unpackhi_epi32(evens, odds));
+        for (int block = 0; block < 2; block++) {
+            const Vector evens = _mm_srai_epi32(even[block], shift), odds = _mm_srai_epi32(odd[block], shift);
+            simd::store(y + 8 * block,
+                        _mm_packs_epi32(_mm_unpacklo_epi32(evens, odds), _mm_unpackhi_epi32(evens, odds)));
+        }
     }
 
 private:

@@ -5,6 +5,7 @@
 
 #include "amrwb/fir.h"
 #include "common/checks.h"
+#include "common/lp_filters.h"
 #include "frame/implementations.h"
 
 using namespace ryxsc;
@@ -64,24 +65,31 @@ constexpr int firTapCount = 31, firMemory = firTapCount - 1;
 // In place, over a subframe at 16 kHz.
 void filterFir(int16_t *srcDst, const int16_t *taps, int sumOfMagnitudes, int64_t sumOfSquares, int shift,
                int16_t *memory) {
-    constexpr int length = firMemory + wideSubframeLength, padded = (length + 9) / 8 * 8;
-    int16_t buffer[padded];
-    std::copy_n(memory, firMemory, buffer);
+    constexpr int ahead = 2, length = firMemory + wideSubframeLength; // samples at aligned places
+    alignas(16) int16_t aligned[ahead + length + 8];
+    int16_t *const buffer = aligned + ahead;
+    Range range;
+    const auto take = [&](int16_t *to, Vector words) {
+        range.add(words);
+        simd::store(to, words);
+    };
+    for (const int i : {0, 8, 16, firMemory - 8})
+        take(buffer + i, simd::load(memory + i));
     const Vector count = _mm_cvtsi32_si128(shift);
     for (int i = 0; i < wideSubframeLength; i += 8)
-        simd::store(buffer + firMemory + i, _mm_sra_epi16(simd::load(srcDst + i), count));
-    std::fill(buffer + length, buffer + padded, int16_t{0});
-    const bool isSafe = largestMagnitude(buffer, padded) <= largestSafeSample(sumOfMagnitudes) ||
-                        fitsSums(energy(buffer, padded), static_cast<uint64_t>(sumOfSquares));
-    if (isSafe) {
+        take(buffer + firMemory + i, _mm_sra_epi16(simd::load(srcDst + i), count));
+    simd::store(buffer + length, _mm_setzero_si128());
+    if (range.isWithin(largestSafeSample(sumOfMagnitudes)) ||
+        fitsSums(energy(buffer, length), static_cast<uint64_t>(sumOfSquares))) {
         const FirTaps<firTapCount + 1> fir(taps);
-        for (int i = 0; i < wideSubframeLength; i += 8)
-            simd::store(srcDst + i, fir.filter<15>(buffer + i));
+        for (int i = 0; i < wideSubframeLength; i += 16)
+            fir.filterSixteen<15>(buffer + i, srcDst + i);
     } else {
         for (int i = 0; i < wideSubframeLength; i++)
             srcDst[i] = saturatingFilter(buffer + i, taps, firTapCount, 0);
     }
-    std::copy_n(buffer + wideSubframeLength, firMemory, memory);
+    for (const int i : {0, 8, 16, firMemory - 8})
+        simd::store(memory + i, simd::load(buffer + wideSubframeLength + i));
 }
 
 } // namespace
