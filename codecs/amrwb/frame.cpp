@@ -13,8 +13,11 @@ constexpr int typeSid = 9, typeLost = 14, typeNoData = 15;
 constexpr uint8_t headerOf(int type) {
     return static_cast<uint8_t>(type << 3 | 4);
 }
+constexpr int wholeOctets(int bits) {
+    return (bits + 7) / 8 * 8;
+}
 constexpr int octetsOf(int bits) {
-    return 1 + (bits + 7) / 8;
+    return 1 + wholeOctets(bits) / 8;
 }
 
 constexpr int sidFrameBits = sidBits + 5; // type and mode follow
@@ -29,12 +32,12 @@ constexpr bool isIgnored(const Mode &mode, int bit) {
 
 int packSpeech(const ParameterBits &bits, int mode, uint8_t *frame) {
     const Mode &format = modes[mode];
-    const int octets = octetsOf(format.bits);
-    std::memset(frame, 0, static_cast<size_t>(octets));
-    frame[0] = headerOf(mode);
+    uint8_t sent[wholeOctets(mostBits)] = {};
     for (int k = 0; k < format.bits; k++)
-        frame[1 + k / 8] = static_cast<uint8_t>(frame[1 + k / 8] | bits.values[format.order[k]] << (7 - k % 8));
-    return octets;
+        sent[k] = bits.values[format.order[k]];
+    frame[0] = headerOf(mode);
+    gather(sent, wholeOctets(format.bits) / 8, frame + 1);
+    return octetsOf(format.bits);
 }
 
 int packSid(const ParameterBits &bits, bool isUpdate, int mode, uint8_t *frame) {
@@ -57,8 +60,10 @@ ryxStatus unpack(const ReceivedFrame &frame, ParameterBits &bits, Unpacked &unpa
     if (type < speechModes) {
         const Mode &format = modes[type];
         if (frame.count != octetsOf(format.bits)) return ryxStsBadSize;
+        uint8_t sent[wholeOctets(mostBits)];
+        spread(frame.octets + 1, wholeOctets(format.bits) / 8, sent);
         for (int k = 0; k < format.bits; k++)
-            bits.values[format.order[k]] = bit(k);
+            bits.values[format.order[k]] = sent[k];
         unpacked = {isBad ? speechBad : frame.has(ryxFrameDegraded) ? speechDegraded : speechGood, type};
     } else if (type == typeSid) {
         if (frame.count != octetsOf(sidFrameBits)) return ryxStsBadSize;

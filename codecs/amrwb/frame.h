@@ -4,14 +4,16 @@
 
 #include <ryxsc.h>
 
+#include "bit_order.h"
 #include "codec.h"
 #include "tables.h"
 
 namespace ryxcodec::amrwb {
 
-// One bit in each octet, in the order in which the encoder writes its parameters.
+// One bit in each octet, in the order in which the encoder writes its parameters, and room for what is read behind the last
+// one.
 struct ParameterBits {
-    uint8_t values[mostBits];
+    uint8_t values[mostBits + 16];
 };
 
 class BitWriter {
@@ -29,11 +31,12 @@ private:
 class BitReader {
 public:
     explicit BitReader(const ParameterBits &bits) : at_(bits.values) {}
+    // Up to 16 bits.
     int16_t get(int width) {
-        int value = 0;
-        for (int i = 0; i < width; i++)
-            value = value << 1 | *at_++;
-        return static_cast<int16_t>(value);
+        uint8_t octets[2];
+        gather(at_, 2, octets);
+        at_ += width;
+        return static_cast<int16_t>((octets[0] << 8 | octets[1]) >> (16 - width));
     }
 
 private:

@@ -49,7 +49,7 @@ private:
 
 class SynthesisBlocks {
 public:
-    explicit SynthesisBlocks(const int16_t *lpc) {
+    SynthesisBlocks(const int16_t *lpc, int16_t gain) : gain_(simd::dwords(gain)) {
         int16_t padded[lpOrder + 1 + 8] = {};
         std::copy_n(lpc, lpOrder + 1, padded);
         for (int j = 1; j < 2 * block; j++)
@@ -73,11 +73,12 @@ public:
     }
 
     // Writes four outputs and returns them.
-    Vector next(const int16_t *src, int64_t gain, int32_t *v) {
+    Vector next(const int16_t *src, int32_t *v) {
         alignas(16) int32_t high[block], low[block];
-        simd::store(high, high_[0]);
+        const Vector input = _mm_unpacklo_epi16(simd::load64(src), _mm_setzero_si128());
+        simd::store(high, _mm_sub_epi32(_mm_madd_epi16(input, gain_), high_[0]));
         simd::store(low, low_[0]);
-        const auto known = [&](int i) { return Sum(src[i] * gain - high[i] * int64_t{4096} - low[i]); };
+        const auto known = [&](int i) { return Sum(high[i] * int64_t{4096} - low[i]); };
         const int64_t p0 = last_[0], p1 = last_[1], p2 = last_[2], p3 = last_[3];
         const int64_t *const a = a_;
         const int64_t y0 = known(0).less(a[4], p0).less(a[3], p1).less(a[2], p2).less(a[1], p3).shifted();
@@ -137,7 +138,7 @@ private:
 
     int64_t a_[2 * block];
     int64_t last_[block] = {};
-    Vector taps_[distances][2];
+    Vector gain_, taps_[distances][2];
     Vector high_[distances + 1] = {}, low_[distances + 1] = {}; // for the next block and those behind it
 };
 
@@ -146,7 +147,7 @@ inline bool synthesiseInBlocks(const int16_t *lpc, int16_t gain, const int16_t *
     int sumOfMagnitudes = 0;
     for (int j = 1; j <= lpOrder; j++)
         sumOfMagnitudes += std::abs(lpc[j]);
-    SynthesisBlocks blocks(lpc);
+    SynthesisBlocks blocks(lpc, gain);
     Vector largest = _mm_setzero_si128();
     const auto watch = [&](Vector values) { // one's complement magnitudes, as good as magnitudes here
         largest = _mm_or_si128(largest, _mm_xor_si128(values, _mm_srai_epi32(values, 31)));
@@ -158,10 +159,9 @@ inline bool synthesiseInBlocks(const int16_t *lpc, int16_t gain, const int16_t *
         blocks.push(v);
         watch(values);
     }
-    const int64_t factor = int64_t{gain} << 12;
     for (int n = 0; n < len; n += block) {
         alignas(16) int32_t v[block];
-        const Vector values = blocks.next(src + n, factor, v);
+        const Vector values = blocks.next(src + n, v);
         simd::store(srcDst + n, _mm_slli_epi32(values, 4));
         watch(values);
     }

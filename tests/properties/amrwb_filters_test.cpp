@@ -69,6 +69,30 @@ TEST(AmrWbFilters, HighPassesInBlocksEqualThePlainForm) {
     }
 }
 
+// Signals at all levels, so that each of the three recursions saturates where the others do not.
+TEST(AmrWbFilters, RecursionsSideBySideEqualOneAfterTheOther) {
+    for (const signals::Signal &signal : inputs(64 * 40))
+        for (const int level : {0, 4, 8, 11, 13, 14, 15}) {
+            int16_t memory = 0, memory50[6] = {}, memory400[6] = {}, plain = 0, plain50[6] = {}, plain400[6] = {};
+            for (size_t start = 0; start + 64 <= signal.samples.size(); start += 64) {
+                std::array<int32_t, 64> synthesis;
+                for (size_t i = 0; i < 64; i++)
+                    synthesis[i] = signal.samples[start + i] * (1 << level) + static_cast<int32_t>(i);
+                std::array<int16_t, 64> speech, upper, plainSpeech, plainUpper;
+                ASSERT_EQ(ryxsDeemphasizeHighPass_AMRWB_32s16s(synthesis.data(), speech.data(), upper.data(), &memory,
+                                                               memory50, memory400),
+                          ryxStsOk);
+                ryxsDeemphasize_AMRWB_32s16s(synthesis.data(), plainSpeech.data(), 64, &plain);
+                ryxsHighPassFilter50_AMRWB_16s_I(plainSpeech.data(), 64, plain50);
+                ryxsHighPassFilter400_AMRWB_16s(plainSpeech.data(), plainUpper.data(), 64, plain400);
+                ASSERT_TRUE(speech == plainSpeech && upper == plainUpper) << signal.name << ", level " << level;
+                ASSERT_TRUE(memory == plain && std::equal(memory50, memory50 + 6, plain50) &&
+                            std::equal(memory400, memory400 + 6, plain400))
+                    << signal.name << ", level " << level;
+            }
+        }
+}
+
 TEST(AmrWbFilters, HighBandFiltersEqualThePlainForm) {
     for (const signals::Signal &signal : inputs(80 * 50)) {
         int16_t bandMemory[30] = {}, lowMemory[30] = {};
