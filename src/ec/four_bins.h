@@ -46,4 +46,22 @@ struct FourBins {
     }
 };
 
+// Sums of |x|^2 over four neighbouring bins of many spectra. Real and imaginary parts are added up apart.
+class FourEnergies {
+public:
+    void add(const ryx32fc *bins) {
+        const __m128 front = _mm_loadu_ps(&bins[0].re), back = _mm_loadu_ps(&bins[2].re);
+        front_ = _mm_add_ps(front_, _mm_mul_ps(front, front));
+        back_ = _mm_add_ps(back_, _mm_mul_ps(back, back));
+    }
+    void add(ryx32fc bin) {
+        const __m128 x = _mm_setr_ps(bin.re, bin.im, 0, 0);
+        front_ = _mm_add_ps(front_, _mm_mul_ps(x, x));
+    }
+    __m128 get() const { return _mm_hadd_ps(front_, back_); }
+
+private:
+    __m128 front_ = _mm_setzero_ps(), back_ = _mm_setzero_ps();
+};
+
 } // namespace ryxsc::ec

@@ -112,10 +112,20 @@ void copyRow(const Controller &controller, float *to, const float *from) {
 
 // The sum of |rows[t][k]|^2 over t for `count` neighbouring bands.
 __m128 energiesOver(const ryx32fc *const *rows, int taps, int k, int count) {
-    __m128 sum = _mm_setzero_ps();
-    for (int t = 0; t < taps; t++)
-        sum = _mm_add_ps(sum, FourBins::load(rows[t] + k, count).power());
-    return sum;
+    FourEnergies energies;
+    if (count == 4) {
+        for (int t = 0; t < taps; t++)
+            energies.add(rows[t] + k);
+        return energies.get();
+    }
+    alignas(16) float sums[4] = {};
+    for (int i = 0; i < count; i++) {
+        FourEnergies single;
+        for (int t = 0; t < taps; t++)
+            single.add(rows[t][k + i]);
+        sums[i] = _mm_cvtss_f32(single.get());
+    }
+    return _mm_load_ps(sums);
 }
 
 // Nothing is known of the path.

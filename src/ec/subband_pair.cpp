@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Filter and update of a sub-band echo canceller for two sets of coefficients at once: both need the same far-end spectra.
-#include <algorithm>
-
 #include "common/checks.h"
 #include "ec/four_bins.h"
 #include "ec/subband_filter.h"
@@ -14,54 +12,52 @@ namespace {
 
 using Rows = const ryx32fc *const *;
 
-void filterFour(Rows history, Rows coefs1, Rows coefs2, int taps, int k, int count, ryx32fc *dst1, ryx32fc *dst2) {
+template <int bins>
+void filterSome(Rows history, Rows coefs1, Rows coefs2, int taps, int k, int count, ryx32fc *dst1, ryx32fc *dst2) {
     FourBins sum1 = {}, sum2 = {};
     for (int t = 0; t < taps; t++) {
-        const FourBins x = FourBins::load(history[t] + k, count);
-        sum1.addProduct(x, FourBins::load(coefs1[t] + k, count));
-        sum2.addProduct(x, FourBins::load(coefs2[t] + k, count));
+        const FourBins x = bins == 4 ? FourBins::load(history[t] + k) : FourBins::load(history[t] + k, count);
+        sum1.addProduct(x, bins == 4 ? FourBins::load(coefs1[t] + k) : FourBins::load(coefs1[t] + k, count));
+        sum2.addProduct(x, bins == 4 ? FourBins::load(coefs2[t] + k) : FourBins::load(coefs2[t] + k, count));
     }
     sum1.store(dst1 + k, count);
     sum2.store(dst2 + k, count);
 }
 
-// step * error of four bins, to be multiplied by conjugated bins.
-class ScaledErrors {
-public:
-    ScaledErrors(const double *step, const ryx32fc *error, int count) {
-        for (int i = 0; i < count; i++) {
-            const auto re = static_cast<float>(step[i] * error[i].re), im = static_cast<float>(step[i] * error[i].im);
-            re_[2 * i] = re;
-            re_[2 * i + 1] = -re;
-            im_[2 * i] = im_[2 * i + 1] = im;
-        }
+// step * error of two bins, rounded, to be multiplied by conjugated bins.
+struct ScaledErrors {
+    ScaledErrors(const double *step, const ryx32fc *error) {
+        const __m128 both = _mm_loadu_ps(&error->re);
+        const __m128d first = _mm_mul_pd(_mm_load1_pd(step), _mm_cvtps_pd(both));
+        const __m128d second = _mm_mul_pd(_mm_load1_pd(step + 1), _mm_cvtps_pd(_mm_movehl_ps(both, both)));
+        const __m128 scaled = _mm_movelh_ps(_mm_cvtpd_ps(first), _mm_cvtpd_ps(second));
+        re = _mm_xor_ps(_mm_moveldup_ps(scaled), _mm_setr_ps(0.0F, -0.0F, 0.0F, -0.0F));
+        im = _mm_movehdup_ps(scaled);
     }
 
-    __m128 re(int half) const { return _mm_load_ps(re_ + 4 * half); }
-    __m128 im(int half) const { return _mm_load_ps(im_ + 4 * half); }
+    // Adds the product with conj(x) to two coefficients; `crossed` is x with real and imaginary parts exchanged.
+    void update(float *h, __m128 x, __m128 crossed) const {
+        const __m128 change = _mm_add_ps(_mm_mul_ps(re, x), _mm_mul_ps(im, crossed));
+        _mm_storeu_ps(h, _mm_add_ps(_mm_loadu_ps(h), change));
+    }
 
-private:
-    alignas(16) float re_[8] = {}, im_[8] = {};
+    __m128 re, im;
 };
-
-// h += scaled * conj(x) for two bins; `crossed` is x with real and imaginary parts exchanged.
-__m128 updated(__m128 h, __m128 x, __m128 crossed, __m128 re, __m128 im) {
-    return _mm_add_ps(h, _mm_add_ps(_mm_mul_ps(re, x), _mm_mul_ps(im, crossed)));
-}
 
 void updateFour(const double *step1, const double *step2, Rows history, const ryx32fc *error1, const ryx32fc *error2,
                 ryx32fc *const *coefs1, ryx32fc *const *coefs2, int taps, int k) {
-    const ScaledErrors scaled1(step1 + k, error1 + k, 4), scaled2(step2 + k, error2 + k, 4);
-    for (int half = 0; half < 2; half++) {
-        const __m128 re1 = scaled1.re(half), im1 = scaled1.im(half);
-        const __m128 re2 = scaled2.re(half), im2 = scaled2.im(half);
-        for (int t = 0; t < taps; t++) {
-            const __m128 x = _mm_loadu_ps(&history[t][k + 2 * half].re);
-            const __m128 crossed = _mm_shuffle_ps(x, x, _MM_SHUFFLE(2, 3, 0, 1));
-            float *const h1 = &coefs1[t][k + 2 * half].re, *const h2 = &coefs2[t][k + 2 * half].re;
-            _mm_storeu_ps(h1, updated(_mm_loadu_ps(h1), x, crossed, re1, im1));
-            _mm_storeu_ps(h2, updated(_mm_loadu_ps(h2), x, crossed, re2, im2));
-        }
+    const ScaledErrors front1(step1 + k, error1 + k), back1(step1 + k + 2, error1 + k + 2);
+    const ScaledErrors front2(step2 + k, error2 + k), back2(step2 + k + 2, error2 + k + 2);
+    for (int t = 0; t < taps; t++) {
+        const float *const x = &history[t][k].re;
+        float *const h1 = &coefs1[t][k].re, *const h2 = &coefs2[t][k].re;
+        const __m128 front = _mm_loadu_ps(x), back = _mm_loadu_ps(x + 4);
+        const __m128 crossedFront = _mm_shuffle_ps(front, front, _MM_SHUFFLE(2, 3, 0, 1));
+        const __m128 crossedBack = _mm_shuffle_ps(back, back, _MM_SHUFFLE(2, 3, 0, 1));
+        front1.update(h1, front, crossedFront);
+        back1.update(h1 + 4, back, crossedBack);
+        front2.update(h2, front, crossedFront);
+        back2.update(h2 + 4, back, crossedBack);
     }
 }
 
@@ -75,7 +71,11 @@ void updateBin(double step, ryx32fc error, Rows history, ryx32fc *const *coefs, 
 }
 
 bool anyNegative(const double *step, int numBands) {
-    return std::any_of(step, step + numBands, [](double x) { return x < 0; });
+    __m128d negative = _mm_setzero_pd();
+    int k = 0;
+    for (; numBands - k >= 2; k += 2)
+        negative = _mm_or_pd(negative, _mm_cmplt_pd(_mm_loadu_pd(step + k), _mm_setzero_pd()));
+    return _mm_movemask_pd(negative) != 0 || (k < numBands && step[k] < 0);
 }
 
 } // namespace
@@ -88,8 +88,8 @@ ryxStatus ryxsFIRSubbandPair_EC_32fc_u8(const ryx32fc *const *history, const ryx
     if (isBadTapCount(taps)) return ryxStsOutOfRange;
     int k = 0;
     for (; numBands - k >= 4; k += 4)
-        filterFour(history, coefs1, coefs2, taps, k, 4, dst1, dst2);
-    if (k < numBands) filterFour(history, coefs1, coefs2, taps, k, numBands - k, dst1, dst2);
+        filterSome<4>(history, coefs1, coefs2, taps, k, 4, dst1, dst2);
+    if (k < numBands) filterSome<1>(history, coefs1, coefs2, taps, k, numBands - k, dst1, dst2);
     return ryxStsOk;
 }
 
