@@ -36,8 +36,8 @@ FullbandMethod::FullbandMethod(const Plan &plan, Arena &arena)
       controller_(arena.takeState<FullbandControllerState_EC_32f>(plan.controllerBytes)),
       far_(arena.take<float>(taps_ + block_)), emphasisedFar_(arena.take<float>(taps_ + block_)),
       adaptive_(arena.take<float>(taps_)), saved_(arena.take<float>(taps_)), proven_(arena.take<float>(taps_)),
-      candidate_(arena.take<float>(taps_)), work_(arena.take<float>(workRows * step_)), suppressor_(plan, arena),
-      nothing_(arena.take<ryx32fc>(bands_)), noResidual_(arena.take<float>(bands_)),
+      candidate_(arena.take<float>(taps_)), work_(arena.take<float>(workRows * step_)), guard_(plan, arena),
+      suppressor_(plan, arena), nothing_(arena.take<ryx32fc>(bands_)), noResidual_(arena.take<float>(bands_)),
       bankWork_(arena.take<std::byte>(plan.workBytes)) {
 }
 
@@ -107,6 +107,7 @@ void FullbandMethod::process(const float *far, const float *microphone, float *l
     emphasise(far, block_, memory_->lastFar, emphasisedFar_ + taps_);
     for (int n = 0; n < block_; n += step_)
         processMillisecond(far_ + taps_ + n, microphone + n, linear + n, frozen, seen);
+    guard_.apply(microphone, linear, block_);
     const ryx32fc *const rows[] = {nothing_};
     if (suppresses_)
         suppressor_.process(microphone, linear, {noResidual_, rows, rows, 1}, output, bankWork_);

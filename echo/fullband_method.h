@@ -3,6 +3,7 @@
 // bands as fast as the low ones; the output comes from saved taps over the plain signals.
 #pragma once
 
+#include "loudness_guard.h"
 #include "suppressor.h"
 #include "two_sets.h"
 
@@ -28,6 +29,7 @@ private:
     float *far_, *emphasisedFar_;                     // the history of the filter in front of the newest samples
     float *adaptive_, *saved_, *proven_, *candidate_; // taps
     float *work_;
+    LoudnessGuard guard_;
     Suppressor suppressor_;
     ryx32fc *nothing_; // a spectrum
     float *noResidual_;

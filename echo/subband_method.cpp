@@ -44,7 +44,8 @@ SubbandMethod::SubbandMethod(const Plan &plan, Arena &arena)
     : hop_(plan.hop), taps_(plan.taps), bands_(plan.bands()), suppresses_(plan.suppresses()), banks_(),
       work_(arena.take<std::byte>(plan.workBytes)), samples_(arena.take<float>(subbandWindowPeriods * plan.points())),
       microphone_(arena.take<ryx32fc>(bands_)), errors_(), output_(arena.take<ryx32fc>(bands_)),
-      filter_(arena.takeState<NoiseFilterState_EC_32f>(plan.filterBytes)), sets_(plan, arena) {
+      filter_(arena.takeState<NoiseFilterState_EC_32f>(plan.filterBytes)),
+      sets_(plan, arena, static_cast<double>(hop_) / plan.points()), guard_(plan, arena) {
     for (SubbandProcessState *&bank : banks_)
         bank = arena.takeState<SubbandProcessState>(plan.shapedBankBytes);
     for (ryx32fc *&error : errors_)
@@ -69,13 +70,10 @@ void SubbandMethod::synthesise(const ryx32fc *spectrum, BankNumber bank, float *
 // Compares what both sets leave as signals; returns the spectrum of the error that now belongs to the main set.
 const ryx32fc *SubbandMethod::learn(bool hasBackup, Observations &seen) {
     float *const e1 = samples_, *const e2 = samples_ + hop_, *const e3 = samples_ + 2 * hop_;
-    float *const reference = samples_ + 3 * hop_;
-    synthesise(errors_[0], mainBank, e1);
     synthesise(errors_[1], shadowBank, e2);
     synthesise(hasBackup ? errors_[2] : errors_[0], backupBank, e3);
-    synthesise(microphone_, referenceBank, reference);
     const ryx32fc *main = errors_[0], *shadow = errors_[1];
-    switch (sets_.compare(reference, e1, e2, e3, seen)) {
+    switch (sets_.compare(samples_ + 3 * hop_, e1, e2, e3, seen)) {
     case ryxEcTakenOver:
         main = shadow;
         break;
@@ -99,16 +97,21 @@ void SubbandMethod::process(const float *far, const float *microphone, float *li
     ryxsSubbandAnalysis_32f32fc(microphone, microphone_, banks_[microphoneBank], work_);
     sets_.estimateBoth(errors_[0], errors_[1]);
     const bool hasBackup = sets_.estimateBackup(errors_[2]);
-    for (ryx32fc *error : errors_)
-        subtract(error, microphone_, error, bands_);
-    const ryx32fc *const main = frozen ? errors_[0] : learn(hasBackup, seen);
-    subtract(output_, microphone_, main, bands_); // the echo, for the noise filter
-    ryx32fc *const cleaned = errors_[2];
+    for (int i = 0; i < (hasBackup ? 3 : 2); i++)
+        subtract(errors_[i], microphone_, errors_[i], bands_);
+    float *const reference = samples_ + 3 * hop_;
+    synthesise(errors_[0], mainBank, linear);
+    synthesise(microphone_, referenceBank, reference);
+    std::memcpy(samples_, linear, static_cast<size_t>(hop_) * sizeof *linear);
+
+    const ryx32fc *main = frozen ? errors_[0] : learn(hasBackup, seen);
+    if (!guard_.judge(reference, linear, hop_).now) main = microphone_;
+    ryx32fc *const echo = output_, *const cleaned = errors_[2];
+    subtract(echo, microphone_, main, bands_);
     if (main != cleaned) std::memcpy(cleaned, main, static_cast<size_t>(bands_) * sizeof *main);
     if (suppresses_)
-        ryxsNoiseFilter_EC_32fc_I(output_, sets_.residual(), sets_.history(), sets_.main(), taps_, cleaned, filter_);
+        ryxsNoiseFilter_EC_32fc_I(echo, sets_.residual(), sets_.history(), sets_.main(), taps_, cleaned, filter_);
     synthesise(cleaned, outputBank, output);
-    std::memcpy(linear, output, static_cast<size_t>(hop_) * sizeof *linear);
 }
 
 } // namespace ryxecho

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Filters in the bands of an oversampled filter bank. Its aliasing lies 43 dB down, and it is late by its window.
+// Filters in the bands of an oversampled filter bank. Its aliasing lies 43 dB down, and it is late by its window. Frames
+// overlap, so that a full step would follow the near end too: the shadow takes hop / N of one.
 #pragma once
 
+#include "loudness_guard.h"
 #include "suppressor.h"
 #include "two_sets.h"
 
@@ -28,6 +30,7 @@ private:
     ryx32fc *microphone_, *errors_[3], *output_;
     NoiseFilterState_EC_32f *filter_;
     TwoSets sets_;
+    LoudnessGuard guard_;
 };
 
 } // namespace ryxecho

@@ -10,7 +10,7 @@ TransformMethod::TransformMethod(const Plan &plan, Arena &arena)
       bank_(arena.takeState<SubbandProcessState>(plan.bankBytes)), work_(arena.take<std::byte>(plan.workBytes)),
       constrained_(arena.take<int32_t>(1)), farLine_(arena.take<float>(2 * block_)),
       frame_(arena.take<float>(2 * block_)), errors_(arena.take<float>(3 * block_)),
-      spectra_(arena.take<ryx32fc>(2 * bands_)), sets_(plan, arena), suppressor_(plan, arena) {
+      spectra_(arena.take<ryx32fc>(2 * bands_)), sets_(plan, arena), guard_(plan, arena), suppressor_(plan, arena) {
 }
 
 ryxStatus TransformMethod::init(const Plan &plan) {
@@ -84,6 +84,7 @@ void TransformMethod::process(const float *far, const float *microphone, float *
         if (sets_.estimateBackup(echo1)) estimate(echo1, microphone, e3);
         learn(microphone, e1, e2, e3, linear, seen);
     }
+    guard_.apply(microphone, linear, block_);
     if (suppresses_)
         suppressor_.process(microphone, linear, {sets_.residual(), sets_.history(), sets_.main(), taps_}, output,
                             work_);

@@ -3,6 +3,7 @@
 // transform. No delay beyond the block, and near speech passes as it is.
 #pragma once
 
+#include "loudness_guard.h"
 #include "suppressor.h"
 #include "two_sets.h"
 
@@ -32,6 +33,7 @@ private:
     float *errors_;        // of main, shadow and backup
     ryx32fc *spectra_;     // two
     TwoSets sets_;
+    LoudnessGuard guard_;
     Suppressor suppressor_;
 };
 

@@ -5,7 +5,8 @@
 
 namespace ryxecho {
 
-TwoSets::TwoSets(const Plan &plan, Arena &arena) : taps_(plan.taps), bands_(plan.bands()) {
+TwoSets::TwoSets(const Plan &plan, Arena &arena, double shadowStep)
+    : taps_(plan.taps), bands_(plan.bands()), shadowStep_(shadowStep) {
     newest_ = arena.take<int32_t>(1);
     rows_ = arena.take<ryx32fc>(taps_ * bands_);
     auto *const main = arena.take<ryx32fc>(taps_ * bands_), *const shadow = arena.take<ryx32fc>(taps_ * bands_);
@@ -50,6 +51,8 @@ int TwoSets::compare(const float *microphone, const float *e1, const float *e2, 
 void TwoSets::adapt(const ryx32fc *error1, const ryx32fc *error2, Observations &seen) {
     double *const step1 = steps_, *const step2 = steps_ + bands_;
     ryxsSubbandControllerUpdate_EC_32f(history_, main_, error1, step1, step2, residual_, controller_);
+    for (int k = 0; k < bands_ && shadowStep_ != 1; k++)
+        step2[k] *= shadowStep_;
     ryxsFIRSubbandCoeffUpdatePair_EC_32fc_I(step1, step2, history_, error1, error2, main_, shadow_, taps_, bands_);
     ryxsSubbandControllerDT_EC_32f(&seen.doubleTalk, controller_);
 }

@@ -15,7 +15,8 @@ struct Observations {
 
 class TwoSets {
 public:
-    TwoSets(const Plan &plan, Arena &arena);
+    // The shadow learns with so many full steps.
+    TwoSets(const Plan &plan, Arena &arena, double shadowStep = 1);
     ryxStatus init(const Plan &plan);
 
     // Room for the next far-end spectrum, which becomes the newest one.
@@ -40,6 +41,7 @@ private:
     static constexpr int mostTaps = 255;
 
     int taps_, bands_;
+    double shadowStep_;
     int32_t *newest_; // row of the newest spectrum
     ryx32fc *rows_;
     SubbandControllerState_EC_32f *controller_;

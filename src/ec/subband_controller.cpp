@@ -334,6 +334,7 @@ ryxStatus ryxsSubbandControllerReset_EC_32f_u8(SubbandControllerState_EC_32f *st
     if (controller == nullptr) return ryxStsBadContext;
     std::memset(Rows(*controller).variance(), 0, static_cast<size_t>(4 * Rows::rowBytes(controller->bands)));
     forget(*controller);
+    controller->startsNearEnergy = 0;
     controller->mainResidual = controller->shadowResidual = controller->microphone = 0;
     controller->mainSum = controller->backupSum = 0;
     controller->nearFloor = 1e12;
