@@ -19,11 +19,9 @@ namespace {
 
 constexpr int room = 56; // for 50 coefficients in whole vectors
 
-// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy. The fast form keeps the
-// coefficients in reverse order as well.
+// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy.
 struct Recursion {
     alignas(16) int16_t a[room];
-    alignas(16) int16_t b[room];
     int16_t energy;
     int scale;
     int16_t reflection;
@@ -64,12 +62,12 @@ bool update(int16_t *a, int i, int32_t k, int &scale) {
     return true;
 }
 
-// One order further by the book. The fast form below leaves rare cases to it.
+// One order further by the book, with the autocorrelation from lag 1 on. The fast form below leaves rare cases to it.
 bool step(const int16_t *r, int i, Recursion &s) {
     int64_t sum = 0;
     for (int n = 1; n <= i; n++)
-        sum += r[n] * s.a[i - n];
-    const int64_t total = r[i + 1] * int64_t{65536} + sum * (2 << s.scale);
+        sum += r[n - 1] * s.a[i - n];
+    const int64_t total = r[i] * int64_t{65536} + sum * (2 << s.scale);
     const int32_t x =
         roundUpper(sat32(total)); // 32767 or -32768 where the sum leaves 32 bits, so the recursion ends here
     const int32_t magnitude = std::abs(x);
@@ -85,60 +83,152 @@ bool step(const int16_t *r, int i, Recursion &s) {
     return true;
 }
 
-// floor(65536 n / d) is the product of n and this over d, cut off: the surplus is more than what the roundings take away,
-// in any rounding mode, and too little for the next integer, from which the exact quotient is 1 / d or more away.
-constexpr double numerator = 65536 * (1 + 0x1p-40);
+// Ones in word 8.
+alignas(16) constexpr int16_t wordMasks[24] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
 
-// Ones from word 8 on.
-alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0};
-
-// The recursion with everything in registers, for orders that fill `count` vectors. Beside the coefficients it keeps them in
-// reverse order: the sum of step(), which is the next reflection coefficient's numerator, is then a plain dot product with
-// the autocorrelation, and the update needs no reversal,
+// A recursion in vectors. Beside the coefficients it keeps them in reverse order: the sum of step(), which is the next
+// reflection coefficient's numerator, is then a plain dot product with the autocorrelation, and the update needs no reversal,
 //     a'[m] = a[m] + k * b[m],    b'[m + 1] = b[m] + k * a[m],
 // with products rounded as pmulhrsw does it: a * 65536 + 2 k b, rounded to the upper half, is a plus (k b + 2^14) >> 15.
-// The quotient comes from a multiplication by the reciprocal of the energy, which is found while the sum is.
-template <int count> class Lattice {
+// Both go from one buffer to the other, so that a step that does not succeed has changed nothing.
+struct Lattice {
+    alignas(16) int16_t a[2][room], b[2][room];
+    alignas(16) int16_t r[room + 8]; // the autocorrelation from lag 1 on, zeros behind it
+    int now;                         // which buffer
+    int order;
+    Recursion state;
+
+    // Sets out from the coefficients of the state.
+    void load() {
+        now = 0;
+        alignas(16) int16_t mirrored[2 * room];
+        const int vectors = (order + 7) / 8;
+        for (int v = 0; v < vectors; v++) {
+            const Vector x = simd::loadAligned(state.a + 8 * v);
+            simd::store(a[0] + 8 * v, x);
+            simd::store(mirrored + 8 * (vectors - 1 - v), simd::reverseWords(x));
+            simd::store(mirrored + 8 * (vectors + v), _mm_setzero_si128());
+        }
+        for (int v = 0; v < vectors; v++)
+            simd::store(b[0] + 8 * v, simd::load(mirrored + 8 * vectors - order + 8 * v));
+        for (int v = vectors; v < room / 8; v++)
+            for (int16_t *const rest : {a[0], a[1], b[0], b[1]})
+                simd::store(rest + 8 * v, _mm_setzero_si128());
+    }
+    void save() {
+        for (int at = 0; at < room; at += 8)
+            simd::store(state.a + at, simd::loadAligned(a[now] + at));
+    }
+};
+
+// A dot product, twice: in 32 bits, where the parts may wrap around, and as 2^-10 of it, not exactly, but without wrapping
+// around.
+class Sum {
 public:
-    explicit Lattice(const Recursion &s) {
-        shift_ = _mm_cvtsi32_si128(s.scale + 1);
-        half_ = _mm_cvtsi32_si128(1 << s.scale);
-        fraction_ = 15 - s.scale;
-        setEnergy(_mm_cvtsi32_si128(s.energy));
-        for (int v = 0; v < count; v++) {
-            a_[v] = simd::loadAligned(s.a + 8 * v);
-            b_[v] = simd::loadAligned(s.b + 8 * v);
-        }
+    void add(Vector b, const int16_t *r) {
+        const Vector product = _mm_madd_epi16(b, simd::loadAligned(r));
+        exact_ = _mm_add_epi32(exact_, product);
+        coarse_ = _mm_add_epi32(coarse_, _mm_srai_epi32(product, 10));
+    }
+    // In dwords 0 and 1, on top of those of `start`.
+    Vector total(Vector start) const {
+        const Vector both = _mm_add_epi32(_mm_unpacklo_epi32(exact_, coarse_), _mm_unpackhi_epi32(exact_, coarse_));
+        return _mm_add_epi32(_mm_add_epi32(both, start), _mm_unpackhi_epi64(both, both));
     }
 
-    void save(Recursion &s) const {
-        for (int v = 0; v < count; v++) {
-            simd::store(s.a + 8 * v, a_[v]);
-            simd::store(s.b + 8 * v, b_[v]);
-        }
-        s.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_));
+private:
+    Vector exact_ = _mm_setzero_si128(), coarse_ = _mm_setzero_si128();
+};
+
+// floor(65536 n / E) for 0 <= n < E is n * (R + 1) >> count, where R are the leading 32 bits of the double 1 / E, which are
+// those of the true value: that is not near enough to a place where they change. By what R + 1 is too large, at most 1, the
+// product grows by less than the 1 / E that it may be away from the next integer: n * E < 2^count.
+struct Energy {
+    Vector value; // in dword 0, the others are 0
+    Vector reciprocal, count;
+
+    explicit Energy(Vector energy) : value(energy) {
+        const Vector bits = _mm_castpd_si128(_mm_div_sd(_mm_set_sd(1), _mm_cvtepi32_pd(energy)));
+        reciprocal = _mm_or_si128(_mm_srli_epi64(bits, 21), _mm_cvtsi32_si128(min32));
+        count = _mm_sub_epi64(_mm_cvtsi32_si128(1038), _mm_srli_epi64(bits, 52));
+    }
+};
+
+// The steps of a lattice. What one leaves to the next stays in registers, as far as there are any.
+class Steps {
+public:
+    explicit Steps(Lattice &l) : r_(l.r), order_(l.order), energy_(_mm_cvtsi32_si128(l.state.energy)) {
+        a_ = l.a[l.now];
+        b_ = l.b[l.now];
+        newA_ = l.a[l.now ^ 1];
+        newB_ = l.b[l.now ^ 1];
+        const int fraction = 15 - l.state.scale;
+        scale_ = _mm_cvtsi32_si128(l.state.scale + 1);
+        half_ = _mm_cvtsi32_si128(1 << l.state.scale);
+        weights_ = _mm_unpacklo_epi32(simd::words(static_cast<int16_t>(1 << (fraction - 1))),
+                                      simd::words(static_cast<int16_t>(1 << (fraction - 11))));
+        rounding_ = _mm_cvtsi32_si128(1 << (fraction - 1));
+        fraction_ = _mm_cvtsi32_si128(fraction);
+        for (int v = 0; 8 * v < order_; v++)
+            sum_.add(simd::loadAligned(b_ + 8 * v), r_ + 8 * v);
     }
 
-    // From i to i + 1 coefficients. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits,
-    // and where the recursion ends.
-    bool step(const int16_t *r, int i) {
-        const Vector x = _mm_sra_epi32(sums(r, r[i + 1]), _mm_cvtsi32_si128(fraction_));
+    void save(Lattice &l) const {
+        l.now = a_ == l.a[0] ? 0 : 1;
+        l.order = order_;
+        l.state.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_.value));
+    }
+
+    int order() const { return order_; }
+
+    // To the next order, from coefficients that fit `count` vectors. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits, and where the
+    // recursion ends.
+    template <int count> bool step() {
+        const Vector x = _mm_sra_epi32(sum_.total(newest()), fraction_);
         const Vector magnitude = _mm_abs_epi32(x);
-        const Vector limits = _mm_add_epi32(energy_, _mm_setr_epi32(-1, 30, max32, max32));
+        const Vector limits = _mm_add_epi32(energy_.value, _mm_setr_epi32(-1, 30, max32, max32));
         if (_mm_movemask_epi8(_mm_cmpgt_epi32(magnitude, limits)) != 0) [[unlikely]]
             return false;
 
-        const Vector sign = _mm_sub_epi32(_mm_setzero_si128(), x);
-        const Vector u = _mm_cvttpd_epi32(_mm_mul_sd(_mm_cvtepi32_pd(magnitude), reciprocal_));
-        const Vector k = _mm_sign_epi32(_mm_srli_epi32(_mm_add_epi32(u, _mm_cvtsi32_si128(1)), 1), sign);
+        // k is half the quotient, rounded, with the other sign.
+        const Vector only = _mm_cvtsi32_si128(-1), unit = _mm_cvtsi32_si128(1);
+        const Vector n = _mm_and_si128(magnitude, only), sign = _mm_sub_epi32(_mm_setzero_si128(), x);
+        const Vector product = _mm_mul_epu32(n, energy_.reciprocal);
+        const Vector half = _mm_add_epi64(n, _mm_sll_epi64(unit, energy_.count));
+        const Vector k =
+            _mm_sign_epi32(_mm_srl_epi64(_mm_add_epi64(product, half), _mm_add_epi64(energy_.count, unit)), sign);
+        const Vector quotient = _mm_srl_epi64(_mm_add_epi64(product, n), energy_.count);
+        const Vector last =
+            simd::broadcastWord<0>(_mm_sign_epi32(_mm_srl_epi32(_mm_add_epi32(quotient, half_), scale_), sign));
         const Vector factor = simd::broadcastWord<0>(k);
-        Vector a[count], b[count], lowest = _mm_setzero_si128(), highest = lowest;
+
+        // E + (k x + 2^14) >> 15. It stays above 0: x is smaller than E, and the rounding of k worth less than half a unit.
+        // The division takes longest of all.
+        Energy energy(_mm_add_epi16(energy_.value, _mm_mulhrs_epi16(k, _mm_and_si128(x, only))));
+        simd::finish(energy.reciprocal);
+
+        Sum sum;
+        Vector before = last;
 #pragma GCC unroll 8
         for (int v = 0; v < count; v++) {
-            a[v] = _mm_adds_epi16(a_[v], _mm_mulhrs_epi16(factor, b_[v]));
-            b[v] = _mm_adds_epi16(b_[v], _mm_mulhrs_epi16(factor, a_[v]));
-            lowest = _mm_min_epi16(lowest, a[v]);
-            highest = _mm_max_epi16(highest, a[v]);
+            const Vector updated =
+                _mm_adds_epi16(_mm_mulhrs_epi16(factor, simd::loadAligned(a_ + 8 * v)), simd::loadAligned(b_ + 8 * v));
+            const Vector moved = _mm_alignr_epi8(updated, before, 14);
+            simd::store(newB_ + 8 * v, moved);
+            sum.add(moved, r_ + 8 * v);
+            before = updated;
+        }
+        Vector lowest = _mm_setzero_si128(), highest = lowest;
+#pragma GCC unroll 8
+        for (int v = 0; v < count; v++) {
+            Vector updated =
+                _mm_adds_epi16(_mm_mulhrs_epi16(factor, simd::loadAligned(b_ + 8 * v)), simd::loadAligned(a_ + 8 * v));
+            lowest = _mm_min_epi16(lowest, updated);
+            highest = _mm_max_epi16(highest, updated);
+            if (v >= (count < 3 ? 0 : count - 1))
+                updated = _mm_or_si128(
+                    updated, _mm_and_si128(last, simd::load(wordMasks + 8 + std::clamp(8 * v - order_, -8, 8))));
+            simd::store(newA_ + 8 * v, updated);
         }
         // A coefficient of 32767 or -32768 may have been limited.
         const Vector limited =
@@ -146,91 +236,53 @@ public:
         if (_mm_movemask_epi8(limited) != 0) [[unlikely]]
             return false;
 
-        const Vector last =
-            simd::broadcastWord<0>(_mm_sign_epi32(_mm_srl_epi32(_mm_add_epi32(u, half_), shift_), sign));
-        a[count - 1] = _mm_or_si128(a[count - 1], _mm_and_si128(last, simd::load(wordMasks + 8 - i % 8)));
-        Vector before = last;
-#pragma GCC unroll 8
-        for (int v = 0; v < count; v++) {
-            a_[v] = a[v];
-            b_[v] = _mm_alignr_epi8(b[v], before, 14);
-            before = b[v];
-        }
-        // E + (k x + 2^14) >> 15. It stays above 0: x is smaller than E, and the rounding of k worth less than half a unit.
-        setEnergy(_mm_add_epi16(energy_, _mm_mulhrs_epi16(k, _mm_and_si128(x, _mm_cvtsi32_si128(-1)))));
+        energy_ = energy;
+        sum_ = sum;
+        std::swap(a_, newA_);
+        std::swap(b_, newB_);
+        order_++;
         return true;
     }
 
 private:
-    void setEnergy(Vector energy) {
-        energy_ = energy;
-        reciprocal_ = _mm_div_sd(_mm_set_sd(numerator), _mm_cvtepi32_pd(energy));
+    // What the newest value adds to the sum, and half a unit of the numerator.
+    Vector newest() const {
+        const Vector words = _mm_shufflelo_epi16(simd::load32(r_ + order_), _MM_SHUFFLE(0, 0, 0, 0));
+        return _mm_add_epi32(_mm_madd_epi16(words, weights_), rounding_);
     }
 
-    // Dword 0: the sum and r in its scale, which shifted right by `fraction_` make the numerator. The whole fits 32 bits, so
-    // the parts may wrap around. Dword 1: 2^-10 of it, not exactly, but without wrapping around.
-    Vector sums(const int16_t *r, int newest) const {
-        Vector products[8], coarse[8];
-#pragma GCC unroll 8
-        for (int v = 0; v < count; v++) {
-            products[v] = _mm_madd_epi16(simd::load(r + 1 + 8 * v), b_[v]);
-            coarse[v] = _mm_srai_epi32(products[v], 10);
-        }
-#pragma GCC unroll 8
-        for (int v = 0; v + 4 < count; v++) {
-            products[v] = _mm_add_epi32(products[v], products[v + 4]);
-            coarse[v] = _mm_add_epi32(coarse[v], coarse[v + 4]);
-        }
-        const auto tree = [](Vector *x) {
-            if constexpr (count > 3) x[2] = _mm_add_epi32(x[2], x[3]);
-            if constexpr (count > 1) x[0] = _mm_add_epi32(x[0], x[1]);
-            return count > 2 ? _mm_add_epi32(x[0], x[2]) : x[0];
-        };
-        const Vector sum = tree(products), rough = tree(coarse);
-        const Vector rounded =
-            _mm_setr_epi32((2 * newest + 1) << (fraction_ - 1), (2 * newest) << (fraction_ - 11), 0, 0);
-        const Vector both = _mm_add_epi32(_mm_unpacklo_epi32(sum, rough), _mm_unpackhi_epi32(sum, rough));
-        return _mm_add_epi32(_mm_add_epi32(both, rounded), _mm_unpackhi_epi64(both, both));
-    }
-
-    Vector a_[count], b_[count];
-    Vector energy_; // in dword 0, the others are 0
-    __m128d reciprocal_;
-    Vector shift_, half_; // scale + 1 and 2^scale
-    int fraction_;
+    const int16_t *r_;
+    int16_t *a_, *b_, *newA_, *newB_;
+    int order_;
+    Energy energy_;
+    Sum sum_;
+    Vector scale_, half_; // scale + 1 and 2^scale
+    Vector weights_, rounding_, fraction_;
 };
 
-// b from the i coefficients in a.
-void mirror(Recursion &s, int i) {
-    const int vectors = (i + 7) / 8;
-    alignas(16) int16_t mirrored[2 * room];
-    for (int v = 0; v < vectors; v++) {
-        simd::store(mirrored + 8 * (vectors - 1 - v), simd::reverseWords(simd::loadAligned(s.a + 8 * v)));
-        simd::store(mirrored + 8 * (vectors + v), _mm_setzero_si128());
-    }
-    for (int v = 0; v < vectors; v++)
-        simd::store(s.b + 8 * v, simd::load(mirrored + 8 * vectors - i + 8 * v));
-}
-
-// From order i up to `to`, while the coefficients fit `count` vectors. Behind the autocorrelation stand zeros.
-template <int count> bool recurse(const int16_t *r, int &i, int to, Recursion &s) {
+// Up to order `to`, while the coefficients fit `count` vectors.
+template <int count> bool advance(Steps &steps, int to) {
     const int end = std::min(to, 8 * count);
-    while (i < end) {
-        Lattice<count> lattice(s);
-        while (i < end && lattice.step(r, i))
-            i++;
-        lattice.save(s);
-        if (i == end) break;
-        if (!step(r, i++, s)) return false;
-        mirror(s, i);
-    }
+    while (steps.order() < end)
+        if (!steps.step<count>()) return false;
     return true;
 }
 
-bool recurse(const int16_t *r, int i, int to, Recursion &s) {
-    mirror(s, i);
-    return s.energy > 0 && recurse<1>(r, i, to, s) && recurse<2>(r, i, to, s) && recurse<3>(r, i, to, s) &&
-           recurse<4>(r, i, to, s) && recurse<5>(r, i, to, s) && recurse<6>(r, i, to, s) && recurse<7>(r, i, to, s);
+// Up to order `to`. Steps that the lattice does not cover go by the book.
+bool recurse(Lattice &l, int to) {
+    while (l.order < to) {
+        l.load();
+        Steps steps(l);
+        const bool done = advance<1>(steps, to) && advance<2>(steps, to) && advance<3>(steps, to) &&
+                          advance<4>(steps, to) && advance<5>(steps, to) && advance<6>(steps, to) &&
+                          advance<7>(steps, to);
+        steps.save(l);
+        l.save();
+        if (done) break;
+        if (!step(l.r, l.order, l.state)) return false;
+        l.order++;
+    }
+    return true;
 }
 
 // All of `room`, zeros behind the n given words.
@@ -260,24 +312,21 @@ ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int 
     if (from < 0 || to <= from) return ryxStsBadSize;
     if (to > synthesisOrder) return ryxStsOutOfRange;
     if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
-    Recursion s;
+    Lattice l;
+    Recursion &s = l.state;
     copyPadded(coefficients, from, s.a);
-#pragma GCC unroll 8
-    for (int at = 0; at < room; at += 8)
-        simd::store(s.b + at, _mm_setzero_si128());
-    int i = from;
+    l.order = from;
     if (from == 0) {
         if (!start(autoCorr, s)) return ryxStsOverflow;
-        i = 1;
+        l.order = 1;
     } else {
         s.energy = *energy;
         s.scale = 15 - *fraction;
         s.reflection = *reflection;
     }
-    int16_t r[room + 8];
-    r[room] = 0;
-    copyPadded(autoCorr, to + 1, r);
-    if (i < to && !recurse(r, i, to, s)) return ryxStsOverflow;
+    copyPadded(autoCorr + 1, to, l.r);
+    simd::store(l.r + room, _mm_setzero_si128());
+    if ((l.order < to && s.energy <= 0) || !recurse(l, to)) return ryxStsOverflow;
     copyWords(s.a, to, coefficients);
     *energy = s.energy;
     *fraction = static_cast<int16_t>(15 - s.scale);
