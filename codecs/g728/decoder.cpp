@@ -85,7 +85,7 @@ Decoder::Excitation Decoder::conceal() {
 void Decoder::synthesise(int k, Excitation e, int16_t *pcm) {
     const int16_t *const a = synthesis_.coefficients();
     int16_t response[vectorLength], exponent;
-    ryxsSynthesisFilterZeroInput_G728_16s(a, response, &exponent, quantised_);
+    ryxsSynthesisFilterZeroInputTaps_G728_16s(synthesis_.taps(), response, &exponent, quantised_);
     ryxsConcealmentUpdate_G728_16s(e.samples, e.exponent, concealment_);
 
     int16_t speech[vectorLength], speechQ2[vectorLength];

@@ -10,6 +10,7 @@ ryxStatus Encoder::init(const ryxCodecOptions &) {
         quantised_.fits(ryxsSynthesisFilterGetStateSize_G728_16s),
         weightedSpeech_.fits(ryxsIIR16sGetStateSize_G728_16s),
         window_.fits(ryxsHybridWindowGetStateSize_G728_16s),
+        codebook_.fits(ryxsCodebookGetStateSize_G728_16s),
         synthesis_.init(),
         logGain_.init(),
     };
@@ -20,7 +21,7 @@ ryxStatus Encoder::init(const ryxCodecOptions &) {
     ryxsIIR16sInit_G728_16s(weightedZeroInput_);
     ryxsHybridWindowInit_G728_16s(window_);
     ryxsImpulseResponse_G728_16s(synthesis_.coefficients(), weighting_, impulse_);
-    ryxsCodebookEnergy_G728_16s(impulse_, energies_);
+    ryxsCodebookSetFilter_G728_16s(impulse_, codebook_);
     return ryxStsOk;
 }
 
@@ -29,7 +30,7 @@ ryxStatus Encoder::encode(const int16_t *speech, uint8_t *frame, int &octets) {
     synthesis_.beginCycle();
     logGain_.beginCycle();
     for (int i = 0; i < frameLength; i++)
-        input_.values[pastInput + i] = static_cast<int16_t>(speech[i] >> 1);
+        input_.values()[pastInput + i] = static_cast<int16_t>(speech[i] >> 1);
     Index indices[vectors];
     for (int k = 0; k < vectors; k++) {
         encodeVector(k, indices[k]);
@@ -42,19 +43,19 @@ ryxStatus Encoder::encode(const int16_t *speech, uint8_t *frame, int &octets) {
 
 void Encoder::encodeVector(int k, Index &index) {
     const int16_t *const a = synthesis_.coefficients();
-    const int16_t *const input = input_.values + pastInput + k * vectorLength;
+    const int16_t *const input = input_.values() + pastInput + k * vectorLength;
     int16_t prediction, gain, gainExponent;
     logGain_.predict(k, INT16_MAX, &prediction, &gain, &gainExponent);
 
     int16_t response[vectorLength], exponent;
     int16_t weightedSpeech[vectorLength], weightedZeroInput[vectorLength];
-    ryxsSynthesisFilterZeroInput_G728_16s(a, response, &exponent, quantised_);
+    ryxsSynthesisFilterZeroInputTaps_G728_16s(synthesis_.taps(), response, &exponent, quantised_);
     ryxsWeightedZeroInput_G728_16s(weighting_, quantised_, weightedZeroInput, weightedZeroInput_);
     ryxsIIR16s_G728_16s(weighting_, input, weightedSpeech, vectorLength, weightedSpeech_);
 
     int16_t target[vectorLength], targetExponent;
     ryxsTarget_G728_16s(weightedSpeech, weightedZeroInput, gain, gainExponent, target, &targetExponent);
-    ryxsCodebookSearch_G728_16s(target, targetExponent, impulse_, energies_, &index.shape, &index.gain);
+    ryxsCodebookSearchFiltered_G728_16s(target, targetExponent, codebook_, &index.shape, &index.gain);
 
     int16_t excitation[vectorLength], speech[vectorLength], speechExponent;
     ryxsCodebookDecode_G728_16s(index.shape, index.gain, gain, gainExponent, excitation, &exponent);
@@ -76,7 +77,7 @@ void Encoder::adapt(int k) {
         synthesis_.adopt();
         adaptWeighting();
         ryxsImpulseResponse_G728_16s(synthesis_.coefficients(), weighting_, impulse_);
-        ryxsCodebookEnergy_G728_16s(impulse_, energies_);
+        ryxsCodebookSetFilter_G728_16s(impulse_, codebook_);
     } else if (k == 3) {
         synthesis_.analyse();
     }
@@ -85,7 +86,7 @@ void Encoder::adapt(int k) {
 void Encoder::adaptWeighting() {
     int16_t autoCorr[predictorOrder + 1], expanded[2 * predictorOrder];
     Recursion recursion;
-    if (ryxsHybridWindowWeighting_G728_16s(input_.values, autoCorr, window_) != ryxStsOk) return;
+    if (ryxsHybridWindowWeighting_G728_16s(input_.values(), autoCorr, window_) != ryxStsOk) return;
     if (!recursion.run(autoCorr, 0, predictorOrder)) return;
     if (ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728WeightingZeroExpansion,
                                      expanded) != ryxStsOk ||

@@ -28,7 +28,7 @@ private:
     Block<HybridWindowState_G728, 112> window_;
 
     int16_t impulse_[vectorLength];
-    int16_t energies_[128];
+    Block<CodebookState_G728, 1296> codebook_;
 };
 
 } // namespace ryxcodec::g728

@@ -15,11 +15,25 @@ namespace ryxcodec::g728 {
 constexpr int predictorOrder = 10;
 constexpr int synthesisOrder = 50;
 
-// Samples or values of the current cycle behind those of the past.
-template <int length, int step> struct History {
-    int16_t values[length];
+// Samples or values of the current cycle behind those of the past. They lie in more room than they need and move back to its
+// start rarely.
+template <int length, int step> class History {
+public:
+    int16_t *values() { return room_ + start_; }
+    const int16_t *values() const { return room_ + start_; }
 
-    void advance() { std::memmove(values, values + step, (length - step) * sizeof *values); }
+    void advance() {
+        start_ += step;
+        if (start_ + length <= size) return;
+        std::memcpy(room_, values(), (length - step) * sizeof *room_);
+        start_ = 0;
+    }
+
+private:
+    static constexpr int size = length + (length + 8 * step) / step * step;
+
+    int16_t room_[size];
+    int start_;
 };
 
 // A predictor of order 10 or 50 on its way through the recursion.
@@ -38,6 +52,7 @@ class SynthesisPredictor {
 public:
     ryxStatus init();
     const int16_t *coefficients() const { return current_; }
+    const SynthesisTaps_G728 *taps() { return taps_; }
 
     void beginCycle();
     void append(int k, const int16_t *speech, int16_t exponent);
@@ -52,6 +67,7 @@ private:
     static constexpr int pastVectors = 21;
 
     int16_t current_[synthesisOrder], next_[synthesisOrder];
+    Block<SynthesisTaps_G728, 752> taps_; // of the current ones
     History<pastVectors * vectorLength, frameLength> speech_;
     History<pastVectors, vectors> exponents_;
     int16_t autoCorr_[synthesisOrder + 1];
@@ -66,7 +82,7 @@ public:
     ryxStatus init();
 
     void beginCycle() { logGains_.advance(); }
-    void append(int k, int16_t logGain) { logGains_.values[past + k] = logGain; }
+    void append(int k, int16_t logGain) { logGains_.values()[past + k] = logGain; }
     void predict(int k, int16_t limit, int16_t *prediction, int16_t *gain, int16_t *exponent) const;
     void analyse(bool adopt); // k = 0
 

@@ -2,6 +2,7 @@
 // Excitation codebook of ITU-T G.728, Annex G: 128 shapes of five samples, four gains with a sign.
 #include "common/checks.h"
 #include "common/simd.h"
+#include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
@@ -60,7 +61,8 @@ private:
 };
 
 // The target correlated with the impulse response, Q7.
-void convolveBackward(const int16_t *target, int exponent, const int16_t *impulse, int16_t *backward) {
+[[gnu::always_inline]] inline void convolveBackward(const int16_t *target, int exponent, const int16_t *impulse,
+                                                    int16_t *backward) {
 #pragma GCC unroll 5
     for (int n = 0; n < vectorLength; n++) {
         int64_t sum = 0;
@@ -78,21 +80,40 @@ int32_t correlationOf(int shape, const int16_t *backward) {
     return sum;
 }
 
-// Index of the magnitude in whose cell the quotient of correlation and energy falls.
+// Index of the magnitude in whose cell the quotient of correlation and energy falls. The boundaries rise.
 int gainOf(int32_t correlation, int energy) {
     int index = 0;
-    while (index < 3 && correlation > gainMagnitudes[index].boundary * energy)
-        index++;
+    for (int i = 0; i < 3; i++)
+        index += correlation > gainMagnitudes[i].boundary * energy ? 1 : 0;
     return index;
 }
 
+int gainIndexOf(int32_t correlation, int energy) {
+    return gainOf(std::abs(correlation), energy) + (correlation <= 0 ? 4 : 0);
+}
+
+// Correlations of four shapes with the target. |y| sums up to 47018 at most, so they fit 32 bits.
+class Correlation {
+public:
+    explicit Correlation(const int16_t *backward)
+        : b01_(pairs(backward[0], backward[1])), b23_(pairs(backward[2], backward[3])), b4_(pairs(backward[4], 0)) {}
+
+    Vector operator()(const int16_t (&group)[3][shapesPerGroup][2]) const {
+        return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(simd::loadAligned(group[0]), b01_),
+                                           _mm_madd_epi16(simd::loadAligned(group[1]), b23_)),
+                             _mm_madd_epi16(simd::loadAligned(group[2]), b4_));
+    }
+
+private:
+    Vector b01_, b23_, b4_;
+};
+
 // Distortions of four shapes, each with its best gain: square * energy - gain * correlation. The words square and -gain are
 // those of the first gain, changed at each boundary that the correlation exceeds; a boundary exceeded means the lower ones
-// are. |y| sums up to 47018 at most, so correlations fit 32 bits.
+// are.
 class Distortion {
 public:
-    explicit Distortion(const int16_t *backward)
-        : b01_(pairs(backward[0], backward[1])), b23_(pairs(backward[2], backward[3])), b4_(pairs(backward[4], 0)) {
+    explicit Distortion(const int16_t *backward) : correlation_(backward) {
         for (int i = 0; i < 3; i++) {
             boundary_[i] = pairs(gainMagnitudes[i].boundary, 0);
             change_[i] = _mm_xor_si128(weights(i), weights(i + 1));
@@ -100,10 +121,7 @@ public:
     }
 
     Vector operator()(const int16_t (&group)[3][shapesPerGroup][2], const int16_t *energies) const {
-        const Vector sum = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(simd::loadAligned(group[0]), b01_),
-                                                       _mm_madd_epi16(simd::loadAligned(group[1]), b23_)),
-                                         _mm_madd_epi16(simd::loadAligned(group[2]), b4_));
-        const Vector correlation = _mm_abs_epi32(sum);
+        const Vector correlation = _mm_abs_epi32(correlation_(group));
         const Vector limited = simd::saturateDwords(_mm_srai_epi32(correlation, 14));
         const Vector both = _mm_unpacklo_epi16(simd::load64(energies), limited);
         Vector weight = weights(0);
@@ -119,8 +137,98 @@ private:
         return pairs(gainMagnitudes[i].square, static_cast<int16_t>(-gainMagnitudes[i].gain));
     }
 
-    Vector b01_, b23_, b4_;
+    Correlation correlation_;
     Vector boundary_[3], change_[3];
+};
+
+// What searches with the same impulse response share: energies, and in the float form of the distortion's bound the same
+// times 2^-15 and 2^14 by them.
+struct State {
+    float energies[shapes], inverses[shapes];
+    int16_t words[shapes];
+    int16_t impulse[vectorLength], reserved[3];
+};
+static_assert(sizeof(State) == 1296);
+
+// The distortion of a shape whose correlation is C and whose energy E is square * E - gain * (C >> 14) for one of four gains,
+// and no square is less than gain^2 / 2^15. So it is not below the least of gain^2 / 2^15 * E - gain * (C >> 14) for any gain
+// in their range, which is easier to find. Few shapes have a bound below the smallest distortion; those are looked at closely.
+class Candidates {
+public:
+    Candidates(const State &state, const int16_t *backward) : state_(state) {
+        const Correlation correlation(backward);
+        const __m128 lowest = _mm_set1_ps(gainMagnitudes[0].gain), highest = _mm_set1_ps(gainMagnitudes[3].gain);
+        __m128 smallest = _mm_set1_ps(0x1p31f);
+#pragma GCC unroll 4
+        for (int g = 0; g < shapes; g += shapesPerGroup) {
+            const Vector sum = correlation(shapeCodebook[g / shapesPerGroup]);
+            simd::store(correlations_ + g, sum);
+            const __m128 scaled = _mm_cvtepi32_ps(_mm_srli_epi32(_mm_abs_epi32(sum), 14));
+            const __m128 wanted = _mm_mul_ps(scaled, _mm_loadu_ps(state.inverses + g));
+            const __m128 gain = _mm_max_ps(_mm_min_ps(wanted, highest), lowest);
+            const __m128 slope = _mm_sub_ps(_mm_mul_ps(gain, _mm_loadu_ps(state.energies + g)), scaled);
+            const __m128 bound = _mm_mul_ps(slope, gain);
+            _mm_store_ps(bounds_ + g, bound);
+            smallest = _mm_min_ps(smallest, bound);
+        }
+        smallest = _mm_min_ps(smallest, _mm_movehl_ps(smallest, smallest));
+        smallest_ = _mm_cvtss_f32(_mm_min_ss(smallest, _mm_shuffle_ps(smallest, smallest, 1)));
+    }
+
+    // The shape of the smallest distortion, the first of equal ones.
+    int best() const {
+        // Where the best gain lies between two of the four, the better of them costs less than 0.08 of the distortion.
+        float limit = (smallest_ < 0 ? 0.92F * smallest_ : smallest_) + 2 * tolerance;
+        for (;;) {
+            int winner = 0;
+            int32_t smallest = max32;
+            for (int half = 0; half < shapes; half += shapes / 2)
+                for (uint64_t mask = below(half, limit); mask != 0; mask &= mask - 1) {
+                    const int shape = half + std::countr_zero(mask);
+                    const int32_t found = distortion(shape);
+                    winner = found < smallest ? shape : winner;
+                    smallest = std::min(smallest, found);
+                }
+            const float enough = static_cast<float>(smallest) + tolerance;
+            if (enough <= limit) [[likely]]
+                return winner;
+            limit = enough;
+        }
+    }
+
+    int32_t correlation(int shape) const {
+        return correlations_[shape];
+    }
+
+private:
+    // More than the roundings of a bound, whose parts do not exceed 2^32.
+    static constexpr float tolerance = 2048;
+
+    int32_t distortion(int shape) const {
+        const int32_t c = std::abs(correlations_[shape]);
+        const GainMagnitude &g = gainMagnitudes[gainOf(c, state_.words[shape])];
+        return g.square * state_.words[shape] - g.gain * std::min(c >> 14, int32_t{max16});
+    }
+
+    // Which of 64 shapes have a bound at or below the limit.
+    uint64_t below(int first, float limit) const {
+        const __m128 limits = _mm_set1_ps(limit);
+        uint64_t mask = 0;
+        for (int i = 0; i < 4; i++) {
+            const auto four = [&](int j) {
+                return _mm_castps_si128(_mm_cmple_ps(_mm_load_ps(bounds_ + first + 16 * i + 4 * j), limits));
+            };
+            const Vector sixteen =
+                _mm_packs_epi16(_mm_packs_epi32(four(0), four(1)), _mm_packs_epi32(four(2), four(3)));
+            mask |= static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(sixteen))) << (16 * i);
+        }
+        return mask;
+    }
+
+    const State &state_;
+    float smallest_;
+    alignas(16) float bounds_[shapes];
+    alignas(16) int32_t correlations_[shapes];
 };
 
 } // namespace
@@ -178,9 +286,51 @@ ryxStatus ryxsCodebookSearch_G728_16s_u8(const int16_t *target, int16_t exponent
         numbers = _mm_add_epi32(numbers, simd::dwords(shapesPerGroup));
     }
     const auto winner = static_cast<int>(simd::smallest(smallest, winners).index);
-    const int32_t correlation = correlationOf(winner, backward);
     *shape = static_cast<int16_t>(winner);
-    *gainIndex = static_cast<int16_t>(gainOf(std::abs(correlation), energies[winner]) + (correlation <= 0 ? 4 : 0));
+    *gainIndex = static_cast<int16_t>(gainIndexOf(correlationOf(winner, backward), energies[winner]));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsCodebookGetStateSize_G728_16s_u8(int *size) {
+    if (anyNull(size)) return ryxStsNullPtr;
+    *size = sizeof(State);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookState_G728 *block) {
+    if (anyNull(impulse, block)) return ryxStsNullPtr;
+    State state;
+    std::copy_n(impulse, vectorLength, state.impulse);
+    std::fill_n(state.reserved, 3, int16_t{0});
+    const FilteredEnergy energy(impulse);
+    for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {
+        const Vector first = energy(shapeCodebook[g / shapesPerGroup]);
+        const Vector second = energy(shapeCodebook[g / shapesPerGroup + 1]);
+        const Vector words = _mm_packs_epi32(first, second);
+        simd::store(state.words + g, words);
+        const auto put = [&](int at, Vector limited) {
+            const __m128 e = _mm_cvtepi32_ps(limited);
+            _mm_storeu_ps(state.energies + at, _mm_mul_ps(e, _mm_set1_ps(0x1p-15F)));
+            // A shape without energy takes the largest gain.
+            _mm_storeu_ps(state.inverses + at, _mm_div_ps(_mm_set1_ps(0x1p14F), _mm_max_ps(e, _mm_set1_ps(0.5F))));
+        };
+        put(g, simd::frontDwords(words));
+        put(g + shapesPerGroup, simd::backDwords(words));
+    }
+    saveBlock(block, state);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t exponent,
+                                                 const CodebookState_G728 *block, int16_t *shape, int16_t *gainIndex) {
+    if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
+    const State &state = *reinterpret_cast<const State *>(block);
+    int16_t backward[vectorLength];
+    convolveBackward(target, exponent, state.impulse, backward);
+    const Candidates candidates(state, backward);
+    const int winner = candidates.best();
+    *shape = static_cast<int16_t>(winner);
+    *gainIndex = static_cast<int16_t>(gainIndexOf(candidates.correlation(winner), state.words[winner]));
     return ryxStsOk;
 }
 

@@ -84,7 +84,7 @@ bool step(const int16_t *r, int i, Recursion &s) {
 }
 
 // Ones in word 8.
-alignas(16) constexpr int16_t wordMasks[24] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
+alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
 
 // A recursion in vectors. Beside the coefficients it keeps them in reverse order: the sum of step(), which is the next
 // reflection coefficient's numerator, is then a plain dot product with the autocorrelation, and the update needs no reversal,
@@ -157,7 +157,8 @@ struct Energy {
 // The steps of a lattice. What one leaves to the next stays in registers, as far as there are any.
 class Steps {
 public:
-    explicit Steps(Lattice &l) : r_(l.r), order_(l.order), energy_(_mm_cvtsi32_si128(l.state.energy)) {
+    [[gnu::always_inline]] explicit Steps(Lattice &l)
+        : r_(l.r), order_(l.order), energy_(_mm_cvtsi32_si128(l.state.energy)) {
         a_ = l.a[l.now];
         b_ = l.b[l.now];
         newA_ = l.a[l.now ^ 1];
@@ -173,7 +174,7 @@ public:
             sum_.add(simd::loadAligned(b_ + 8 * v), r_ + 8 * v);
     }
 
-    void save(Lattice &l) const {
+    [[gnu::always_inline]] void save(Lattice &l) const {
         l.now = a_ == l.a[0] ? 0 : 1;
         l.order = order_;
         l.state.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_.value));
@@ -181,9 +182,9 @@ public:
 
     int order() const { return order_; }
 
-    // To the next order, from coefficients that fit `count` vectors. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits, and where the
+    // To the next order, from coefficients that need `count` vectors then. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits, and where the
     // recursion ends.
-    template <int count> bool step() {
+    template <int count> [[gnu::always_inline]] bool step() {
         const Vector x = _mm_sra_epi32(sum_.total(newest()), fraction_);
         const Vector magnitude = _mm_abs_epi32(x);
         const Vector limits = _mm_add_epi32(energy_.value, _mm_setr_epi32(-1, 30, max32, max32));
@@ -225,9 +226,8 @@ public:
                 _mm_adds_epi16(_mm_mulhrs_epi16(factor, simd::loadAligned(b_ + 8 * v)), simd::loadAligned(a_ + 8 * v));
             lowest = _mm_min_epi16(lowest, updated);
             highest = _mm_max_epi16(highest, updated);
-            if (v >= (count < 3 ? 0 : count - 1))
-                updated = _mm_or_si128(
-                    updated, _mm_and_si128(last, simd::load(wordMasks + 8 + std::clamp(8 * v - order_, -8, 8))));
+            if (v == count - 1)
+                updated = _mm_or_si128(updated, _mm_and_si128(last, simd::load(wordMasks + 8 - order_ % 8)));
             simd::store(newA_ + 8 * v, updated);
         }
         // A coefficient of 32767 or -32768 may have been limited.
@@ -260,29 +260,43 @@ private:
     Vector weights_, rounding_, fraction_;
 };
 
-// Up to order `to`, while the coefficients fit `count` vectors.
-template <int count> bool advance(Steps &steps, int to) {
-    const int end = std::min(to, 8 * count);
-    while (steps.order() < end)
-        if (!steps.step<count>()) return false;
+// One order further by the book, and the lattice ready to go on.
+[[gnu::noinline]] bool stepByTheBook(Lattice &l) {
+    l.save();
+    if (!step(l.r, l.order, l.state)) return false;
+    l.order++;
+    l.load();
     return true;
 }
 
-// Up to order `to`. Steps that the lattice does not cover go by the book.
-bool recurse(Lattice &l, int to) {
-    while (l.order < to) {
-        l.load();
-        Steps steps(l);
-        const bool done = advance<1>(steps, to) && advance<2>(steps, to) && advance<3>(steps, to) &&
-                          advance<4>(steps, to) && advance<5>(steps, to) && advance<6>(steps, to) &&
-                          advance<7>(steps, to);
-        steps.save(l);
-        l.save();
-        if (done) break;
-        if (!step(l.r, l.order, l.state)) return false;
-        l.order++;
-    }
+// One order further; false where the recursion ends.
+template <int count> [[gnu::always_inline]] inline bool proceed(Steps &steps, Lattice &l) {
+    if (steps.step<count>()) [[likely]]
+        return true;
+    steps.save(l);
+    if (!stepByTheBook(l)) return false;
+    steps = Steps(l);
     return true;
+}
+
+// Up to order `to`, while the coefficients fit `count` vectors.
+template <int count> [[gnu::always_inline]] inline bool advance(Steps &steps, Lattice &l, int to) {
+    const int end = std::min(to, 8 * count);
+    while (steps.order() < end)
+        if (!proceed<count>(steps, l)) return false;
+    return true;
+}
+
+// Up to order `to`.
+bool recurse(Lattice &l, int to) {
+    l.load();
+    Steps steps(l);
+    const bool done = advance<1>(steps, l, to) && advance<2>(steps, l, to) && advance<3>(steps, l, to) &&
+                      advance<4>(steps, l, to) && advance<5>(steps, l, to) && advance<6>(steps, l, to) &&
+                      advance<7>(steps, l, to);
+    steps.save(l);
+    l.save();
+    return done;
 }
 
 // All of `room`, zeros behind the n given words.
@@ -304,33 +318,52 @@ constexpr Expansion expansions[] = {
 };
 static_assert(ryxG728ErasureExpansion == std::size(expansions) - 1);
 
+// What a recursion reads and writes.
+struct Arguments {
+    const int16_t *autoCorr;
+    int from, to;
+    int16_t *coefficients, *energy, *fraction, *reflection;
+
+    ryxStatus check() const {
+        if (anyNull(autoCorr, coefficients, energy, fraction, reflection)) return ryxStsNullPtr;
+        if (from < 0 || to <= from) return ryxStsBadSize;
+        if (to > synthesisOrder) return ryxStsOutOfRange;
+        if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
+        return ryxStsOk;
+    }
+    bool begin(Lattice &l) const {
+        Recursion &s = l.state;
+        copyPadded(coefficients, from, s.a);
+        l.order = from;
+        if (from == 0) {
+            if (!start(autoCorr, s)) return false;
+            l.order = 1;
+        } else {
+            s.energy = *energy;
+            s.scale = 15 - *fraction;
+            s.reflection = *reflection;
+        }
+        copyPadded(autoCorr + 1, to, l.r);
+        simd::store(l.r + room, _mm_setzero_si128());
+        return l.order == to || s.energy > 0;
+    }
+    void end(const Lattice &l) const {
+        copyWords(l.state.a, to, coefficients);
+        *energy = l.state.energy;
+        *fraction = static_cast<int16_t>(15 - l.state.scale);
+        *reflection = l.state.reflection;
+    }
+};
+
 } // namespace
 
 ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int to, int16_t *coefficients,
                                          int16_t *energy, int16_t *fraction, int16_t *reflection) {
-    if (anyNull(autoCorr, coefficients, energy, fraction, reflection)) return ryxStsNullPtr;
-    if (from < 0 || to <= from) return ryxStsBadSize;
-    if (to > synthesisOrder) return ryxStsOutOfRange;
-    if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
+    const Arguments arguments = {autoCorr, from, to, coefficients, energy, fraction, reflection};
+    if (const ryxStatus status = arguments.check(); status != ryxStsOk) return status;
     Lattice l;
-    Recursion &s = l.state;
-    copyPadded(coefficients, from, s.a);
-    l.order = from;
-    if (from == 0) {
-        if (!start(autoCorr, s)) return ryxStsOverflow;
-        l.order = 1;
-    } else {
-        s.energy = *energy;
-        s.scale = 15 - *fraction;
-        s.reflection = *reflection;
-    }
-    copyPadded(autoCorr + 1, to, l.r);
-    simd::store(l.r + room, _mm_setzero_si128());
-    if ((l.order < to && s.energy <= 0) || !recurse(l, to)) return ryxStsOverflow;
-    copyWords(s.a, to, coefficients);
-    *energy = s.energy;
-    *fraction = static_cast<int16_t>(15 - s.scale);
-    *reflection = s.reflection;
+    if (!arguments.begin(l) || !recurse(l, to)) return ryxStsOverflow;
+    arguments.end(l);
     return ryxStsOk;
 }
 

@@ -157,6 +157,85 @@ int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, 
     return exponent;
 }
 
+// Predictor coefficients in the order of the zero-input response's multiplications, and whether all its sums fit 32 bits.
+struct Taps {
+    int16_t pairs[SynthesisState::vectors][4][8]; // of samples 0 to 3 with those of a past vector, and of sample 4
+    int16_t coefficients[synthesisOrder];
+    int16_t fit, reserved;
+};
+static_assert(sizeof(Taps) == 744);
+
+// Samples in a state have at most 15 bits. No coefficient meets more than one of them on the way to one sample.
+bool sumsFit(const int16_t *a) {
+    int32_t magnitudes = 0;
+    for (int i = 0; i < synthesisOrder; i++)
+        magnitudes += std::abs(a[i]);
+    return magnitudes < 1 << 17;
+}
+
+void arrange(const int16_t *a, Taps &taps) {
+    constexpr int margin = 8; // of zeros on both sides
+    alignas(16) int16_t padded[margin + synthesisOrder + 14] = {};
+    std::copy_n(a, synthesisOrder, padded + margin);
+    const Vector zero = _mm_setzero_si128();
+    for (int v = 0; v < SynthesisState::vectors; v++) {
+        // Coefficient 5 v + n - m joins sample m of vector v, counted from 1, to sample n; at[0] is that of n = m.
+        const int16_t *const at = padded + margin + vectorLength * (v + 1) - 1;
+        simd::store(taps.pairs[v][0], _mm_unpacklo_epi16(simd::load(at), simd::load(at - 1)));
+        simd::store(taps.pairs[v][1], _mm_unpacklo_epi16(simd::load(at - 2), simd::load(at - 3)));
+        simd::store(taps.pairs[v][2], _mm_unpacklo_epi16(simd::load(at - 4), zero));
+        simd::store(taps.pairs[v][3], _mm_srli_si128(simd::reverseWords(simd::load(at)), 6));
+    }
+    std::copy_n(a, synthesisOrder, taps.coefficients);
+    taps.fit = sumsFit(a);
+    taps.reserved = 0;
+}
+
+// The response of zeroInputResponse(), while the sums fit 32 bits.
+int zeroInputResponse(const Taps *taps, const SynthesisFilterState_G728 *block, int16_t *z) {
+    constexpr int vectors = SynthesisState::vectors;
+    const auto *const rows = reinterpret_cast<const unsigned char *>(block);
+    const auto *const factors = reinterpret_cast<const unsigned char *>(taps);
+    int shifts[vectors], exponent = max16;
+#pragma GCC unroll 10
+    for (int v = 0; v < vectors; v++) {
+        int16_t e;
+        std::memcpy(&e, rows + static_cast<size_t>(v) * sizeof(Newest) + offsetof(Newest, exponent), sizeof e);
+        shifts[v] = e;
+        exponent = std::min<int>(exponent, e);
+    }
+    // Sample 4 of all vectors is summed across, so that each vector's shift follows.
+    Vector sum = _mm_setzero_si128(), fifth[vectors + 2];
+    fifth[vectors] = fifth[vectors + 1] = _mm_setzero_si128();
+#pragma GCC unroll 10
+    for (int v = 0; v < vectors; v++) {
+        shifts[v] -= exponent;
+        const auto tap = [=](int i) { return simd::load(factors + 64 * v + 16 * i); };
+        Vector past = _mm_sub_epi16(_mm_setzero_si128(), simd::load(rows + static_cast<size_t>(v) * sizeof(Newest)));
+        if (v == vectors - 1 && shifts[v] >= 30) past = _mm_setzero_si128();
+        const Vector four = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(past, 0x00), tap(0)),
+                                                        _mm_madd_epi16(_mm_shuffle_epi32(past, 0x55), tap(1))),
+                                          _mm_madd_epi16(_mm_shuffle_epi32(past, 0xaa), tap(2)));
+        sum = _mm_add_epi32(sum, _mm_sra_epi32(four, _mm_cvtsi32_si128(shifts[v])));
+        fifth[v] = _mm_madd_epi16(past, tap(3));
+    }
+    alignas(16) int32_t parts[vectors + 2], first[4];
+#pragma GCC unroll 3
+    for (int v = 0; v < vectors; v += 4)
+        simd::store(parts + v, simd::sumsOfDwords(fifth + v));
+    simd::store(first, sum);
+    int32_t last = 0;
+#pragma GCC unroll 10
+    for (int v = 0; v < vectors; v++)
+        last += shiftRight(parts[v], shifts[v]);
+    int16_t a[vectorLength - 1];
+    std::memcpy(a, factors + offsetof(Taps, coefficients), sizeof a);
+    const VectorOutputs outputs = recurseVector(
+        a, [&](int n) { return int64_t{n < 4 ? first[n] : last}; }, [](int, int64_t x) { return outputOf(x); });
+    std::copy_n(outputs.values, vectorLength, z);
+    return exponent;
+}
+
 // Response from rest to the excitation. Where it would leave 15 bits the excitation is halved and all starts again.
 int zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent, int16_t *response) {
     for (;; exponent--) {
@@ -201,6 +280,26 @@ Vector reversedQ2(Vector row) {
     return _mm_shuffle_epi8(row, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
 }
 
+// The response, normalised, as the newest vector of the memory.
+void enter(Newest &newest, int q, int16_t *dst, int16_t *exponent, SynthesisFilterState_G728 *block) {
+    q += normaliseVector(newest.samples, 15);
+    newest.exponent = *exponent = asExponent(q);
+    std::copy_n(newest.samples, vectorLength, dst);
+    auto *const rows = reinterpret_cast<unsigned char *>(block);
+    constexpr size_t kept = sizeof SynthesisState::speech - sizeof newest;
+    static_assert(kept == 6 * 16 + 12);
+    Vector moved[6];
+#pragma GCC unroll 6
+    for (size_t i = 0; i < 6; i++)
+        moved[i] = simd::load(rows + 16 * i);
+    const Vector last = simd::load(rows + kept - 16);
+#pragma GCC unroll 6
+    for (size_t i = 0; i < 6; i++)
+        simd::store(rows + sizeof newest + 16 * i, moved[i]);
+    simd::store(rows + sizeof newest + kept - 16, last);
+    saveBlock(block, newest);
+}
+
 // Memory of the pole-zero filter, as ryxsIIR16s_G728_16s() documents it.
 struct WeightingState {
     int16_t inputs[order], reserved1[6]; // newest first
@@ -229,13 +328,39 @@ ryxStatus ryxsSynthesisFilterZeroInput_G728_16s_u8(const int16_t *coefficients, 
                                                    SynthesisFilterState_G728 *block) {
     if (anyNull(coefficients, dst, exponent, block)) return ryxStsNullPtr;
     Newest newest;
-    int q = zeroInputResponse(coefficients, block, newest.samples);
-    q += normaliseVector(newest.samples, 15);
-    newest.exponent = *exponent = asExponent(q);
-    std::copy_n(newest.samples, vectorLength, dst);
-    auto *const rows = reinterpret_cast<unsigned char *>(block);
-    std::memmove(rows + sizeof newest, rows, sizeof SynthesisState::speech - sizeof newest);
-    saveBlock(block, newest);
+    enter(newest, zeroInputResponse(coefficients, block, newest.samples), dst, exponent, block);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsSynthesisTapsGetStateSize_G728_16s_u8(int *size) {
+    if (anyNull(size)) return ryxStsNullPtr;
+    *size = sizeof(Taps);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsSynthesisTapsInit_G728_16s_u8(const int16_t *coefficients, SynthesisTaps_G728 *taps) {
+    if (anyNull(coefficients, taps)) return ryxStsNullPtr;
+    Taps arranged;
+    arrange(coefficients, arranged);
+    saveBlock(taps, arranged);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsSynthesisFilterZeroInputTaps_G728_16s_u8(const SynthesisTaps_G728 *block, int16_t *dst, int16_t *exponent,
+                                                       SynthesisFilterState_G728 *state) {
+    if (anyNull(block, dst, exponent, state)) return ryxStsNullPtr;
+    const auto *const taps = reinterpret_cast<const Taps *>(block);
+    int16_t fit;
+    std::memcpy(&fit, reinterpret_cast<const unsigned char *>(block) + offsetof(Taps, fit), sizeof fit);
+    Newest newest;
+    int q;
+    if (fit) [[likely]] {
+        q = zeroInputResponse(taps, state, newest.samples);
+    } else {
+        const auto whole = loadBlock<Taps>(block);
+        q = zeroInputResponse(whole.coefficients, state, newest.samples);
+    }
+    enter(newest, q, dst, exponent, state);
     return ryxStsOk;
 }
 
