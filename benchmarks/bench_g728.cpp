@@ -83,6 +83,42 @@ void codebookEnergy(benchmark::State &run) {
     measure(run, work, speech8k(), [&](const int16_t *in) { return ryxsCodebookEnergy_G728_16s(in, energies); });
 }
 
+void codebookSetFilter(benchmark::State &run) {
+    StateBlock<CodebookState_G728> state(ryxsCodebookGetStateSize_G728_16s);
+    const Workload work{.inputLength = 5, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, speech8k(), [&](const int16_t *in) { return ryxsCodebookSetFilter_G728_16s(in, state); });
+}
+
+void codebookSearchFiltered(benchmark::State &run) {
+    const int16_t impulse[5] = {8192, 5000, 2500, 1200, 600};
+    int16_t shape, gain;
+    StateBlock<CodebookState_G728> state(ryxsCodebookGetStateSize_G728_16s);
+    require(ryxsCodebookSetFilter_G728_16s(impulse, state));
+    const Workload work{.inputLength = 5, .seconds = vectorTime, .units = 1, .unit = "vector"};
+    measure(run, work, speech8k(),
+            [&](const int16_t *in) { return ryxsCodebookSearchFiltered_G728_16s(in, 4, state, &shape, &gain); });
+}
+
+// The response to the memory, to which each vector adds an excitation, with coefficients as they come or arranged.
+void zeroInput(benchmark::State &run, bool arranged) {
+    StateBlock<SynthesisFilterState_G728> state(ryxsSynthesisFilterGetStateSize_G728_16s);
+    StateBlock<SynthesisTaps_G728> taps(ryxsSynthesisTapsGetStateSize_G728_16s);
+    require(ryxsSynthesisFilterInit_G728_16s(state));
+    int16_t a[50] = {-23593, 11944, -1194, 2687, -1935, 1306, -784, 423, -127, 57};
+    require(ryxsSynthesisTapsInit_G728_16s(a, taps));
+    int16_t response[5], exponent, excitation[5], speech[5], speechExponent;
+    const Workload work{.inputLength = 5, .seconds = vectorTime, .units = 1, .unit = "vector"};
+    measure(run, work, speech8k(), [&](const int16_t *in) {
+        const ryxStatus status = arranged ? ryxsSynthesisFilterZeroInputTaps_G728_16s(taps, response, &exponent, state)
+                                          : ryxsSynthesisFilterZeroInput_G728_16s(a, response, &exponent, state);
+        if (status != ryxStsOk) return status;
+        std::copy_n(in, 5, excitation);
+        exponent = 4;
+        return ryxsSynthesisFilter_G728_16s(a, excitation, &exponent, INT16_MAX, response, speech, &speechExponent,
+                                            state);
+    });
+}
+
 const Registration registration([] {
     addCase("G728/iir/5", filter, weighting, 5);
     addCase("G728/iir/160", filter, weighting, 160);
@@ -91,6 +127,10 @@ const Registration registration([] {
     addCase("G728/levinson/50", levinson);
     addCase("G728/codebook_search", codebookSearch);
     addCase("G728/codebook_energy", codebookEnergy);
+    addCase("G728/codebook_search_filtered", codebookSearchFiltered);
+    addCase("G728/codebook_set_filter", codebookSetFilter);
+    addCase("G728/synthesis/plain", zeroInput, false);
+    addCase("G728/synthesis/arranged", zeroInput, true);
 });
 
 } // namespace

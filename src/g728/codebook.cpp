@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Excitation codebook of ITU-T G.728, Annex G: 128 shapes of five samples, four gains with a sign.
+#include <cstddef>
+#include <cstring>
+
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
@@ -150,12 +153,36 @@ struct State {
 };
 static_assert(sizeof(State) == 1296);
 
+// A state in its place, at any address.
+class StateView {
+public:
+    explicit StateView(const void *block) : octets_(static_cast<const unsigned char *>(block)) {}
+
+    __m128 energies(int shape) const { return four(offsetof(State, energies), shape); }
+    __m128 inverses(int shape) const { return four(offsetof(State, inverses), shape); }
+    int16_t energy(int shape) const {
+        int16_t x;
+        std::memcpy(&x, octets_ + offsetof(State, words) + sizeof x * static_cast<size_t>(shape), sizeof x);
+        return x;
+    }
+    void copyImpulse(int16_t *impulse) const {
+        std::memcpy(impulse, octets_ + offsetof(State, impulse), sizeof State::impulse);
+    }
+
+private:
+    __m128 four(size_t from, int shape) const {
+        return _mm_castsi128_ps(simd::load(octets_ + from + sizeof(float) * static_cast<size_t>(shape)));
+    }
+
+    const unsigned char *octets_;
+};
+
 // The distortion of a shape whose correlation is C and whose energy E is square * E - gain * (C >> 14) for one of four gains,
 // and no square is less than gain^2 / 2^15. So it is not below the least of gain^2 / 2^15 * E - gain * (C >> 14) for any gain
 // in their range, which is easier to find. Few shapes have a bound below the smallest distortion; those are looked at closely.
 class Candidates {
 public:
-    Candidates(const State &state, const int16_t *backward) : state_(state) {
+    Candidates(StateView state, const int16_t *backward) : state_(state) {
         const Correlation correlation(backward);
         const __m128 lowest = _mm_set1_ps(gainMagnitudes[0].gain), highest = _mm_set1_ps(gainMagnitudes[3].gain);
         __m128 smallest = _mm_set1_ps(0x1p31f);
@@ -164,9 +191,9 @@ public:
             const Vector sum = correlation(shapeCodebook[g / shapesPerGroup]);
             simd::store(correlations_ + g, sum);
             const __m128 scaled = _mm_cvtepi32_ps(_mm_srli_epi32(_mm_abs_epi32(sum), 14));
-            const __m128 wanted = _mm_mul_ps(scaled, _mm_loadu_ps(state.inverses + g));
+            const __m128 wanted = _mm_mul_ps(scaled, state.inverses(g));
             const __m128 gain = _mm_max_ps(_mm_min_ps(wanted, highest), lowest);
-            const __m128 slope = _mm_sub_ps(_mm_mul_ps(gain, _mm_loadu_ps(state.energies + g)), scaled);
+            const __m128 slope = _mm_sub_ps(_mm_mul_ps(gain, state.energies(g)), scaled);
             const __m128 bound = _mm_mul_ps(slope, gain);
             _mm_store_ps(bounds_ + g, bound);
             smallest = _mm_min_ps(smallest, bound);
@@ -206,8 +233,9 @@ private:
 
     int32_t distortion(int shape) const {
         const int32_t c = std::abs(correlations_[shape]);
-        const GainMagnitude &g = gainMagnitudes[gainOf(c, state_.words[shape])];
-        return g.square * state_.words[shape] - g.gain * std::min(c >> 14, int32_t{max16});
+        const int energy = state_.energy(shape);
+        const GainMagnitude &g = gainMagnitudes[gainOf(c, energy)];
+        return g.square * energy - g.gain * std::min(c >> 14, int32_t{max16});
     }
 
     // Which of 64 shapes have a bound at or below the limit.
@@ -225,7 +253,7 @@ private:
         return mask;
     }
 
-    const State &state_;
+    StateView state_;
     float smallest_;
     alignas(16) float bounds_[shapes];
     alignas(16) int32_t correlations_[shapes];
@@ -324,13 +352,14 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
 ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t exponent,
                                                  const CodebookState_G728 *block, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
-    const State &state = *reinterpret_cast<const State *>(block);
-    int16_t backward[vectorLength];
-    convolveBackward(target, exponent, state.impulse, backward);
+    const StateView state(block);
+    int16_t impulse[vectorLength], backward[vectorLength];
+    state.copyImpulse(impulse);
+    convolveBackward(target, exponent, impulse, backward);
     const Candidates candidates(state, backward);
     const int winner = candidates.best();
     *shape = static_cast<int16_t>(winner);
-    *gainIndex = static_cast<int16_t>(gainIndexOf(candidates.correlation(winner), state.words[winner]));
+    *gainIndex = static_cast<int16_t>(gainIndexOf(candidates.correlation(winner), state.energy(winner)));
     return ryxStsOk;
 }
 

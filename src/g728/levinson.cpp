@@ -227,7 +227,8 @@ public:
             lowest = _mm_min_epi16(lowest, updated);
             highest = _mm_max_epi16(highest, updated);
             if (v == count - 1)
-                updated = _mm_or_si128(updated, _mm_and_si128(last, simd::load(wordMasks + 8 - order_ % 8)));
+                updated = _mm_or_si128(
+                    updated, _mm_and_si128(last, simd::load(wordMasks + 8 - static_cast<unsigned>(order_) % 8)));
             simd::store(newA_ + 8 * v, updated);
         }
         // A coefficient of 32767 or -32768 may have been limited.

@@ -192,7 +192,7 @@ void arrange(const int16_t *a, Taps &taps) {
 }
 
 // The response of zeroInputResponse(), while the sums fit 32 bits.
-int zeroInputResponse(const Taps *taps, const SynthesisFilterState_G728 *block, int16_t *z) {
+int zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilterState_G728 *block, int16_t *z) {
     constexpr int vectors = SynthesisState::vectors;
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
     const auto *const factors = reinterpret_cast<const unsigned char *>(taps);
@@ -349,13 +349,12 @@ ryxStatus ryxsSynthesisTapsInit_G728_16s_u8(const int16_t *coefficients, Synthes
 ryxStatus ryxsSynthesisFilterZeroInputTaps_G728_16s_u8(const SynthesisTaps_G728 *block, int16_t *dst, int16_t *exponent,
                                                        SynthesisFilterState_G728 *state) {
     if (anyNull(block, dst, exponent, state)) return ryxStsNullPtr;
-    const auto *const taps = reinterpret_cast<const Taps *>(block);
     int16_t fit;
     std::memcpy(&fit, reinterpret_cast<const unsigned char *>(block) + offsetof(Taps, fit), sizeof fit);
     Newest newest;
     int q;
     if (fit) [[likely]] {
-        q = zeroInputResponse(taps, state, newest.samples);
+        q = zeroInputResponse(block, state, newest.samples);
     } else {
         const auto whole = loadBlock<Taps>(block);
         q = zeroInputResponse(whole.coefficients, state, newest.samples);

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// ITU-T G.728: the recursion and the hybrid windows against their plain forms, and the forms with prepared coefficients or
+// codebook against those without, for inputs of the codec and for those that it never has.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "g728/tables.h"
+#include "harness/signals.h"
+#include "reference/g728.h"
+#include "ryxsc.h"
+
+namespace {
+
+namespace plain = reference::g728;
+using Samples = std::vector<int16_t>;
+
+// Autocorrelations from nearly singular to random.
+Samples autoCorrelation(std::mt19937 &random, int kind) {
+    const auto unit = [&] { return static_cast<double>(random() % 10000) / 10000; };
+    Samples r(51);
+    if (kind < 3) {
+        double exact[51] = {};
+        for (size_t lines = 1 + random() % 6; lines > 0; lines--) {
+            const double frequency = 3.1416 * unit(), decay = std::pow(10, -6 * unit() - 2 * (kind == 2)),
+                         power = unit();
+            for (int i = 0; i <= 50; i++)
+                exact[i] += power * std::cos(frequency * i) * std::exp(-decay * i);
+        }
+        const double noise = kind == 0 ? 1.004 : 1 + std::pow(2, -16 * unit());
+        const double scale = (16384 + 16383 * unit()) / (exact[0] * noise + 1e-9);
+        for (int i = 1; i <= 50; i++)
+            r[static_cast<size_t>(i)] = static_cast<int16_t>(std::clamp(exact[i] * scale, -32768.0, 32767.0));
+        r[0] = static_cast<int16_t>(std::min(exact[0] * noise * scale, 32767.0));
+    } else {
+        const auto shift = static_cast<unsigned>(kind == 3 ? random() % 12 : 0);
+        for (int16_t &x : r)
+            x = static_cast<int16_t>(static_cast<int16_t>(random()) >> shift);
+        if (kind == 3) r[0] = static_cast<int16_t>(16384 + random() % 16384);
+    }
+    return r;
+}
+
+TEST(G728, RecursionEqualsThePlainFormWhereverItStops) {
+    std::mt19937 random(61);
+    int done = 0, halved = 0;
+    for (int i = 0; i < 20000; i++) {
+        const Samples r = autoCorrelation(random, i % 5);
+        const int to = random() % 4 ? 50 : static_cast<int>(1 + random() % 50);
+        const int middle = static_cast<int>(1 + random() % static_cast<unsigned>(to));
+        plain::Recursion expected;
+        const bool succeeds = plain::levinson(r.data(), to, expected);
+        int16_t a[50], energy, fraction, reflection;
+        ryxStatus status = ryxsLevinsonDurbin_G728_16s(r.data(), 0, middle, a, &energy, &fraction, &reflection);
+        if (status == ryxStsOk && middle < to)
+            status = ryxsLevinsonDurbin_G728_16s(r.data(), middle, to, a, &energy, &fraction, &reflection);
+        ASSERT_EQ(status, succeeds ? ryxStsOk : ryxStsOverflow) << i;
+        if (!succeeds) continue;
+        done++;
+        halved += expected.scale > 0;
+        ASSERT_TRUE(std::equal(expected.a.begin(), expected.a.end(), a)) << i;
+        ASSERT_EQ(energy, expected.energy);
+        ASSERT_EQ(fraction, 15 - expected.scale);
+        ASSERT_EQ(reflection, expected.reflection);
+    }
+    EXPECT_GT(done, 5000);
+    EXPECT_GT(halved, 500);
+}
+
+// Speech, extremes, and silence after them, in which exponents drift far apart.
+TEST(G728, HybridWindowsEqualThePlainForm) {
+    struct Case {
+        plain::HybridWindow window;
+        const int16_t *factors;
+        int largestExponent;
+        ryxStatus (*function)(const int16_t *, int16_t *, HybridWindowState_G728 *);
+    } cases[] = {{{10, 20, 30, 1}, ryxsc::g728::weightingWindow, 41, ryxsHybridWindowWeighting_G728_16s},
+                 {{10, 4, 20, 2}, ryxsc::g728::logGainWindow, 32767, ryxsHybridWindowLogGain_G728_16s}};
+    for (const Case &c : cases)
+        for (const auto &[name, input] : signals::nasty(4000, 62)) {
+            SCOPED_TRACE(name);
+            plain::HybridWindow window = c.window;
+            const int len = window.lags + window.entering + window.nonRecursive;
+            uint8_t octets[105];
+            auto *const state = reinterpret_cast<HybridWindowState_G728 *>(octets + 1);
+            ASSERT_EQ(ryxsHybridWindowInit_G728_16s(state), ryxStsOk);
+            Samples signal(input);
+            std::fill_n(signal.begin() + 1500, 1500, int16_t{0});
+            for (size_t at = 0; at + static_cast<size_t>(len) <= signal.size();
+                 at += static_cast<size_t>(window.entering)) {
+                const int16_t *const x = &signal[at];
+                int32_t most = 0;
+                for (int i = 0; i < len; i++)
+                    most = std::max<int32_t>(most, x[i] < 0 ? ~x[i] : x[i]);
+                const int shift = most == 0 ? 14 : plain::norm(most) - 17;
+                Samples w;
+                for (int i = len - 1; i >= 0; i--) {
+                    const int64_t product = x[i] * c.factors[i];
+                    w.push_back(plain::upper(shift >= 0 ? product << shift : product >> -shift));
+                }
+                Samples expected;
+                const bool useful = window(w, shift, expected);
+                window.exponent = std::min(window.exponent, c.largestExponent);
+                int16_t r[11];
+                ASSERT_EQ(c.function(x, r, state), useful ? ryxStsOk : ryxStsIllConditioned) << at;
+                ASSERT_TRUE(std::equal(r, r + 11, expected.begin())) << at;
+            }
+        }
+}
+
+TEST(G728, FilteredCodebookGivesTheSearchItsShapesAndGains) {
+    std::mt19937 random(63);
+    uint8_t octets[1297];
+    for (int i = 0; i < 3000; i++) {
+        auto *const state = reinterpret_cast<CodebookState_G728 *>(octets + i % 2);
+        int16_t impulse[5], target[5], energies[128];
+        const auto quiet = static_cast<unsigned>(random() % 16), weak = static_cast<unsigned>(random() % 16);
+        for (int16_t &x : impulse)
+            x = static_cast<int16_t>(static_cast<int16_t>(random()) >> weak);
+        if (i % 4) impulse[0] = 8192;
+        ASSERT_EQ(ryxsCodebookEnergy_G728_16s(impulse, energies), ryxStsOk);
+        ASSERT_EQ(ryxsCodebookSetFilter_G728_16s(impulse, state), ryxStsOk);
+        for (int j = 0; j < 20; j++) {
+            for (int16_t &x : target)
+                x = random() % 16 == 0 ? INT16_MIN : static_cast<int16_t>(static_cast<int16_t>(random()) >> quiet);
+            const auto exponent = static_cast<int16_t>(static_cast<int>(random() % 40) - 12);
+            int16_t shape, gain, expectedShape, expectedGain;
+            ASSERT_EQ(ryxsCodebookSearch_G728_16s(target, exponent, impulse, energies, &expectedShape, &expectedGain),
+                      ryxStsOk);
+            ASSERT_EQ(ryxsCodebookSearchFiltered_G728_16s(target, exponent, state, &shape, &gain), ryxStsOk);
+            ASSERT_EQ(shape, expectedShape) << i;
+            ASSERT_EQ(gain, expectedGain) << i;
+        }
+    }
+}
+
+TEST(G728, ArrangedCoefficientsGiveTheSameZeroInputResponse) {
+    std::mt19937 random(64);
+    uint8_t octets[745], first[145], second[145];
+    for (int i = 0; i < 400; i++) {
+        auto *const taps = reinterpret_cast<SynthesisTaps_G728 *>(octets + i % 2);
+        auto *const x = reinterpret_cast<SynthesisFilterState_G728 *>(first + i % 2);
+        auto *const y = reinterpret_cast<SynthesisFilterState_G728 *>(second + 1 - i % 2);
+        ASSERT_EQ(ryxsSynthesisFilterInit_G728_16s(x), ryxStsOk);
+        ASSERT_EQ(ryxsSynthesisFilterInit_G728_16s(y), ryxStsOk);
+        int16_t a[50];
+        const auto tame = static_cast<unsigned>(random() % 12);
+        for (int k = 0; k < 50; k++)
+            a[k] = static_cast<int16_t>(static_cast<int16_t>(random()) >>
+                                        std::min(tame + static_cast<unsigned>(k) / 8, 15U));
+        ASSERT_EQ(ryxsSynthesisTapsInit_G728_16s(a, taps), ryxStsOk);
+        for (int j = 0; j < 30; j++) {
+            int16_t expected[5], z[5], expectedExponent, exponent;
+            ASSERT_EQ(ryxsSynthesisFilterZeroInput_G728_16s(a, expected, &expectedExponent, x), ryxStsOk);
+            ASSERT_EQ(ryxsSynthesisFilterZeroInputTaps_G728_16s(taps, z, &exponent, y), ryxStsOk);
+            ASSERT_TRUE(std::equal(z, z + 5, expected)) << i;
+            ASSERT_EQ(exponent, expectedExponent);
+            ASSERT_EQ(std::memcmp(x, y, 144), 0);
+            if (random() % 4 == 0) continue; // the response stays in the memory as it is, with 15 bits
+            const auto excitationExponent = static_cast<int16_t>(static_cast<int>(random() % 60) - 10);
+            for (SynthesisFilterState_G728 *state : {x, y}) {
+                std::mt19937 same(static_cast<unsigned>(100 * i + j));
+                int16_t excitation[5], response[5], speech[5], speechExponent, e = excitationExponent;
+                for (int16_t &value : excitation)
+                    value = static_cast<int16_t>(static_cast<int16_t>(same()) >> same() % 8);
+                ASSERT_EQ(ryxsSynthesisFilter_G728_16s(a, excitation, &e, INT16_MAX, response, speech, &speechExponent,
+                                                       state),
+                          ryxStsOk);
+            }
+        }
+    }
+}
+
+} // namespace

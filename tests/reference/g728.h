@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// ITU-T G.728, Annex G, operation by operation as the recommendation writes it: the plain forms that the library's kernels are
+// compared with.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "common/fixed_point.h"
+
+namespace reference::g728 {
+
+using namespace ryxsc;
+using Words = std::vector<int16_t>;
+
+inline int16_t upper(int64_t x) {
+    return static_cast<int16_t>(std::min<int64_t>((x + 32768) >> 16, 32767));
+}
+inline int64_t shifted(int64_t x, int count) {
+    return x >> std::min(count, 63);
+}
+inline int norm(int32_t x) {
+    if (x == 0) return 31;
+    int count = 0;
+    for (; x < 1 << 30 && x >= -(1 << 30); count++)
+        x *= 2;
+    return count;
+}
+
+// A recursion in progress: coefficients with 15 - scale fraction bits.
+struct Recursion {
+    Words a;
+    int energy = 0, scale = 0, reflection = 0;
+};
+
+inline int quotient(int n, int d) {
+    int q = 0;
+    for (int i = 0; i < 16; i++) {
+        q *= 2;
+        n *= 2;
+        if (n >= d) {
+            n -= d;
+            q++;
+        }
+    }
+    return q;
+}
+
+inline bool fits(int64_t x) {
+    return x == sat32(x);
+}
+
+inline bool levinson(const int16_t *r, int to, Recursion &s) {
+    if (s.a.empty()) {
+        if (r[0] <= 0) return false;
+        const int k = upper(int64_t{quotient(std::abs(r[1]), r[0])} << 15);
+        s.reflection = r[1] > 0 ? -k : k;
+        s.a = {static_cast<int16_t>(s.reflection)};
+        s.energy = upper(sat32(r[0] * int64_t{65536} + 2 * int64_t{s.reflection} * r[1]));
+    }
+    for (int i = static_cast<int>(s.a.size()); i < to; i++) {
+        int64_t sum = 0;
+        for (int n = 1; n <= i; n++)
+            sum += r[n] * s.a[static_cast<size_t>(i - n)];
+        const int x = upper(sat32(r[i + 1] * int64_t{65536} + sum * (2 << s.scale)));
+        if (std::abs(x) >= s.energy) return false;
+        const int64_t u = int64_t{quotient(std::abs(x), s.energy)} << 15;
+        const int64_t k = x > 0 ? -2 * upper(u) : 2 * upper(u);
+        const int64_t energy = s.energy * int64_t{65536} + k * x;
+        if (energy <= 0) return false;
+        s.energy = upper(energy);
+        for (size_t f = 0, g = s.a.size() - 1; f <= g && g < s.a.size();) {
+            const int64_t p = s.a[f] * int64_t{65536} + k * s.a[g], q = s.a[g] * int64_t{65536} + k * s.a[f];
+            if (!fits(p) || !fits(q)) {
+                if (++s.scale > 2) return false;
+                for (int16_t &a : s.a)
+                    a = static_cast<int16_t>(a >> 1);
+                continue;
+            }
+            s.a[f++] = upper(p);
+            s.a[g--] = upper(q);
+        }
+        const int last = upper(u >> s.scale);
+        s.a.push_back(static_cast<int16_t>(x > 0 ? -last : last));
+    }
+    return true;
+}
+
+// The hybrid window behind the windowing. w by age, the newest sample first.
+struct HybridWindow {
+    int lags, entering, nonRecursive, attenuation;
+    Words memory = Words(static_cast<size_t>(lags) + 1);
+    int exponent = 31;
+
+    int64_t sum(const Words &w, int from, int len, int lag) const {
+        int64_t total = 0;
+        for (int i = from; i < from + len; i++)
+            total += w[static_cast<size_t>(i)] * w[static_cast<size_t>(i + lag)];
+        return total;
+    }
+
+    bool operator()(const Words &w, int na2, Words &r) {
+        const int na = 2 * na2, factor = 65536 - (1 << (16 - attenuation));
+        int tail = 1 + std::max(exponent - na, 0), fresh = 1 + std::max(na - exponent, 0);
+        exponent = std::min(exponent, na);
+        const auto recursive = [&](int l) {
+            return shifted(memory[static_cast<size_t>(l)] * int64_t{factor}, tail) +
+                   shifted(sum(w, nonRecursive, entering, l), fresh);
+        };
+        const auto a = static_cast<int32_t>(recursive(0));
+        const int n0 = norm(a);
+        for (int l = 0; l <= lags; l++)
+            memory[static_cast<size_t>(l)] = upper(sat32(recursive(l) * (int64_t{1} << n0)));
+        exponent += n0 - 1;
+        tail = 1 + std::max(exponent - na, 0);
+        fresh = 1 + std::max(na - exponent, 0);
+        const auto whole = [&](int l) {
+            return shifted(memory[static_cast<size_t>(l)] * int64_t{65536}, tail) +
+                   shifted(sum(w, 0, nonRecursive, l), fresh);
+        };
+        const int64_t raised = whole(0) + (whole(0) >> 8);
+        const int n1 = norm(static_cast<int32_t>(raised));
+        r.assign(1, upper(raised * (int64_t{1} << n1)));
+        for (int l = 1; l <= lags; l++)
+            r.push_back(upper(sat32(whole(l) * (int64_t{1} << n1))));
+        return whole(lags) != 0;
+    }
+};
+
+} // namespace reference::g728
