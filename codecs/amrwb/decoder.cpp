@@ -33,10 +33,10 @@ ryxStatus Decoder::init(const ryxCodecOptions &) {
 }
 
 void Decoder::reset() {
-    copy(startIsp, prevIsp_);
-    copy(startIsf, prevIsf_);
+    copy(ryxAMRWBStartIsp, prevIsp_);
+    copy(ryxAMRWBStartIsf, prevIsf_);
     for (int i = 0; i < 3; i++)
-        std::copy_n(startIsf, lpOrder, isfHistory_ + i * lpOrder);
+        std::copy_n(ryxAMRWBStartIsf, lpOrder, isfHistory_ + i * lpOrder);
     std::ranges::fill(lagHistory_, startLag);
     std::ranges::fill(lagRange_, int16_t{0});
     std::ranges::fill(gains_, int16_t{0});

@@ -48,9 +48,9 @@ void Encoder::reset() {
     preemphasis_ = 0;
     std::ranges::fill(scaling_, int16_t{15});
     std::ranges::fill(stableLpc_, int16_t{0});
-    copy(startIsp, prevIsp_);
-    copy(startIsp, prevQuantisedIsp_);
-    copy(startIsf, prevQuantisedIsf_);
+    copy(ryxAMRWBStartIsp, prevIsp_);
+    copy(ryxAMRWBStartIsp, prevQuantisedIsp_);
+    copy(ryxAMRWBStartIsf, prevQuantisedIsf_);
     weightedDeemphasis_ = 0;
     std::ranges::fill(weightedDecimation_, int16_t{0});
     std::ranges::fill(openLoopScaling_, int16_t{0});

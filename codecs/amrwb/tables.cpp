@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tables.h"
 
+#include <ryxsc.h>
+
 namespace ryxcodec::amrwb {
 
 namespace {
@@ -189,23 +191,15 @@ constexpr int16_t homing2385[32] = {
 } // namespace
 
 const Mode modes[speechModes] = {
-    {5, 132, 1, {12}, order660, homing660, 63},
-    {9, 177, 4, {5, 5, 5, 5}, order885, homing885, 81},
-    {13, 253, 4, {9, 9, 9, 9}, order1265, homing1265, 100},
-    {15, 285, 4, {13, 13, 9, 9}, order1425, homing1425, 108},
-    {16, 317, 4, {13, 13, 13, 13}, order1585, homing1585, 116},
-    {18, 365, 8, {2, 2, 2, 2, 14, 14, 14, 14}, order1825, homing1825, 128},
-    {19, 397, 8, {10, 10, 2, 2, 10, 10, 14, 14}, order1985, homing1985, 136},
-    {20, 461, 8, {11, 11, 11, 11, 11, 11, 11, 11}, order2305, homing2305, 152},
-    {21, 477, 8, {11, 11, 11, 11, 11, 11, 11, 11}, order2385, homing2385, 156},
-};
-
-const int16_t startIsp[lpOrder] = {
-    32138, 30274, 27246, 23170, 18205, 12540, 6393, 0, -6393, -12540, -18205, -23170, -27246, -30274, -32138, 1475,
-};
-
-const int16_t startIsf[lpOrder] = {
-    1024, 2048, 3072, 4096, 5120, 6144, 7168, 8192, 9216, 10240, 11264, 12288, 13312, 14336, 15360, 3840,
+    {ryxAMRWBRate6600, 132, 1, {12}, order660, homing660, 63},
+    {ryxAMRWBRate8850, 177, 4, {5, 5, 5, 5}, order885, homing885, 81},
+    {ryxAMRWBRate12650, 253, 4, {9, 9, 9, 9}, order1265, homing1265, 100},
+    {ryxAMRWBRate14250, 285, 4, {13, 13, 9, 9}, order1425, homing1425, 108},
+    {ryxAMRWBRate15850, 317, 4, {13, 13, 13, 13}, order1585, homing1585, 116},
+    {ryxAMRWBRate18250, 365, 8, {2, 2, 2, 2, 14, 14, 14, 14}, order1825, homing1825, 128},
+    {ryxAMRWBRate19850, 397, 8, {10, 10, 2, 2, 10, 10, 14, 14}, order1985, homing1985, 136},
+    {ryxAMRWBRate23050, 461, 8, {11, 11, 11, 11, 11, 11, 11, 11}, order2305, homing2305, 152},
+    {ryxAMRWBRate23850, 477, 8, {11, 11, 11, 11, 11, 11, 11, 11}, order2385, homing2385, 156},
 };
 
 } // namespace ryxcodec::amrwb

@@ -30,6 +30,4 @@ struct Mode {
 };
 extern const Mode modes[speechModes];
 
-extern const int16_t startIsp[lpOrder], startIsf[lpOrder];
-
 } // namespace ryxcodec::amrwb

@@ -10,7 +10,6 @@
 namespace ryxcodec::g723 {
 
 // Of the LSFs, before the first frame.
-inline constexpr int16_t initialLsf[order] = {3131, 4721, 7690, 10806, 13872, 16495, 19752, 22260, 25484, 27718};
 inline constexpr int16_t noiseSeed = 12345;
 inline constexpr int headroom = 3; // of signals whose correlations are compared
 

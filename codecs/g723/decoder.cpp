@@ -14,8 +14,8 @@ constexpr int mostErasures = 3; // then the output is silent
 ryxStatus Decoder::init(const ryxCodecOptions &options) {
     postFilter_ = options.noPostFilter == 0;
     speechBefore_ = true;
-    std::copy_n(initialLsf, order, lsf_);
-    std::copy_n(initialLsf, order, noiseLsf_);
+    std::copy_n(ryxG723MeanLsf, order, lsf_);
+    std::copy_n(ryxG723MeanLsf, order, noiseLsf_);
     outputGain_ = 4096;
     noiseSeed_ = noiseSeed;
     return ryxStsOk;

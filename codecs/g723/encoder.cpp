@@ -19,7 +19,7 @@ ryxStatus Encoder::init(const ryxCodecOptions &options) {
     highPass_ = options.noHighPass == 0;
     speechBefore_ = true;
     seed_ = noiseSeed;
-    std::copy_n(initialLsf, order, lsf_);
+    std::copy_n(ryxG723MeanLsf, order, lsf_);
     std::fill_n(lag_, 2, int16_t{60});
     std::fill_n(tamingErrors_, 5, 4);
     if (const ryxStatus status = vad_.fits(ryxsVADGetStateSize_G723_16s); status != ryxStsOk) return status;

@@ -12,8 +12,6 @@
 namespace ryxcodec::g729 {
 
 inline constexpr int excitationHistory = 154;
-inline constexpr int16_t initialLsp[order] = {30000, 26000, 21000, 15000, 8000, 0, -8000, -15000, -21000, -26000};
-inline constexpr int16_t initialLsf[order] = {2339, 4679, 7018, 9358, 11698, 14037, 16377, 18717, 21056, 23396};
 inline constexpr int16_t lowestEnergy = -14336;
 inline constexpr int16_t leastSharpening = 3277, mostSharpening = 13017; // 0.2 and 0.8, Q14
 inline constexpr int16_t noiseSeed = 11111;
@@ -30,7 +28,7 @@ template <class T, size_t count> void copy(const T *from, T (&to)[count]) {
 // The four past frames of the LSF quantiser.
 inline void initialiseLsfHistory(int16_t *history) {
     for (int frame = 0; frame < 4; frame++)
-        std::copy_n(initialLsf, order, history + order * frame);
+        std::copy_n(ryxG729StartLsf, order, history + order * frame);
 }
 
 // Moves a buffer by a frame. What comes last stays where it is.

@@ -5,7 +5,6 @@ namespace ryxcodec::g729 {
 
 namespace {
 
-constexpr int16_t initialSidLsp[order] = {31441, 27566, 21458, 13612, 4663, -4663, -13612, -21458, -27566, -31441};
 constexpr int16_t longestLag = 143;
 constexpr int wholeWeight = 4096; // of a filter that is mixed with another, Q12
 constexpr int stationary = 30;    // backward subframes in a row
@@ -19,10 +18,10 @@ constexpr int16_t numeratorFactorE = 21300, longTermWeightE = 8192;
 ryxStatus Decoder::init(const ryxCodecOptions &options) {
     postFilters_ = options.noPostFilter == 0;
     pastType_ = FrameType::speech8k;
-    copy(initialLsp, oldLsp_);
-    copy(initialSidLsp, sidLsp_);
+    copy(ryxG729StartLsp, oldLsp_);
+    copy(ryxG729StartNoiseLsp, sidLsp_);
     initialiseLsfHistory(lsfHistory_);
-    copy(initialLsf, goodLsf_);
+    copy(ryxG729StartLsf, goodLsf_);
     sharpening_ = leastSharpening;
     oldDelay_[0] = 60;
     tracking_[0] = 30;

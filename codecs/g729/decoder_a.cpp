@@ -6,7 +6,6 @@
 namespace ryxcodec::g729 {
 
 namespace {
-constexpr int16_t initialSidLsp[order] = {31441, 27566, 21458, 13612, 4663, -4663, -13612, -21458, -27566, -31441};
 constexpr int16_t numeratorFactor = 18022, denominatorFactor = 22938; // 0.55 and 0.7, Q15
 constexpr int16_t longestLag = 143;
 } // namespace
@@ -14,10 +13,10 @@ constexpr int16_t longestLag = 143;
 ryxStatus AnnexADecoder::init(const ryxCodecOptions &options) {
     postFilters_ = options.noPostFilter == 0;
     pastType_ = FrameType::speech8k;
-    copy(initialLsp, oldLsp_);
-    copy(initialSidLsp, sidLsp_);
+    copy(ryxG729StartLsp, oldLsp_);
+    copy(ryxG729StartNoiseLsp, sidLsp_);
     initialiseLsfHistory(lsfHistory_);
-    copy(initialLsf, goodLsf_);
+    copy(ryxG729StartLsf, goodLsf_);
     sharpening_ = leastSharpening;
     oldLag_ = 60;
     fill(energies_, lowestEnergy);

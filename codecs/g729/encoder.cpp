@@ -25,8 +25,8 @@ int rateOfType(FrameType type) {
 ryxStatus Encoder::init(const ryxCodecOptions &options) {
     setRate(options.rate);
     dtx_ = options.dtx != 0;
-    copy(initialLsp, oldLsp_);
-    copy(initialLsp, oldQuantisedLsp_);
+    copy(ryxG729StartLsp, oldLsp_);
+    copy(ryxG729StartLsp, oldQuantisedLsp_);
     initialiseLsfHistory(lsfHistory_);
     stableLpc_[0] = 4096;
     weightingMemory_[0] = 1;

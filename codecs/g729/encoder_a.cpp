@@ -11,8 +11,8 @@ constexpr int16_t impulse[subframeLength] = {4096};
 
 ryxStatus AnnexAEncoder::init(const ryxCodecOptions &options) {
     dtx_ = options.dtx != 0;
-    copy(initialLsp, oldLsp_);
-    copy(initialLsp, oldQuantisedLsp_);
+    copy(ryxG729StartLsp, oldLsp_);
+    copy(ryxG729StartLsp, oldQuantisedLsp_);
     initialiseLsfHistory(lsfHistory_);
     stableLpc_[0] = 4096;
     sharpening_ = leastSharpening;

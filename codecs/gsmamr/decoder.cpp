@@ -9,8 +9,6 @@ namespace ryxcodec::gsmamr {
 
 namespace {
 
-constexpr int16_t initialLsp[lpOrder] = {30000, 26000, 21000, 15000, 8000, 0, -8000, -15000, -21000, -26000};
-constexpr int16_t meanLsf[lpOrder] = {1384, 2077, 3420, 5108, 6742, 8122, 9863, 11092, 12714, 13701};
 constexpr int16_t homingSample = 8;
 constexpr int16_t largestSharpening = 13017;
 constexpr int16_t worstLoss = 6;
@@ -52,15 +50,15 @@ void Decoder::reset() {
     mode_ = 0;
     clearSpeechState(false);
     std::fill_n(synthesis_, lpOrder, int16_t{0});
-    copy(initialLsp, prevLsp_);
-    copy(meanLsf, pastLsf_);
-    copy(meanLsf, averageLsf_);
+    copy(ryxGSMAMRStartLsp, prevLsp_);
+    copy(ryxGSMAMRMeanLsf, pastLsf_);
+    copy(ryxGSMAMRMeanLsf, averageLsf_);
     std::fill_n(excitationLevels_, 9, int16_t{0});
     std::fill_n(pastEnergies_, 4, int16_t{-14336});
     std::fill_n(pastEnergies122_, 4, int16_t{-2381});
     newest_ = 0;
     for (auto &entry : lsfHistory_)
-        copy(meanLsf, entry);
+        copy(ryxGSMAMRMeanLsf, entry);
     std::fill_n(logEnergyHistory_, 8, int16_t{3500});
     ryxsDecDTXInit_GSMAMR_16s(dtx_);
     ryxsPostFilterInit_GSMAMR_16s(postFilter_);

@@ -9,7 +9,6 @@ namespace ryxcodec::gsmamr {
 
 namespace {
 
-constexpr int16_t initialLsp[lpOrder] = {30000, 26000, 21000, 15000, 8000, 0, -8000, -15000, -21000, -26000};
 constexpr int16_t homingSample = 8;
 constexpr int16_t largestSharpening = 13017;
 
@@ -41,10 +40,10 @@ void Encoder::reset() {
     mode_ = mode;
     dtx_ = dtx;
     stableLpc_[0] = 4096;
-    copy(initialLsp, prevLsp_);
-    copy(initialLsp, prevQuantisedLsp_);
+    copy(ryxGSMAMRStartLsp, prevLsp_);
+    copy(ryxGSMAMRStartLsp, prevQuantisedLsp_);
     for (auto &entry : lspHistory_)
-        copy(initialLsp, entry);
+        copy(ryxGSMAMRStartLsp, entry);
     std::fill_n(pastEnergies_, 4, int16_t{-14336});
     std::fill_n(pastEnergies122_, 4, int16_t{-2381});
     hangover_ = 7;

@@ -11,7 +11,7 @@
 
 /** Throws Failure for an error status. Warnings are left to the caller: all outputs are valid then. */
 inline void check(ryxStatus status) {
-    if (status < 0) throw Failure("the library refused a call with status " + std::to_string(status));
+    if (status < 0) throw Failure(std::string("the library refused a call: ") + ryxscStatusText(status));
 }
 
 /** A state block of the size that the library asks for. It never moves, as some kinds require. */

@@ -41,6 +41,35 @@ extern "C" {
  * @{
  */
 
+/** Bit rates of AMR-WB in the library's enumeration of speech bit rates: the argument `mode`. */
+enum {
+    ryxAMRWBRate6600 = 5,   /**< 6.60 kbit/s */
+    ryxAMRWBRate8850 = 9,   /**< 8.85 kbit/s */
+    ryxAMRWBRate12650 = 13, /**< 12.65 kbit/s */
+    ryxAMRWBRate14250 = 15, /**< 14.25 kbit/s */
+    ryxAMRWBRate15850 = 16, /**< 15.85 kbit/s */
+    ryxAMRWBRate18250 = 18, /**< 18.25 kbit/s */
+    ryxAMRWBRate19850 = 19, /**< 19.85 kbit/s */
+    ryxAMRWBRate23050 = 20, /**< 23.05 kbit/s */
+    ryxAMRWBRate23850 = 21  /**< 23.85 kbit/s */
+};
+
+/** ISPs before the first frame, Q15: evenly spaced. */
+static const int16_t ryxAMRWBStartIsp[16] = {32138, 30274,  27246,  23170,  18205,  12540,  6393,   0,
+                                             -6393, -12540, -18205, -23170, -27246, -30274, -32138, 1475};
+
+/** ISFs before the first frame; those of #ryxAMRWBStartIsp but for the last one. */
+static const int16_t ryxAMRWBStartIsf[16] = {1024, 2048,  3072,  4096,  5120,  6144,  7168,  8192,
+                                             9216, 10240, 11264, 12288, 13312, 14336, 15360, 3840};
+
+/** Means of the long term of the ISFs of speech, around which the quantiser predicts. */
+static const int16_t ryxAMRWBMeanIsf[16] = {738,  1326, 2336,  3578,  4596,  5662,  6711,  7730,
+                                            8750, 9753, 10705, 11728, 12833, 13971, 15043, 4037};
+
+/** Means of the long term of the ISFs of comfort noise. */
+static const int16_t ryxAMRWBNoiseMeanIsf[16] = {478,  1100, 2213,  3267,  4219,  5222,  6198,  7240,
+                                                 8229, 9153, 10098, 11108, 12144, 13184, 14165, 3803};
+
 /**
  * @brief Converts LP coefficients of order 16 to ISPs.
  *

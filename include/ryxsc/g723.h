@@ -52,6 +52,9 @@ enum {
  * @{
  */
 
+/** Means of the long term of the LSFs, around which they are predicted; also the LSFs before the first frame. */
+static const int16_t ryxG723MeanLsf[10] = {3131, 4721, 7690, 10806, 13872, 16495, 19752, 22260, 25484, 27718};
+
 /**
  * @brief High-pass filter of the encoder; halves the scale.
  *

@@ -215,6 +215,16 @@ ryxStatus ryxsInterpolate_G729_16s(const int16_t *src1, const int16_t *src2, int
  * @{
  */
 
+/** LSPs before the first frame, Q15. */
+static const int16_t ryxG729StartLsp[10] = {30000, 26000, 21000, 15000, 8000, 0, -8000, -15000, -21000, -26000};
+
+/** LSFs before the first frame, Q13 (25736 for pi): evenly spaced. Four times these make the quantiser's history. */
+static const int16_t ryxG729StartLsf[10] = {2339, 4679, 7018, 9358, 11698, 14037, 16377, 18717, 21056, 23396};
+
+/** LSPs before the first silence descriptor, Q15: evenly spaced. */
+static const int16_t ryxG729StartNoiseLsp[10] = {31441, 27566,  21458,  13612,  4663,
+                                                 -4663, -13612, -21458, -27566, -31441};
+
 /**
  * @brief Quantises LSPs (ITU-T G.729, clause 3.2.4): ryxsLSPToLSF_G729_16s(), ryxsLSFQuant_G729_16s(),
  *        ryxsLSFToLSP_G729_16s().

@@ -63,6 +63,12 @@ enum {
     ryxGSMAMRRateSID = 25    /**< silence-descriptor frames; their codebook is that of 12.2 kbit/s */
 };
 
+/** LSPs before the first frame, Q15. */
+static const int16_t ryxGSMAMRStartLsp[10] = {30000, 26000, 21000, 15000, 8000, 0, -8000, -15000, -21000, -26000};
+
+/** Means of the LSFs in the quantiser of 12.2 kbit/s, 16384 for half the sampling rate; decoders start from them. */
+static const int16_t ryxGSMAMRMeanLsf[10] = {1384, 2077, 3420, 5108, 6742, 8122, 9863, 11092, 12714, 13701};
+
 /**
  * @brief Prepares a subframe for its codebook searches: impulse response of the weighted synthesis filter, LP residual and
  *        target (3GPP TS 26.090, clauses 5.4 and 5.5).

@@ -43,6 +43,56 @@ enum {
     ryxStsBadBandCount = -119 /**< the band count of a sub-band adaptive filter lies outside 1..4097 */
 };
 
+/**
+ * @brief What a status says: its name and a sentence, "ryxStsNullPtr: a required pointer is null".
+ * @param[in] status any value
+ * @return a constant text; "unknown status" for a value that no function returns
+ */
+static inline const char *ryxscStatusText(ryxStatus status) {
+    switch (status) {
+    case ryxStsOk:
+        return "ryxStsOk: success";
+    case ryxStsOverflow:
+        return "ryxStsOverflow: a result was saturated, or an LP analysis found an unstable filter";
+    case ryxStsLsfLowClamped:
+        return "ryxStsLsfLowClamped: the lowest LSF was raised to its floor, or the LSFs have not their full spacing";
+    case ryxStsLsfHighClamped:
+        return "ryxStsLsfHighClamped: the highest LSF was lowered to its ceiling";
+    case ryxStsLsfClamped:
+        return "ryxStsLsfClamped: both ends of the LSF vector were clamped";
+    case ryxStsIllConditioned:
+        return "ryxStsIllConditioned: nothing can be predicted from this autocorrelation";
+    case ryxStsErr:
+        return "ryxStsErr: an internal set-up step failed";
+    case ryxStsBadArg:
+        return "ryxStsBadArg: a length or configuration argument is invalid";
+    case ryxStsBadSize:
+        return "ryxStsBadSize: a length, order or lag is outside the accepted sizes";
+    case ryxStsOutOfRange:
+        return "ryxStsOutOfRange: an argument lies outside its permitted range or set";
+    case ryxStsNullPtr:
+        return "ryxStsNullPtr: a required pointer is null";
+    case ryxStsNoMem:
+        return "ryxStsNoMem: scratch memory could not be obtained";
+    case ryxStsBadIndex:
+        return "ryxStsBadIndex: a received index, flag or decoded delay lies outside its range";
+    case ryxStsBadScale:
+        return "ryxStsBadScale: a scale factor is negative";
+    case ryxStsBadOrder:
+        return "ryxStsBadOrder: the order of an internal transform is too high";
+    case ryxStsBadFlag:
+        return "ryxStsBadFlag: the normalisation flag of an internal transform is none";
+    case ryxStsBadContext:
+        return "ryxStsBadContext: a block does not carry the identifier of its kind";
+    case ryxStsBadShift:
+        return "ryxStsBadShift: a shift count is negative";
+    case ryxStsBadBandCount:
+        return "ryxStsBadBandCount: the band count of a sub-band adaptive filter lies outside its range";
+    default:
+        return "unknown status";
+    }
+}
+
 /** @} */
 
 #endif

@@ -18,6 +18,13 @@ extern "C" {
  * @{
  */
 
+#define RYXSC_VERSION_MAJOR 8  /**< ryxLibraryVersion::majorVersion of the library that this header belongs to */
+#define RYXSC_VERSION_MINOR 2  /**< ryxLibraryVersion::minorVersion */
+#define RYXSC_VERSION_UPDATE 2 /**< ryxLibraryVersion::majorBuild */
+/** The version in one number that may be compared: 80202 for 8.2.2. */
+#define RYXSC_VERSION (RYXSC_VERSION_MAJOR * 10000 + RYXSC_VERSION_MINOR * 100 + RYXSC_VERSION_UPDATE)
+#define RYXSC_VERSION_TEXT "8.2.2" /**< the version as text */
+
 /** Version record of a processor variant. Constant; never to be changed or freed by the caller. */
 typedef struct ryxLibraryVersion {
     int32_t majorVersion;  /**< major version */

@@ -40,6 +40,7 @@ Names declaredFunctions(const std::filesystem::path &header) {
     std::string text{std::istreambuf_iterator<char>(stream), {}};
     for (size_t from; (from = text.find("/*")) != text.npos;)
         text.erase(from, text.find("*/", from) + 2 - from);
+    text = std::regex_replace(text, std::regex("static inline [^(]*\\("), ""); // the headers' own code
     return matches(text, "\\b(ryx\\w+)\\(");
 }
 
