@@ -5,7 +5,8 @@ include(CMakePackageConfigHelpers)
 install(FILES include/ryxsc.h include/ryxcore.h codecs/include/ryxcodec.h echo/include/ryxecho.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/ryxsc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS ryxsc ryxcore ryxcodec ryxecho EXPORT ryxsc LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ${ryxsc_libraries} ${ryxcore_libraries} ${ryxcodec_libraries} ${ryxecho_libraries} EXPORT ryxsc
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ryxsc)
 install(EXPORT ryxsc NAMESPACE ryxsc:: FILE ryxscTargets.cmake DESTINATION ${package_dir})
@@ -26,6 +27,12 @@ else()
     set(pc_prefix "\${pcfiledir}/${up}")
     set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
     set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+# A static library alone needs always what it is linked with; a shared one names that itself.
+if(BUILD_SHARED_LIBS)
+    set(pc_libs_private "Libs.private: -lryxcore -lm")
+else()
+    set(pc_libs " -lryxcore -lm")
 endif()
 configure_file(cmake/ryxsc.pc.in ${PROJECT_BINARY_DIR}/ryxsc.pc @ONLY)
 configure_file(cmake/ryxcodec.pc.in ${PROJECT_BINARY_DIR}/ryxcodec.pc @ONLY)

@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: BSD-2-Clause */
 /* Entry of every exported function: read the variant selector, take the function's row of the entry table, jump to the
    implementation in the slot that the selector names. Nothing but rax and r11 is touched, so arguments in registers and
-   on the stack reach the implementation as they are, and it returns straight to the caller. */
+   on the stack reach the implementation as they are, and it returns straight to the caller. A static library has a file
+   of this kind for each function, so that a program takes in what it calls and no more. */
 
 #if defined(__CET__)
 #include <cet.h>
@@ -34,6 +35,9 @@ name:                                                \
 
 #define ONE(name) ENTRY(name, name##_u8, name##_u8)
 #define TWO(name) ENTRY(name, name##_u8, name##_n8)
-#include "frame/exports.def"
+#ifndef RYXSC_ENTRIES
+#define RYXSC_ENTRIES "frame/exports.def"
+#endif
+#include RYXSC_ENTRIES
 
     .section .note.GNU-stack,"",@progbits
