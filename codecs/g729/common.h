@@ -42,14 +42,11 @@ struct ShortFilters {
 };
 inline ShortFilters interpolatedFilters(const int16_t *oldLsp, const int16_t *lsp, bool interpolates = true) {
     ShortFilters filters;
-    int16_t middle[order];
-    ryxsLSPToLPC_G729_16s(lsp, filters.a[1]);
-    if (interpolates) {
-        ryxsInterpolate_G729_16s(oldLsp, lsp, middle, order);
-        ryxsLSPToLPC_G729_16s(middle, filters.a[0]);
-    } else {
-        copy(filters.a[1], filters.a[0]);
-    }
+    int16_t both[subframes][order];
+    copy(lsp, both[0]);
+    copy(lsp, both[1]);
+    if (interpolates) ryxsInterpolate_G729_16s(oldLsp, lsp, both[0], order);
+    ryxsLSPToLPCBlock_G729_16s(both[0], subframes, filters.a[0]);
     return filters;
 }
 

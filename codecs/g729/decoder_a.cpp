@@ -6,7 +6,6 @@
 namespace ryxcodec::g729 {
 
 namespace {
-constexpr int16_t numeratorFactor = 18022, denominatorFactor = 22938; // 0.55 and 0.7, Q15
 constexpr int16_t longestLag = 143;
 } // namespace
 
@@ -24,9 +23,10 @@ ryxStatus AnnexADecoder::init(const ryxCodecOptions &options) {
     noiseSeed_ = noiseSeed;
     noiseShift_ = 1;
     noiseGains_[0] = 2;
-    postGain_ = 4096;
-    if (const ryxStatus status = highPass_.fits(ryxsHighPassFilterGetStateSize_G729_16s); status != ryxStsOk)
-        return status;
+    for (const ryxStatus status : {postFilter_.fits(ryxsPostFilterGetStateSize_G729A_16s),
+                                   highPass_.fits(ryxsHighPassFilterGetStateSize_G729_16s)})
+        if (status != ryxStsOk) return status;
+    ryxsPostFilterInit_G729A_16s(postFilter_);
     return ryxsHighPassFilterInit_G729_16s(highPass_, 1);
 }
 
@@ -50,12 +50,13 @@ ryxStatus AnnexADecoder::decode(const ReceivedFrame &frame, int16_t *speech) {
         decodeNoise(type, parameters, filters, lags);
     if (!bad) ryxsDecDTXEnergy_G729B_16s(excitation(0), &noiseEnergy_, &noiseShift_);
     pastType_ = type;
-    for (int s = 0; s < subframes; s++)
-        postFilter(s, isSpeech(type), filters.a[s], lags[s], speech + subframeLength * s);
+    if (postFilters_)
+        ryxsPostFilter_G729A_16s(filters.a[0], lags, synthesis(0), speech, postFilter_);
+    else
+        std::copy_n(synthesis(0), frameLength, speech);
     ryxsHighPassFilter_G729_16s_I(speech, frameLength, highPass_);
     shiftFrame(excitation_);
     shiftFrame(synthesis_);
-    shiftFrame(residual_);
     return ryxStsOk;
 }
 
@@ -73,7 +74,7 @@ void AnnexADecoder::decodeNoise(FrameType type, const Parameters &p, ShortFilter
     copy(sidLsp_, oldLsp_);
     for (int s = 0; s < subframes; s++) {
         synthesise(s, filters.a[s]);
-        lags[s] = oldLag_;
+        lags[s] = 0; // no long-term post-filter
     }
     sharpening_ = leastSharpening;
 }
@@ -138,23 +139,6 @@ void AnnexADecoder::synthesise(int s, const int16_t *lpc) {
     for (int16_t &sample : excitation_)
         sample = static_cast<int16_t>(sample >> 2);
     ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order);
-}
-
-void AnnexADecoder::postFilter(int s, bool withPitch, const int16_t *lpc, int16_t lag, int16_t *speech) {
-    if (!postFilters_) {
-        std::copy_n(synthesis(s), subframeLength, speech);
-        return;
-    }
-    int16_t numerator[order + 1], denominator[order + 1], filtered[subframeLength];
-    weigh(lpc, order, numeratorFactor, numerator);
-    weigh(lpc, order, denominatorFactor, denominator);
-    ryxsResidualFilter_G729_16s(numerator, synthesis(s), residual(s), subframeLength);
-    if (withPitch)
-        ryxsLongTermPostFilter_G729A_16s(lag, residual(s), filtered);
-    else
-        std::copy_n(residual(s), subframeLength, filtered);
-    ryxsShortTermPostFilter_G729A_16s(numerator, denominator, filtered, speech, postMemory_);
-    ryxsGainControl_G729A_16s_I(synthesis(s), speech, &postGain_);
 }
 
 } // namespace ryxcodec::g729

@@ -13,30 +13,25 @@ public:
     ryxStatus decode(const ReceivedFrame &frame, int16_t *speech);
 
 private:
-    static constexpr int residualHistory = 143;
-
     void decodeNoise(FrameType type, const Parameters &p, ShortFilters &filters, int16_t *lags);
     void decodeSpeech(bool bad, const Parameters &p, ShortFilters &filters, int16_t *lags);
     void decodeLsp(bool bad, const Parameters &p, int16_t *lsp);
     void decodeSubframe(int s, bool bad, const Parameters &p, const int16_t *lpc, int16_t *lags);
     void decodeDelay(int s, bool bad, const Parameters &p, int16_t firstLag, int16_t *delay);
     void synthesise(int s, const int16_t *lpc);
-    void postFilter(int s, bool withPitch, const int16_t *lpc, int16_t lag, int16_t *speech);
 
     int16_t *excitation(int s) { return excitation_ + excitationHistory + subframeLength * s; }
     int16_t *synthesis(int s) { return synthesis_ + order + subframeLength * s; }
-    int16_t *residual(int s) { return residual_ + residualHistory + subframeLength * s; }
 
     bool postFilters_;
     FrameType pastType_;
     int16_t excitation_[excitationHistory + frameLength];
     int16_t synthesis_[order + frameLength];
-    int16_t residual_[residualHistory + frameLength]; // of the post-filter
     int16_t oldLsp_[order], sidLsp_[order], lsfHistory_[4 * order], goodLsf_[order], goodMode_;
     int16_t sharpening_, oldLag_, gains_[2], energies_[4];
     int16_t concealmentSeed_, noiseSeed_;
     int16_t noiseEnergy_, noiseShift_, noiseGains_[2];
-    int16_t postMemory_[order + 1], postGain_;
+    Block<PostFilterState_G729A, 496> postFilter_;
     Block<HighPassFilterState_G729, 32> highPass_;
 };
 

@@ -133,6 +133,16 @@ ryxStatus ryxsLPCToLSP_G729A_32f(const float *lpc, const float *prevLsp, float *
 ryxStatus ryxsLSPToLPC_G729_16s(const int16_t *lsp, int16_t *lpc);
 
 /**
+ * @brief Converts the LSPs of several subframes, as ryxsLSPToLPC_G729_16s() does with those of one, but two at a time.
+ *
+ * @param[in]  lsp   `count` times 10 LSPs in Q15
+ * @param[in]  count vectors, at least 1
+ * @param[out] lpc   `count` times 11 LP coefficients in Q12; does not overlap `lsp`
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsBadSize when `count` is below 1
+ */
+ryxStatus ryxsLSPToLPCBlock_G729_16s(const int16_t *lsp, int count, int16_t *lpc);
+
+/**
  * @brief Converts LSPs to LP coefficients in single precision.
  *
  * @param[in]  lsp 10 LSPs, -1..1
@@ -1005,6 +1015,38 @@ ryxStatus ryxsGainControl_G729_16s_I(const int16_t *reference, int16_t *srcDst, 
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsGainControl_G729A_16s_I(const int16_t *reference, int16_t *srcDst, int16_t *gain);
+
+/** State of Annex A's post-filter. */
+typedef struct PostFilterState_G729A PostFilterState_G729A;
+
+/**
+ * @brief Size of the state of ryxsPostFilter_G729A_16s().
+ * @param[out] size octets
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsPostFilterGetStateSize_G729A_16s(int *size);
+
+/**
+ * @brief Clears the state of Annex A's post-filter.
+ * @param[out] state as many octets as ryxsPostFilterGetStateSize_G729A_16s() says; it is used from the next 16-byte
+ *                   boundary on
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsPostFilterInit_G729A_16s(PostFilterState_G729A *state);
+
+/**
+ * @brief Annex A's post-filter for a frame (ITU-T G.729, clause A.4.2): what ryxsMulPowerC_NR_16s_Sfs(),
+ *        ryxsResidualFilter_G729_16s(), ryxsLongTermPostFilter_G729A_16s(), ryxsShortTermPostFilter_G729A_16s() and
+ *        ryxsGainControl_G729A_16s_I() do for its two subframes, in one call.
+ * @param[in]     lpc       11 LP coefficients in Q12 of the first, then of the second subframe
+ * @param[in]     lags      integer delays of both, 18..145; 0 in pauses, which have no long-term post-filter
+ * @param[in]     synthesis 80 samples, with a history of 10
+ * @param[out]    dst       80 samples; does not overlap `synthesis`
+ * @param[in,out] state     initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag out of range
+ */
+ryxStatus ryxsPostFilter_G729A_16s(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, int16_t *dst,
+                                   PostFilterState_G729A *state);
 
 /** State of the phase dispersion. */
 typedef struct PhaseDispersionState_G729D PhaseDispersionState_G729D;

@@ -180,18 +180,9 @@ public:
     static constexpr int past = (order + 3) / 4 * 4, lookAhead = 4 * vectors + 4; // zeros around the input
 
     // history: y[-order .. -1]. input: as arrange() leaves it.
-    SynthesisChain(const int16_t *a, const int16_t *history, const int32_t *input, int down)
-        : input_(input), toHigh_(both(0, a[1])), shift_(32 + down), taps1_(both(a[2], a[1])), taps2_(both(a[3], a[2])) {
-        // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j].
-        for (int v = 0; v < vectors; v++) {
-            const Vector now = from<4>(a, 8 * (v / 2)), earlier = from<3>(a, 8 * (v / 2));
-            taps_[v] = v % 2 == 0 ? _mm_unpacklo_epi16(now, earlier) : _mm_unpackhi_epi16(now, earlier);
-        }
-        for (Vector &tap : taps_)
-            tap = _mm_shuffle_epi32(tap, swapped);
-
+    SynthesisChain(const int16_t *a, const int16_t *history, const int32_t *input, int down) : SynthesisChain(a, down) {
         // Before the first pair of the history the sums belong to y[-order + 2] and on.
-        input_ -= order - 2;
+        input_ = input - (order - 2);
         for (int v = 0; v < vectors; v++)
             sums_[v] = simd::load(input_ + 4 * v);
         input_ += 4 * vectors;
@@ -199,6 +190,14 @@ public:
             advance(_mm_shuffle_epi32(simd::load32(history + m), 0));
         y0_ = history[order - 2];
         y1_ = history[order - 1];
+    }
+
+    // From rest; input: that of y[0] and on, as arrange() leaves it.
+    SynthesisChain(const int16_t *a, const int32_t *input, int down) : SynthesisChain(a, down) {
+        ready_ = _mm_cvtsi128_si64(simd::load64(input));
+        for (int v = 0; v < vectors; v++)
+            sums_[v] = simd::load(input + 2 + 4 * v);
+        input_ = input + 2 + 4 * vectors;
     }
 
     // Four inputs for the chain. Those of the history and of the look-ahead are zero.
@@ -232,6 +231,17 @@ public:
 private:
     static constexpr int swapped = _MM_SHUFFLE(2, 3, 0, 1);
 
+    SynthesisChain(const int16_t *a, int down)
+        : toHigh_(both(0, a[1])), shift_(32 + down), taps1_(both(a[2], a[1])), taps2_(both(a[3], a[2])) {
+        // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j].
+        for (int v = 0; v < vectors; v++) {
+            const Vector now = from<4>(a, 8 * (v / 2)), earlier = from<3>(a, 8 * (v / 2));
+            taps_[v] = v % 2 == 0 ? _mm_unpacklo_epi16(now, earlier) : _mm_unpackhi_epi16(now, earlier);
+        }
+        for (Vector &tap : taps_)
+            tap = _mm_shuffle_epi32(tap, swapped);
+    }
+
     // a[first + k .. first + k + 7], zeros behind a[order]
     template <int first> static Vector from(const int16_t *a, int k) {
         Vector words = simd::load(a + std::min(first + k, order - 7));
@@ -263,7 +273,7 @@ private:
     }
 
     Vector taps_[vectors], sums_[vectors];
-    const int32_t *input_;
+    const int32_t *input_ = nullptr;
     int64_t toHigh_; // a[1] for the second sample of a pair
     int shift_;
     int64_t taps1_, taps2_;               // a[k] in the upper and a[k + 1] in the lower half
@@ -360,10 +370,11 @@ template <int order, class Beside = NothingBeside> bool synthesise(const int16_t
 }
 
 // The same with the history in front of the outputs.
-template <int order>
-bool synthesisInPlaceOfHistory(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, int up = 3) {
+template <int order, class Beside = NothingBeside> bool synthesisInPlaceOfHistory(const int16_t *a, int16_t gain,
+                                                                                  const int16_t *x, int16_t *y, int n,
+                                                                                  int up = 3, Beside beside = {}) {
     simd::Vector ending[2];
-    return synthesise<order>(a, gain, x, y, n, y - order, up, ending);
+    return synthesise<order>(a, gain, x, y, n, y - order, up, ending, beside);
 }
 
 // The same from the memory of `order` samples, the oldest first, which keeps its content or takes the last outputs.
@@ -397,6 +408,56 @@ bool synthesisFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int1
 template <int order> bool zeroStateResponse(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
     int16_t rest[order] = {};
     return synthesisFilter<order>(a, a[0], x, y, n, rest, Memory::keep, up);
+}
+
+// Two filters from rest, n up to 40 outputs each: neither chain waits for the other. Behind x and y there is room up to the
+// next multiple of 8.
+template <int order> void zeroStateResponses(const int16_t *a0, const int16_t *a1, const int16_t *x0, const int16_t *x1,
+                                             int16_t *y0, int16_t *y1, int n, int up = 3) {
+    using Chain = SynthesisChain<order>;
+    constexpr int longest = 40;
+    const int down = 15 - up;
+    const simd::Vector half = simd::dwords(1 << (down - 1));
+    alignas(16) int32_t inputs[2][longest + Chain::lookAhead];
+    Range ranges[2];
+    const auto prepare = [&](const int16_t *x, simd::Vector gains, Range &range, int32_t *input) {
+        int i = 0;
+        for (; i < n; i += 8) {
+            const simd::Vector words = simd::load(x + i);
+            const simd::Dwords products = simd::products(words, gains);
+            range.add(words);
+            simd::store(input + i, Chain::arrange(_mm_add_epi32(products.front, half)));
+            simd::store(input + i + 4, Chain::arrange(_mm_add_epi32(products.back, half)));
+        }
+        for (const int end = i + Chain::lookAhead; i < end; i += 4)
+            simd::store(input + i, _mm_setzero_si128());
+    };
+    prepare(x0, simd::words(a0[0]), ranges[0], inputs[0]);
+    prepare(x1, simd::words(a1[0]), ranges[1], inputs[1]);
+    Chain chain0(a0, inputs[0], down), chain1(a1, inputs[1], down);
+    for (int i = 0; i < n; i += 8) {
+        simd::Vector pairs0[4], pairs1[4];
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; k++) {
+            pairs0[k] = chain0.next();
+            pairs1[k] = chain1.next();
+        }
+        const auto joined = [](const simd::Vector *pairs) {
+            return _mm_unpacklo_epi64(_mm_unpacklo_epi32(pairs[0], pairs[1]), _mm_unpacklo_epi32(pairs[2], pairs[3]));
+        };
+        simd::store(y0 + i, joined(pairs0));
+        simd::store(y1 + i, joined(pairs1));
+        ranges[0].add(joined(pairs0));
+        ranges[1].add(joined(pairs1));
+    }
+    // A look from further off than synthesise() takes: the outputs behind the last one count, too.
+    const auto fits = [](const Chain &chain, const Range &range, const int16_t *a) {
+        return !chain.clipped() && range.isWithin(std::min<int>(largestSample(sumOfMagnitudes<order>(a, a[0])), max16));
+    };
+    if (!fits(chain0, ranges[0], a0)) [[unlikely]]
+        zeroStateResponse<order>(a0, x0, y0, n, up);
+    if (!fits(chain1, ranges[1], a1)) [[unlikely]]
+        zeroStateResponse<order>(a1, x1, y1, n, up);
 }
 
 } // namespace

@@ -24,8 +24,9 @@ constexpr int taps = 2 * reach;
 
 // The taps in the order of the samples that they weigh, for the positions 0, 1/3 and 2/3 after a sample.
 struct Phase {
-    alignas(16) int16_t tap[taps] = {};
-    int magnitudes = 0; // their sum
+    int16_t tap[taps] = {};
+    alignas(16) int16_t pairs[taps / 2][8] = {}; // taps 2 k and 2 k + 1, four times
+    int magnitudes = 0;                          // their sum
 };
 constexpr Phase phaseOf(int third) {
     Phase phase;
@@ -33,6 +34,9 @@ constexpr Phase phaseOf(int third) {
         phase.tap[reach - 1 - i] = excitationFilter[static_cast<size_t>(third + 3 * i)];
         phase.tap[reach + i] = excitationFilter[static_cast<size_t>(3 - third + 3 * i)];
     }
+    for (int k = 0; k < taps / 2; k++)
+        for (int i = 0; i < 8; i++)
+            phase.pairs[k][i] = phase.tap[2 * k + i % 2];
     for (const int16_t tap : phase.tap)
         phase.magnitudes += tap < 0 ? -tap : tap;
     return phase;
@@ -72,8 +76,8 @@ void ryxsc::g729::buildAdaptiveVector(int16_t *excitation, int lag, int fraction
     // The outputs of eight depend on none of the eight: the shortest lag is 18 and the filter reaches 10 samples ahead.
     for (int n = 0; n < subframe; n += 8) {
         const int16_t *const x = excitation + n + at.start;
-        // Two taps at a time meet eight outputs.
-        simd::Vector low = simd::dwords(0x4000), high = low;
+        // Pairs of taps on pairs of samples: the outputs of even index, and one sample on those of odd index.
+        simd::Vector even = simd::dwords(0x4000), odd = even;
         simd::Vector largest = simd::onesMagnitude(simd::load(x));
         for (const int i : {8, 16, taps - 1})
             largest = _mm_or_si128(largest, simd::onesMagnitude(simd::load(x + i)));
@@ -81,13 +85,15 @@ void ryxsc::g729::buildAdaptiveVector(int16_t *excitation, int lag, int fraction
             buildInOrder(excitation, at);
             return;
         }
-        for (int k = 0; k < taps; k += 2) {
-            const simd::Vector first = simd::load(x + k), second = simd::load(x + k + 1);
-            const simd::Vector pair = _mm_shuffle_epi32(simd::load32(phase.tap + k), 0);
-            low = _mm_add_epi32(low, _mm_madd_epi16(_mm_unpacklo_epi16(first, second), pair));
-            high = _mm_add_epi32(high, _mm_madd_epi16(_mm_unpackhi_epi16(first, second), pair));
+#pragma GCC unroll 10
+        for (int k = 0; k < taps / 2; k++) {
+            const simd::Vector pair = simd::loadAligned(phase.pairs[k]);
+            even = _mm_add_epi32(even, _mm_madd_epi16(simd::load(x + 2 * k), pair));
+            odd = _mm_add_epi32(odd, _mm_madd_epi16(simd::load(x + 2 * k + 1), pair));
         }
-        simd::store(excitation + n, _mm_packs_epi32(_mm_srai_epi32(low, 15), _mm_srai_epi32(high, 15)));
+        even = _mm_srai_epi32(even, 15);
+        odd = _mm_srai_epi32(odd, 15);
+        simd::store(excitation + n, _mm_packs_epi32(_mm_unpacklo_epi32(even, odd), _mm_unpackhi_epi32(even, odd)));
     }
 }
 

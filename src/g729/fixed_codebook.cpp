@@ -73,6 +73,17 @@ void correlateInOrder(const int16_t *g, int32_t rounding, int16_t (*phi)[subfram
         }
 }
 
+// Positions by number, as they are sent: the place of each pulse, and for the last one its track.
+void writeIndex(const SearchInput &in, const int *numbers, int16_t *index) {
+    const auto place = [&](int k) { return numbers[k] % places; };
+    const int lastTrack = numbers[3] / places == 4 ? 1 : 0;
+    index[0] = static_cast<int16_t>(place(0) + 8 * place(1) + 64 * place(2) + 512 * (2 * place(3) + lastTrack));
+    int signs = 0;
+    for (int k = 0; k < fourPulses; k++)
+        signs |= (in.minus[numbers[k]] == 0 ? 1 : 0) << k;
+    index[1] = static_cast<int16_t>(signs);
+}
+
 } // namespace
 
 void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
@@ -141,6 +152,13 @@ void placePulses(const SearchInput &in, const int *numbers, int count, int16_t *
     }
     for (int i = 0; i < subframe / 8; i++)
         simd::store(filtered + 8 * i, sum[i]);
+}
+
+void finishFourPulses(const SearchInput &in, const int *numbers, int16_t lag, int16_t sharpening, int16_t *code,
+                      int16_t *filtered, int16_t *index) {
+    placePulses(in, numbers, fourPulses, code, filtered);
+    writeIndex(in, numbers, index);
+    sharpen(code, lag, sharpening);
 }
 
 } // namespace ryxsc::g729

@@ -97,6 +97,11 @@ private:
 // The code vector with pulses at these positions, and its filtered form from the response.
 void placePulses(const SearchInput &in, const int *numbers, int count, int16_t *code, int16_t *filtered);
 
+// Everything behind a search for four pulses: code vector, filtered code vector, what is sent.
+inline constexpr int fourPulses = 4;
+void finishFourPulses(const SearchInput &in, const int *numbers, int16_t lag, int16_t sharpening, int16_t *code,
+                      int16_t *filtered, int16_t *index);
+
 // Statuses of the searches that take a lag: any that the pitch search gives.
 constexpr bool isCodebookLag(int16_t lag) {
     return lag >= shortestLag && lag <= longestLag;

@@ -5,6 +5,7 @@
 
 #include "common/checks.h"
 #include "common/double_precision.h"
+#include "common/simd.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
 
@@ -22,7 +23,7 @@ constexpr Section sections[] = {
     {7699, -15398, 7699, 15836, -7667, 2, 1} // post-processing: 100 Hz, Q13, doubles it
 };
 constexpr int sectionCount = 2;
-constexpr int chunk = 80; // samples that are filtered at a time
+constexpr int chunk = 80; // samples that are filtered at a time, a multiple of 8
 
 struct State {
     int32_t y1, y2; // past outputs
@@ -49,49 +50,64 @@ template <int which> void filterInOrder(const int16_t *x, int16_t *y, int len, i
 }
 
 // Returns false where a sum leaves the range in which the shift to the history is exact; then nothing but y is changed.
+// Behind the ends of x and y there is room up to the next multiple of 8 samples.
 //
-// What is kept is the sum times 2^shift, an even number, and its product with a coefficient is the floor of
-// sum * a / 2^(15 - shift), doubled: the recursion runs on the sums. As long as they stay in range no partial sum can
-// saturate: in front of the last term they are no larger than 2^29 and that term, and before that no larger than the
-// feedback, at most 1.54 * 10^9, and the first term.
+// What is kept is the sum times 2^shift. All terms of the sum are even, and a product of what is kept with a coefficient is
+// the floor of sum * a / 2^(15 - shift), doubled: the recursion runs on halves of sums. As long as those stay in range no
+// partial sum can saturate: in front of the last term they are no larger than 2^29 and that term, and before that no larger
+// than the feedback, at most 1.54 * 10^9, and the first term. The first half that leaves the range is at most 2^31 yet.
 template <int which> bool filter(const int16_t *x, int16_t *y, int len, State &s) {
+    using simd::Vector;
     constexpr Section section = sections[which];
-    constexpr int up = section.historyShift, down = 16 - up;
-    constexpr int64_t limit = int64_t{1} << (31 - up);
-    if (((s.y1 | s.y2) & ((1 << up) - 1)) != 0) return false; // saturated before
-    int32_t zeros[chunk];
-    for (int i = 0; i < len; i++)
-        zeros[i] = 2 * (section.b0 * x[i] + section.b1 * x[i - 1] + section.b2 * x[i - 2]);
-    int64_t sum1 = s.y1 >> up, sum2 = s.y2 >> up;
-    int32_t sums[chunk];
-    uint64_t outside = 0;
-    for (int i = 0; i < len; i++) {
-        const int64_t older = zeros[i] + 2 * (sum2 * section.a2 >> down);
-        const int64_t sum = older + 2 * (sum1 * section.a1 >> down);
-        outside |= static_cast<uint64_t>(sum + limit) & ~static_cast<uint64_t>(2 * limit - 1);
-        sums[i] = static_cast<int32_t>(sum);
-        sum2 = sum1;
-        sum1 = sum;
+    constexpr int up = section.historyShift, down = 15 - up, output = down - section.outputShift;
+    constexpr int32_t limit = 1 << (30 - up);
+    if (((s.y1 | s.y2) & ((2 << up) - 1)) != 0) return false; // saturated before
+    const Vector latest =
+        _mm_setr_epi16(section.b1, section.b0, section.b1, section.b0, section.b1, section.b0, section.b1, section.b0);
+    const Vector oldest = simd::dwords(section.b2 * 65536);
+    const auto zeros = [&](const int16_t *at) { // of every other output, the first at x[n] = at[1]
+        return _mm_add_epi32(_mm_madd_epi16(simd::load(at), latest), _mm_madd_epi16(simd::load(at - 2), oldest));
+    };
+    alignas(16) int32_t halves[chunk];
+    for (int i = 0; i < len; i += 8) {
+        const Vector even = zeros(x + i - 1), odd = zeros(x + i);
+        simd::store(halves + i, _mm_unpacklo_epi32(even, odd));
+        simd::store(halves + i + 4, _mm_unpackhi_epi32(even, odd));
     }
-    if (outside != 0) return false;
-    constexpr int output = 16 - up - section.outputShift;
-    for (int i = 0; i < len; i++)
-        y[i] = sat16((sums[i] + (1 << (output - 1))) >> output);
-    s.y1 = static_cast<int32_t>(sum1 * (1 << up));
-    s.y2 = static_cast<int32_t>(sum2 * (1 << up));
+    int64_t half1 = s.y1 >> (up + 1), half2 = s.y2 >> (up + 1);
+    for (int i = 0; i < len; i++) {
+        const int64_t older = halves[i] + (half2 * section.a2 >> down);
+        half2 = half1;
+        half1 = older + (half1 * section.a1 >> down);
+        halves[i] = static_cast<int32_t>(half1);
+    }
+    const int32_t sums[2] = {static_cast<int32_t>(half1), static_cast<int32_t>(half2)};
+    std::fill(halves + len, halves + (len + 7) / 8 * 8, 0);
+    Vector outside = _mm_setzero_si128();
+    const simd::ScaleDown toOutput(output);
+    for (int i = 0; i < len; i += 8) {
+        const simd::Dwords found = {simd::load(halves + i), simd::load(halves + i + 4)};
+        for (const Vector part : {found.front, found.back})
+            outside = _mm_or_si128(outside, _mm_xor_si128(part, _mm_srai_epi32(part, 31)));
+        simd::store(y + i, toOutput(found));
+    }
+    if (_mm_movemask_epi8(_mm_cmpgt_epi32(outside, simd::dwords(limit - 1))) != 0) return false;
+    s.y1 = sums[0] * (2 << up);
+    s.y2 = sums[1] * (2 << up);
     return true;
 }
 
 template <int which> void run(int16_t *samples, int len, State &s) {
-    int16_t buffer[2 + chunk];
+    int16_t buffer[3 + chunk] = {}, filtered[chunk];
     for (int done = 0; done < len; done += chunk) {
         const int n = std::min(len - done, chunk);
-        int16_t *const x = buffer + 2, *const y = samples + done;
-        buffer[0] = s.x2;
-        buffer[1] = s.x1;
+        int16_t *const x = buffer + 3, *const y = samples + done;
+        buffer[1] = s.x2;
+        buffer[2] = s.x1;
         std::copy_n(y, n, x);
-        if (!filter<which>(x, y, n, s)) [[unlikely]]
-            filterInOrder<which>(x, y, n, s.y1, s.y2, s);
+        if (!filter<which>(x, filtered, n, s)) [[unlikely]]
+            filterInOrder<which>(x, filtered, n, s.y1, s.y2, s);
+        std::copy_n(filtered, n, y);
         s.x1 = x[n - 1];
         s.x2 = x[n - 2];
     }

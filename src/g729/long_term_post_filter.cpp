@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Long-term post-filter of ITU-T G.729 (clause 4.2.1) and its Annexes: adds the residual at the best delay near the pitch
+// Long-term post-filter of ITU-T G.729 (clause 4.2.1) and its Annex E: adds the residual at the best delay near the pitch
 // lag, in eighths of a sample, where that predicts the residual well.
 #include <algorithm>
 #include <array>
@@ -241,48 +241,5 @@ ryxStatus ryxsLongTermPostFilter_G729_16s_u8(int16_t lag, const int16_t *residua
                                              weighted(_mm_unpackhi_epi16(own, delayed))));
     }
     *delay = static_cast<int16_t>(search.delay());
-    return ryxStsOk;
-}
-
-ryxStatus ryxsLongTermPostFilter_G729A_16s_u8(int16_t lag, const int16_t *residual, int16_t *dst) {
-    constexpr int span = 143;
-    if (anyNull(residual, dst)) return ryxStsNullPtr;
-    if (lag < 18 || lag > 145) return ryxStsOutOfRange;
-    // Only what the seven delays reach.
-    const int from = lag + 3 > span ? span - 6 : lag - 3;
-    int16_t current[subframe], past[subframe + 8];
-    for (int n = 0; n < subframe; n += 8) {
-        simd::store(current + n, _mm_srai_epi16(simd::load(residual + n), 2));
-        simd::store(past + n, _mm_srai_epi16(simd::load(residual - from - 6 + n), 2));
-    }
-    simd::store(past + subframe - 2, _mm_srai_epi16(simd::load(residual - from - 8 + subframe), 2));
-    int32_t sums[7]; // the longest delay first
-    macCorrelations(current, past, subframe, 7, sums);
-    const IndexedValue found = lastLargest(sums, 7);
-    const int delay = from + 6 - found.index;
-    const int32_t correlation = std::max(found.value, 0);
-    const int32_t delayedEnergy = macEnergy(past + found.index, subframe, 1).value;
-    const int32_t ownEnergy = macEnergy(current, subframe, 1).value;
-    const int shift = norm_l(std::max({correlation, delayedEnergy, ownEnergy}));
-    const auto mantissa = [shift](int32_t value) { return round(L_shl(value, shift)); };
-    int16_t c = mantissa(correlation), e = mantissa(delayedEnergy);
-
-    // Less than half of the energy (3 dB) predicted: nothing is added.
-    if (L_sub(L_mult(c, c), L_mult(e, mantissa(ownEnergy)) >> 1) < 0) {
-        std::copy_n(residual, subframe, dst);
-        return ryxStsOk;
-    }
-    int16_t own = 21845, other = 10923; // 2/3, 1/3
-    if (c <= e) {
-        c = static_cast<int16_t>(mult(c, 16384) >> 1);
-        e = static_cast<int16_t>(e >> 1);
-        const int16_t sum = add(c, e);
-        other = sum > 0 ? div_s(c, sum) : int16_t{0};
-        own = static_cast<int16_t>(max16 - other);
-    }
-    const simd::Q15Factor ownWeight(simd::words(own)), otherWeight(simd::words(other)); // neither is negative
-    for (int n = 0; n < subframe; n += 8)
-        simd::store(dst + n, _mm_adds_epi16(ownWeight * simd::load(residual + n),
-                                            otherWeight * simd::load(residual + n - delay)));
     return ryxStsOk;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Short-term post-filter with tilt compensation of ITU-T G.729 (clauses 4.2.2 and 4.2.3), its Annex E and its Annex A.
+// Short-term post-filter with tilt compensation of ITU-T G.729 (clauses 4.2.2 and 4.2.3) and its Annex E.
 #include <algorithm>
 
 #include "common/checks.h"
@@ -97,27 +97,5 @@ ryxStatus ryxsShortTermPostFilter_G729_16s_u8(const int16_t *numerator, const in
         filter<shortOrder>(numerator, denominator, responseLength, src, dst, memory);
     else
         filter<longOrder>(numerator, denominator, responseLength, src, dst, memory);
-    return ryxStsOk;
-}
-
-ryxStatus ryxsShortTermPostFilter_G729A_16s_u8(const int16_t *numerator, const int16_t *denominator, const int16_t *src,
-                                               int16_t *dst, int16_t *memory) {
-    constexpr int length = 22;
-    if (anyNull(numerator, denominator, src, dst, memory)) return ryxStsNullPtr;
-    int16_t response[mostResponse];
-    impulseResponse<shortOrder>(numerator, denominator, response, length);
-    const int16_t r0 = extract_h(macEnergy(response, length).value);
-    const int16_t r1 = extract_h(macProducts(response, response + 1, length - 1).value);
-    const int16_t product = mult(r1, 26214);
-    const int16_t mu = r1 <= 0 || r0 <= 0 ? int16_t{0} : div_s(std::min(product, r0), r0);
-
-    int16_t x[1 + subframe], v[subframe]; // the last sample in front
-    x[0] = memory[shortOrder];
-    std::copy_n(src, subframe, x + 1);
-    const simd::Q15Factor factor(simd::words(mu)); // mu is not negative
-    for (int n = 0; n < subframe; n += 8)
-        simd::store(v + n, _mm_subs_epi16(simd::load(x + 1 + n), factor * simd::load(x + n)));
-    memory[shortOrder] = x[subframe];
-    synthesisFilter<shortOrder>(denominator, v, dst, subframe, memory, Memory::update);
     return ryxStsOk;
 }
