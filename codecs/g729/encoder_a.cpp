@@ -6,7 +6,6 @@ namespace ryxcodec::g729 {
 namespace {
 constexpr int16_t weighting = 24576; // 0.75, Q15
 constexpr int16_t tamedGain = 15564; // 0.95, Q14
-constexpr int16_t impulse[subframeLength] = {4096};
 } // namespace
 
 ryxStatus AnnexAEncoder::init(const ryxCodecOptions &options) {
@@ -108,8 +107,10 @@ void AnnexAEncoder::encodeSpeech(Parameters &p) {
     for (int s = 0; s < subframes; s++)
         weightSpeech(s, filters.a[s], weightedLpc[s], excitation(s));
     ryxsOpenLoopPitchSearch_G729A_16s(weighted(0), &lag);
+    int16_t responses[subframes][subframeLength];
+    ryxsImpulseResponses_G729A_16s(weightedLpc[0], responses[0]);
     for (int s = 0; s < subframes; s++)
-        encodeSubframe(s, weightedLpc[s], lag, p);
+        encodeSubframe(s, weightedLpc[s], responses[s], lag, p);
     p.parity = parityOf(FrameType::speech8k, p.delay[0]);
 }
 
@@ -119,11 +120,11 @@ void AnnexAEncoder::weightSpeech(int s, const int16_t *lpc, int16_t *weightedLpc
     ryxsWeightingFilter_G729A_16s(weightedLpc, residual, weighted(s), subframeLength, weighted(s) - order);
 }
 
-void AnnexAEncoder::encodeSubframe(int s, const int16_t *weightedLpc, int16_t openLoopLag, Parameters &p) {
+void AnnexAEncoder::encodeSubframe(int s, const int16_t *weightedLpc, const int16_t *response, int16_t openLoopLag,
+                                   Parameters &p) {
     const auto flag = static_cast<int16_t>(s);
     int16_t *const vector = excitation(s);
-    int16_t response[subframeLength], target[subframeLength];
-    ryxsSynthesisFilter_G729_16s(weightedLpc, impulse, response, subframeLength, zeros);
+    int16_t target[subframeLength];
     ryxsSynthesisFilter_G729_16s(weightedLpc, vector, target, subframeLength, targetMemory_);
 
     // Adaptive codebook.

@@ -19,7 +19,7 @@ private:
     FrameType encodeNoise(Parameters &p);
     void encodeSpeech(Parameters &p);
     void weightSpeech(int s, const int16_t *lpc, int16_t *weightedLpc, int16_t *residual);
-    void encodeSubframe(int s, const int16_t *weightedLpc, int16_t lag, Parameters &p);
+    void encodeSubframe(int s, const int16_t *weightedLpc, const int16_t *response, int16_t lag, Parameters &p);
 
     int16_t *current(int s) { return speech_ + lookBack + subframeLength * s; }
     int16_t *weighted(int s) { return weighted_ + pitchHistory + subframeLength * s; }

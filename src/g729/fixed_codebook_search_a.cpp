@@ -13,37 +13,49 @@ using simd::Vector;
 
 namespace {
 
-// Candidates by outer and inner place of a pair of pulses, the inner ones of an outer one in the lanes of a vector.
-struct Candidates {
-    alignas(16) Vector squares[places], energies[places];
-    int outerCount;
-};
-
 struct Found {
-    int outer, inner;
+    int outer, inner;    // places; -1 where nothing is better than none
     Criterion criterion; // square and energy
 };
 
-// Where all energies are positive, the order of the quotients is a total one, and the lanes may be compared apart.
-// Otherwise they are compared one after the other. Of equal ones the first counts.
-Found argmaxOf(const Candidates &x, Vector leastEnergy) {
-    if (_mm_movemask_epi8(_mm_cmpgt_epi16(leastEnergy, _mm_setzero_si128())) != 0xffff) [[unlikely]] {
+// The best of pairs of pulses: an outer place after the other, its inner ones in the lanes of a vector. Where all energies
+// are positive, the order of the quotients is a total one, and the lanes may be compared apart. Otherwise they are compared
+// one after the other. Of equal ones the first counts.
+class Candidates {
+public:
+    void add(Vector squares, Vector energies) {
+        squares_[count_] = squares;
+        energies_[count_] = energies;
+        least_ = _mm_min_epi16(least_, energies);
+        count_++;
+        lanes_.offer(squares, energies, simd::words(static_cast<int16_t>(count_)));
+    }
+
+    Found best() const {
+        if (_mm_movemask_epi8(_mm_cmpgt_epi16(least_, _mm_setzero_si128())) != 0xffff) [[unlikely]]
+            return bestInOrder();
+        const Vector order = _mm_add_epi16(_mm_slli_epi16(lanes_.number(), 3), _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
+        const Vector zero = _mm_setzero_si128();
+        const PlacedCandidate found = argmaxOf(better({lanes_.front(), _mm_unpacklo_epi16(order, zero)},
+                                                      {lanes_.back(), _mm_unpackhi_epi16(order, zero)}));
+        return {found.place / places - 1, found.place % places, found.criterion};
+    }
+
+private:
+    Found bestInOrder() const {
         Argmax argmax{-1, 1};
         Found found{-1, -1, {}};
-        for (int i = 0; i < x.outerCount; i++)
-            if (const int lane = argmax.offer(x.squares[i], x.energies[i]); lane >= 0) found = {i, lane, {}};
+        for (int i = 0; i < count_; i++)
+            if (const int lane = argmax.offer(squares_[i], energies_[i]); lane >= 0) found = {i, lane, {}};
         found.criterion = {argmax.square, argmax.energy};
         return found;
     }
-    LaneArgmax argmax; // numbers from 1 on
-    for (int i = 0; i < x.outerCount; i++)
-        argmax.offer(x.squares[i], x.energies[i], simd::words(static_cast<int16_t>(i + 1)));
-    const Vector order = _mm_add_epi16(_mm_slli_epi16(argmax.number(), 3), _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7));
-    const Vector zero = _mm_setzero_si128();
-    const PlacedCandidate best = ryxsc::argmaxOf(
-        better({argmax.front(), _mm_unpacklo_epi16(order, zero)}, {argmax.back(), _mm_unpackhi_epi16(order, zero)}));
-    return {best.place / places - 1, best.place % places, best.criterion};
-}
+
+    alignas(16) Vector squares_[places], energies_[places];
+    Vector least_ = simd::words(max16);
+    LaneArgmax lanes_; // numbers from 1 on
+    int count_ = 0;
+};
 
 // A pair of pulses on two tracks, then a pair on two others for the best first one; for four choices of tracks. Energies
 // are summed at half their scale, where even the largest stay below 2^31.
@@ -85,15 +97,13 @@ private:
     int searchFirstPair(int a, int b) {
         int outer[2];
         findTwoLargest(a, outer);
-        Candidates x;
-        x.outerCount = 2;
-        for (int i = 0; i < 2; i++) {
-            const Vector sums = _mm_adds_epi16(simd::words(in_.d[outer[i]]), in_.track(in_.d, b));
-            x.squares[i] = squareQ15(sums);
-            x.energies[i] = energiesOf(8192 * in_.energies[outer[i]], in_.signedRow(outer[i], b), 16384,
-                                       in_.track(in_.energies, b), 8192);
+        Candidates candidates;
+        for (const int i0 : outer) {
+            const Vector sums = _mm_adds_epi16(simd::words(in_.d[i0]), in_.track(in_.d, b));
+            candidates.add(squareQ15(sums), energiesOf(8192 * in_.energies[i0], in_.signedRow(i0, b), 16384,
+                                                       in_.track(in_.energies, b), 8192));
         }
-        const Found found = argmaxOf(x, _mm_min_epi16(x.energies[0], x.energies[1]));
+        const Found found = candidates.best();
         if (found.outer >= 0) {
             x_ = outer[found.outer];
             y_ = places * b + found.inner;
@@ -106,8 +116,6 @@ private:
 
     // All 64 pairs.
     Criterion searchSecondPair(int c, int e, int firstEnergy) {
-        Candidates x;
-        x.outerCount = places;
         const int i0 = first_[0], i1 = first_[1];
         const Vector own = crossEnergies(i0, i1, e), trackE = in_.track(in_.d, e);
         // What a pulse on track c brings along, and the sums that it makes.
@@ -121,13 +129,11 @@ private:
         simd::store(bases, base4(_mm_unpacklo_epi16(u, v), simd::frontDwords(in_.track(in_.energies, c))));
         simd::store(bases + 4, base4(_mm_unpackhi_epi16(u, v), simd::backDwords(in_.track(in_.energies, c))));
         simd::store(outerSums, _mm_adds_epi16(simd::words(sum_), in_.track(in_.d, c)));
-        Vector leastEnergy = simd::words(max16);
-        for (int i = 0; i < places; i++) {
-            x.squares[i] = squareQ15(_mm_adds_epi16(simd::words(outerSums[i]), trackE));
-            x.energies[i] = energiesOf(bases[i], in_.signedRow(places * c + i, e), 4096, own, 16384);
-            leastEnergy = _mm_min_epi16(leastEnergy, x.energies[i]);
-        }
-        const Found found = argmaxOf(x, leastEnergy);
+        Candidates candidates;
+        for (int i = 0; i < places; i++)
+            candidates.add(squareQ15(_mm_adds_epi16(simd::words(outerSums[i]), trackE)),
+                           energiesOf(bases[i], in_.signedRow(places * c + i, e), 4096, own, 16384));
+        const Found found = candidates.best();
         if (found.outer >= 0) {
             x_ = places * c + found.outer;
             y_ = places * e + found.inner;

@@ -64,6 +64,15 @@ ryxStatus ryxsWeightingFilter_G729A_16s_u8(const int16_t *weightedLpc, const int
     return ryxStsOk;
 }
 
+ryxStatus ryxsImpulseResponses_G729A_16s_u8(const int16_t *weightedLpc, int16_t *responses) {
+    constexpr int subframe = 40;
+    constexpr int16_t impulse[subframe] = {4096};
+    if (anyNull(weightedLpc, responses)) return ryxStsNullPtr;
+    zeroStateResponses<shortOrder>(weightedLpc, weightedLpc + shortOrder + 1, impulse, impulse, responses,
+                                   responses + subframe, subframe);
+    return ryxStsOk;
+}
+
 ryxStatus ryxsConvolve_G729_16s_u8(const int16_t *src, const int16_t *response, int16_t *dst) {
     constexpr int subframe = 40;
     if (anyNull(src, response, dst)) return ryxStsNullPtr;

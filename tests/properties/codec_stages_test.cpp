@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -50,6 +51,85 @@ TEST(CodecStages, AdaptiveVectorsOfG729AgreeInEveryForm) {
         for (size_t i = 0; i < length; i++)
             ASSERT_NEAR(single[history + i], apart[i], 4) << "lag " << delay[0] << ", fraction " << delay[1];
     }
+}
+
+// The LSPs of several subframes are converted two at a time; disordered ones take the way with saturation.
+TEST(CodecStages, LspsOfG729AreConvertedInBlocksAsOneByOne) {
+    for (int round = 0; round < 5000; round++) {
+        const int count = number(1, 5);
+        Words lsp = words(10 * static_cast<size_t>(count), 32767);
+        for (int i = 0; i < count; i++) {
+            int16_t *const one = &lsp[static_cast<size_t>(10 * i)];
+            if (number(0, 2) > 0) std::sort(one, one + 10, std::greater<>());
+            if (number(0, 7) == 0) std::fill_n(one, 10, static_cast<int16_t>(number(-32768, -31000)));
+        }
+        Words block(11 * static_cast<size_t>(count));
+        ASSERT_EQ(ryxsLSPToLPCBlock_G729_16s(lsp.data(), count, block.data()), ryxStsOk);
+        for (size_t i = 0; i < static_cast<size_t>(count); i++) {
+            int16_t lpc[11];
+            ASSERT_EQ(ryxsLSPToLPC_G729_16s(&lsp[10 * i], lpc), ryxStsOk);
+            ASSERT_TRUE(std::equal(lpc, lpc + 11, &block[11 * i])) << count;
+        }
+    }
+    int16_t lsp[10] = {}, lpc[11] = {7};
+    EXPECT_EQ(ryxsLSPToLPCBlock_G729_16s(lsp, 0, lpc), ryxStsBadSize);
+    EXPECT_EQ(lpc[0], 7);
+}
+
+TEST(CodecStages, ImpulseResponsesOfG729AAreThoseOfTheFilter) {
+    const int16_t impulse[40] = {4096}, rest[10] = {};
+    for (int round = 0; round < 3000; round++) {
+        const Words lpc = words(22, round % 5 == 0 ? 32767 : 2500);
+        Words responses(80), expected(80);
+        ASSERT_EQ(ryxsImpulseResponses_G729A_16s(lpc.data(), responses.data()), ryxStsOk);
+        for (size_t s = 0; s < 2; s++)
+            ASSERT_GE(ryxsSynthesisFilter_G729_16s(&lpc[11 * s], impulse, &expected[40 * s], 40, rest), ryxStsOk);
+        ASSERT_TRUE(responses == expected) << "filter " << round;
+    }
+}
+
+// Annex A's post-filter for a frame against its stages, from silence to full scale, with filters that overflow.
+TEST(CodecStages, PostFilterOfG729AIsThatOfItsStages) {
+    constexpr size_t frame = 80, subframe = 40, order = 10, history = 143;
+    int size = 0;
+    ASSERT_EQ(ryxsPostFilterGetStateSize_G729A_16s(&size), ryxStsOk);
+    std::vector<uint8_t> block(static_cast<size_t>(size));
+    auto *const state = reinterpret_cast<PostFilterState_G729A *>(block.data());
+    ASSERT_EQ(ryxsPostFilterInit_G729A_16s(state), ryxStsOk);
+    Words residual(history + frame), memory(order + 1), synthesis(order + frame), found(frame), expected(frame);
+    int16_t gain = 4096;
+    for (int round = 0; round < 3000; round++) {
+        Words lpc = words(22, round % 9 == 0 ? 20000 : 1500);
+        lpc[0] = lpc[11] = 4096;
+        const auto lag = [] { return static_cast<int16_t>(number(0, 9) == 0 ? 0 : number(18, 145)); };
+        const int16_t lags[2] = {lag(), lag()};
+        const int amplitude = round % 40 < 3 ? 0 : round % 7 == 0 ? 32767 : 4000;
+        std::copy(synthesis.end() - order, synthesis.end(), synthesis.begin());
+        for (size_t i = 0; i < frame; i++) // with a period, which the long-term post-filter finds
+            synthesis[order + i] = static_cast<int16_t>(
+                i % 20 == 0 ? amplitude : std::clamp(number(-amplitude, amplitude) / 8, -32768, 32767));
+        ASSERT_EQ(ryxsPostFilter_G729A_16s(lpc.data(), lags, &synthesis[order], found.data(), state), ryxStsOk);
+        for (size_t s = 0; s < 2; s++) {
+            int16_t numerator[order + 1], denominator[order + 1], filtered[subframe];
+            int16_t *const out = &expected[subframe * s], *const r = &residual[history + subframe * s];
+            const int16_t *const in = &synthesis[order + subframe * s];
+            ryxsMulPowerC_NR_16s_Sfs(&lpc[11 * s], 18022, numerator, order + 1, 15);
+            ryxsMulPowerC_NR_16s_Sfs(&lpc[11 * s], 22938, denominator, order + 1, 15);
+            ryxsResidualFilter_G729_16s(numerator, in, r, subframe);
+            if (lags[s] != 0)
+                ryxsLongTermPostFilter_G729A_16s(lags[s], r, filtered);
+            else
+                std::copy_n(r, subframe, filtered);
+            ryxsShortTermPostFilter_G729A_16s(numerator, denominator, filtered, out, memory.data());
+            ryxsGainControl_G729A_16s_I(in, out, &gain);
+        }
+        std::copy(residual.begin() + frame, residual.end(), residual.begin());
+        ASSERT_TRUE(found == expected) << "frame " << round;
+    }
+    const std::vector<uint8_t> before = block;
+    const int16_t wrong[2] = {40, 146}, lpc[22] = {4096};
+    EXPECT_EQ(ryxsPostFilter_G729A_16s(lpc, wrong, &synthesis[order], found.data(), state), ryxStsOutOfRange);
+    EXPECT_TRUE(block == before && found == expected);
 }
 
 TEST(CodecStages, SynthesisInSinglePrecisionSubtractsTermAfterTerm) {
