@@ -1043,8 +1043,8 @@ ryxStatus ryxsNoiseFilterReset_EC_32f(NoiseFilterState_EC_32f *state);
  * The spectra `echo` and `error` come from a bank of length N and hop N/2 whose window is the root of a Hann window
  * (sqrt(0.5 - 0.5 cos(2 pi (n + 0.5) / N))), so that the synthesis gives the signal back N - hop samples late. A gain
  * follows from the ratio of wanted to unwanted energy in each band (decision-directed), where unwanted is a noise floor
- * and residual echo: `residual`, the share of the echo that was left in the past, and what is behind the last tap of a path
- * that decays. A value that is not finite spoils only the block that it is in; the estimates recover within seconds.
+ * and residual echo: `residual`, the share of the echo that was left in the past, the white noise of a companded
+ * microphone, and what is behind the last tap of a path that decays. A value that is not finite spoils only the block that it is in; the estimates recover within seconds.
  *
  * @param[in]     echo     spectrum of the echo estimate, `numBands` values. This and the next three may be null with
  *                         #ryxEcFilterNoise

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Noise filter of the echo canceller: weakens residual echo and steady noise in every band, between bounds. The residual
-// echo is estimated in three ways: from the uncertainty of the coefficients, from the share of the echo that was left while
-// it was loud, and from the decay of the echo path for what lies behind its last tap.
+// echo is estimated in four ways: from the uncertainty of the coefficients, from the share of the echo that was left while
+// it was loud, from what companding makes of the echo, and from the decay of the echo path for what lies behind its last
+// tap.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -77,6 +78,13 @@ float tapEnergy(const ryx32fc *coefs, int bands) {
     return (four[0] + four[1]) + (four[2] + four[3]);
 }
 
+// A microphone that was coded by A-law (or any logarithmic law) has noise 38 dB below the echo that no filter can take
+// away. It is white, so that it exceeds every share of the echo in the bands that have little of it. Three times its mean
+// energy, which the estimate doubles, cover its ups and downs.
+float compandingNoise(const ryx32fc *echo, int bands) {
+    return 0.5e-3F * tapEnergy(echo, bands) / static_cast<float>(bands);
+}
+
 // How the path decays from tap to tap: the two last ones against two in its middle. With one tap nothing is known.
 void followDecay(Filter &filter, const ryx32fc *const *coefs, int taps) {
     const int half = taps / 2;
@@ -118,11 +126,11 @@ class FourGains {
 public:
     FourGains(Filter &filter, int k) : filter_(filter), k_(k) {}
 
-    __m128 compute(__m128 error, __m128 echo, __m128 residual) {
+    __m128 compute(__m128 error, __m128 echo, __m128 residual, __m128 companding) {
         const __m128 tiny = _mm_set1_ps(0.001F), one = _mm_set1_ps(1), zero = _mm_setzero_ps();
         const __m128 floor = followNoise(error);
         __m128 residue = zero;
-        if (filter_.mode != ryxEcFilterNoise) residue = followResidue(echo, residual, floor);
+        if (filter_.mode != ryxEcFilterNoise) residue = followResidue(echo, _mm_max_ps(residual, companding), floor);
         const __m128 noisy = _mm_mul_ps(_mm_set1_ps(1.5F), floor);
         const __m128 unwanted = _mm_add_ps(_mm_add_ps(residue, noisy), tiny);
 
@@ -255,13 +263,14 @@ ryxStatus ryxsNoiseFilter_EC_32fc_I_u8(const ryx32fc *echo, const float *residua
             followTail(*filter, history[taps - 1], coefs[taps - 1]);
         }
     }
+    const __m128 companding = limited(_mm_set1_ps(hasEcho ? compandingNoise(echo, filter->bands) : 0));
     for (int k = 0; k < filter->bands; k += 4) {
         const int count = std::min(4, filter->bands - k);
         FourBins bins = FourBins::load(error + k, count);
         const __m128 none = _mm_setzero_ps();
         const __m128 echoPower = hasEcho ? limited(FourBins::load(echo + k, count).power()) : none;
         const __m128 predicted = hasEcho ? limited(loadFloats(residual + k, count)) : none;
-        const __m128 gains = FourGains(*filter, k).compute(limited(bins.power()), echoPower, predicted);
+        const __m128 gains = FourGains(*filter, k).compute(limited(bins.power()), echoPower, predicted, companding);
         bins.re = _mm_mul_ps(gains, bins.re);
         bins.im = _mm_mul_ps(gains, bins.im);
         bins.store(error + k, count);
