@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// Echo cancellation: a simulated room, in single talk and in double talk.
+// Echo cancellation: a simulated room from the first word on, with double talk and a change of the echo path.
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -16,26 +16,29 @@ namespace {
 
 constexpr int sampleRate = 8000;
 constexpr size_t tail = 512;
-constexpr double totalSeconds = 16;
-constexpr double talkFrom = 6, talkTo = 9;
+constexpr int tailMilliseconds = 64;
+constexpr double totalSeconds = 24;
+constexpr double talkFrom = 8, talkTo = 12, changeAt = 16;
 constexpr size_t window = sampleRate / 2;
 
 using Samples = std::vector<float>;
 
-struct Method {
+struct Canceller {
     std::string name;
     std::string file;
-    EchoMethod method;
+    bool isSpeex;
+
+    Samples run(const Samples &far, const Samples &near, bool suppression) const {
+        const ryxEchoOptions options = echoOptions(sampleRate, tailMilliseconds, ryxEchoTransform, suppression);
+        return isSpeex ? cancelEchoBySpeex(options, far, near) : cancelEcho(options, far, near);
+    }
 };
 
-const Method methods[] = {{"full band", "full-band", EchoMethod::fullBand},
-                          {"sub-band", "sub-band", EchoMethod::subBand}};
-
-struct Scene {
-    std::string name;
-    std::string file;
-    Samples near;
-};
+std::vector<Canceller> cancellers() {
+    std::vector<Canceller> list = {{"ryxecho", "own", false}};
+    if (hasSpeexCanceller()) list.push_back({"speexdsp", "speexdsp", true});
+    return list;
+}
 
 // The recordings one after the other, as often as it takes, from a second on.
 Samples joined(const Recordings &recordings, double from, double seconds) {
@@ -55,26 +58,36 @@ double power(const Samples &samples, double from, double to) {
     return sum / ((to - from) * sampleRate);
 }
 
-// Other speech for three seconds, as loud as the echo of the far end and 5 dB more.
+// Other speech for four seconds, as loud as the echo of the far end.
 Samples nearEnd(const Recordings &recordings, const Samples &echo) {
     Samples near(echo.size());
     const Samples speech = joined(recordings, totalSeconds + 1, talkTo - talkFrom);
     std::copy(speech.begin(), speech.end(), near.begin() + static_cast<std::ptrdiff_t>(talkFrom * sampleRate));
-    const double gain =
-        std::sqrt(power(echo, talkFrom, talkTo) / std::max(power(near, talkFrom, talkTo), 1.0) * std::pow(10, 0.5));
+    const double gain = std::sqrt(power(echo, talkFrom, talkTo) / std::max(power(near, talkFrom, talkTo), 1.0));
     for (float &x : near)
         x *= static_cast<float>(gain);
     return near;
 }
 
-Samples difference(Samples a, const Samples &b) {
-    for (size_t i = 0; i < a.size(); i++)
-        a[i] -= b[i];
-    return a;
+// What comes back from the room, and from the moment of the change on, what comes back when somebody has moved: everything
+// 3 ms later and upside down.
+Samples echoOf(const Samples &far) {
+    const Samples response = roomResponse(sampleRate, tail);
+    Samples moved(24);
+    for (size_t i = 0; i + 24 < response.size(); i++)
+        moved.push_back(-response[i]);
+    const Samples silence(far.size());
+    Samples echo = pickUp(far, silence, response);
+    const Samples later = pickUp(far, silence, moved);
+    const auto change = static_cast<std::ptrdiff_t>(changeAt * sampleRate);
+    std::copy(later.begin() + change, later.end(), echo.begin() + change);
+    return echo;
 }
 
-Samples cancel(const Method &method, const Samples &far, const Samples &near) {
-    return cancelEcho(*makeEchoCanceller(method.method, sampleRate, tail), far, near);
+Samples combined(Samples a, const Samples &b, float sign) {
+    for (size_t i = 0; i < a.size(); i++)
+        a[i] += sign * b[i];
+    return a;
 }
 
 Recording recorded(const std::string &name, const Samples &samples) {
@@ -82,14 +95,6 @@ Recording recorded(const std::string &name, const Samples &samples) {
     for (const float x : samples)
         recording.samples.push_back(static_cast<int16_t>(std::lround(std::clamp(x, -32768.0F, 32767.0F))));
     return recording;
-}
-
-// By how much the echo alone falls, half second by half second. A canceller without far end passes the near end on.
-std::vector<double> reductionOfEcho(const Method &method, const Samples &microphone, const Samples &cleaned,
-                                    const Samples &near) {
-    const Samples silence(microphone.size());
-    return echoReduction(cancel(method, silence, difference(microphone, near)),
-                         difference(cleaned, cancel(method, silence, near)), window);
 }
 
 Line track(const std::string &name, const std::string &colour, const std::vector<double> &reductions) {
@@ -111,58 +116,71 @@ std::string mean(const std::vector<double> &reductions, double from, double to) 
     return decimal(sum / count, 1);
 }
 
+const std::string explanation = "The far end plays the recordings into a simulated room. The microphone picks up what "
+                                "comes back within 64 ms, 6 dB "
+                                "weaker, and some noise. From 8 to 12 s somebody speaks at the near end, as loud as "
+                                "the echo; at 16 s the echo path "
+                                "changes from one sample to the next. The lines show by how much the filter alone "
+                                "weakens the echo, without the near "
+                                "end's speech, so that nothing is gained by weakening everything. ";
+
+const std::string reading =
+    "What to look at: how steep the line is at the start; that it hardly falls while both ends talk, where a canceller "
+    "that mistakes the near end for an error of its filter unlearns the path; and how soon it is back behind the "
+    "change, "
+    "for which a second set of coefficients, always adapting at full speed, takes the place of the first. The "
+    "recordings "
+    "are with suppression, which weakens what the filter leaves, band by band: the near end must sound as it does in "
+    "the "
+    "microphone.";
+
 } // namespace
 
 void ecSection(const Speech &speech, Report &report) {
-    Progress progress("echo cancellation", 2 * std::size(methods));
-    const Samples far = joined(speech.at8k, 0, totalSeconds);
-    const Samples response = roomResponse(sampleRate, tail);
-    const Scene scenes[] = {
-        {"single talk", "single", Samples(far.size())},
-        {"double talk", "double", nearEnd(speech.at8k, pickUp(far, Samples(far.size()), response))}};
+    const std::vector<Canceller> list = cancellers();
+    Progress progress("echo cancellation", 2 * list.size());
+    const Samples far = joined(speech.at8k, 0, totalSeconds), echo = echoOf(far);
+    const Samples near = nearEnd(speech.at8k, echo), microphone = combined(echo, near, 1);
 
     report.beginSection("Echo cancellation");
-    report.addParagraph(
-        "The far end plays the recordings into a simulated room. The microphone picks up what comes back within 64 ms, "
-        "6 dB weaker, some noise, and in double talk other speech from " +
-        decimal(talkFrom, 0) + " to " + decimal(talkTo, 0) +
-        " s, 5 dB above the echo. The full-band canceller adapts 512 taps sample by sample; the sub-band canceller "
-        "adapts twelve spectra of 33 bands. Both send what the last coefficients leave that have proved good, and keep "
-        "them while both ends talk.");
-    Table table = {{"Method", "echo weakened, 1 to 3 s (dB)", "3 to 6 s", "6 to 9 s", "9 to 12 s", "12 to 16 s",
-                    "times real time"},
+    report.addParagraph(explanation + (list.size() > 1 ? "The canceller of speexdsp works on the same signals."
+                                                       : "Built with speexdsp, the picture shows its canceller, too."));
+    Table table = {{"Canceller", "echo weakened, 0 to 2 s (dB)", "2 to 8 s", "double talk, 8 to 12 s", "12 to 16 s",
+                    "changed, 16 to 18 s", "18 to 24 s", "times real time", "with suppression"},
                    {}};
-    Recordings microphones = {sampleRate, {}}, cleaned[] = {microphones, microphones};
+    const std::string name = "start, double talk, change of path";
+    Recordings recording = {sampleRate, {recorded(name, microphone)}};
+    std::vector<Recordings> cleaned;
+    std::vector<Line> lines;
     size_t step = 0;
-    for (const Scene &scene : scenes) {
-        const Samples microphone = pickUp(far, scene.near, response);
-        microphones.list.push_back(recorded(scene.name, microphone));
-        std::vector<Line> lines;
-        for (size_t i = 0; i < std::size(methods); i++) {
-            Samples output;
-            const Speed speed = measureSpeed(
-                totalSeconds, [&] { output = cancel(methods[i], far, microphone); }, [] {});
-            const auto reductions = reductionOfEcho(methods[i], microphone, output, scene.near);
-            cleaned[i].list.push_back(recorded(scene.name, output));
-            lines.push_back(track(methods[i].name, lineColour(i == 0 ? 0 : 3), reductions));
-            table.rows.push_back({methods[i].name + ", " + scene.name, mean(reductions, 1, 3), mean(reductions, 3, 6),
-                                  mean(reductions, 6, 9), mean(reductions, 9, 12), mean(reductions, 12, 16),
-                                  decimal(speed.encoder, 0)});
+    for (size_t i = 0; i < list.size(); i++) {
+        Samples filtered, output;
+        const auto speed = [&](Samples &samples, bool suppression) {
+            const Speed measured = measureSpeed(
+                totalSeconds, [&] { samples = list[i].run(far, microphone, suppression); }, [] {});
             progress.update(++step);
-        }
-        if (scene.file == "double")
-            lines.push_back({"the near end talks", lineColour(1), {{talkFrom, -8}, {talkTo, -8}}, 7});
-        const std::string file = "ec-" + scene.file + ".png";
-        drawTracks(report.place(file), cut(microphones, {microphones.list.size() - 1, 0, totalSeconds}),
-                   {"echo weakened by (dB)", -10, 60}, lines);
-        report.addPicture(
-            file, scene.name == "single talk" ? "Single talk" : "Double talk",
-            "what the microphone picks up, and by how much the echo in it is weakened in every half second");
+            return decimal(measured.encoder, 0);
+        };
+        const std::string plain = speed(filtered, false), suppressed = speed(output, true);
+        const std::vector<double> reductions = echoReduction(echo, combined(filtered, near, -1), window);
+        cleaned.push_back({sampleRate, {recorded(name, output)}});
+        lines.push_back(track(list[i].name, lineColour(i == 0 ? 0 : 3), reductions));
+        table.rows.push_back({list[i].name, mean(reductions, 0, 2), mean(reductions, 2, talkFrom),
+                              mean(reductions, talkFrom, talkTo), mean(reductions, talkTo, changeAt),
+                              mean(reductions, changeAt, changeAt + 2), mean(reductions, changeAt + 2, totalSeconds),
+                              plain, suppressed});
     }
+    lines.push_back({"the near end talks", lineColour(1), {{talkFrom, -8}, {talkTo, -8}}, 7});
+    lines.push_back({"the path changes", lineColour(2), {{changeAt, -10}, {changeAt, 70}}, 1.1});
+    drawTracks(report.place("ec-scene.png"), cut(recording, {0, 0, totalSeconds}), {"echo weakened by (dB)", -10, 70},
+               lines);
+    report.addPicture("ec-scene.png", "Start, double talk and a change of the path",
+                      "what the microphone picks up, and by how much the echo in it is weakened in every half second");
+    report.addParagraph(reading);
     report.addTable(table);
     report.addHeading("Listen to the cancellers");
-    std::vector<Version> versions = {{"microphone", "ec-microphone", &microphones}};
-    for (size_t i = 0; i < std::size(methods); i++)
-        versions.push_back({methods[i].name, "ec-" + methods[i].file, &cleaned[i]});
+    std::vector<Version> versions = {{"microphone", "ec-microphone", &recording}};
+    for (size_t i = 0; i < list.size(); i++)
+        versions.push_back({list[i].name + ", with suppression", "ec-" + list[i].file, &cleaned[i]});
     report.addPlayers(versions);
 }

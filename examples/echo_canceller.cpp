@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// An echo canceller for recordings, in full band or in sub-bands.
+// The echo canceller for recordings.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <getopt.h>
-#include <numeric>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lib/audio_file.h"
@@ -34,21 +34,27 @@ constexpr char help[] = "Usage: echo_canceller FAR.wav MIC.wav OUT.wav [OPTIONS]
                         "With --simulate the program makes the echo itself: FAR comes back from a room, 6 dB\n"
                         "weaker, with a little noise and, if given, with the speech NEAR on top.\n"
                         "\n"
-                        "  --method fullband|subband  fullband adapts sample by sample and finds the echo path\n"
-                        "                             best; subband adapts spectra, with less work (fullband)\n"
+                        "  --method METHOD            transform: exact sub-band filters in blocks of 8 ms\n"
+                        "                             fullband: adapts sample by sample, most work\n"
+                        "                             subband: an oversampled filter bank (transform)\n"
+                        "  --suppression on|off       weaken what the filter leaves of the echo, and noise (on)\n"
                         "  --tail MS                  longest echo in milliseconds, 8 to 500 (64)\n"
                         "  --rate 8000|16000          sampling rate in Hz (8000)\n"
+                        "  --compare                  print what speexdsp does with the same signals, too\n"
                         "  --simulate                 make the echo\n"
                         "  --mic FILE.wav             with --simulate: write what the microphone picks up\n"
                         "  --help                     this text\n"
                         "  --version                  the library in use\n"
                         "\n"
-                        "For every second the program prints by how much it weakens what the microphone picks\n"
-                        "up (echo return loss enhancement, dB): with --simulate the echo alone, otherwise\n"
-                        "everything, so that speech at the near end lowers the figure.\n";
+                        "For every second the program prints by how many decibels the filter alone weakens what\n"
+                        "the microphone picks up (echo return loss enhancement): with --simulate the echo alone,\n"
+                        "otherwise everything, so that speech at the near end lowers the figure. With\n"
+                        "suppression a second figure says by how much everything is weakened in the output.\n";
 
 struct Arguments {
-    EchoMethod method = EchoMethod::fullBand;
+    int method = ryxEchoTransform;
+    bool suppression = true;
+    bool compare = false;
     int tailMilliseconds = 64;
     int sampleRate = 8000;
     bool simulate = false;
@@ -69,10 +75,23 @@ int parseTail(const std::string &text) {
     return tail;
 }
 
+int parseMethod(const std::string &text) {
+    const std::pair<const char *, int> methods[] = {
+        {"transform", ryxEchoTransform}, {"fullband", ryxEchoFullband}, {"subband", ryxEchoSubband}};
+    for (const auto &[name, method] : methods)
+        if (text == name) return method;
+    reject("--method takes transform, fullband or subband, not " + text);
+}
+
 void setOption(Arguments &arguments, char option, const std::string &value) {
     if (option == 'm') {
-        if (value != "fullband" && value != "subband") reject("--method takes fullband or subband, not " + value);
-        arguments.method = value == "subband" ? EchoMethod::subBand : EchoMethod::fullBand;
+        arguments.method = parseMethod(value);
+    } else if (option == 'p') {
+        if (value != "on" && value != "off") reject("--suppression takes on or off, not " + value);
+        arguments.suppression = value == "on";
+    } else if (option == 'c') {
+        if (!hasSpeexCanceller()) throw Failure("--compare needs speexdsp, which this program was built without");
+        arguments.compare = true;
     } else if (option == 't') {
         arguments.tailMilliseconds = parseTail(value);
     } else if (option == 'r') {
@@ -87,10 +106,12 @@ void setOption(Arguments &arguments, char option, const std::string &value) {
 
 // Nothing when the help or the version was asked for.
 std::optional<Arguments> parseArguments(int argc, char **argv) {
-    const option options[] = {{"method", required_argument, nullptr, 'm'}, {"tail", required_argument, nullptr, 't'},
-                              {"rate", required_argument, nullptr, 'r'},   {"simulate", no_argument, nullptr, 's'},
-                              {"mic", required_argument, nullptr, 'o'},    {"help", no_argument, nullptr, 'h'},
-                              {"version", no_argument, nullptr, 'v'},      {nullptr, 0, nullptr, 0}};
+    const option options[] = {
+        {"method", required_argument, nullptr, 'm'}, {"suppression", required_argument, nullptr, 'p'},
+        {"tail", required_argument, nullptr, 't'},   {"rate", required_argument, nullptr, 'r'},
+        {"compare", no_argument, nullptr, 'c'},      {"simulate", no_argument, nullptr, 's'},
+        {"mic", required_argument, nullptr, 'o'},    {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},      {nullptr, 0, nullptr, 0}};
     Arguments arguments;
     opterr = 0;
     for (int answer; (answer = getopt_long(argc, argv, ":h", options, nullptr)) != -1;) {
@@ -148,13 +169,28 @@ Samples difference(Samples samples, const Samples &less) {
     return samples;
 }
 
-void printReduction(const std::vector<double> &reductions) {
-    std::printf("second  echo weakened by\n");
-    for (size_t i = 0; i < reductions.size(); i++)
-        if (std::isnan(reductions[i]))
-            std::printf("%6zu  nothing picked up\n", i + 1);
-        else
-            std::printf("%6zu  %5.1f dB\n", i + 1, reductions[i]);
+// A column of the table: by how much something falls in every second.
+struct Column {
+    std::string title;
+    std::vector<double> decibels;
+};
+
+void printTable(const std::vector<Column> &columns) {
+    std::printf("second");
+    for (const Column &column : columns)
+        std::printf("  %s", column.title.c_str());
+    std::printf("\n");
+    for (size_t second = 0; second < columns.front().decibels.size(); second++) {
+        std::printf("%6zu", second + 1);
+        for (const Column &column : columns) {
+            const auto width = static_cast<int>(column.title.size());
+            if (std::isnan(column.decibels[second]))
+                std::printf("  %*s", width, "silence");
+            else
+                std::printf("  %*.1f dB", width - 3, column.decibels[second]);
+        }
+        std::printf("\n");
+    }
 }
 
 // What is written, the microphone's recording included, must replace neither what is read nor each other.
@@ -168,6 +204,37 @@ void requireSeparateFiles(const Arguments &arguments) {
         reject("--mic and the output name the same file, " + target);
 }
 
+std::vector<double> perSecond(const Samples &before, const Samples &after, int rate) {
+    return echoReduction(before, after, static_cast<size_t>(rate));
+}
+
+// A canceller that hears no far end passes the near end, as well as its filter bank does.
+std::vector<Column> ownColumns(ryxEchoOptions options, const Recordings &recordings, const Samples &cleaned) {
+    const bool suppression = options.suppression;
+    options.suppression = 0;
+    const auto passed = [&](const Samples &samples) { return cancelEcho(options, Samples(samples.size()), samples); };
+    const Samples &microphone = recordings.microphone;
+    const Samples filtered = suppression ? cancelEcho(options, recordings.far, microphone) : cleaned;
+    std::vector<Column> columns = {
+        {"echo weakened by", perSecond(passed(difference(microphone, recordings.near)),
+                                       difference(filtered, passed(recordings.near)), options.sampleRate)}};
+    if (suppression) columns.push_back({"all, in the output", perSecond(microphone, cleaned, options.sampleRate)});
+    return columns;
+}
+
+// Its filter lets the near end through as it is.
+std::vector<Column> speexColumns(ryxEchoOptions options, const Recordings &recordings, const Samples &cleaned) {
+    const bool suppression = options.suppression;
+    options.suppression = 0;
+    const Samples &microphone = recordings.microphone;
+    const Samples filtered = suppression ? cancelEchoBySpeex(options, recordings.far, microphone) : cleaned;
+    std::vector<Column> columns = {
+        {"speexdsp, echo", perSecond(difference(microphone, recordings.near), difference(filtered, recordings.near),
+                                     options.sampleRate)}};
+    if (suppression) columns.push_back({"speexdsp, all", perSecond(microphone, cleaned, options.sampleRate)});
+    return columns;
+}
+
 int run(int argc, char **argv) {
     const std::optional<Arguments> arguments = parseArguments(argc, argv);
     if (!arguments) return 0;
@@ -179,32 +246,35 @@ int run(int argc, char **argv) {
     const int rate = arguments->sampleRate;
     if (microphone) writeMono(*microphone, rounded(recordings.microphone, rate));
 
-    const auto newCanceller = [&] {
-        return makeEchoCanceller(arguments->method, rate,
-                                 static_cast<size_t>(rate * arguments->tailMilliseconds / 1000));
-    };
-    const auto canceller = newCanceller();
+    const ryxEchoOptions options =
+        echoOptions(rate, arguments->tailMilliseconds, arguments->method, arguments->suppression);
     Samples cleaned;
     Stopwatch stopwatch;
     {
         Progress progress("cancelling", recordings.microphone.size());
         cleaned =
-            cancelEcho(*canceller, recordings.far, recordings.microphone, [&](size_t done) { progress.update(done); });
+            cancelEcho(options, recordings.far, recordings.microphone, [&](size_t done) { progress.update(done); });
     }
     const double seconds = stopwatch.lap();
     writeMono(output, rounded(cleaned, rate));
     output.commit();
     if (microphone) microphone->commit();
 
-    // A canceller that hears no far end leaves the signal as it is, but for the error of its filter bank.
-    const auto passed = [&](const Samples &samples) {
-        return cancelEcho(*newCanceller(), Samples(samples.size()), samples);
-    };
-    const Samples echo = difference(recordings.microphone, recordings.near);
-    printReduction(
-        echoReduction(passed(echo), difference(cleaned, passed(recordings.near)), static_cast<size_t>(rate)));
+    std::vector<Column> columns = ownColumns(options, recordings, cleaned);
     const double duration = static_cast<double>(recordings.microphone.size()) / rate;
-    std::printf("%.2f s at %.0f times real time\n", duration, duration / std::max(seconds, 1e-9));
+    double speexSeconds = 0;
+    if (arguments->compare) {
+        stopwatch.lap();
+        const Samples theirs = cancelEchoBySpeex(options, recordings.far, recordings.microphone);
+        speexSeconds = stopwatch.lap();
+        for (Column &column : speexColumns(options, recordings, theirs))
+            columns.push_back(std::move(column));
+    }
+    printTable(columns);
+    const auto times = [duration](double spent) { return duration / std::max(spent, 1e-9); };
+    std::printf("%.2f s at %.0f times real time", duration, times(seconds));
+    if (arguments->compare) std::printf(", speexdsp at %.0f", times(speexSeconds));
+    std::printf("\n");
     return 0;
 }
 

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: BSD-2-Clause
+// The canceller of speexdsp, for comparisons, where that library was found.
+#include "echo_canceller.h"
+
+#include "failure.h"
+
+#ifdef RYXSC_HAVE_SPEEXDSP
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+
+#include <speex/speex_echo.h>
+#include <speex/speex_preprocess.h>
+
+namespace {
+
+struct Destroy {
+    void operator()(SpeexEchoState *state) const { speex_echo_state_destroy(state); }
+    void operator()(SpeexPreprocessState *state) const { speex_preprocess_state_destroy(state); }
+};
+
+int16_t rounded(float x) {
+    return static_cast<int16_t>(std::lround(std::clamp(x, -32768.0F, 32767.0F)));
+}
+
+// Behind the end of a recording there is silence.
+std::vector<int16_t> frameOf(std::span<const float> samples, size_t start, size_t length) {
+    std::vector<int16_t> frame(length);
+    for (size_t i = 0; i < length && start + i < samples.size(); i++)
+        frame[i] = rounded(samples[start + i]);
+    return frame;
+}
+
+} // namespace
+
+bool hasSpeexCanceller() {
+    return true;
+}
+
+std::vector<float> cancelEchoBySpeex(const ryxEchoOptions &options, std::span<const float> far,
+                                     std::span<const float> near) {
+    int rate = options.sampleRate;
+    const auto frame = static_cast<size_t>(rate / 50);
+    const std::unique_ptr<SpeexEchoState, Destroy> echo(
+        speex_echo_state_init(static_cast<int>(frame), rate * options.tail / 1000));
+    const std::unique_ptr<SpeexPreprocessState, Destroy> filter(
+        speex_preprocess_state_init(static_cast<int>(frame), rate));
+    if (!echo || !filter) throw Failure("speexdsp did not start");
+    speex_echo_ctl(echo.get(), SPEEX_ECHO_SET_SAMPLING_RATE, &rate);
+    speex_preprocess_ctl(filter.get(), SPEEX_PREPROCESS_SET_ECHO_STATE, echo.get());
+    std::vector<float> output;
+    output.reserve(near.size() + frame);
+    for (size_t start = 0; start < near.size(); start += frame) {
+        std::vector<int16_t> cleaned(frame);
+        speex_echo_cancellation(echo.get(), frameOf(near, start, frame).data(), frameOf(far, start, frame).data(),
+                                cleaned.data());
+        if (options.suppression) speex_preprocess_run(filter.get(), cleaned.data());
+        output.insert(output.end(), cleaned.begin(), cleaned.end());
+    }
+    output.resize(near.size());
+    return output;
+}
+
+#else
+
+bool hasSpeexCanceller() {
+    return false;
+}
+
+std::vector<float> cancelEchoBySpeex(const ryxEchoOptions &, std::span<const float>, std::span<const float>) {
+    throw Failure("this program was built without speexdsp (Debian package: libspeexdsp-dev)");
+}
+
+#endif
