@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // libopencore-amrnb: GSM-AMR. libopencore-amrwb and libvo-amrwbenc: decoder and encoder of AMR-WB.
+#include <algorithm>
+
 #include "coder.h"
 
 #ifdef RYXSC_HAVE_OPENCORE_AMRNB
@@ -27,7 +29,7 @@ bool coversWideBandEncoder(const Job &job, Direction direction) {
     return job.name() == "amr-wb" && direction == Direction::encode;
 }
 
-// A state behind a plain pointer.
+// The libraries keep their state behind a plain pointer and work on frames of the storage format of RFC 4867.
 template <void (*release)(void *)> class Handle {
 public:
     explicit Handle(void *made) : state(made) {}
@@ -38,84 +40,73 @@ public:
     void *const state;
 };
 
-#ifdef RYXSC_HAVE_OPENCORE_AMRNB
-class NarrowBandEncoder : public Encoder {
+// encodeFrame(state, mode, speech, stream, dtx) returns the octets. It gets a copy of the speech: libopencore-amrnb filters
+// it in place, const or not.
+template <void (*release)(void *), int frameLength, class EncodeFrame> class StorageEncoder : public Encoder {
 public:
-    explicit NarrowBandEncoder(const Job &job)
-        : mode_(static_cast<Mode>(rateIndex(job))), coder_(Encoder_Interface_init(job.dtx ? 1 : 0)) {}
+    StorageEncoder(const Job &job, void *state, EncodeFrame encodeFrame)
+        : mode_(rateIndex(job)), dtx_(job.dtx ? 1 : 0), coder_(state), encodeFrame_(encodeFrame) {}
     uint8_t *encode(const int16_t *speech, uint8_t *stream) override {
-        return stream + Encoder_Interface_Encode(coder_.state, mode_, speech, stream, 0);
+        int16_t frame[frameLength];
+        std::copy_n(speech, frameLength, frame);
+        return stream + encodeFrame_(coder_.state, mode_, frame, stream, dtx_);
     }
 
 private:
-    Mode mode_;
-    Handle<Encoder_Interface_exit> coder_;
+    int mode_, dtx_;
+    Handle<release> coder_;
+    EncodeFrame encodeFrame_;
 };
-class NarrowBandDecoder : public Decoder {
+
+template <auto decodeFrame, void (*release)(void *), int frameLength> class StorageDecoder : public Decoder {
 public:
+    explicit StorageDecoder(void *state) : coder_(state) {}
     int16_t *decode(const uint8_t *frame, int octets, int16_t *speech) override {
         constexpr uint8_t nothing = 0x7c;
-        Decoder_Interface_Decode(coder_.state, octets > 0 ? frame : &nothing, speech, 0);
-        return speech + 160;
+        decodeFrame(coder_.state, octets > 0 ? frame : &nothing, speech, 0);
+        return speech + frameLength;
     }
 
 private:
-    Handle<Decoder_Interface_exit> coder_{Decoder_Interface_init()};
+    Handle<release> coder_;
 };
-#endif
-
-#ifdef RYXSC_HAVE_OPENCORE_AMRWB
-class WideBandDecoder : public Decoder {
-public:
-    int16_t *decode(const uint8_t *frame, int octets, int16_t *speech) override {
-        constexpr uint8_t nothing = 0x7c;
-        D_IF_decode(coder_.state, octets > 0 ? frame : &nothing, speech, 0);
-        return speech + 320;
-    }
-
-private:
-    Handle<D_IF_exit> coder_{D_IF_init()};
-};
-#endif
-
-#ifdef RYXSC_HAVE_VO_AMRWBENC
-class WideBandEncoder : public Encoder {
-public:
-    explicit WideBandEncoder(const Job &job) : mode_(rateIndex(job)), dtx_(job.dtx), coder_(E_IF_init()) {}
-    uint8_t *encode(const int16_t *speech, uint8_t *stream) override {
-        return stream + E_IF_encode(coder_.state, mode_, speech, stream, dtx_ ? 1 : 0);
-    }
-
-private:
-    int mode_;
-    bool dtx_;
-    Handle<E_IF_exit> coder_;
-};
-#endif
 
 } // namespace
 
 #ifdef RYXSC_HAVE_OPENCORE_AMRNB
 const Library opencoreAmrNb = {
     "libopencore-amrnb", nullptr, coversNarrowBand,
-    [](const Job &job) -> std::unique_ptr<Encoder> { return std::make_unique<NarrowBandEncoder>(job); },
-    [](const Job &) -> std::unique_ptr<Decoder> { return std::make_unique<NarrowBandDecoder>(); }};
+    [](const Job &job) -> std::unique_ptr<Encoder> {
+        const auto encodeFrame = [](void *state, int mode, const int16_t *speech, uint8_t *stream, int) {
+            return Encoder_Interface_Encode(state, static_cast<Mode>(mode), speech, stream, 0);
+        };
+        using Coder = StorageEncoder<Encoder_Interface_exit, 160, decltype(encodeFrame)>;
+        return std::make_unique<Coder>(job, Encoder_Interface_init(job.dtx ? 1 : 0), encodeFrame);
+    },
+    [](const Job &) -> std::unique_ptr<Decoder> {
+        using Coder = StorageDecoder<Decoder_Interface_Decode, Decoder_Interface_exit, 160>;
+        return std::make_unique<Coder>(Decoder_Interface_init());
+    }};
 #else
 const Library opencoreAmrNb = {"libopencore-amrnb", "libopencore-amrnb-dev", coversNarrowBand, nullptr, nullptr};
 #endif
 
 #ifdef RYXSC_HAVE_OPENCORE_AMRWB
-const Library opencoreAmrWb = {
-    "libopencore-amrwb", nullptr, coversWideBandDecoder, nullptr,
-    [](const Job &) -> std::unique_ptr<Decoder> { return std::make_unique<WideBandDecoder>(); }};
+const Library opencoreAmrWb = {"libopencore-amrwb", nullptr, coversWideBandDecoder, nullptr,
+                               [](const Job &) -> std::unique_ptr<Decoder> {
+                                   return std::make_unique<StorageDecoder<D_IF_decode, D_IF_exit, 320>>(D_IF_init());
+                               }};
 #else
 const Library opencoreAmrWb = {"libopencore-amrwb", "libopencore-amrwb-dev", coversWideBandDecoder, nullptr, nullptr};
 #endif
 
 #ifdef RYXSC_HAVE_VO_AMRWBENC
-const Library voAmrWbEnc = {
-    "libvo-amrwbenc", nullptr, coversWideBandEncoder,
-    [](const Job &job) -> std::unique_ptr<Encoder> { return std::make_unique<WideBandEncoder>(job); }, nullptr};
+const Library voAmrWbEnc = {"libvo-amrwbenc", nullptr, coversWideBandEncoder,
+                            [](const Job &job) -> std::unique_ptr<Encoder> {
+                                return std::make_unique<StorageEncoder<E_IF_exit, 320, decltype(&E_IF_encode)>>(
+                                    job, E_IF_init(), E_IF_encode);
+                            },
+                            nullptr};
 #else
 const Library voAmrWbEnc = {"libvo-amrwbenc", "libvo-amrwbenc-dev", coversWideBandEncoder, nullptr, nullptr};
 #endif

@@ -7,20 +7,23 @@ namespace ryxcodec {
 
 namespace {
 
-constexpr int speechLost = 14, noData = 15, widebandSid = 9;
+constexpr int noData = 15;
 constexpr uint8_t noDataOctet = noData << 3 | 4;
 
 // Octets behind the table-of-contents octet. Of the other systems' silence descriptors only the length counts here.
 constexpr int narrowbandOctets[16] = {12, 13, 15, 17, 19, 20, 26, 31, 5, 6, 5, 5, 0, 0, 0, 0};
 constexpr int widebandOctets[16] = {17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 0, 0, 0, 0, 0, 0};
 
+// Reserved types count as no data (3GPP TS 26.073, TS 26.173), as nothing tells what they will be.
+constexpr bool isReserved(const int (&octets)[16], int type) {
+    return &octets == &narrowbandOctets ? type >= 12 && type <= 14 : type >= 10 && type <= 13;
+}
+
 template <const int (&octets)[16]> int read(const Stream &, const uint8_t *src, int size, ryxCodecFrame *frames) {
     const int type = src[0] >> 3 & 15, length = 1 + octets[type];
     if (size < length) return ryxStsBadSize;
     takeOctets(*frames, src, length);
-    // The reserved types of AMR-WB count as no data (3GPP TS 26.173).
-    const bool isReserved = &octets == &widebandOctets && type > widebandSid && type < speechLost;
-    if (type == noData || isReserved) frames->count = 0;
+    if (type == noData || isReserved(octets, type)) frames->count = 0;
     return length;
 }
 

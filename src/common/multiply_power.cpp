@@ -2,8 +2,9 @@
 // Weighting by successive powers of a constant, as for the bandwidth expansion of LP coefficients.
 //
 // Every power is rounded before the next one is made of it, so each waits for the one before: that chain of products is
-// what the time goes into, and the outputs are computed in its shade, one by one.
+// what the time goes into, and the outputs are computed in its shade.
 #include <cstdlib>
+#include <utility>
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
@@ -22,10 +23,22 @@ void weightQ15(const int16_t *src, int16_t base, int16_t *dst, int len, int sf) 
     const Vector toQ15 = _mm_cvtsi32_si128(15 - sf);
     Vector power = _mm_cvtsi32_si128(base);
     const Vector factor = _mm_sll_epi16(power, toQ15);
-    for (int i = 1; i < len; i++) {
-        simd::storeWord(dst + i, _mm_mulhrs_epi16(simd::loadWord(src + i), _mm_sll_epi16(power, toQ15)));
-        power = _mm_mulhrs_epi16(power, factor);
+    const auto next = [&] { return std::exchange(power, _mm_mulhrs_epi16(power, factor)); };
+    const auto couple = [&] {
+        const Vector first = next();
+        return _mm_unpacklo_epi16(first, next());
+    };
+    const auto four = [&] {
+        const Vector first = couple();
+        return _mm_unpacklo_epi32(first, couple());
+    };
+    int i = 1;
+    for (; i + 8 <= len; i += 8) { // whole vectors, which filters load without waiting
+        const Vector first = four(), powers = _mm_unpacklo_epi64(first, four());
+        simd::store(dst + i, _mm_mulhrs_epi16(simd::load(src + i), _mm_sll_epi16(powers, toQ15)));
     }
+    for (; i < len; i++)
+        simd::storeWord(dst + i, _mm_mulhrs_epi16(simd::loadWord(src + i), _mm_sll_epi16(next(), toQ15)));
 }
 
 // Outputs saturate, powers keep their low 16 bits: they leave 16 bits only with |base| > 2^sf.

@@ -7,8 +7,6 @@
 
 namespace ryxsc::g729 {
 
-// LP analysis window, Q15, the oldest sample first (clause 3.2.1).
-extern const std::array<int16_t, 240> analysisWindow;
 // Interpolation of the excitation at thirds of a sample: entry k weighs a sample k / 3 periods away, Q15 (clause 3.7.1).
 inline constexpr std::array<int16_t, 31> excitationFilter = {
     29443, 25207, 14701, 3143, -4402, -5850, -2783, 1211, 3130, 2259, 0,   -1652, -1666, -464, 756, 1099,

@@ -18,27 +18,93 @@ namespace {
 constexpr int margin = 4; // lags beside the range, for the interpolation
 constexpr int most = 19 + 2 * margin + 1;
 
+// The past excitation of one lag after the other through the impulse response, in registers: words that are loaded across
+// two stores would be waited for.
+class FilteredExcitation {
+public:
+    FilteredExcitation(const int16_t *start, const int16_t *impulse, const int16_t *target) {
+        alignas(16) int16_t y[subframeLength];
+        convolve(start, impulse, y);
+        for (int k = 0; k < vectors; k++) {
+            y_[k] = simd::loadAligned(y + 8 * k);
+            impulse_[k] = simd::load(impulse + 8 * k);
+            target_[k] = simd::load(target + 8 * k);
+        }
+        // Up to this energy no doubled partial sum of the products reaches 31 bits.
+        largestEnergy_ = std::min<int64_t>(((int64_t{1} << 60) - 1) / (sumOfSquares(target) + 1), max32);
+        isLoud_ = saturatedEnergy(0, y) > 1 << 26;
+        if (isLoud_)
+            for (Vector &words : y_)
+                words = _mm_srai_epi16(words, 2);
+    }
+
+    // Energy and correlation with the target, doubled.
+    struct Sums {
+        int32_t energy, product;
+    };
+    Sums sums() const {
+        Vector squares[vectors], largest = _mm_setzero_si128(), products = largest;
+        for (int k = 0; k < vectors; k++) {
+            squares[k] = _mm_madd_epi16(y_[k], y_[k]);
+            largest = _mm_or_si128(largest, squares[k]);
+            products = _mm_add_epi32(products, _mm_madd_epi16(y_[k], target_[k]));
+        }
+        // The sum of 20 couples of squares below 2^26 fits 31 bits; its double need not.
+        if (_mm_movemask_epi8(_mm_cmpgt_epi32(largest, simd::dwords((1 << 26) - 1))) != 0) [[unlikely]]
+            return carefulSums();
+        const Vector squaresSum = _mm_add_epi32(_mm_add_epi32(squares[0], squares[1]),
+                                                _mm_add_epi32(_mm_add_epi32(squares[2], squares[3]), squares[4]));
+        const Vector both = _mm_hadd_epi32(squaresSum, products), total = _mm_hadd_epi32(both, both);
+        const int32_t energy = _mm_cvtsi128_si32(total), product = _mm_cvtsi128_si32(_mm_srli_si128(total, 4));
+        if (energy > largestEnergy_) [[unlikely]]
+            return carefulSums();
+        return {sat32(int64_t{2} * energy), 2 * product};
+    }
+
+    // One lag on: a sample more in front.
+    void advance(int16_t sample) { isLoud_ ? advance<14>(sample) : advance<12>(sample); }
+
+private:
+    static constexpr int vectors = subframeLength / 8;
+
+    Sums carefulSums() const {
+        alignas(16) int16_t y[subframeLength], target[subframeLength];
+        for (int k = 0; k < vectors; k++) {
+            simd::store(y + 8 * k, y_[k]);
+            simd::store(target + 8 * k, target_[k]);
+        }
+        return {saturatedEnergy(0, y), saturatedProducts(0, target, y)};
+    }
+
+    template <int shift> void advance(int16_t sample) {
+        const Vector factor = simd::words(sample);
+        const auto response = [&](int k) { return simd::mulShiftSaturated<shift>(impulse_[k], factor); };
+        for (int k = vectors - 1; k > 0; k--)
+            y_[k] = _mm_adds_epi16(response(k), _mm_alignr_epi8(y_[k], y_[k - 1], 14));
+        const Vector front = _mm_adds_epi16(response(0), _mm_slli_si128(y_[0], 2));
+        y_[0] = _mm_insert_epi16(front, sample >> (shift - 12), 0);
+    }
+
+    Vector y_[vectors], impulse_[vectors], target_[vectors];
+    int64_t largestEnergy_;
+    bool isLoud_;
+};
+
 // The normalised correlation of the target with the filtered past excitation.
 class Correlation {
 public:
     Correlation(const int16_t *excitation, const int16_t *target, const int16_t *impulse, LagRange range)
         : first_(range.min - margin) {
-        const int last = range.max + margin;
-        alignas(16) int16_t filtered[8 + subframeLength] = {}; // a word in front of the samples is loaded with them
-        int16_t *const y = filtered + 8;
-        convolve(excitation - first_, impulse, y);
-        const bool loud = saturatedEnergy(0, y) > 1 << 26;
-        if (loud) std::transform(y, y + subframeLength, y, [](int16_t x) { return static_cast<int16_t>(x >> 2); });
-        const int64_t targetEnergy = sumOfSquares(target);
-        for (int lag = first_;; lag++) {
-            const int64_t energy = sumOfSquares(y);
-            const int32_t product =
-                sumsFit(targetEnergy, energy) ? 2 * dotProduct(target, y) : accumulateProducts(0, target, y).sum;
-            values_[lag - first_] = sat16(multiply(product, inverseSqrt(sat32(2 * energy))));
-            if (lag == last) break;
-            loud ? advance<14>(excitation[-(lag + 1)], impulse, y) : advance<12>(excitation[-(lag + 1)], impulse, y);
-            y[0] = static_cast<int16_t>(excitation[-(lag + 1)] >> (loud ? 2 : 0));
+        const int count = range.max + margin - first_ + 1;
+        FilteredExcitation filtered(excitation - first_, impulse, target);
+        FilteredExcitation::Sums sums[most];
+        sums[0] = filtered.sums();
+        for (int k = 1; k < count; k++) {
+            filtered.advance(excitation[-(first_ + k)]);
+            sums[k] = filtered.sums();
         }
+        for (int k = 0; k < count; k++)
+            values_[k] = sat16(multiply(sums[k].product, inverseSqrt(sums[k].energy)));
     }
 
     // The largest one; of equals the longest lag's.
@@ -65,15 +131,6 @@ public:
     }
 
 private:
-    // One lag on: a sample more in front.
-    template <int shift> static void advance(int16_t sample, const int16_t *impulse, int16_t *y) {
-        const Vector factor = simd::words(sample);
-        for (int n = subframeLength - 8; n >= 0; n -= 8) {
-            const Vector response = simd::mulShiftSaturated<shift>(simd::load(impulse + n), factor);
-            simd::store(y + n, _mm_adds_epi16(response, simd::load(y + n - 1)));
-        }
-    }
-
     int16_t at(int lag) const { return values_[lag - first_]; }
 
     int first_;

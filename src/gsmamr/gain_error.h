@@ -7,6 +7,7 @@
 
 #include "common/vector_quantiser_search.h"
 #include "gsmamr/gain_steps.h"
+#include "gsmamr/gain_tables.h"
 
 namespace ryxsc::gsmamr {
 
@@ -46,6 +47,30 @@ private:
 // Pitch gains and corrections of a table, in columns.
 template <size_t size> struct GainColumns { alignas(16) int16_t pitchGain[size], correction[size]; };
 
+// The corrections of the code gain's own table.
+inline constexpr auto corrections = [] {
+    GainColumns<codeGains.size()> columns = {};
+    for (size_t i = 0; i < codeGains.size(); i++)
+        columns.correction[i] = codeGains[i].correction;
+    return columns;
+}();
+
+// The index of the smallest word, the first of equals.
+template <size_t vectors> size_t firstSmallest(const simd::Vector (&values)[vectors]) {
+    simd::Vector least = values[0];
+    for (size_t k = 1; k < vectors; k++)
+        least = _mm_min_epi16(least, values[k]);
+    least = _mm_min_epi16(least, _mm_unpackhi_epi64(least, least));
+    least = _mm_min_epi16(least, _mm_shuffle_epi32(least, _MM_SHUFFLE(2, 3, 0, 1)));
+    least = _mm_min_epi16(least, _mm_shufflelo_epi16(least, _MM_SHUFFLE(2, 3, 0, 1)));
+    least = simd::broadcastWord<0>(least);
+    size_t k = 0;
+    for (;; k++) {
+        const int equal = _mm_movemask_epi8(_mm_cmpeq_epi16(values[k], least));
+        if (equal != 0) return 8 * k + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(equal))) / 2;
+    }
+}
+
 // The errors of eight rows at a time, undoubled. The recommendation's sums of doubled products saturate from 2^31 on; as
 // long as no sum comes near 2^30, none does. The factors p and q are not negative, and a term is at most 2^29.
 class ErrorLanes {
@@ -54,11 +79,15 @@ public:
         explicit Terms(const ErrorTerms &terms) {
             for (int i = 0; i < 5; i++) {
                 low[i] = simd::words(static_cast<int16_t>(lowPart(terms[i])));
-                highAndOne[i] = simd::dwords(65536 | (highPart(terms[i]) & 0xffff));
+                high[i] = simd::words(static_cast<int16_t>(highPart(terms[i])));
+                highAndOne[i] = _mm_unpacklo_epi16(high[i], simd::words(1));
             }
         }
-        simd::Vector low[5], highAndOne[5];
+        simd::Vector low[5], high[5], highAndOne[5];
     };
+
+    ErrorLanes() = default;
+    explicit ErrorLanes(int32_t start) : sums_{simd::dwords(start), simd::dwords(start)} {}
 
     void add(const Terms &terms, simd::Vector p, simd::Vector q) {
         addTerm(terms, 0, simd::mulShift<15>(p, p));
@@ -67,6 +96,16 @@ public:
         addTerm(terms, 3, q);
         addTerm(terms, 4, simd::mulShift<15>(q, p));
     }
+
+    // Term i with the factor 2 * x * y of 32 bits.
+    void addLong(const Terms &terms, int i, simd::Vector x, simd::Vector y) {
+        addTerm(terms, i, simd::mulShift<15>(x, y));
+        const simd::Vector low = _mm_and_si128(_mm_mullo_epi16(x, y), simd::words(max16));
+        const simd::Vector rest = simd::mulShift<15>(low, terms.high[i]);
+        addTo(sums_.front, simd::frontDwords(rest));
+        addTo(sums_.back, simd::backDwords(rest));
+    }
+    void addShort(const Terms &terms, int i, simd::Vector x) { addTerm(terms, i, x); }
 
     const simd::Dwords &sums() const { return sums_; }
     // -1 in some bits where a sum came too near.

@@ -119,15 +119,14 @@ ryxStatus ryxsCodeGainQuant_GSMAMR_16s_u8(const int16_t *target2, const int16_t 
     const Prediction prediction = predictGain(code, predictor, Rate::r1220);
     const auto goal = static_cast<int16_t>(optimalCodeGain(target2, filtered) >> 1);
     const int16_t predicted = shl(extract_l(powerOfTwo(prediction.exponent, prediction.fraction)), 4);
-    size_t best = 0;
-    int least = 1 << 16;
-    for (size_t i = 0; i < codeGains.size(); i++) {
-        const int error = abs_s(sub(goal, mult(predicted, codeGains[i].correction)));
-        if (error < least) {
-            least = error;
-            best = i;
-        }
+    simd::Vector errors[codeGains.size() / 8];
+    for (size_t i = 0; i < codeGains.size(); i += 8) {
+        const simd::Vector gain =
+            simd::mulShift<15>(simd::loadAligned(corrections.correction + i), simd::words(predicted));
+        const simd::Vector error = _mm_subs_epi16(simd::words(goal), gain);
+        errors[i / 8] = _mm_max_epi16(error, _mm_subs_epi16(_mm_setzero_si128(), error));
     }
+    const size_t best = firstSmallest(errors);
     *codeGain = shl(mult(predicted, codeGains[best].correction), 1);
     *index = static_cast<int16_t>(best);
     predictor.update(codeGains[best].energy, codeGains[best].log2Energy);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Gain quantiser at 7.95 kbit/s (3GPP TS 26.090, clause 5.8.1): the code gain is drawn towards the energy of the residual
 // where the pitch predicts little.
+#include <algorithm>
+#include <cstdlib>
+
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "frame/implementations.h"
@@ -32,8 +35,12 @@ struct ResidualEnergies {
 
 ResidualEnergies residualEnergies(const int16_t *residual, const int16_t *adaptive, const int16_t *code, int16_t gain) {
     alignas(16) int16_t rest[subframeLength];
-    for (int n = 0; n < subframeLength; n++)
-        rest[n] = sub(residual[n], round(L_shl(L_mult(adaptive[n], gain), 1)));
+    // round(L_shl(L_mult(u, gain), 1)) is sat16((u * gain + 2^13) >> 14).
+    const simd::ScaleDown scaleDown(14);
+    for (int n = 0; n < subframeLength; n += 8) {
+        const simd::Vector part = scaleDown(simd::products(simd::load(adaptive + n), simd::words(gain)));
+        simd::store(rest + n, _mm_subs_epi16(simd::load(residual + n), part));
+    }
     const auto energyOf = [](const int16_t *x) {
         const Normalised energy(saturatedEnergy(0, x));
         return Scaled{energy.mantissa, 15 - energy.shift};
@@ -70,19 +77,24 @@ int16_t adapt(State &state, int16_t predictionGain, int16_t codeGain) {
     return alpha;
 }
 
+constexpr int candidates = 3; // pitch gains
+
 struct Choice {
     int pitch;
     size_t code;
 };
 
-Choice searchBoth(const FilteredEnergies &energies, const Prediction &prediction, int first) {
-    const ErrorTerms terms(withCodeGain(energies, prediction.exponent - 10));
-    const int16_t predicted = prediction.mantissa();
+// What the pitch gain alone has in the error.
+int32_t pitchPart(const ErrorTerms &terms, int16_t p) {
+    return accumulateShort(multiplyShort(terms[0], mult(p, p)), terms[1], p);
+}
+
+Choice searchBothPlainly(const ErrorTerms &terms, int16_t predicted, int first) {
     Choice best = {first, 0};
     int32_t least = max32;
-    for (int candidate = first; candidate < first + 3; candidate++) {
+    for (int candidate = first; candidate < first + candidates; candidate++) {
         const int16_t p = pitchGains[static_cast<size_t>(candidate)];
-        const int32_t start = accumulateShort(multiplyShort(terms[0], mult(p, p)), terms[1], p);
+        const int32_t start = pitchPart(terms, p);
         for (size_t i = 0; i < codeGains.size(); i++) {
             const int16_t q = mult(codeGains[i].correction, predicted);
             int32_t error = accumulate(start, terms[2], clearBit0(L_mult(q, q)));
@@ -95,6 +107,35 @@ Choice searchBoth(const FilteredEnergies &energies, const Prediction &prediction
         }
     }
     return best;
+}
+
+Choice searchBoth(const FilteredEnergies &energies, const Prediction &prediction, int first) {
+    constexpr int32_t limit = (1 << 30) - (1 << 16);
+    constexpr size_t rows = codeGains.size();
+    const ErrorTerms terms(withCodeGain(energies, prediction.exponent - 10));
+    const int16_t predicted = prediction.mantissa();
+    int32_t starts[candidates]; // undoubled
+    bool isSmall = true;
+    for (int k = 0; k < candidates; k++) {
+        starts[k] = pitchPart(terms, pitchGains[static_cast<size_t>(first + k)]) / 2;
+        isSmall &= std::abs(starts[k]) < limit;
+    }
+    const ErrorLanes::Terms laneTerms(terms);
+    const simd::Vector gain = simd::words(predicted);
+    const auto errors = [&](size_t row, ErrorLanes &lanes) {
+        const size_t k = row / rows;
+        const simd::Vector p = simd::words(pitchGains[static_cast<size_t>(first) + k]);
+        const simd::Vector q = simd::mulShift<15>(simd::loadAligned(corrections.correction + row % rows), gain);
+        lanes = ErrorLanes(starts[k]);
+        lanes.addLong(laneTerms, 2, q, q);
+        lanes.addShort(laneTerms, 3, q);
+        lanes.addLong(laneTerms, 4, q, p);
+        return simd::words(-1);
+    };
+    size_t best;
+    if (!isSmall || !findSmallest(candidates * rows, errors, best)) [[unlikely]]
+        return searchBothPlainly(terms, predicted, first);
+    return {first + static_cast<int>(best / rows), best % rows};
 }
 
 // The code gain again, with the excitation's energy in the criterion.

@@ -88,10 +88,23 @@ inline constexpr std::array<GainRow, 128> gainsOf670To1020 = {{
 struct CodeGainRow {
     int16_t correction, log2Energy, energy;
 };
-extern const std::array<CodeGainRow, 32> codeGains;
+// clang-format off
+inline constexpr std::array<CodeGainRow, 32> codeGains = {{
+    {   159,  -3776, -22731}, {   206,  -3394, -20428}, {   268,  -3005, -18088}, {   349,  -2615, -15739},
+    {   419,  -2345, -14113}, {   482,  -2138, -12867}, {   554,  -1932, -11629}, {   637,  -1726, -10387},
+    {   733,  -1518,  -9139}, {   842,  -1314,  -7906}, {   969,  -1106,  -6656}, {  1114,   -900,  -5416},
+    {  1281,   -694,  -4173}, {  1473,   -487,  -2931}, {  1694,   -281,  -1688}, {  1948,    -75,   -445},
+    {  2241,    133,    801}, {  2577,    339,   2044}, {  2963,    545,   3285}, {  3408,    752,   4530},
+    {  3919,    958,   5772}, {  4507,   1165,   7016}, {  5183,   1371,   8259}, {  5960,   1577,   9501},
+    {  6855,   1784,  10745}, {  7883,   1991,  11988}, {  9065,   2197,  13231}, { 10425,   2404,  14474},
+    { 12510,   2673,  16096}, { 16263,   3060,  18429}, { 21142,   3448,  20763}, { 27485,   3836,  23097}}};
+// clang-format on
 
 // Pitch gains of 7.95 and 12.2 kbit/s, Q14.
-extern const std::array<int16_t, 16> pitchGains;
+// clang-format off
+inline constexpr std::array<int16_t, 16> pitchGains = {
+        0,  3277,  6556,  8192,  9830, 11469, 12288, 13107, 13926, 14746, 15565, 16384, 17203, 18022, 18842, 19661};
+// clang-format on
 
 // Pitch gain (Q14) and correction (Q12) of two subframes, 4.75 kbit/s.
 struct JointGainRow {

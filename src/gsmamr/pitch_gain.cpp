@@ -6,6 +6,7 @@
 #include "common/checks.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
+#include "gsmamr/gain_error.h"
 #include "gsmamr/gain_tables.h"
 #include "gsmamr/pitch_gain.h"
 #include "gsmamr/rates.h"
@@ -53,13 +54,18 @@ Scaled productOf(const int16_t *x, const int16_t *y) {
 
 namespace ryxsc::gsmamr {
 
+// The first one is within every limit.
 int nearestPitchGain(int16_t gain, int16_t limit) {
-    int best = 0;
-    for (int i = 1; i < static_cast<int>(pitchGains.size()); i++) {
-        const auto at = [&](int k) { return std::abs(gain - pitchGains[static_cast<size_t>(k)]); };
-        if (pitchGains[static_cast<size_t>(i)] <= limit && at(i) < at(best)) best = i;
+    const Vector wanted = simd::words(gain), most = simd::words(limit);
+    Vector distances[pitchGains.size() / 8]; // unsigned, less 32768
+    for (size_t i = 0; i < pitchGains.size(); i += 8) {
+        const Vector x = simd::load(&pitchGains[i]);
+        const Vector distance = _mm_sub_epi16(_mm_max_epi16(x, wanted), _mm_min_epi16(x, wanted));
+        Vector excluded = _mm_cmpgt_epi16(x, most);
+        if (i == 0) excluded = _mm_and_si128(excluded, _mm_setr_epi16(0, -1, -1, -1, -1, -1, -1, -1));
+        distances[i / 8] = simd::select(excluded, simd::words(max16), _mm_xor_si128(distance, simd::words(min16)));
     }
-    return best;
+    return static_cast<int>(firstSmallest(distances));
 }
 
 } // namespace ryxsc::gsmamr
