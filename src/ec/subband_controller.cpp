@@ -32,6 +32,7 @@ struct Controller {
     float nearFloorGrowth;
     int32_t probationBlocks, holdBlocks;
 
+    int32_t updates;          // so far, modulo 8
     int32_t probation;        // blocks until the backup is given up
     int32_t startsNearEnergy; // the next update takes the energies of the error instead of smoothing them
     int32_t doubleTalk;       // blocks for which it is still reported
@@ -48,6 +49,7 @@ struct Rows {
     float *variance() const { return row(0); }      // expected |error|^2 of a coefficient
     float *nearEnergy() const { return row(1); }    // of noise, near speech and residual, smoothed
     float *savedVariance() const { return row(2); } // of the backup
+    float *coefEnergy() const { return row(3); }    // of the main set, some bands behind
     ryx32fc *backup(int tap) const { return reinterpret_cast<ryx32fc *>(first_ + 4 * rowBytes()) + tap * bands_; }
 
     static constexpr int64_t rowBytes(int bands) { return (int64_t{4} * bands + 15) & ~int64_t{15}; }
@@ -210,7 +212,7 @@ FourSteps updateFour(const Controller &controller, float *varianceRow, float *ne
     const __m128 echo = _mm_mul_ps(variance, historyEnergy);
     const __m128 noise = _mm_add_ps(_mm_mul_ps(overlap, near), regularisation);
     FourSteps steps;
-    steps.residual = _mm_div_ps(echo, overlap);
+    steps.residual = _mm_mul_ps(echo, _mm_set1_ps(1 / controller.overlap));
     steps.main = order > 0 ? _mm_div_ps(noise, _mm_max_ps(variance, _mm_set1_ps(FLT_MIN)))
                            : _mm_div_ps(variance, _mm_add_ps(echo, noise));
     steps.shadow = _mm_div_ps(
@@ -275,12 +277,15 @@ void followDoubleTalk(Controller &controller, double residual, double near) {
 template <class Store> void update(Controller &controller, const ryx32fc *const *history, const ryx32fc *const *coefs,
                                    const ryx32fc *error, int order, Store store) {
     const Rows rows(controller);
-    InnerSum residual(controller.bands), near(controller.bands);
-    for (int k = 0; k < controller.bands; k += 4) {
-        const int count = std::min(4, controller.bands - k);
-        const FourSteps steps = updateFour(
-            controller, rows.variance() + k, rows.nearEnergy() + k, FourBins::load(error + k, count),
-            energiesOver(coefs, controller.taps, k, count), energiesOver(history, controller.taps, k, count), order);
+    const Controller fixed = controller; // a copy, since what the rows take might be a field
+    InnerSum residual(fixed.bands), near(fixed.bands);
+    for (int k = 0; k < fixed.bands; k += 4) {
+        const int count = std::min(4, fixed.bands - k);
+        // The path drifts within minutes: its energy in a band may be eight blocks old.
+        if (k / 4 % 8 == fixed.updates) _mm_store_ps(rows.coefEnergy() + k, energiesOver(coefs, fixed.taps, k, count));
+        const FourSteps steps =
+            updateFour(fixed, rows.variance() + k, rows.nearEnergy() + k, FourBins::load(error + k, count),
+                       _mm_load_ps(rows.coefEnergy() + k), energiesOver(history, fixed.taps, k, count), order);
         store(k, steps, count);
         const __m128 nearEnergy = _mm_load_ps(rows.nearEnergy() + k);
         if (residual.isInside(k)) {
@@ -291,6 +296,7 @@ template <class Store> void update(Controller &controller, const ryx32fc *const 
             near.add(nearEnergy, k);
         }
     }
+    controller.updates = (controller.updates + 1) % 8;
     controller.startsNearEnergy = 0;
     followDoubleTalk(controller, residual.get(), near.get());
 }
@@ -334,7 +340,7 @@ ryxStatus ryxsSubbandControllerReset_EC_32f_u8(SubbandControllerState_EC_32f *st
     if (controller == nullptr) return ryxStsBadContext;
     std::memset(Rows(*controller).variance(), 0, static_cast<size_t>(4 * Rows::rowBytes(controller->bands)));
     forget(*controller);
-    controller->startsNearEnergy = 0;
+    controller->startsNearEnergy = controller->updates = 0;
     controller->mainResidual = controller->shadowResidual = controller->microphone = 0;
     controller->mainSum = controller->backupSum = 0;
     controller->nearFloor = 1e12;

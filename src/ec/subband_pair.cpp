@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Filter and update of a sub-band echo canceller for two sets of coefficients at once: both need the same far-end spectra.
+#include <pmmintrin.h>
+
 #include "common/checks.h"
-#include "ec/four_bins.h"
 #include "ec/subband_filter.h"
 #include "frame/implementations.h"
 
@@ -12,16 +13,41 @@ namespace {
 
 using Rows = const ryx32fc *const *;
 
-template <int bins>
-void filterSome(Rows history, Rows coefs1, Rows coefs2, int taps, int k, int count, ryx32fc *dst1, ryx32fc *dst2) {
-    FourBins sum1 = {}, sum2 = {};
-    for (int t = 0; t < taps; t++) {
-        const FourBins x = bins == 4 ? FourBins::load(history[t] + k) : FourBins::load(history[t] + k, count);
-        sum1.addProduct(x, bins == 4 ? FourBins::load(coefs1[t] + k) : FourBins::load(coefs1[t] + k, count));
-        sum2.addProduct(x, bins == 4 ? FourBins::load(coefs2[t] + k) : FourBins::load(coefs2[t] + k, count));
+// Sums of products for two neighbouring bins, in the order of ryxsFIRSubband_EC_32fc().
+struct TwoSums {
+    // `re` and `im` hold the parts of x twice each.
+    void add(__m128 re, __m128 im, const ryx32fc *coefs) {
+        const __m128 h = _mm_loadu_ps(&coefs->re), crossed = _mm_shuffle_ps(h, h, _MM_SHUFFLE(2, 3, 0, 1));
+        sum = _mm_add_ps(sum, _mm_addsub_ps(_mm_mul_ps(re, h), _mm_mul_ps(im, crossed)));
     }
-    sum1.store(dst1 + k, count);
-    sum2.store(dst2 + k, count);
+
+    __m128 sum = _mm_setzero_ps();
+};
+
+void filterFour(Rows history, Rows coefs1, Rows coefs2, int taps, int k, ryx32fc *dst1, ryx32fc *dst2) {
+    TwoSums front1, front2, back1, back2;
+    for (int t = 0; t < taps; t++) {
+        const __m128 front = _mm_loadu_ps(&history[t][k].re), back = _mm_loadu_ps(&history[t][k + 2].re);
+        const __m128 frontRe = _mm_moveldup_ps(front), frontIm = _mm_movehdup_ps(front);
+        const __m128 backRe = _mm_moveldup_ps(back), backIm = _mm_movehdup_ps(back);
+        front1.add(frontRe, frontIm, coefs1[t] + k);
+        front2.add(frontRe, frontIm, coefs2[t] + k);
+        back1.add(backRe, backIm, coefs1[t] + k + 2);
+        back2.add(backRe, backIm, coefs2[t] + k + 2);
+    }
+    _mm_storeu_ps(&dst1[k].re, front1.sum);
+    _mm_storeu_ps(&dst1[k + 2].re, back1.sum);
+    _mm_storeu_ps(&dst2[k].re, front2.sum);
+    _mm_storeu_ps(&dst2[k + 2].re, back2.sum);
+}
+
+ryx32fc filterBin(Rows history, Rows coefs, int taps, int k) {
+    ryx32fc sum = {0, 0};
+    for (int t = 0; t < taps; t++) {
+        const ryx32fc x = history[t][k], h = coefs[t][k];
+        sum = {sum.re + (x.re * h.re - x.im * h.im), sum.im + (x.re * h.im + x.im * h.re)};
+    }
+    return sum;
 }
 
 // step * error of two bins, rounded, to be multiplied by conjugated bins.
@@ -88,8 +114,11 @@ ryxStatus ryxsFIRSubbandPair_EC_32fc_u8(const ryx32fc *const *history, const ryx
     if (isBadTapCount(taps)) return ryxStsOutOfRange;
     int k = 0;
     for (; numBands - k >= 4; k += 4)
-        filterSome<4>(history, coefs1, coefs2, taps, k, 4, dst1, dst2);
-    if (k < numBands) filterSome<1>(history, coefs1, coefs2, taps, k, numBands - k, dst1, dst2);
+        filterFour(history, coefs1, coefs2, taps, k, dst1, dst2);
+    for (; k < numBands; k++) {
+        dst1[k] = filterBin(history, coefs1, taps, k);
+        dst2[k] = filterBin(history, coefs2, taps, k);
+    }
     return ryxStsOk;
 }
 
