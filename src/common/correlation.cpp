@@ -13,13 +13,14 @@ constexpr int longestFrame = 1024;
 
 // r[k] = sum of 2 * x[n] * x[n + k], saturating, k = 0 .. order.
 void autocorrelate(const int16_t *x, int len, int order, int32_t *r) {
+    const uint64_t own = energy(x, len);
+    const bool fits = fitsSums(own, own);
     if (len <= longestFrame) {
         int16_t padded[2 * longestFrame];
         std::copy_n(x, len, padded);
         std::fill_n(padded + len, order, int16_t{0});
-        return macCorrelations(padded, padded, len, order + 1, r);
+        return macCorrelations(padded, padded, len, order + 1, r, fits);
     }
-    const bool fits = fitsSums(energy(x, len), energy(x, len));
     for (int k = 0; k <= order; k++)
         r[k] = fits ? static_cast<int32_t>(static_cast<uint32_t>(wrappedProducts(x, x + k, len - k)) << 1)
                     : macInOrder(x, x + k, len - k).value;
@@ -29,9 +30,18 @@ void autocorrelate(const int16_t *x, int len, int order, int32_t *r) {
 // or the longest.
 enum class Wins { shortest, longest };
 
+// Whether no sum saturates. Of one signal the stretch that holds both vectors mostly tells.
+bool energiesFit(const int16_t *x, const int16_t *y, int len, int low, int high) {
+    if (x == y && low <= len) {
+        const uint64_t whole = energy(y - high, len + high);
+        if (fitsSums(whole, whole)) return true;
+    }
+    return fitsSums(energy(x, len), energy(y - high, len + (high - low)));
+}
+
 void searchLags(const int16_t *x, const int16_t *y, int len, int low, int high, Wins wins, int32_t *max, int *lag) {
     constexpr int block = 128;
-    const bool fits = fitsSums(energy(x, len), energy(y - high, len + (high - low)));
+    const bool fits = energiesFit(x, y, len, low, high);
     int32_t sums[block];
     bool first = true;
     for (int from = low; from <= high; from += block) {

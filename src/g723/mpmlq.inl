@@ -12,6 +12,7 @@
 #include <cstdlib>
 
 #include "common/checks.h"
+#include "common/convolution.h"
 #include "common/product_sums.h"
 #include "g723/fixed_codebook.h"
 
@@ -51,6 +52,7 @@ template <int pulses> class MultipulseSearch {
 public:
     explicit MultipulseSearch(const int16_t *target) : targetEnergy_(energy(target, subframeLength)) {
         std::copy_n(target, subframeLength, target_);
+        std::reverse_copy(target, target + subframeLength, reversedTarget_);
     }
 
     // With a response that repeats at the lag, or one that does not.
@@ -82,17 +84,14 @@ private:
         const uint64_t halvedEnergy = energy(phase[0], 32) + energy(phase[1], 32);
         int32_t autoSums[32], crossSums[paddedLength];
         if (halvedEnergy < 1U << 30 && fitsSums(targetEnergy_, energy(response, subframeLength))) [[likely]] {
-            for (int k = 0; k < 32; k += 4) {
-                int32_t even[4], odd[4];
-                wrappedCorrelations(phase[0], phase[0] + k, 32 - k, 4, even);
-                wrappedCorrelations(phase[1], phase[1] + k, 32 - k, 4, odd);
-                for (int i = 0; i < 4; i++)
-                    autoSums[k + i] = 2 * (even[i] + odd[i]);
-            }
-            for (int k = 0; k < subframeLength; k += 4)
-                wrappedCorrelations(response, target_ + k, subframeLength - k, 4, crossSums + k);
+            int32_t odd[32], backwards[paddedLength];
+            wrappedCorrelations(phase[0], phase[0], gridPositions, 32, autoSums);
+            wrappedCorrelations(phase[1], phase[1], gridPositions, 32, odd);
+            for (int k = 0; k < 32; k++)
+                autoSums[k] = 2 * (autoSums[k] + odd[k]);
+            wrappedConvolution<subframeLength>(reversedTarget_, response, backwards);
             for (int k = 0; k < subframeLength; k++)
-                crossSums[k] *= 2;
+                crossSums[k] = 2 * backwards[subframeLength - 1 - k];
         } else {
             correlateInOrder(autoSums, crossSums);
         }
@@ -291,6 +290,7 @@ private:
     }
 
     alignas(16) int16_t target_[2 * paddedLength] = {};
+    alignas(16) int16_t reversedTarget_[paddedLength];
     alignas(16) int16_t response_[2 * paddedLength] = {};     // from paddedLength on
     alignas(16) int16_t auto_[paddedLength] = {};             // lag 2 * (i - 29) of the response
     alignas(16) int32_t cross_[2][32] = {};                   // correlation with the target, by grid

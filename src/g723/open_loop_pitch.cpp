@@ -18,13 +18,18 @@ struct Candidate {
     int16_t lag, exponent, correlation, energy;
 };
 
+// L_shl by no more bits than norm_l() allows.
+int32_t shiftUp(int32_t x, int count) {
+    return static_cast<int32_t>(static_cast<uint32_t>(x) << count);
+}
+
 Candidate normalised(int lag, int32_t correlation, int32_t energy) {
     const int16_t shift = norm_l(correlation);
-    const int16_t mantissa = round(L_shl(correlation, shift));
+    const int16_t mantissa = round(shiftUp(correlation, shift));
     const int32_t square = L_mult(mantissa, mantissa);
     const int16_t squareShift = norm_l(square), energyShift = norm_l(energy);
     Candidate candidate = {static_cast<int16_t>(lag), static_cast<int16_t>(2 * shift + squareShift - energyShift),
-                           extract_h(L_shl(square, squareShift)), round(L_shl(energy, energyShift))};
+                           extract_h(shiftUp(square, squareShift)), round(shiftUp(energy, energyShift))};
     if (candidate.correlation >= candidate.energy) {
         candidate.exponent--;
         candidate.correlation >>= 1;
@@ -58,8 +63,12 @@ ryxStatus ryxsOpenLoopPitchSearch_G723_16s_u8(const int16_t *src, int16_t *lag) 
         wrappedCorrelations(src, src - longestOpenLoopLag, length, count, correlations);
     int32_t energy = macEnergy(src - shortestLag + 1, length).value;
     for (int i = shortestLag; i <= longestOpenLoopLag; i++) {
-        energy = L_msu(energy, src[length - i], src[length - i]);
-        energy = L_mac(energy, src[-i], src[-i]);
+        if (fits) [[likely]] {
+            energy += 2 * (src[-i] * src[-i] - src[length - i] * src[length - i]);
+        } else {
+            energy = L_msu(energy, src[length - i], src[length - i]);
+            energy = L_mac(energy, src[-i], src[-i]);
+        }
         const int32_t correlation = fits ? 2 * correlations[longestOpenLoopLag - i] : dotProduct(src, src - i, length);
         if (correlation <= 0) continue;
         const Candidate candidate = normalised(i, correlation, energy);

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The streams are what other software reads. FFmpeg's decoders and libbcg729 stand for it; without them these tests are
-// skipped.
+// The streams are what other software reads. The decoders of FFmpeg, SoX, libopencore-amrwb and libbcg729 stand for it; where
+// one of them is not installed its tests are skipped.
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
+
+#ifdef RYXSC_HAVE_OPENCORE_AMRWB
+#include <opencore-amrwb/dec_if.h>
+#endif
 
 #include "lib/codec_call.h"
 #include "program_test.h"
@@ -41,6 +46,20 @@ struct Distance {
     }
 };
 
+const std::vector<std::string> wideBandRates = {"6.60",  "8.85",  "12.65", "14.25", "15.85",
+                                                "18.25", "19.85", "23.05", "23.85"};
+
+// The recording, a pause with a little noise, and the recording again: speech, silence descriptors and what is not sent.
+Audio withPause(const std::string &speech, int sampleRate) {
+    Audio audio = readMono(speech, sampleRate);
+    const std::vector<int16_t> recording = audio.samples;
+    std::mt19937 random(7);
+    for (int i = 0; i < 2 * sampleRate; i++)
+        audio.samples.push_back(static_cast<int16_t>(random() % 17 - 8));
+    audio.samples.insert(audio.samples.end(), recording.begin(), recording.end());
+    return audio;
+}
+
 class Ffmpeg : public ProgramTest {
 protected:
     void SetUp() override {
@@ -48,9 +67,9 @@ protected:
     }
 
     // Decodes with ffmpeg; `input` are its options up to the name of the stream.
-    std::vector<int16_t> decode(const std::string &input) const {
+    std::vector<int16_t> decode(const std::string &input, int sampleRate = 8000) const {
         runWell("ffmpeg -v error -y " + input + " -bitexact other.wav");
-        return samples("other.wav", input.find("g722") == std::string::npos ? 8000 : 16000);
+        return samples("other.wav", sampleRate);
     }
 };
 
@@ -60,7 +79,7 @@ TEST_F(Ffmpeg, DecodesG722StreamsOfAllModesToTheSameSamples) {
         SCOPED_TRACE(mode);
         runWell("ryxcodec encode --codec g722 '" + speech + "' stream --mode " + mode);
         runWell("ryxcodec decode --codec g722 stream own.wav --mode " + mode);
-        EXPECT_EQ(decode("-f g722 -bits_per_codeword " + bits + " -i stream"), samples("own.wav", 16000));
+        EXPECT_EQ(decode("-f g722 -bits_per_codeword " + bits + " -i stream", 16000), samples("own.wav", 16000));
     }
 }
 
@@ -114,6 +133,34 @@ TEST_F(Ffmpeg, DecodesGsmStreamsAndWavFilesToTheSameSamples) {
     EXPECT_TRUE(octets("a.pcm") == octets("b.pcm"));
     EXPECT_TRUE(decode("-i a.gsm") == decode("-i pairs.wav"));
     EXPECT_TRUE(decode("-i a.gsm") == samples("a.wav", 8000));
+}
+
+TEST_F(Ffmpeg, DecodesG723StreamsToTheSameSamples) {
+    writeMono(file("in.wav"), withPause(speech, 8000));
+    for (const std::string options : {"--rate 5.3", "--rate 6.3", "--rate 5.3 --dtx", "--rate 6.3 --dtx"}) {
+        SCOPED_TRACE(options);
+        runWell("ryxcodec encode in.wav a.g723 --codec g723 " + options);
+        runWell("ryxcodec decode a.g723 own.wav --codec g723");
+        EXPECT_TRUE(decode("-f g723_1 -i a.g723") == samples("own.wav", 8000));
+    }
+}
+
+// Its decoder works in floating point: as many samples, and what differs lies 20 dB below them.
+TEST_F(Ffmpeg, ReadsAwbFilesOfAllModes) {
+    for (const std::string &rate : wideBandRates) {
+        SCOPED_TRACE(rate);
+        runWell("ryxcodec encode '" + speech + "' a.awb --codec amr-wb --rate " + rate);
+        runWell("ryxcodec decode a.awb own.wav");
+        const std::vector<int16_t> own = samples("own.wav", 16000), other = decode("-i a.awb", 16000);
+        ASSERT_EQ(own.size(), other.size());
+        double energy = 0, difference = 0;
+        for (size_t i = 0; i < own.size(); i++) {
+            const auto sample = static_cast<double>(own[i]), error = sample - static_cast<double>(other[i]);
+            energy += sample * sample;
+            difference += error * error;
+        }
+        EXPECT_GT(energy, 100 * difference);
+    }
 }
 
 TEST_F(Ffmpeg, DecodesQuietSpeechOfG726StreamsToTheSameSamples) {
@@ -186,6 +233,45 @@ TEST_F(Ffmpeg, DecodesAmrFilesOfAllModesToNearlyTheSameSamples) {
         }
         EXPECT_LT(difference, signal / 300) << "25 dB";
     }
+}
+
+TEST_F(ProgramTest, SoxReadsGsmStreamsAndWavFilesAsTheSameSamples) {
+    if (run("sox --version").exitCode != 0) GTEST_SKIP() << "sox is not installed";
+    runWell("ryxcodec encode '" + speech + "' a.gsm && ryxcodec decode a.gsm own.wav --codec gsm-fr");
+    runWell("ryxcodec encode '" + speech + "' pairs.wav --codec gsm-fr");
+    runWell("sox a.gsm -b 16 -e signed-integer a.wav && sox pairs.wav -b 16 -e signed-integer b.wav");
+    EXPECT_TRUE(samples("a.wav", 8000) == samples("own.wav", 8000));
+    EXPECT_TRUE(samples("b.wav", 8000) == samples("own.wav", 8000));
+}
+
+// With losses it differs: it conceals them in its own way.
+TEST_F(ProgramTest, LibopencoreDecodesAwbFilesOfAllModesToTheSameSamples) {
+#ifdef RYXSC_HAVE_OPENCORE_AMRWB
+    constexpr int frameOctets[16] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 1, 1, 1, 1, 1, 1};
+    constexpr size_t headerOctets = 9;
+    writeMono(file("in.wav"), withPause(speech, 16000));
+    for (const std::string &rate : wideBandRates)
+        for (const std::string dtx : {"", " --dtx"}) {
+            SCOPED_TRACE(rate + dtx);
+            runWell("ryxcodec encode in.wav a.awb --codec amr-wb --rate " + rate + dtx);
+            runWell("ryxcodec decode a.awb own.wav");
+            const std::vector<uint8_t> stream = octets("a.awb");
+            std::vector<int16_t> other;
+            void *const decoder = D_IF_init();
+            for (size_t at = headerOctets; at < stream.size();) {
+                int16_t frame[320];
+                D_IF_decode(decoder, &stream[at], frame, 0);
+                other.insert(other.end(), frame, frame + 320);
+                at += static_cast<size_t>(frameOctets[stream[at] >> 3 & 15]);
+            }
+            D_IF_exit(decoder);
+            std::vector<int16_t> own = samples("own.wav", 16000);
+            other.resize(std::min(other.size(), own.size())); // the last frame may be cut in the file
+            EXPECT_TRUE(!own.empty() && own == other);
+        }
+#else
+    GTEST_SKIP() << "libopencore-amrwb-dev was not installed at build time";
+#endif
 }
 
 } // namespace
