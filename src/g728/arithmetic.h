@@ -32,6 +32,15 @@ constexpr int16_t roundUpper(int32_t x) {
     return static_cast<int16_t>(std::min(((x >> 15) + 1) >> 1, int32_t{max16}));
 }
 
+// x >> shift, rounded and limited: the upper half of a limited 32-bit number. Limits are rare: with a branch nothing that
+// follows waits for them.
+template <int shift> int16_t upperOf(int64_t x) {
+    const int64_t rounded = (x + (1 << (shift - 1))) >> shift;
+    if (rounded != static_cast<int16_t>(rounded)) [[unlikely]]
+        return rounded < 0 ? min16 : max16;
+    return static_cast<int16_t>(rounded);
+}
+
 // The count of left shifts (negative: right shifts) that brings x into `bits` bits without a redundant one; bits - 1 for 0.
 constexpr int normalisation(int32_t x, int bits) {
     const auto magnitude = static_cast<uint32_t>(x < 0 ? ~x : x);

@@ -5,7 +5,6 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g728/arithmetic.h"
 #include "g728/tables.h"
@@ -327,25 +326,28 @@ ryxStatus ryxsCodebookGetStateSize_G728_16s_u8(int *size) {
 
 ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookState_G728 *block) {
     if (anyNull(impulse, block)) return ryxStsNullPtr;
-    State state;
-    std::copy_n(impulse, vectorLength, state.impulse);
-    std::fill_n(state.reserved, 3, int16_t{0});
+    auto *const octets = reinterpret_cast<unsigned char *>(block);
+    int16_t tail[vectorLength + 3] = {};
+    std::copy_n(impulse, vectorLength, tail);
+    std::memcpy(octets + offsetof(State, impulse), tail, sizeof tail);
     const FilteredEnergy energy(impulse);
     for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {
         const Vector first = energy(shapeCodebook[g / shapesPerGroup]);
         const Vector second = energy(shapeCodebook[g / shapesPerGroup + 1]);
         const Vector words = _mm_packs_epi32(first, second);
-        simd::store(state.words + g, words);
-        const auto put = [&](int at, Vector limited) {
+        simd::store(octets + offsetof(State, words) + 2 * static_cast<size_t>(g), words);
+        const auto put = [=](int shape, Vector limited) {
+            const size_t at = sizeof(float) * static_cast<size_t>(shape);
             const __m128 e = _mm_cvtepi32_ps(limited);
-            _mm_storeu_ps(state.energies + at, _mm_mul_ps(e, _mm_set1_ps(0x1p-15F)));
+            const __m128 scaled = _mm_mul_ps(e, _mm_set1_ps(0x1p-15F));
             // A shape without energy takes the largest gain.
-            _mm_storeu_ps(state.inverses + at, _mm_div_ps(_mm_set1_ps(0x1p14F), _mm_max_ps(e, _mm_set1_ps(0.5F))));
+            const __m128 inverse = _mm_div_ps(_mm_set1_ps(0x1p14F), _mm_max_ps(e, _mm_set1_ps(0.5F)));
+            simd::store(octets + offsetof(State, energies) + at, _mm_castps_si128(scaled));
+            simd::store(octets + offsetof(State, inverses) + at, _mm_castps_si128(inverse));
         };
         put(g, simd::frontDwords(words));
         put(g + shapesPerGroup, simd::backDwords(words));
     }
-    saveBlock(block, state);
     return ryxStsOk;
 }
 

@@ -59,9 +59,9 @@ public:
 
     // Sums, modulo 2^32, over ages `from` to from + len - 1 of the sample times the one `lag` older.
     template <int from, int len> void correlate(Vector *sums) const {
-        constexpr int half = (groups + 1) / 2; // as many as stay in registers
-        correlate<from, len, 0, half>(sums);
-        correlate<from, len, half, groups - half>(sums + half);
+        constexpr int most = groups > 7 ? (groups + 1) / 2 : groups; // as many as stay in registers
+        correlate<from, len, 0, most>(sums);
+        if constexpr (most < groups) correlate<from, len, most, groups - most>(sums + most);
     }
 
 private:

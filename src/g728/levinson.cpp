@@ -96,28 +96,29 @@ struct Lattice {
     alignas(16) int16_t r[room + 8]; // the autocorrelation from lag 1 on, zeros behind it
     int now;                         // which buffer
     int order;
+    int vectors; // that the coefficients take in the end
     Recursion state;
 
     // Sets out from the coefficients of the state.
     void load() {
         now = 0;
         alignas(16) int16_t mirrored[2 * room];
-        const int vectors = (order + 7) / 8;
-        for (int v = 0; v < vectors; v++) {
+        const int used = (order + 7) / 8;
+        for (int v = 0; v < used; v++) {
             const Vector x = simd::loadAligned(state.a + 8 * v);
             simd::store(a[0] + 8 * v, x);
-            simd::store(mirrored + 8 * (vectors - 1 - v), simd::reverseWords(x));
-            simd::store(mirrored + 8 * (vectors + v), _mm_setzero_si128());
+            simd::store(mirrored + 8 * (used - 1 - v), simd::reverseWords(x));
+            simd::store(mirrored + 8 * (used + v), _mm_setzero_si128());
         }
-        for (int v = 0; v < vectors; v++)
-            simd::store(b[0] + 8 * v, simd::load(mirrored + 8 * vectors - order + 8 * v));
-        for (int v = vectors; v < room / 8; v++)
+        for (int v = 0; v < used; v++)
+            simd::store(b[0] + 8 * v, simd::load(mirrored + 8 * used - order + 8 * v));
+        for (int v = used; v < vectors; v++)
             for (int16_t *const rest : {a[0], a[1], b[0], b[1]})
                 simd::store(rest + 8 * v, _mm_setzero_si128());
     }
     void save() {
-        for (int at = 0; at < room; at += 8)
-            simd::store(state.a + at, simd::loadAligned(a[now] + at));
+        for (int v = 0; v < vectors; v++)
+            simd::store(state.a + 8 * v, simd::loadAligned(a[now] + 8 * v));
     }
 };
 
@@ -300,11 +301,10 @@ bool recurse(Lattice &l, int to) {
     return done;
 }
 
-// All of `room`, zeros behind the n given words.
-void copyPadded(const int16_t *src, int n, int16_t *dst) {
-#pragma GCC unroll 8
-    for (int at = 0; at < room; at += 8)
-        simd::store(dst + at, _mm_setzero_si128());
+// Whole vectors, zeros behind the n given words.
+void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
+    for (int v = 0; v < vectors; v++)
+        simd::store(dst + 8 * v, _mm_setzero_si128());
     copyWords(src, n, dst);
 }
 
@@ -334,7 +334,8 @@ struct Arguments {
     }
     bool begin(Lattice &l) const {
         Recursion &s = l.state;
-        copyPadded(coefficients, from, s.a);
+        l.vectors = (to + 7) / 8;
+        copyPadded(coefficients, from, s.a, l.vectors);
         l.order = from;
         if (from == 0) {
             if (!start(autoCorr, s)) return false;
@@ -344,8 +345,7 @@ struct Arguments {
             s.scale = 15 - *fraction;
             s.reflection = *reflection;
         }
-        copyPadded(autoCorr + 1, to, l.r);
-        simd::store(l.r + room, _mm_setzero_si128());
+        copyPadded(autoCorr + 1, to, l.r, l.vectors + 1);
         return l.order == to || s.energy > 0;
     }
     void end(const Lattice &l) const {
@@ -373,8 +373,18 @@ ryxStatus ryxsBandwidthExpand_G728_16s_u8(const int16_t *src, int16_t fraction, 
     if (fraction < 13 || fraction > 15) return ryxStsOutOfRange;
     if (expansion < 0 || expansion > ryxG728ErasureExpansion) return ryxStsOutOfRange;
     const Expansion &e = expansions[expansion];
-    const Vector count = _mm_cvtsi32_si128(16 - fraction);
     const Vector tail = simd::load(src + e.len - 8); // before the loop, which may work in place
+    if (fraction > 13) { // nothing needs limiting: the factors are below 1, and also when doubled they fit 16 bits
+        const auto expand = [&](Vector x, int at) {
+            const Vector factors = simd::load(e.factors + at);
+            simd::store(dst + at, _mm_mulhrs_epi16(x, fraction == 15 ? factors : _mm_add_epi16(factors, factors)));
+        };
+        for (int at = 0; at + 8 < e.len; at += 8)
+            expand(simd::load(src + at), at);
+        expand(tail, e.len - 8);
+        return ryxStsOk;
+    }
+    const Vector count = _mm_cvtsi32_si128(16 - fraction);
     Vector changed = _mm_setzero_si128();
     const auto expand = [&](Vector x, int at) {
         const simd::Dwords product = simd::products(x, simd::load(e.factors + at));

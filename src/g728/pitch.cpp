@@ -127,9 +127,9 @@ ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int
         for (int j = 0; j <= taps; j++)
             sum += decimationZeros[j] * src[n - j];
         sum >>= 6;
-        for (int j = 1; j <= taps; j++)
+        for (int j = taps; j >= 1; j--) // the newest output last
             sum -= decimationPoles[j - 1] * now[n - j];
-        now[n] = roundUpper(sat32(8 * sum));
+        now[n] = upperOf<13>(sum);
     }
     for (int n = decimation - 1; n < len; n += decimation)
         *dst++ = now[n];

@@ -41,7 +41,7 @@ struct LongTerm {
 #pragma GCC unroll 5
         for (int n = 0; n < vectorLength; n++) {
             sums[n] = int64_t{gain} * src[n] + pitchGain * periodBefore[n];
-            samples.values[n] = roundUpper(sat32(4 * sums[n]));
+            samples.values[n] = upperOf<14>(sums[n]);
         }
     }
 };
@@ -128,8 +128,8 @@ ryxStatus ryxsGainControl_G728_16s_u8(const int16_t *speech, const int16_t *src,
     const int32_t step = shift > 30 ? 0 : shiftLimited(20972 * ratio.mantissa, -shift);
     int16_t s = *scale;
     for (int n = 0; n < vectorLength; n++) {
-        s = roundUpper(sat32(4 * (int64_t{step} + 16220 * s)));
-        dst[n] = sat16(2 * roundUpper(sat32(int64_t{4} * s * src[n])));
+        s = upperOf<14>(int64_t{step} + 16220 * s);
+        dst[n] = sat16(2 * upperOf<14>(int64_t{s} * src[n]));
     }
     *scale = s;
     return ryxStsOk;

@@ -12,6 +12,7 @@
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "g728/vector_filter.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -173,22 +174,28 @@ bool sumsFit(const int16_t *a) {
     return magnitudes < 1 << 17;
 }
 
-void arrange(const int16_t *a, Taps &taps) {
+void arrange(const int16_t *a, SynthesisTaps_G728 *block) {
     constexpr int margin = 8; // of zeros on both sides
-    alignas(16) int16_t padded[margin + synthesisOrder + 14] = {};
-    std::copy_n(a, synthesisOrder, padded + margin);
+    int16_t padded[margin + synthesisOrder + 14];
+    for (const int at : {0, margin + synthesisOrder - 2, margin + synthesisOrder + 6})
+        simd::store(padded + at, _mm_setzero_si128());
+    copyWords(a, synthesisOrder, padded + margin);
+    auto *const octets = reinterpret_cast<unsigned char *>(block);
     const Vector zero = _mm_setzero_si128();
+#pragma GCC unroll 10
     for (int v = 0; v < SynthesisState::vectors; v++) {
         // Coefficient 5 v + n - m joins sample m of vector v, counted from 1, to sample n; at[0] is that of n = m.
         const int16_t *const at = padded + margin + vectorLength * (v + 1) - 1;
-        simd::store(taps.pairs[v][0], _mm_unpacklo_epi16(simd::load(at), simd::load(at - 1)));
-        simd::store(taps.pairs[v][1], _mm_unpacklo_epi16(simd::load(at - 2), simd::load(at - 3)));
-        simd::store(taps.pairs[v][2], _mm_unpacklo_epi16(simd::load(at - 4), zero));
-        simd::store(taps.pairs[v][3], _mm_srli_si128(simd::reverseWords(simd::load(at)), 6));
+        unsigned char *const row = octets + sizeof *Taps::pairs * static_cast<size_t>(v);
+        const Vector newest = simd::load(at);
+        simd::store(row, _mm_unpacklo_epi16(newest, simd::load(at - 1)));
+        simd::store(row + 16, _mm_unpacklo_epi16(simd::load(at - 2), simd::load(at - 3)));
+        simd::store(row + 32, _mm_unpacklo_epi16(simd::load(at - 4), zero));
+        simd::store(row + 48, _mm_srli_si128(simd::reverseWords(newest), 6));
     }
-    std::copy_n(a, synthesisOrder, taps.coefficients);
-    taps.fit = sumsFit(a);
-    taps.reserved = 0;
+    std::memcpy(octets + offsetof(Taps, coefficients), a, sizeof Taps::coefficients);
+    const int16_t fit[2] = {sumsFit(a), 0};
+    std::memcpy(octets + offsetof(Taps, fit), fit, sizeof fit);
 }
 
 // The response of zeroInputResponse(), while the sums fit 32 bits.
@@ -340,9 +347,7 @@ ryxStatus ryxsSynthesisTapsGetStateSize_G728_16s_u8(int *size) {
 
 ryxStatus ryxsSynthesisTapsInit_G728_16s_u8(const int16_t *coefficients, SynthesisTaps_G728 *taps) {
     if (anyNull(coefficients, taps)) return ryxStsNullPtr;
-    Taps arranged;
-    arrange(coefficients, arranged);
-    saveBlock(taps, arranged);
+    arrange(coefficients, taps);
     return ryxStsOk;
 }
 
