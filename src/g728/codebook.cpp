@@ -28,8 +28,7 @@ Vector pairs(int16_t x, int16_t y) {
 
 // Words of the low halves of two vectors of dwords side by side, both limited to 16 bits.
 Vector limitedPairs(Vector x, Vector y) {
-    const Vector packed = _mm_packs_epi32(x, y);
-    return _mm_unpacklo_epi16(packed, _mm_unpackhi_epi64(packed, packed));
+    return _mm_shuffle_epi8(_mm_packs_epi32(x, y), _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
 }
 
 // Energies in Q5 of four shapes behind the filter h. Sums of a pair of squares fit 32 bits without a sign; where one takes

@@ -16,13 +16,13 @@ constexpr int16_t offset = 16384; // 32 dB in Q9, which log-gains do not contain
 // 10^(x / 20) for x in dB, Q9, 0..30720: a power of two from the integer part of x * log2(10) / 20, the rest by a
 // polynomial of the fourth degree.
 Scaled exp10(int32_t x) {
-    const int32_t binary = 10 * x + roundUpper(2 * 20649 * x); // Q15
-    const int32_t integer = binary >> 15;
-    const int32_t fraction = binary - (integer << 15);
-    int32_t y = roundUpper(2 * 323 * fraction + (1874 << 16));
-    y = roundUpper(2 * y * fraction + (7866 << 16));
-    y = roundUpper(2 * y * fraction + (22702 << 16));
-    return {roundUpper(y * fraction + (16384 << 16)), 14 - integer};
+    const int64_t binary = 10 * x + upperOf<16>(int64_t{2 * 20649} * x); // Q15
+    const auto integer = static_cast<int32_t>(binary >> 15);
+    const int64_t fraction = binary & 0x7fff;
+    int64_t y = upperOf<16>(2 * 323 * fraction + (1874 << 16));
+    y = upperOf<16>(2 * y * fraction + (7866 << 16));
+    y = upperOf<16>(2 * y * fraction + (22702 << 16));
+    return {upperOf<16>(y * fraction + (16384 << 16)), 14 - integer};
 }
 
 } // namespace
