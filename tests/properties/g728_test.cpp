@@ -124,7 +124,7 @@ TEST(G728, FilteredCodebookGivesTheSearchItsShapesAndGains) {
         ASSERT_EQ(ryxsCodebookSetFilter_G728_16s(impulse, state), ryxStsOk);
         for (int j = 0; j < 20; j++) {
             for (int16_t &x : target)
-                x = random() % 16 == 0 ? INT16_MIN : static_cast<int16_t>(static_cast<int16_t>(random()) >> quiet);
+                x = static_cast<int16_t>(random() % 16 == 0 ? INT16_MIN : static_cast<int16_t>(random()) >> quiet);
             const auto exponent = static_cast<int16_t>(static_cast<int>(random() % 40) - 12);
             int16_t shape, gain, expectedShape, expectedGain;
             ASSERT_EQ(ryxsCodebookSearch_G728_16s(target, exponent, impulse, energies, &expectedShape, &expectedGain),
