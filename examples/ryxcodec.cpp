@@ -327,7 +327,16 @@ int16_t expandMuLaw(int octet) {
     return static_cast<int16_t>(code & 128 ? -magnitude : magnitude);
 }
 
-// The decoded speech has the length of the original: what fills the last frame is dropped.
+// Fills the block from the reader, whole frames but for the end of the speech. Returns how many samples there were.
+size_t readBlock(SpeechReader &reader, size_t frameLength, std::vector<int16_t> &block) {
+    size_t count = 0;
+    for (size_t start = 0; start < block.size() && count == start; start += frameLength)
+        count += reader.read(std::span(block).subspan(start, frameLength));
+    return count;
+}
+
+// Some seconds at a time are encoded and then decoded, long enough for the clock. The decoded speech has the length of the
+// original: what fills the last frame is dropped.
 void roundTrip(const CommandLine &line) {
     const fs::path &source = line.files[0], &target = line.files[1];
     const ryxCodec *codec = givenCodec(line);
@@ -337,45 +346,43 @@ void roundTrip(const CommandLine &line) {
     requireDifferentFiles(source, target);
     SpeechWriter writer(target, codec->sampleRate, formOf(choice));
     SpeechReader reader(source, codec->sampleRate);
-
-    Audio original = {codec->sampleRate, {}};
-    std::vector<int16_t> frame(choice.frameLength());
-    for (size_t count; (count = reader.read(frame)) > 0;)
-        original.samples.insert(original.samples.end(), frame.begin(),
-                                frame.begin() + static_cast<std::ptrdiff_t>(count));
-    if (original.samples.empty()) throw Failure(source.string() + " holds no samples");
-    std::vector<int16_t> filled = original.samples;
-    filled.resize((filled.size() + frame.size() - 1) / frame.size() * frame.size());
-
     CodecEncoder encoder(*codec, choice.options);
-    std::vector<ryxCodecFrame> frames(filled.size() / frame.size());
-    Stopwatch stopwatch;
-    for (size_t i = 0; i < frames.size(); i++) {
-        if (i < rates.size()) encoder.setRate(rates[i]);
-        frames[i] = encoder.encode(&filled[i * frame.size()]);
-    }
-    const double encodingSeconds = stopwatch.lap();
-
-    std::mt19937 random(1);
-    for (ryxCodecFrame &one : frames)
-        one.lost = static_cast<double>(random() % 100000) < 1000 * line.number("loss") ? 1 : 0;
     CodecDecoder decoder(*codec, choice.options);
-    stopwatch.lap();
-    for (size_t i = 0; i < frames.size(); i++)
-        decoder.decode(frames[i], &filled[i * frame.size()]);
-    const double decodingSeconds = stopwatch.lap();
-
-    filled.resize(original.samples.size());
     Output output(line, choice, writer);
-    output.write(filled);
+    std::mt19937 random(1);
+
+    const size_t frameLength = choice.frameLength();
+    const size_t together = 4 * static_cast<size_t>(codec->sampleRate) / frameLength + 1;
+    std::vector<int16_t> original(together * frameLength), decoded(original.size());
+    std::vector<ryxCodecFrame> frames;
+    RoundTrip trip(*codec, rateName(*codec, choice.options.rate));
+    Stopwatch stopwatch;
+    for (size_t count, number = 0; (count = readBlock(reader, frameLength, original)) > 0;) {
+        frames.resize((count + frameLength - 1) / frameLength);
+        stopwatch.lap();
+        for (size_t i = 0; i < frames.size(); i++, number++) {
+            if (number < rates.size()) encoder.setRate(rates[number]);
+            frames[i] = encoder.encode(&original[i * frameLength]);
+        }
+        trip.encodingSeconds += stopwatch.lap();
+        for (ryxCodecFrame &frame : frames)
+            frame.lost = static_cast<double>(random() % 100000) < 1000 * line.number("loss") ? 1 : 0;
+        stopwatch.lap();
+        for (size_t i = 0; i < frames.size(); i++)
+            decoder.decode(frames[i], &decoded[i * frameLength]);
+        trip.decodingSeconds += stopwatch.lap();
+
+        const std::span present = std::span(decoded).first(count);
+        output.write(present);
+        if (choice.options.law != 0)
+            for (int16_t &sample : present)
+                sample = choice.options.law == 1 ? expandALaw(sample) : expandMuLaw(sample);
+        trip.add(std::span(original).first(count), present);
+    }
+    if (trip.samples() == 0) throw Failure(source.string() + " holds no samples");
     output.end();
     writer.commit();
-    if (choice.options.law != 0)
-        for (int16_t &sample : filled)
-            sample = choice.options.law == 1 ? expandALaw(sample) : expandMuLaw(sample);
-    printSummary(
-        {rateName(*codec, choice.options.rate), static_cast<size_t>(codec->delay), encodingSeconds, decodingSeconds},
-        original, {codec->sampleRate, filled});
+    trip.print();
 }
 
 void info(const CommandLine &line) {

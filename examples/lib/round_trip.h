@@ -4,9 +4,12 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 
-#include "audio_file.h"
+#include "ryxcodec.h"
+#include "segmental_snr.h"
 
 /** Measures consecutive stretches of work. */
 class Stopwatch {
@@ -25,12 +28,25 @@ private:
     Clock::time_point start_ = Clock::now();
 };
 
-struct RoundTrip {
-    std::string kilobits; /**< bit rate in kbit/s */
-    size_t delay;         /**< of the codec, in samples */
-    double encodingSeconds;
-    double decodingSeconds;
-};
+class RoundTrip {
+public:
+    RoundTrip(const ryxCodec &codec, std::string kilobits)
+        : snr_(codec.sampleRate, static_cast<size_t>(codec.delay)), sampleRate_(codec.sampleRate),
+          kilobits_(std::move(kilobits)) {}
 
-/** Prints one line on standard output: duration, rate, segmental signal-to-noise ratio and speed. */
-void printSummary(const RoundTrip &trip, const Audio &original, const Audio &decoded);
+    /** The next stretch of speech, and what has become of it. */
+    void add(std::span<const int16_t> original, std::span<const int16_t> decoded);
+
+    size_t samples() const { return samples_; }
+
+    /** Prints one line on standard output: duration, rate, segmental signal-to-noise ratio and speed. */
+    void print() const;
+
+    double encodingSeconds = 0, decodingSeconds = 0;
+
+private:
+    SegmentalSnr snr_;
+    size_t samples_ = 0;
+    int sampleRate_;
+    std::string kilobits_;
+};

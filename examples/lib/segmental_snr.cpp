@@ -5,22 +5,40 @@
 #include <cmath>
 #include <limits>
 
-double segmentalSnr(std::span<const int16_t> original, std::span<const int16_t> decoded, int sampleRate, size_t delay) {
-    const auto length = static_cast<size_t>(sampleRate / 50);
-    const double quietest = 32768.0 * 32768.0 * 1e-5 * static_cast<double>(length); // -50 dB of full scale
-    const size_t available = std::min(original.size(), decoded.size() - std::min(delay, decoded.size()));
-    double sum = 0;
-    size_t segments = 0;
-    for (size_t start = 0; start + length <= available; start += length) {
-        double signal = 0, noise = 0;
-        for (size_t i = start; i < start + length; i++) {
-            const double difference = original[i] - decoded[i + delay];
-            signal += static_cast<double>(original[i]) * original[i];
-            noise += difference * difference;
-        }
-        if (signal < quietest) continue;
-        sum += std::clamp(10 * std::log10(signal / std::max(noise, 1.0)), -10.0, 35.0);
-        segments++;
+SegmentalSnr::SegmentalSnr(int sampleRate, size_t delay)
+    : length_(static_cast<size_t>(sampleRate / 50)), delay_(delay) {
+}
+
+void SegmentalSnr::add(std::span<const int16_t> original, std::span<const int16_t> decoded) {
+    const size_t early = std::min(delay_, decoded.size());
+    delay_ -= early;
+    waiting_.insert(waiting_.end(), original.begin(), original.end());
+    const size_t count = std::min(waiting_.size(), decoded.size() - early);
+    for (size_t i = 0; i < count; i++) {
+        const double x = waiting_[i], difference = x - decoded[early + i];
+        signal_ += x * x;
+        noise_ += difference * difference;
+        if (++inSegment_ == length_) endSegment();
     }
-    return segments ? sum / static_cast<double>(segments) : std::numeric_limits<double>::quiet_NaN();
+    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+void SegmentalSnr::endSegment() {
+    const double quietest = 32768.0 * 32768.0 * 1e-5 * static_cast<double>(length_); // -50 dB of full scale
+    if (signal_ >= quietest) {
+        sum_ += std::clamp(10 * std::log10(signal_ / std::max(noise_, 1.0)), -10.0, 35.0);
+        segments_++;
+    }
+    inSegment_ = 0;
+    signal_ = noise_ = 0;
+}
+
+double SegmentalSnr::mean() const {
+    return segments_ ? sum_ / static_cast<double>(segments_) : std::numeric_limits<double>::quiet_NaN();
+}
+
+double segmentalSnr(std::span<const int16_t> original, std::span<const int16_t> decoded, int sampleRate, size_t delay) {
+    SegmentalSnr snr(sampleRate, delay);
+    snr.add(original, decoded);
+    return snr.mean();
 }
