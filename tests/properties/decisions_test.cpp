@@ -113,12 +113,24 @@ std::vector<int16_t> tonesAndGaps(int rate, std::mt19937 &random) {
     return samples;
 }
 
+// Powers in a ratio beside a threshold, times beside their limits; the silence that follows keeps the ratio.
+template <class Detector> void putTonesAtALimit(Detector &tones, std::mt19937 &random) {
+    const double ratio = oneOf(random, 80000, 48000, 48000, 80, 100000) * 1e-5 + between(random, -2, 2) * 1e-6;
+    using Power = decltype(tones.inputPower);
+    tones.inputPower = static_cast<Power>(between(random, 1000000, 2000000));
+    tones.outputPower = static_cast<Power>(tones.inputPower * ratio + between(random, -2, 2));
+    tones.x1 = tones.x2 = tones.y1 = tones.y2 = 0;
+    tones.toneCount = oneOf(random, tones.minCount, tones.maxCount) + between(random, -2, 2);
+    tones.gapCount = oneOf(random, 0, tones.gapLimit + between(random, -2, 2));
+    tones.count = between(random, 0, 3);
+}
+
 template <class Detector, class Sample, class Handle> void
 expectPlainTones(ryxStatus (*initialise)(Handle *, int), ryxStatus (*detect)(const Sample *, int, int *, Handle *)) {
     std::mt19937 random(52);
     for (const int rate : {8000, 16000}) {
         const std::vector<int16_t> input = tonesAndGaps(rate, random);
-        const std::vector<Sample> samples(input.begin(), input.end());
+        std::vector<Sample> samples(input.begin(), input.end());
         Detector own;
         const auto handle = reinterpret_cast<Handle *>(&own);
         ASSERT_EQ(initialise(handle, rate), ryxStsOk);
@@ -127,6 +139,11 @@ expectPlainTones(ryxStatus (*initialise)(Handle *, int), ryxStatus (*detect)(con
         for (const size_t block : signals::randomBlocks(samples.size(), 1, 40, random)) {
             int detected = -1;
             bool found = false;
+            if (between(random, 0, 3) == 0) {
+                putTonesAtALimit(own, random);
+                plain = own;
+                std::fill_n(&samples[done], block, Sample{0});
+            }
             ASSERT_EQ(detect(&samples[done], static_cast<int>(block), &detected, handle), ryxStsOk);
             for (size_t i = 0; i < block; i++)
                 found |= plain.take(samples[done + i]);
@@ -190,6 +207,7 @@ TEST(Decisions, LevelControlEqualsThePlainForm) {
                 own.activeBlocks = static_cast<int16_t>(oneOf(random, 8, 18, 48, 498, 16381));
                 own.spurtCount = static_cast<int16_t>(oneOf(random, 0, 1, 1, 2, 16381));
                 own.powerRate = static_cast<float>(between(random, 20, 30)) / 10000;
+                own.speechLevel = static_cast<float>(between(random, 1, 60)) / 1000;
             }
             ALCState_G169 plain = own;
             ASSERT_EQ(ryxsALC_G169_16s(&input[i], output.data(), 8, &own), ryxStsOk);
