@@ -72,6 +72,7 @@ bool recursion(const int32_t *r, int32_t *a) {
         for (int j = 1; j < i; j++)
             sum = L_add(sum, multiply(r[j], a[i - j]));
         sum = L_add(L_shl(sum, 4), clearBit0(r[i]));
+        if (error.mantissa < 0x40000000) return false; // no error is left: r is none of a signal
         reflection = L_shl(negativeQuotient(sum, error.mantissa), error.exponent);
         if (abs_s(extract_h(reflection)) > 32750) return false;
         int32_t next[lpOrder];

@@ -83,6 +83,7 @@ int16_t optimalCodeGain(const int16_t *target2, const int16_t *filtered) {
     const Normalised product(saturatedProducts(1, target2, z));
     if (product.mantissa <= 0) return 0;
     const Normalised energy(saturatedEnergy(0, z));
+    if (energy.mantissa == 0) return 0; // the product is the constant alone
     const int16_t gain = div_s(static_cast<int16_t>(product.mantissa >> 1), energy.mantissa);
     return shl(shl(gain, -(product.shift + 5 - energy.shift)), 1);
 }

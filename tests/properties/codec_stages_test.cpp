@@ -235,4 +235,23 @@ TEST(CodecStages, LsfsOfGsmAmrAreWeightedAndOrderedAsWritten) {
     }
 }
 
+// What no encoder has and the recommendations leave open: divisions without a divisor.
+TEST(CodecStages, SurviveValuesThatNoSignalHas) {
+    const std::array<int16_t, 40> target = {1000, -20000, 300}, silence = {}, code = {4096, 0, 0, -4096};
+    std::array<int16_t, 4> energies = {-14336, -14336, -14336, -14336}, energies122 = {-2381, -2381, -2381, -2381};
+    int16_t gain = -1, index = -1;
+    EXPECT_EQ(ryxsCodeGainQuant_GSMAMR_16s(target.data(), silence.data(), code.data(), energies.data(),
+                                           energies122.data(), &gain, &index),
+              ryxStsOk);
+    EXPECT_TRUE(index >= 0 && index < 32);
+
+    for (const int32_t first : {0x40000000, -0x40000000, 0x7fffffff}) {
+        std::array<int32_t, 17> correlations = {0x40000000, first, 5};
+        std::array<int16_t, 17> lpc;
+        std::array<int16_t, 16> stable = {1, 2, 3};
+        EXPECT_EQ(ryxsLevinsonDurbin_AMRWB_32s16s(correlations.data(), lpc.data(), stable.data()), ryxStsOk);
+        EXPECT_EQ(lpc[0], 4096);
+    }
+}
+
 } // namespace
