@@ -184,7 +184,7 @@ double attenuation(const Scene &scene, const Output &output, size_t first, size_
 }
 
 // Near speech over what the output makes of it, segments of 32 ms between -10 and 35 dB, from 8 to 16 s.
-double nearQuality(const SceneSignals &signals, const Output &output) {
+double nearQuality(const SceneSignals &signals, const Output &output, size_t delay) {
     constexpr size_t segment = 256, from = 8 * rate, to = 16 * rate;
     double active = 0, sum = 0;
     for (size_t n = from; n < to; n++)
@@ -193,7 +193,7 @@ double nearQuality(const SceneSignals &signals, const Output &output) {
     for (size_t start = from; start + segment <= to; start += segment) {
         double speech = 0, error = 1e-9;
         for (size_t n = start; n < start + segment; n++) {
-            const double difference = output.samples[n + output.delay] - signals.near[n];
+            const double difference = output.samples[n + delay] - signals.near[n];
             speech += signals.near[n] * signals.near[n];
             error += difference * difference;
         }
@@ -202,6 +202,14 @@ double nearQuality(const SceneSignals &signals, const Output &output) {
         count++;
     }
     return sum / std::max(count, 1);
+}
+
+// With the delay that is best: not every suppressor tells its own.
+double nearQuality(const SceneSignals &signals, const Output &output) {
+    double best = -10;
+    for (size_t delay = 0; delay <= 320; delay++)
+        best = std::max(best, nearQuality(signals, output, delay));
+    return best;
 }
 
 void printLinear(const SceneSignals &signals, const std::vector<Candidate> &list) {
