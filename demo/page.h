@@ -31,9 +31,10 @@ td:first-child { font-weight: 600; }
 .scroll { overflow-x: auto; }
 table.players { width: 100%; }
 table.players th, table.players td { padding: 5px 4px; text-align: left; }
-table.players td:first-child { font-size: 13px; font-weight: 400; color: var(--soft); overflow-wrap: anywhere;
-                               min-width: 110px; width: 14%; line-height: 1.25; }
-audio { width: 100%; min-width: 170px; height: 36px; display: block; }
+table.players td:first-child { font-size: 13px; font-weight: 400; color: var(--soft);
+                               overflow-wrap: break-word; min-width: 110px; line-height: 1.25; }
+audio { width: 100%; min-width: 220px; height: 36px; display: block; }
+h1, h2, h3, th { overflow-wrap: normal; hyphens: none; }
 figure { margin: 22px 0 4px; }
 figure img { display: block; width: 100%; height: auto; }
 figcaption { color: var(--soft); font-size: 14px; }

@@ -69,7 +69,7 @@ std::string html(const Table &table) {
 
 std::string libraryVersion() {
     const ryxLibraryVersion *version = ryxscGetLibVersion();
-    return std::string(version->name) + ", version " + version->version + ", built " + version->buildDate;
+    return std::string(version->name) + ", version " + version->version;
 }
 
 } // namespace
