@@ -91,7 +91,7 @@ int16_t tiltOf(const int16_t *response) {
     const uint64_t sum = energy(response, responseRoom);
     const bool fits = sum < 1 << 30;
     const int16_t r0 = extract_h(fits ? static_cast<int32_t>(2 * sum) : max32);
-    const int16_t r1 = extract_h(fits ? 2 * wrappedProducts(response, response + 1, responseRoom)
+    const int16_t r1 = extract_h(fits ? 2 * wrappedProducts(response, response + 1, responseLength - 1)
                                       : macInOrder(response, response + 1, responseLength - 1).value);
     const int16_t product = mult(r1, 26214);
     return r1 <= 0 || r0 <= 0 ? int16_t{0} : div_s(std::min(product, r0), r0);
