@@ -49,7 +49,8 @@ public:
     uint8_t *encode(const int16_t *speech, uint8_t *stream) override {
         int16_t frame[frameLength];
         std::copy_n(speech, frameLength, frame);
-        return stream + encodeFrame_(coder_.state, mode_, frame, stream, dtx_);
+        const int octets = encodeFrame_(coder_.state, mode_, frame, stream, dtx_);
+        return stream + (octets > 1 ? octets : 0); // a header alone is nothing sent
     }
 
 private:
