@@ -156,14 +156,12 @@ void Decoder::decodeSpeech(Received &received, int16_t prevDtxState, int16_t *sp
 }
 
 void Decoder::decodeLsf(Frame &frame) {
-    int16_t prevLsf[lpOrder], lsp[2][lpOrder], interpolated[subframes][lpOrder];
+    int16_t prevLsf[lpOrder], lsp[2][lpOrder];
     copy(pastLsf_, prevLsf);
     ryxsLSFDecode_GSMAMR_16s(frame.next, lsfResidual_, pastLsf_, lsp[0], isBad(frame), mode().rate);
     frame.next += mode().lsfIndices();
-    ryxsInterpolate_GSMAMR_16s(prevLsp_, lsp[0], interpolated[0], mode().rate);
-    for (int k = 0; k < subframes; k++)
-        ryxsLSPToLPC_G729_16s(interpolated[k], frame.lpc[k]);
-    copy(interpolated[subframes - 1], prevLsp_);
+    ryxsInterpolatedLPC_GSMAMR_16s(prevLsp_, lsp[0], frame.lpc[0], mode().rate);
+    copy(lsp[mode().rate == ryxGSMAMRRate12200 ? 1 : 0], prevLsp_);
     // The frequencies are interpolated in quarters at all rates.
     ryxsInterpolate_GSMAMR_16s(prevLsf, pastLsf_, frame.lsf[0], ryxGSMAMRRate10200);
 }

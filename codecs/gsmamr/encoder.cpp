@@ -75,6 +75,7 @@ ryxStatus Encoder::encode(const int16_t *speech, uint8_t *octets, int &count) {
         ryxsLSPResonance_GSMAMR_16s(frame.lsp[1], &resonanceCount_, &frame.resonance);
     searchOpenLoop(frame);
     if (!frame.isSilence) {
+        ryxsImpulseResponses_GSMAMR_16s(frame.weighted1[0], frame.weighted2[0], frame.quantised[0], frame.impulses[0]);
         if (mode().rate == ryxGSMAMRRate4750) {
             encodePair(frame, 0, next);
             encodePair(frame, 2, next);
@@ -119,29 +120,28 @@ void Encoder::analyseWindow(int window, int16_t *lpc) {
 
 void Encoder::analyse(Frame &frame, Parameters &parameters) {
     const bool is122 = mode().rate == ryxGSMAMRRate12200;
+    int16_t middle[lpCoefficients], end[lpCoefficients];
     if (is122) {
-        analyseWindow(ryxGSMAMRWindow122Middle, frame.lpc[1]);
-        ryxsLPCToLSP_GSMAMR_16s(frame.lpc[1], prevLsp_, frame.lsp[0]);
-        analyseWindow(ryxGSMAMRWindow122End, frame.lpc[3]);
-        ryxsLPCToLSP_GSMAMR_16s(frame.lpc[3], frame.lsp[0], frame.lsp[1]);
+        analyseWindow(ryxGSMAMRWindow122Middle, middle);
+        ryxsLPCToLSP_GSMAMR_16s(middle, prevLsp_, frame.lsp[0]);
+        analyseWindow(ryxGSMAMRWindow122End, end);
+        ryxsLPCToLSP_GSMAMR_16s(end, frame.lsp[0], frame.lsp[1]);
     } else {
-        analyseWindow(ryxGSMAMRWindow, frame.lpc[3]);
-        ryxsLPCToLSP_GSMAMR_16s(frame.lpc[3], prevLsp_, frame.lsp[1]);
+        analyseWindow(ryxGSMAMRWindow, end);
+        ryxsLPCToLSP_GSMAMR_16s(end, prevLsp_, frame.lsp[1]);
     }
+    // The filters that were analysed stay as they are.
     const int16_t *const lsp = is122 ? frame.lsp[0] : frame.lsp[1];
-    int16_t interpolated[subframes][lpOrder];
-    ryxsInterpolate_GSMAMR_16s(prevLsp_, lsp, interpolated[0], mode().rate);
-    for (int k = 0; k < subframes - 1; k++)
-        if (k != 1 || !is122) ryxsLSPToLPC_G729_16s(interpolated[k], frame.lpc[k]);
+    ryxsInterpolatedLPC_GSMAMR_16s(prevLsp_, lsp, frame.lpc[0], mode().rate);
+    if (is122) copy(middle, frame.lpc[1]);
+    copy(end, frame.lpc[3]);
     copy(frame.lsp[1], prevLsp_);
     if (frame.isSilence) return;
 
     int16_t quantised[2][lpOrder];
     ryxsLSPQuant_GSMAMR_16s(lsp, lsfResidual_, quantised[0], parameters, mode().rate);
     parameters += mode().lsfIndices();
-    ryxsInterpolate_GSMAMR_16s(prevQuantisedLsp_, quantised[0], interpolated[0], mode().rate);
-    for (int k = 0; k < subframes; k++)
-        ryxsLSPToLPC_G729_16s(interpolated[k], frame.quantised[k]);
+    ryxsInterpolatedLPC_GSMAMR_16s(prevQuantisedLsp_, quantised[0], frame.quantised[0], mode().rate);
     copy(quantised[is122 ? 1 : 0], prevQuantisedLsp_);
 }
 
@@ -182,20 +182,19 @@ void Encoder::searchOpenLoop(Frame &frame) {
 }
 
 void Encoder::prepare(const Frame &frame, int k, Subframe &sub) {
-    ryxsImpulseResponseTarget_GSMAMR_16s(speech() + k * subframeLength - lpOrder, frame.weighted1[k],
-                                         frame.weighted2[k], frame.quantised[k], memories_.error,
-                                         memories_.weightedError, sub.impulse, sub.residual, sub.target);
+    ryxsTarget_GSMAMR_16s(speech() + k * subframeLength - lpOrder, frame.weighted1[k], frame.weighted2[k],
+                          frame.quantised[k], memories_.error, memories_.weightedError, sub.residual, sub.target);
     std::copy_n(sub.residual, subframeLength, excitation() + k * subframeLength);
 }
 
 void Encoder::searchAdaptiveCodebook(const Frame &frame, int k, Subframe &sub, Parameters &parameters) {
     int16_t *const excitation = this->excitation() + k * subframeLength;
-    ryxsAdaptiveCodebookSearch_GSMAMR_16s(excitation, sub.target, sub.impulse, frame.lags[k / 2], &prevLag_,
+    ryxsAdaptiveCodebookSearch_GSMAMR_16s(excitation, sub.target, frame.impulses[k], frame.lags[k / 2], &prevLag_,
                                           &sub.fraction, parameters++, k, mode().rate);
     sub.lag = prevLag_;
     if (mode().rate == ryxGSMAMRRate10200) ryxsOpenLoopPitchUpdate_GSMAMR_16s(sub.lag, k, openLoop_);
     ryxsDecodeAdaptiveVector_GSMAMR_16s_I(excitation, sub.lag, sub.fraction, mode().rate);
-    ryxsConvolve_GSMAMR_16s(excitation, sub.impulse, sub.adaptive);
+    ryxsConvolve_GSMAMR_16s(excitation, frame.impulses[k], sub.adaptive);
     ryxsAdaptiveCodebookGain_GSMAMR_16s(sub.target, sub.adaptive, &sub.pitchGain, sub.energies, mode().rate);
     ryxsPitchGainLimit_GSMAMR_16s(frame.resonance, pastGains_, &sub.pitchGain, &sub.limit, mode().rate);
     if (mode().rate == ryxGSMAMRRate12200) ryxsPitchGainQuant_GSMAMR_16s(&sub.pitchGain, sub.limit, parameters++);
@@ -203,11 +202,12 @@ void Encoder::searchAdaptiveCodebook(const Frame &frame, int k, Subframe &sub, P
     ryxsSubtractAdaptiveVector_GSMAMR_16s(sub.residual, excitation, sub.pitchGain, sub.codebookResidual);
 }
 
-void Encoder::searchFixedCodebook(int k, Subframe &sub, Parameters &parameters) {
-    copy(sub.impulse, sub.plainImpulse);
+void Encoder::searchFixedCodebook(const Frame &frame, int k, Subframe &sub, Parameters &parameters) {
+    int16_t impulse[subframeLength]; // which the search sharpens
+    copy(frame.impulses[k], impulse);
     ryxsFixedCodebookSearch_GSMAMR_16s(sub.lag, mode().rate == ryxGSMAMRRate12200 ? sub.pitchGain : sharpening_,
-                                       sub.codebookTarget, sub.codebookResidual, sub.impulse, sub.code,
-                                       sub.filteredCode, parameters, k, mode().rate);
+                                       sub.codebookTarget, sub.codebookResidual, impulse, sub.code, sub.filteredCode,
+                                       parameters, k, mode().rate);
     parameters += mode().codeWords();
 }
 
@@ -246,7 +246,7 @@ void Encoder::encodeSubframe(const Frame &frame, int k, Parameters &parameters) 
     Subframe sub;
     prepare(frame, k, sub);
     searchAdaptiveCodebook(frame, k, sub, parameters);
-    searchFixedCodebook(k, sub, parameters);
+    searchFixedCodebook(frame, k, sub, parameters);
     sub.excitation = excitation() + k * subframeLength;
     quantiseGains(sub, parameters);
     keepGain(sub.pitchGain);
@@ -262,7 +262,7 @@ void Encoder::encodePair(const Frame &frame, int k, Parameters &parameters) {
     const int16_t sharpeningBefore = sharpening_;
     prepare(frame, k, first);
     searchAdaptiveCodebook(frame, k, first, parameters);
-    searchFixedCodebook(k, first, parameters);
+    searchFixedCodebook(frame, k, first, parameters);
     ryxsGainQuantJointFirst_GSMAMR_16s(first.target, first.codebookTarget, first.adaptive, first.filteredCode,
                                        first.code, first.energies, pastEnergies_, pastEnergies122_, &first.codeGain,
                                        joint);
@@ -273,7 +273,7 @@ void Encoder::encodePair(const Frame &frame, int k, Parameters &parameters) {
 
     prepare(frame, k + 1, second);
     searchAdaptiveCodebook(frame, k + 1, second, parameters);
-    searchFixedCodebook(k + 1, second, parameters);
+    searchFixedCodebook(frame, k + 1, second, parameters);
     int16_t gains[4];
     ryxsGainQuantJointSecond_GSMAMR_16s(second.target, second.adaptive, second.filteredCode, second.code,
                                         second.energies, second.limit, pastEnergies_, pastEnergies122_, gains, index,
@@ -289,7 +289,7 @@ void Encoder::encodePair(const Frame &frame, int k, Parameters &parameters) {
 void Encoder::remake(const Frame &frame, int k, Subframe &sub, const int16_t *gains) {
     int16_t *const excitation = this->excitation() + k * subframeLength;
     ryxsDecodeAdaptiveVector_GSMAMR_16s_I(excitation, sub.lag, sub.fraction, mode().rate);
-    ryxsConvolve_GSMAMR_16s(excitation, k % 2 == 0 ? sub.plainImpulse : sub.impulse, sub.adaptive);
+    ryxsConvolve_GSMAMR_16s(excitation, frame.impulses[k], sub.adaptive);
     sub.pitchGain = gains[0];
     sub.codeGain = gains[1];
     reconstruct(frame, k, sub);

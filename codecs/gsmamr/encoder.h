@@ -19,6 +19,7 @@ private:
     struct Frame {
         int16_t lpc[subframes][lpCoefficients], quantised[subframes][lpCoefficients];
         int16_t weighted1[subframes][lpCoefficients], weighted2[subframes][lpCoefficients];
+        int16_t impulses[subframes][subframeLength];
         int16_t lsp[2][lpOrder]; // in the middle and at the end of the frame
         int16_t lags[2];
         int16_t resonance;
@@ -27,7 +28,6 @@ private:
     };
     // And those of a subframe.
     struct Subframe {
-        int16_t impulse[subframeLength], plainImpulse[subframeLength];
         int16_t residual[subframeLength], target[subframeLength];
         int16_t codebookResidual[subframeLength], codebookTarget[subframeLength];
         int16_t adaptive[subframeLength]; // filtered
@@ -53,7 +53,7 @@ private:
     void searchOpenLoop(Frame &frame);
     void prepare(const Frame &frame, int k, Subframe &sub);
     void searchAdaptiveCodebook(const Frame &frame, int k, Subframe &sub, Parameters &parameters);
-    void searchFixedCodebook(int k, Subframe &sub, Parameters &parameters);
+    void searchFixedCodebook(const Frame &frame, int k, Subframe &sub, Parameters &parameters);
     void quantiseGains(Subframe &sub, Parameters &parameters);
     void reconstruct(const Frame &frame, int k, Subframe &sub);
     void encodeSubframe(const Frame &frame, int k, Parameters &parameters);

@@ -95,6 +95,35 @@ ryxStatus ryxsImpulseResponseTarget_GSMAMR_16s(const int16_t *speech, const int1
                                                int16_t *impulse, int16_t *residual, int16_t *target);
 
 /**
+ * @brief The impulse responses of all subframes of a frame (3GPP TS 26.090, clause 5.4): ryxsImpulseResponseTarget_GSMAMR_16s()
+ *        without its residual and target.
+ * @param[in]  weightedLpc1 11 coefficients of A(z/g1) for each of four subframes, Q12
+ * @param[in]  weightedLpc2 11 coefficients of A(z/g2) for each of four subframes, Q12
+ * @param[in]  quantisedLpc 11 coefficients of A^(z) for each of four subframes, Q12
+ * @param[out] impulses     40 samples of the impulse response for each of four subframes, Q12; apart from the inputs
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsImpulseResponses_GSMAMR_16s(const int16_t *weightedLpc1, const int16_t *weightedLpc2,
+                                          const int16_t *quantisedLpc, int16_t *impulses);
+
+/**
+ * @brief LP residual and target of a subframe (3GPP TS 26.090, clause 5.5): ryxsImpulseResponseTarget_GSMAMR_16s() without its
+ *        impulse response.
+ * @param[in]  speech          the 40 samples of the subframe and the 10 before it: 50 samples, oldest first
+ * @param[in]  weightedLpc1    11 coefficients of A(z/g1), Q12
+ * @param[in]  weightedLpc2    11 coefficients of A(z/g2), Q12
+ * @param[in]  quantisedLpc    11 coefficients of A^(z), Q12
+ * @param[in]  synthesisMemory last 10 samples of the error signal before the subframe, oldest first
+ * @param[in]  weightingMemory last 10 samples of the weighted error before the subframe, oldest first
+ * @param[out] residual        40 samples of the LP residual
+ * @param[out] target          40 samples of the target
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsTarget_GSMAMR_16s(const int16_t *speech, const int16_t *weightedLpc1, const int16_t *weightedLpc2,
+                                const int16_t *quantisedLpc, const int16_t *synthesisMemory,
+                                const int16_t *weightingMemory, int16_t *residual, int16_t *target);
+
+/**
  * @brief Searches the algebraic codebook (3GPP TS 26.090, clause 5.7).
  *
  * For a lag below 40 the impulse response is sharpened first: h[n] += (s * h[n - pitchLag]) >> 15 for n = `pitchLag`..39
@@ -424,6 +453,17 @@ ryxStatus ryxsLSFDecode_GSMAMR_16s(const int16_t *indices, int16_t *pastResidual
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another rate
  */
 ryxStatus ryxsInterpolate_GSMAMR_16s(const int16_t *prevLsp, const int16_t *lsp, int16_t *dst, int rate);
+
+/**
+ * @brief Interpolates LSPs for the four subframes of a frame and converts them to LP coefficients (3GPP TS 26.090, clauses
+ *        5.2.6 and 5.2.4): ryxsInterpolate_GSMAMR_16s() and ryxsLSPToLPC_G729_16s() in one.
+ * @param[in]  prevLsp 10 LSPs at the end of the frame before, Q15
+ * @param[in]  lsp     10 LSPs of this frame; at 12.2 kbit/s 20, those in its middle and those at its end
+ * @param[out] lpc     11 LP coefficients for each of four subframes, Q12; apart from the inputs
+ * @param[in]  rate    one of the ryxGSMAMRRate values but #ryxGSMAMRRateSID
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for another rate
+ */
+ryxStatus ryxsInterpolatedLPC_GSMAMR_16s(const int16_t *prevLsp, const int16_t *lsp, int16_t *lpc, int rate);
 
 /**
  * @brief Filters with A(z): the LP residual.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
+#include "common/lsp_to_lpc_lanes.h"
 #include "frame/implementations.h"
 #include "gsmamr/lsf_steps.h"
 #include "gsmamr/rates.h"
@@ -12,10 +13,36 @@ using namespace ryxsc::gsmamr;
 
 namespace {
 
+using simd::Vector;
+
+// Ten words as eight and the last eight of them.
 template <class Sum> void combine(const int16_t *x, const int16_t *y, int16_t *dst, Sum sum) {
-    std::transform(x, x + lsfOrder, y, dst, [&](int u, int v) { return static_cast<int16_t>(sum(u, v)); });
+    const Vector front = sum(simd::load(x), simd::load(y)), back = sum(simd::load(x + 2), simd::load(y + 2));
+    simd::store(dst, front);
+    simd::store(dst + 2, back);
 }
-constexpr auto halves = [](int u, int v) { return (u >> 1) + (v >> 1); };
+
+// The terms are rounded one by one, so that the sums stay within 16 bits.
+constexpr auto halves = [](Vector u, Vector v) { return _mm_add_epi16(_mm_srai_epi16(u, 1), _mm_srai_epi16(v, 1)); };
+constexpr auto quarters = [](Vector most, Vector least) {
+    return _mm_add_epi16(_mm_sub_epi16(most, _mm_srai_epi16(most, 2)), _mm_srai_epi16(least, 2));
+};
+
+void interpolate(const int16_t *prevLsp, const int16_t *lsp, int16_t *dst, Rate rate) {
+    int16_t *const second = dst + lsfOrder, *const third = second + lsfOrder, *const fourth = third + lsfOrder;
+    if (rate == Rate::r1220) {
+        const int16_t *const middle = lsp, *const end = lsp + lsfOrder;
+        combine(prevLsp, middle, dst, halves);
+        std::copy_n(middle, lsfOrder, second);
+        combine(middle, end, third, halves);
+        std::copy_n(end, lsfOrder, fourth);
+        return;
+    }
+    combine(prevLsp, lsp, dst, quarters);
+    combine(prevLsp, lsp, second, halves);
+    combine(lsp, prevLsp, third, quarters);
+    std::copy_n(lsp, lsfOrder, fourth);
+}
 
 } // namespace
 
@@ -41,23 +68,22 @@ ryxStatus ryxsLSFWeights_GSMAMR_16s_u8(const int16_t *lsf, int16_t *weights) {
     return ryxStsOk;
 }
 
-// The terms are rounded one by one, so that the sums stay within 16 bits.
 ryxStatus ryxsInterpolate_GSMAMR_16s_u8(const int16_t *prevLsp, const int16_t *lsp, int16_t *dst, int rate) {
     if (anyNull(prevLsp, lsp, dst)) return ryxStsNullPtr;
     if (rateOf(rate) == Rate::none) return ryxStsOutOfRange;
-    int16_t *const second = dst + lsfOrder, *const third = second + lsfOrder, *const fourth = third + lsfOrder;
-    if (rateOf(rate) == Rate::r1220) {
-        const int16_t *const middle = lsp, *const end = lsp + lsfOrder;
-        combine(prevLsp, middle, dst, halves);
-        std::copy_n(middle, lsfOrder, second);
-        combine(middle, end, third, halves);
-        std::copy_n(end, lsfOrder, fourth);
-        return ryxStsOk;
-    }
-    combine(prevLsp, lsp, dst, [](int u, int v) { return u - (u >> 2) + (v >> 2); });
-    combine(prevLsp, lsp, second, halves);
-    combine(prevLsp, lsp, third, [](int u, int v) { return (u >> 2) + v - (v >> 2); });
-    std::copy_n(lsp, lsfOrder, fourth);
+    interpolate(prevLsp, lsp, dst, rateOf(rate));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsInterpolatedLPC_GSMAMR_16s_u8(const int16_t *prevLsp, const int16_t *lsp, int16_t *lpc, int rate) {
+    if (anyNull(prevLsp, lsp, lpc)) return ryxStsNullPtr;
+    if (rateOf(rate) == Rate::none) return ryxStsOutOfRange;
+    constexpr int subframes = 4;
+    int16_t interpolated[subframes][lsfOrder];
+    interpolate(prevLsp, lsp, interpolated[0], rateOf(rate));
+    if (LspToLpcLanes::convert(interpolated[0], lpc)) return ryxStsOk;
+    for (int k = 0; k < subframes; k++)
+        ryxsLSPToLPC_G729_16s_u8(interpolated[k], lpc + k * (lsfOrder + 1));
     return ryxStsOk;
 }
 

@@ -98,6 +98,50 @@ TEST(GsmAmrStages, HighPassFiltersEqualTheirOperatorsInAnyBlocks) {
         }
 }
 
+TEST(GsmAmrStages, InterpolatedCoefficientsAreThoseOfEverySubframe) {
+    Random random(2);
+    for (int round = 0; round < 4000; round++) {
+        const int rate = rates[round % 8];
+        const bool ordered = round % 5 != 0;
+        const Words before = random.lsp(ordered);
+        Words now = random.lsp(ordered), end = random.lsp(ordered), interpolated(40), expected(44), lpc(44);
+        now.insert(now.end(), end.begin(), end.end());
+        ASSERT_EQ(ryxsInterpolate_GSMAMR_16s(before.data(), now.data(), interpolated.data(), rate), ryxStsOk);
+        for (size_t k = 0; k < 4; k++)
+            ryxsLSPToLPC_G729_16s(&interpolated[10 * k], &expected[11 * k]);
+        ASSERT_EQ(ryxsInterpolatedLPC_GSMAMR_16s(before.data(), now.data(), lpc.data(), rate), ryxStsOk);
+        ASSERT_TRUE(lpc == expected) << round;
+    }
+}
+
+TEST(GsmAmrStages, ResponsesAndTargetsOfAFrameAreThoseOfItsSubframes) {
+    Random random(3);
+    for (int round = 0; round < 1000; round++) {
+        const bool stable = round % 4 != 0;
+        const int level = 32767 >> random.number(0, 10);
+        const Words quantised = random.lpc(stable), numerators = random.lpc(stable), denominators = random.lpc(stable);
+        const Words speech = random.words(50, level), synthesis = random.words(10, level),
+                    weighting = random.words(10, level);
+        Words impulses(160);
+        ASSERT_EQ(
+            ryxsImpulseResponses_GSMAMR_16s(numerators.data(), denominators.data(), quantised.data(), impulses.data()),
+            ryxStsOk);
+        for (size_t k = 0; k < 4; k++) {
+            Words impulse(40), residual[2] = {Words(40), Words(40)}, target[2] = {Words(40), Words(40)};
+            const int16_t *const a1 = &numerators[11 * k], *const a2 = &denominators[11 * k],
+                                 *const q = &quantised[11 * k];
+            ryxsImpulseResponseTarget_GSMAMR_16s(speech.data(), a1, a2, q, synthesis.data(), weighting.data(),
+                                                 impulse.data(), residual[0].data(), target[0].data());
+            ASSERT_EQ(ryxsTarget_GSMAMR_16s(speech.data(), a1, a2, q, synthesis.data(), weighting.data(),
+                                            residual[1].data(), target[1].data()),
+                      ryxStsOk);
+            ASSERT_TRUE(std::equal(impulse.begin(), impulse.end(), impulses.begin() + static_cast<int>(40 * k)))
+                << round;
+            ASSERT_TRUE(residual[0] == residual[1] && target[0] == target[1]) << round;
+        }
+    }
+}
+
 // Clause 6.2.1 in the recommendation's steps, subframe by subframe.
 class PostFilter {
 public:
