@@ -50,10 +50,10 @@ TEST(Conformance, RunsTheVariantThatTheFeatureMaskAsksFor) {
     ASSERT_STREQ(ryxscGetLibVersion()->targetCpu, wren ? "n8" : "u8");
 }
 
-// A stage of a whole codec is replayed with the codec's streams.
+// A stage of a whole codec is replayed with the codec's streams, one of the echo canceller with its conversations.
 std::set<std::string> primitivesOfCodecs() {
     std::set<std::string> names;
-    std::FILE *const listing = popen("nm -D --undefined-only '" RYXSC_CODEC_LIBRARY "'", "r");
+    std::FILE *const listing = popen("nm -D --undefined-only " RYXSC_LAYERS, "r");
     for (char name[256]; listing && std::fscanf(listing, "%255s", name) == 1;)
         if (std::string(name).starts_with("ryxs")) names.insert(name);
     if (listing) pclose(listing);
