@@ -84,6 +84,10 @@ static inline const char *ryxscStatusText(ryxStatus status) {
         return "ryxStsBadFlag: the normalisation flag of an internal transform is none";
     case ryxStsBadContext:
         return "ryxStsBadContext: a block does not carry the identifier of its kind";
+    case ryxStsBadBounds:
+        return "ryxStsBadBounds: a lower bound exceeds an upper bound";
+    case ryxStsBadLevel:
+        return "ryxStsBadLevel: a level is negative";
     case ryxStsBadShift:
         return "ryxStsBadShift: a shift count is negative";
     case ryxStsBadBandCount:

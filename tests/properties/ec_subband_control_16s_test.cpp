@@ -127,7 +127,7 @@ struct Decision {
 
 // The residuals of all sets jump 300 times, by a factor of three at least. Factors in Q15 may move a
 // decision by some blocks, of a millisecond here.
-class Decisions : public testing::Test {
+class EcDecisions : public testing::Test {
 protected:
     static constexpr int bands = 5, taps = 3, hop = 8, rate = 8000, blocksPerLevel = 200, blockCount = 60000;
 
@@ -202,7 +202,7 @@ protected:
     }
 };
 
-TEST_F(Decisions, AreThoseOfTheFloatingOne) {
+TEST_F(EcDecisions, AreThoseOfTheFloatingOne) {
     const std::vector<Decision> wanted = ofTheFloatingOne(), found = ofTheFixedOne();
     ASSERT_EQ(found.size(), wanted.size());
     std::array<int, 5> counts = {};
