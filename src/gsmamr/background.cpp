@@ -43,8 +43,12 @@ public:
         low_ = _mm_min_epi16(low_, simd::load(x));
         high_ = _mm_max_epi16(high_, simd::load(x));
     }
-    int16_t lowest() const { return extremeOf(low_, _mm_min_epi16); }
-    int16_t highest() const { return extremeOf(high_, _mm_max_epi16); }
+    int16_t lowest() const {
+        return extremeOf(low_, [](simd::Vector x, simd::Vector y) { return _mm_min_epi16(x, y); });
+    }
+    int16_t highest() const {
+        return extremeOf(high_, [](simd::Vector x, simd::Vector y) { return _mm_max_epi16(x, y); });
+    }
 
 private:
     template <class Extreme> static int16_t extremeOf(simd::Vector x, Extreme extreme) {
