@@ -73,14 +73,16 @@ typedef struct ryxEchoOptions {
      *  block) with #ryxEchoTransform, of 16 ms with #ryxEchoFullband, none with #ryxEchoSubband. 0: linear, near speech
      *  passes unchanged. */
     int suppression;
-    float echoBound; /**< by how many decibels suppression may weaken residual echo, noiseBound to 120; usually 40 */
-    /** By how many decibels suppression may weaken steady noise of the near end, from 0; usually 12. 0 leaves the noise, and
-     *  fills echo up to it: no need for comfort noise. */
+    /** By how many decibels suppression may weaken residual echo, `noiseBound` to 120; usually 40. */
+    float echoBound;
+    /** By how many decibels suppression may weaken steady noise of the near end, 0 to `echoBound`; usually 12. 0 leaves
+     *  the noise, and fills echo up to it: no need for comfort noise. */
     float noiseBound;
     /** 1: the disabling tone of modems (2100 Hz with phase reversals, ITU-T G.168) in either direction lets the microphone
      *  pass unchanged, until the tone's channel has been silent for 250 ms. 8 and 16 kHz. 0 (usual): no notice of it. */
     int tone;
-    float fullScale; /**< for ryxechoProcessFloat(): what full scale is in the caller's samples, 32768 (usual) or 1 */
+    /** For ryxechoProcessFloat(): what full scale is in the caller's samples, 32768 (usual) or 1. */
+    float fullScale;
 } ryxEchoOptions;
 
 /** What ryxechoGetInfo() tells. */

@@ -170,7 +170,8 @@ ryxStatus ryxsSubbandForward_EC_32f32fc(const float *src, ryx32fc *dst, SubbandP
 /**
  * @brief Transforms N/2 + 1 bins back, divided by N, all in single precision.
  *
- * Where the sums cancel, some 1e-7 of the loudest sample is left. ryxsSubbandSynthesis_32fc32f() computes in double precision.
+ * Where the sums cancel, some 1e-7 of the loudest sample is left. ryxsSubbandSynthesis_32fc32f() computes in double
+ * precision.
  *
  * @param[in] src     N/2 + 1 bins; the imaginary parts of the first and the last are ignored
  * @param[out] dst    N samples
@@ -657,8 +658,8 @@ ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, Tone
  *
  * **Sub-band.** The controller of ryxsSubbandController_EC_32f() for ryxsFIRSubband_EC_32sc_Sfs() and
  * ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(), with the same rules, events and times. Spectra are at unit level, as
- * ryxsSubbandAnalysis_16s32sc_Sfs() makes them with a scale factor of 0; coefficients are in Q`scaleFactor`, the filter's scale
- * factor. Steps come as mantissa and exponent of every band for an update with a scale factor of 0. Energies of samples are
+ * ryxsSubbandAnalysis_16s32sc_Sfs() makes them with a scale factor of 0; coefficients are in Q`scaleFactor`, the
+ * filter's scale factor. Steps come as mantissa and exponent of every band for an update with a scale factor of 0. Energies of samples are
  * exact sums in 64 bits, smoothed with factors in Q15 and compared by integer multiples (10 em > 13 ed and the like).
  * Numbers of bands are mantissas of 32 bits with an exponent each, rounded down after every operation; the sums of squares
  * that they come from are exact. Only the initialisation uses floating point.
@@ -812,8 +813,8 @@ ryxStatus ryxsSubbandControllerBackup_EC_16s(const ryx32sc *const *history, ryx3
 /**
  * @brief Computes the steps of both sets, like ryxsSubbandControllerUpdate_EC_32f().
  *
- * A step is mantissa * 2^-exponent in units of the coefficients: ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I() takes it as it is,
- * with a scale factor of 0. The mantissa is 16384..32767, within 7e-5 of the step below it; a step of 0 has 0 for both.
+ * A step is mantissa * 2^-exponent in units of the coefficients: ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I() takes it as
+ * it is, with a scale factor of 0. The mantissa is 16384..32767, within 7e-5 of the step below it; a step of 0 has 0 for both.
  *
  * @param[in]     history            `taps` pointers to far-end spectra of `numBands` values, the newest frame first
  * @param[in]     coefs              main set
@@ -1044,7 +1045,8 @@ ryxStatus ryxsNoiseFilterReset_EC_32f(NoiseFilterState_EC_32f *state);
  * (sqrt(0.5 - 0.5 cos(2 pi (n + 0.5) / N))), so that the synthesis gives the signal back N - hop samples late. A gain
  * follows from the ratio of wanted to unwanted energy in each band (decision-directed), where unwanted is a noise floor
  * and residual echo: `residual`, the share of the echo that was left in the past, the white noise of a companded
- * microphone, and what is behind the last tap of a path that decays. A value that is not finite spoils only the block that it is in; the estimates recover within seconds.
+ * microphone, and what is behind the last tap of a path that decays. A value that is not finite spoils only the block
+ * that it is in; the estimates recover within seconds.
  *
  * @param[in]     echo     spectrum of the echo estimate, `numBands` values. This and the next three may be null with
  *                         #ryxEcFilterNoise

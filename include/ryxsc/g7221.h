@@ -143,7 +143,8 @@ ryxStatus ryxsEnvelopeDecode_G7221_8u16s(const uint8_t *src, int bits, int regio
  * @brief Chooses the categories of the regions, that is their quantisers (ITU-T G.722.1).
  *
  * There are 16 categorisations at 16 kHz and 32 at 32 kHz. The first is the finest; the next follow from it by raising
- * the category of one region each, and `balances` names these regions; one that has category 7 already keeps it. Encoder and decoder find the same ones.
+ * the category of one region each, and `balances` names these regions; one that has category 7 already keeps it.
+ * Encoder and decoder find the same ones.
  *
  * @param[in]  powerIndex    coded power indices, `regions`
  * @param[in]  regions       14 or 28

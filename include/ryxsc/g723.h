@@ -197,8 +197,8 @@ ryxStatus ryxsLSFToLPC_G723_16s_I(int16_t *lsfLpc);
  * @defgroup g723weighting ITU-T G.723.1: weighting, open-loop pitch and the combined filter
  * @brief What makes the target of the closed-loop searches.
  *
- * Filter memories are the last words of a line, the oldest first. Harmonic lags are those that ryxsHarmonicSearch_G723_16s() gives,
- * 15..145.
+ * Filter memories are the last words of a line, the oldest first. Harmonic lags are those that
+ * ryxsHarmonicSearch_G723_16s() gives, 15..145.
  * @{
  */
 

@@ -95,8 +95,8 @@ ryxStatus ryxsImpulseResponseTarget_GSMAMR_16s(const int16_t *speech, const int1
                                                int16_t *impulse, int16_t *residual, int16_t *target);
 
 /**
- * @brief The impulse responses of all subframes of a frame (3GPP TS 26.090, clause 5.4): ryxsImpulseResponseTarget_GSMAMR_16s()
- *        without its residual and target.
+ * @brief The impulse responses of all subframes of a frame (3GPP TS 26.090, clause 5.4):
+ *        ryxsImpulseResponseTarget_GSMAMR_16s() without its residual and target.
  * @param[in]  weightedLpc1 11 coefficients of A(z/g1) for each of four subframes, Q12
  * @param[in]  weightedLpc2 11 coefficients of A(z/g2) for each of four subframes, Q12
  * @param[in]  quantisedLpc 11 coefficients of A^(z) for each of four subframes, Q12
@@ -107,8 +107,8 @@ ryxStatus ryxsImpulseResponses_GSMAMR_16s(const int16_t *weightedLpc1, const int
                                           const int16_t *quantisedLpc, int16_t *impulses);
 
 /**
- * @brief LP residual and target of a subframe (3GPP TS 26.090, clause 5.5): ryxsImpulseResponseTarget_GSMAMR_16s() without its
- *        impulse response.
+ * @brief LP residual and target of a subframe (3GPP TS 26.090, clause 5.5): ryxsImpulseResponseTarget_GSMAMR_16s()
+ *        without its impulse response.
  * @param[in]  speech          the 40 samples of the subframe and the 10 before it: 50 samples, oldest first
  * @param[in]  weightedLpc1    11 coefficients of A(z/g1), Q12
  * @param[in]  weightedLpc2    11 coefficients of A(z/g2), Q12
@@ -128,8 +128,8 @@ ryxStatus ryxsTarget_GSMAMR_16s(const int16_t *speech, const int16_t *weightedLp
  *
  * For a lag below 40 the impulse response is sharpened first: h[n] += (s * h[n - pitchLag]) >> 15 for n = `pitchLag`..39
  * in this order, with s = sat16(2 * pitchGain); after the search the code vector in the same way. The sums wrap at 16
- * bits where the recommendation saturates (ryxsFixedCodebookSearch_GSMAMR_16s() does as the recommendation). The filtered code vector is the code vector before its sharpening, through the
- * sharpened impulse response: without its own sharpening, it already has the pitch in it.
+ * bits where the recommendation saturates (ryxsFixedCodebookSearch_GSMAMR_16s() does as the recommendation). The
+ * filtered code vector is the code vector before its sharpening, through the sharpened impulse response: without its own sharpening, it already has the pitch in it.
  *
  * The work arrays take 8 KB of stack; ryxsAlgebraicCodebookSearchEX_GSMAMR_16s() has them elsewhere.
  *
@@ -760,7 +760,8 @@ ryxStatus ryxsGainQuantAdapt_GSMAMR_16s(const int16_t *target, const int16_t *ta
                                         int16_t *pastEnergies, int16_t *pastEnergies122, int16_t *pitchGain,
                                         int16_t *codeGain, int16_t *indices, GainAdaptState_GSMAMR *state);
 
-/** What a first subframe of 4.75 kbit/s leaves for the second, in a block of the size that its GetStateSize function reports. */
+/** What a first subframe of 4.75 kbit/s leaves for the second, in a block of the size that its GetStateSize function
+ *  reports. */
 typedef struct JointGainState_GSMAMR JointGainState_GSMAMR;
 
 /**

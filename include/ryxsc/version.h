@@ -41,7 +41,8 @@ typedef struct ryxLibraryVersion {
  * @brief Returns the version record of the variant that this process uses.
  *
  * The variant is chosen once, when the library is loaded: "u8", or "n8" when the core library reports a processor of the
- * low-power Wren family. No processor reports itself as one yet; the environment variable RYX_CPU_FEATURES chooses it. Both give the same results; this record is the only difference that can be seen.
+ * low-power Wren family. No processor reports itself as one yet; the environment variable RYX_CPU_FEATURES chooses it.
+ * Both give the same results; this record is the only difference that can be seen.
  *
  * @return pointer to a constant record, never null, the same on every call
  */
