@@ -502,8 +502,9 @@ ryxStatus ryxsDeemphasize_AMRWB_32s16s(const int32_t *src, int16_t *dst, int len
  * after the other, in half of their time: the three recursions run side by side.
  *
  * @param[in]     src       64 outputs of ryxsSynthesisFilter_AMRWB_16s32s_I(); bits 0 to 3 are ignored
- * @param[out]    dst       64 samples: speech behind the high-pass of 50 Hz
- * @param[out]    upper     64 samples: `dst` behind that of 400 Hz, a sixteenth of the signal. Must not overlap `dst`
+ * @param[out]    dst       64 samples: speech behind the high-pass of 50 Hz. Must not overlap `src`
+ * @param[out]    upper     64 samples: `dst` behind that of 400 Hz, a sixteenth of the signal. Must not overlap `src`
+ *                          or `dst`
  * @param[in,out] memory    as in ryxsDeemphasize_AMRWB_32s16s()
  * @param[in,out] memory50  as in ryxsHighPassFilter50_AMRWB_16s_I()
  * @param[in,out] memory400 as in ryxsHighPassFilter400_AMRWB_16s()

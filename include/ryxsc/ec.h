@@ -160,7 +160,8 @@ ryxStatus ryxsSubbandSynthesis_32sc16s_Sfs(const ryx32sc *src, int16_t *dst, Sub
 /**
  * @brief Transforms N samples without a window, in single precision: X[k] = sum over n of src[n] exp(-2 pi i k n / N).
  * @param[in] src     N samples
- * @param[out] dst    N/2 + 1 bins, k = 0 .. N/2; the imaginary parts of the first and the last are 0
+ * @param[out] dst    N/2 + 1 bins, k = 0 .. N/2; the imaginary parts of the first and the last are 0. Must not
+ *                    overlap `src`
  * @param[in] state   of ryxsSubbandProcessInit_32f(); only its transform is used, so that one serves all signals
  * @param     workBuf buffer of the reported size; its content is of no use between calls
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
@@ -174,7 +175,7 @@ ryxStatus ryxsSubbandForward_EC_32f32fc(const float *src, ryx32fc *dst, SubbandP
  * precision.
  *
  * @param[in] src     N/2 + 1 bins; the imaginary parts of the first and the last are ignored
- * @param[out] dst    N samples
+ * @param[out] dst    N samples. Must not overlap `src`
  * @param[in] state   of ryxsSubbandProcessInit_32f(); only its transform is used
  * @param     workBuf buffer of the reported size; its content is of no use between calls
  * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsErr (another state), #ryxStsBadContext (its sizes overwritten); #ryxStsNoMem
@@ -438,7 +439,7 @@ ryxStatus ryxsFIRSubbandAPCoeffUpdate_EC_32fc_I(const double *const *step, const
  * @param[in]  history  `taps` pointers to far-end spectra of `numBands` values, the newest frame first
  * @param[in]  coefs1   `taps` pointers to spectra of coefficients, the first set
  * @param[in]  coefs2   the second set
- * @param[out] dst1     echo estimate of the first set, `numBands` values
+ * @param[out] dst1     echo estimate of the first set, `numBands` values. Neither output overlaps the other or an input
  * @param[out] dst2     that of the second set
  * @param[in]  taps     number of frames, 1..255
  * @param[in]  numBands number of bands, 1..4097
@@ -659,10 +660,10 @@ ryxStatus ryxsToneDetect_EC_16s(const int16_t *src, int len, int *detected, Tone
  * **Sub-band.** The controller of ryxsSubbandController_EC_32f() for ryxsFIRSubband_EC_32sc_Sfs() and
  * ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I(), with the same rules, events and times. Spectra are at unit level, as
  * ryxsSubbandAnalysis_16s32sc_Sfs() makes them with a scale factor of 0; coefficients are in Q`scaleFactor`, the
- * filter's scale factor. Steps come as mantissa and exponent of every band for an update with a scale factor of 0. Energies of samples are
- * exact sums in 64 bits, smoothed with factors in Q15 and compared by integer multiples (10 em > 13 ed and the like).
- * Numbers of bands are mantissas of 32 bits with an exponent each, rounded down after every operation; the sums of squares
- * that they come from are exact. Only the initialisation uses floating point.
+ * filter's scale factor. Steps come as mantissa and exponent of every band for an update with a scale factor of 0.
+ * Energies of samples are exact sums in 64 bits, smoothed with factors in Q15 and compared by integer multiples (like
+ * 10 em > 13 ed). Numbers of bands are mantissas of 32 bits with an exponent each, rounded down after every
+ * operation; the sums of squares that they come from are exact. Only the initialisation uses floating point.
  *
  * In an overlap-save canceller the constraint is best applied to what has to go: the inverse transform of a tap's
  * coefficients, its first half cleared, transformed again and subtracted. What stays then keeps all of its 32 bits.
@@ -814,7 +815,8 @@ ryxStatus ryxsSubbandControllerBackup_EC_16s(const ryx32sc *const *history, ryx3
  * @brief Computes the steps of both sets, like ryxsSubbandControllerUpdate_EC_32f().
  *
  * A step is mantissa * 2^-exponent in units of the coefficients: ryxsFIRSubbandLowCoeffUpdate_EC_32sc_I() takes it as
- * it is, with a scale factor of 0. The mantissa is 16384..32767, within 7e-5 of the step below it; a step of 0 has 0 for both.
+ * it is, with a scale factor of 0. The mantissa is 16384..32767, within 7e-5 of the step below it; a step of 0 has 0
+ * for both.
  *
  * @param[in]     history            `taps` pointers to far-end spectra of `numBands` values, the newest frame first
  * @param[in]     coefs              main set

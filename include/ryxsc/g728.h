@@ -115,7 +115,7 @@ typedef struct SynthesisTaps_G728 SynthesisTaps_G728;
 ryxStatus ryxsSynthesisTapsGetStateSize_G728_16s(int *size);
 
 /**
- * @brief Arranges the coefficients of the synthesis filter for the vectors that follow.
+ * @brief Arranges the coefficients of the synthesis filter (G.728 Annex G) for the vectors that follow.
  * @param[in]  coefficients 50 predictor coefficients a[1..50] in Q14
  * @param[out] taps         block of 744 bytes, which needs no other initialisation
  * @return #ryxStsOk; #ryxStsNullPtr

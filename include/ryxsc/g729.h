@@ -559,7 +559,7 @@ ryxStatus ryxsWeightingFilter_G729A_16s(const int16_t *weightedLpc, const int16_
  * @brief Impulse responses of the weighted synthesis filters 1 / A(z/0.75) of both subframes of a frame (ITU-T G.729,
  *        clause A.3.5), as ryxsSynthesisFilter_G729_16s() gives them for 4096, 0, 0, ... from rest.
  * @param[in]  weightedLpc 11 coefficients in Q12 of the first, then of the second subframe
- * @param[out] responses   40 values in Q12 of the first, then of the second subframe
+ * @param[out] responses   40 values in Q12 of the first, then of the second subframe; does not overlap `weightedLpc`
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
 ryxStatus ryxsImpulseResponses_G729A_16s(const int16_t *weightedLpc, int16_t *responses);

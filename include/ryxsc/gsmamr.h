@@ -126,10 +126,11 @@ ryxStatus ryxsTarget_GSMAMR_16s(const int16_t *speech, const int16_t *weightedLp
 /**
  * @brief Searches the algebraic codebook (3GPP TS 26.090, clause 5.7).
  *
- * For a lag below 40 the impulse response is sharpened first: h[n] += (s * h[n - pitchLag]) >> 15 for n = `pitchLag`..39
- * in this order, with s = sat16(2 * pitchGain); after the search the code vector in the same way. The sums wrap at 16
- * bits where the recommendation saturates (ryxsFixedCodebookSearch_GSMAMR_16s() does as the recommendation). The
- * filtered code vector is the code vector before its sharpening, through the sharpened impulse response: without its own sharpening, it already has the pitch in it.
+ * For a lag below 40 the impulse response is sharpened first: h[n] += (s * h[n - pitchLag]) >> 15 for n =
+ * `pitchLag`..39 in this order, with s = sat16(2 * pitchGain); after the search the code vector in the same way. The
+ * sums wrap at 16 bits where the recommendation saturates (ryxsFixedCodebookSearch_GSMAMR_16s() does as the
+ * recommendation). The filtered code vector is the code vector before its sharpening, through the sharpened impulse
+ * response: without its own sharpening, it already has the pitch in it.
  *
  * The work arrays take 8 KB of stack; ryxsAlgebraicCodebookSearchEX_GSMAMR_16s() has them elsewhere.
  *
