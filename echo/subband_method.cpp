@@ -104,7 +104,11 @@ void SubbandMethod::process(const float *far, const float *microphone, float *li
     synthesise(microphone_, referenceBank, reference);
     std::memcpy(samples_, linear, static_cast<size_t>(hop_) * sizeof *linear);
 
-    const ryx32fc *main = frozen ? errors_[0] : learn(hasBackup, seen);
+    const ryx32fc *main = errors_[0];
+    if (frozen)
+        sets_.rest();
+    else
+        main = learn(hasBackup, seen);
     if (!guard_.judge(reference, linear, hop_).now) main = microphone_;
     ryx32fc *const echo = output_, *const cleaned = errors_[2];
     subtract(echo, microphone_, main, bands_);

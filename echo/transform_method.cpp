@@ -75,6 +75,7 @@ void TransformMethod::process(const float *far, const float *microphone, float *
     ryx32fc *const echo1 = spectra_, *const echo2 = spectra_ + bands_;
     float *const e1 = errors_, *const e2 = errors_ + block_, *const e3 = errors_ + 2 * block_;
     if (frozen) {
+        sets_.rest();
         sets_.estimateMain(echo1);
         estimate(echo1, microphone, linear);
     } else {

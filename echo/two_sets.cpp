@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "two_sets.h"
 
-#include <cstring>
+#include <algorithm>
 
 namespace ryxecho {
 
@@ -55,6 +55,11 @@ void TwoSets::adapt(const ryx32fc *error1, const ryx32fc *error2, Observations &
         step2[k] *= shadowStep_;
     ryxsFIRSubbandCoeffUpdatePair_EC_32fc_I(step1, step2, history_, error1, error2, main_, shadow_, taps_, bands_);
     ryxsSubbandControllerDT_EC_32f(&seen.doubleTalk, controller_);
+}
+
+// The residual that the last update foresaw belongs to its own block; suppression measures what is left by itself.
+void TwoSets::rest() {
+    std::fill_n(residual_, bands_, 0.0F);
 }
 
 } // namespace ryxecho

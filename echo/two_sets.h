@@ -36,6 +36,8 @@ public:
     // The event of ryxsSubbandController_EC_32f().
     int compare(const float *microphone, const float *e1, const float *e2, const float *e3, Observations &seen);
     void adapt(const ryx32fc *error1, const ryx32fc *error2, Observations &seen);
+    // Instead of comparing and adapting, while the canceller is frozen.
+    void rest();
 
 private:
     static constexpr int mostTaps = 255;
