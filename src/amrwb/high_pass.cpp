@@ -12,8 +12,9 @@ namespace {
 template <const Section &section> void filterSaturating(const int16_t *src, int16_t *dst, int len, SectionMemory &m) {
     for (int i = 0; i < len; i++) {
         const int16_t x0 = src[i];
-        // The low parts are not negative and the products small.
-        int32_t sum = (0x4000 + 2 * (m.low1 * section.a1 + m.low2 * section.a2)) >> 15;
+        // In 64 bits for the sake of memories that no filter has left: low parts are not negative and the products small.
+        auto sum =
+            static_cast<int32_t>((0x4000 + 2 * (int64_t{m.low1} * section.a1 + int64_t{m.low2} * section.a2)) >> 15);
         sum = rarelySaturatingAdd(sum, 2 * m.high1 * section.a1);
         sum = rarelySaturatingAdd(sum, 2 * m.high2 * section.a2);
         sum = rarelySaturatingAdd(sum, 2 * x0 * section.b0);

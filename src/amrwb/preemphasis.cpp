@@ -39,8 +39,9 @@ ryxStatus ryxsPreemphasizeAutoScale_AMRWB_16s_u8(const int16_t *src, int16_t *ds
     bits = _mm_or_si128(bits, _mm_shuffle_epi32(bits, _MM_SHUFFLE(1, 1, 1, 1)));
     const int16_t high = extract_h(2 * _mm_cvtsi128_si32(bits)); // of the doubled sums of the recommendation
     const int candidate = high == 0 ? mostDoublings : std::clamp(norm_s(high) - 1, 0, mostDoublings);
-    const int q = std::min({candidate, int{scaling[1]}, int{scaling[2]}});
-    *change = static_cast<int16_t>(q - scaling[0]);
+    // Scales of no frame count as the nearest that a frame has.
+    const int q = std::clamp(std::min({candidate, int{scaling[1]}, int{scaling[2]}}), 0, mostDoublings);
+    *change = wrap16(q - scaling[0]);
     scaling[0] = static_cast<int16_t>(q);
     scaling[2] = scaling[1];
     scaling[1] = static_cast<int16_t>(candidate);
