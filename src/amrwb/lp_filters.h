@@ -20,7 +20,12 @@ inline void weightFilter(const int16_t *a, int16_t factor, int order, int16_t *w
 
 // Synthesis at half the amplitude of the residual; dst[-order..-1] is the past, src may be dst.
 template <int order> void synthesisFilterHalved(const int16_t *a, const int16_t *src, int16_t *dst, int len) {
-    synthesisInPlaceOfHistory<order>(a, static_cast<int16_t>(a[0] >> 1), src, dst, len, 3 + norm_s(a[0]) - 2);
+    const auto gain = static_cast<int16_t>(a[0] >> 1);
+    const int up = 3 + norm_s(a[0]) - 2;
+    if (up > 14) [[unlikely]] // a[0] is 1 or -1: no bit is left to be rounded away
+        in_order::synthesis<order>(a, gain, src, dst, len, up);
+    else
+        synthesisInPlaceOfHistory<order>(a, gain, src, dst, len, up);
 }
 
 } // namespace ryxsc::amrwb
