@@ -15,8 +15,7 @@
 #include "echo/scenes.h"
 
 #ifdef RYXSC_HAVE_SPEEXDSP
-#include <speex/speex_echo.h>
-#include <speex/speex_preprocess.h>
+#include "lib/speex_canceller.h"
 #endif
 #ifdef RYXSC_HAVE_WEBRTC
 #include <webrtc/modules/audio_processing/include/audio_processing.h>
@@ -66,30 +65,15 @@ private:
 #ifdef RYXSC_HAVE_SPEEXDSP
 class Speex : public Canceller {
 public:
-    explicit Speex(bool suppression)
-        : echo_(speex_echo_state_init(160, 512)), filter_(speex_preprocess_state_init(160, rate)),
-          suppresses_(suppression) {
-        int hertz = rate;
-        speex_echo_ctl(echo_, SPEEX_ECHO_SET_SAMPLING_RATE, &hertz);
-        speex_preprocess_ctl(filter_, SPEEX_PREPROCESS_SET_ECHO_STATE, echo_);
-    }
-    Speex(const Speex &) = delete;
-    Speex &operator=(const Speex &) = delete;
-    ~Speex() override {
-        speex_preprocess_state_destroy(filter_);
-        speex_echo_state_destroy(echo_);
-    }
+    explicit Speex(bool suppression) : canceller_(rate, 160, 512, suppression) {}
     size_t frame() const override { return 160; }
     size_t delay() const override { return 0; }
     void process(const int16_t *far, const int16_t *near, int16_t *output) override {
-        speex_echo_cancellation(echo_, near, far, output);
-        if (suppresses_) speex_preprocess_run(filter_, output);
+        canceller_.process(far, near, output);
     }
 
 private:
-    SpeexEchoState *echo_;
-    SpeexPreprocessState *filter_;
-    bool suppresses_;
+    SpeexCanceller canceller_;
 };
 #endif
 

@@ -11,8 +11,7 @@
 #include "g168/tests.h"
 
 #ifdef RYXSC_HAVE_SPEEXDSP
-#include <speex/speex_echo.h>
-#include <speex/speex_preprocess.h>
+#include "lib/speex_canceller.h"
 #endif
 
 using namespace g168;
@@ -32,30 +31,14 @@ Runs the tests of ITU-T G.168 with every echo path, level and return loss.
 // Cannot be frozen: it goes on learning where the others are measured.
 class Speex : public Canceller {
 public:
-    explicit Speex(Suppression suppression)
-        : echo_(speex_echo_state_init(blockLength, 512)), filter_(speex_preprocess_state_init(blockLength, rate)),
-          suppresses_(suppression != Suppression::off) {
-        int hertz = rate;
-        speex_echo_ctl(echo_, SPEEX_ECHO_SET_SAMPLING_RATE, &hertz);
-        speex_preprocess_ctl(filter_, SPEEX_PREPROCESS_SET_ECHO_STATE, echo_);
-    }
-    Speex(const Speex &) = delete;
-    Speex &operator=(const Speex &) = delete;
-    ~Speex() override {
-        speex_preprocess_state_destroy(filter_);
-        speex_echo_state_destroy(echo_);
-    }
-
+    explicit Speex(Suppression suppression) : canceller_(rate, blockLength, 512, suppression != Suppression::off) {}
     void process(const int16_t *far, const int16_t *near, int16_t *output) override {
-        speex_echo_cancellation(echo_, near, far, output);
-        if (suppresses_) speex_preprocess_run(filter_, output);
+        canceller_.process(far, near, output);
     }
     void freeze() override {}
 
 private:
-    SpeexEchoState *echo_;
-    SpeexPreprocessState *filter_;
-    bool suppresses_;
+    SpeexCanceller canceller_;
 };
 #endif
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The canceller of speexdsp, for comparisons, where that library was found.
+// Whole recordings through the canceller of speexdsp, where that library was found.
 #include "echo_canceller.h"
 
 #include "failure.h"
@@ -8,18 +8,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <memory>
 
-#include <speex/speex_echo.h>
-#include <speex/speex_preprocess.h>
+#include "speex_canceller.h"
 
 namespace {
-
-struct Destroy {
-    void operator()(SpeexEchoState *state) const { speex_echo_state_destroy(state); }
-    void operator()(SpeexPreprocessState *state) const { speex_preprocess_state_destroy(state); }
-};
 
 int16_t rounded(float x) {
     return static_cast<int16_t>(std::lround(std::clamp(x, -32768.0F, 32767.0F)));
@@ -41,22 +33,14 @@ bool hasSpeexCanceller() {
 
 std::vector<float> cancelEchoBySpeex(const ryxEchoOptions &options, std::span<const float> far,
                                      std::span<const float> near) {
-    int rate = options.sampleRate;
+    const int rate = options.sampleRate;
     const auto frame = static_cast<size_t>(rate / 50);
-    const std::unique_ptr<SpeexEchoState, Destroy> echo(
-        speex_echo_state_init(static_cast<int>(frame), rate * options.tail / 1000));
-    const std::unique_ptr<SpeexPreprocessState, Destroy> filter(
-        speex_preprocess_state_init(static_cast<int>(frame), rate));
-    if (!echo || !filter) throw Failure("speexdsp did not start");
-    speex_echo_ctl(echo.get(), SPEEX_ECHO_SET_SAMPLING_RATE, &rate);
-    speex_preprocess_ctl(filter.get(), SPEEX_PREPROCESS_SET_ECHO_STATE, echo.get());
+    SpeexCanceller canceller(rate, static_cast<int>(frame), rate * options.tail / 1000, options.suppression);
     std::vector<float> output;
     output.reserve(near.size() + frame);
     for (size_t start = 0; start < near.size(); start += frame) {
         std::vector<int16_t> cleaned(frame);
-        speex_echo_cancellation(echo.get(), frameOf(near, start, frame).data(), frameOf(far, start, frame).data(),
-                                cleaned.data());
-        if (options.suppression) speex_preprocess_run(filter.get(), cleaned.data());
+        canceller.process(frameOf(far, start, frame).data(), frameOf(near, start, frame).data(), cleaned.data());
         output.insert(output.end(), cleaned.begin(), cleaned.end());
     }
     output.resize(near.size());

@@ -12,22 +12,12 @@
 
 #include "common/fixed_point.h"
 #include "harness/signals.h"
+#include "reference/narrowband_speech.h"
 #include "ryxsc.h"
 
 namespace {
 
 constexpr size_t frameLength = 80, windowLength = 240, order = 10;
-
-// 8 kHz speech: the low band of the recording.
-std::vector<int16_t> narrowbandSpeech() {
-    std::vector<int16_t> bands = signals::speech();
-    int16_t delay[24] = {};
-    ryxsQMFEncode_G722_16s(bands.data(), bands.data(), static_cast<int>(bands.size()), delay);
-    std::vector<int16_t> speech;
-    for (size_t i = 0; i < bands.size(); i += 2)
-        speech.push_back(ryxsc::shl(bands[i], 1));
-    return speech;
-}
 
 // Half a Hamming window and a quarter of a cosine, Q15.
 std::array<int16_t, windowLength> analysisWindow() {

@@ -4,26 +4,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/fixed_point.h"
-#include "harness/signals.h"
-#include "ryxsc.h"
+#include "narrowband_speech.h"
 
 namespace ec {
 
 namespace {
 
 constexpr size_t rate = 8000, length = 512;
-
-// The low band of the recording.
-std::vector<int16_t> narrowbandSpeech() {
-    std::vector<int16_t> bands = signals::speech();
-    int16_t delay[24] = {};
-    ryxsQMFEncode_G722_16s(bands.data(), bands.data(), static_cast<int>(bands.size()), delay);
-    std::vector<int16_t> speech;
-    for (size_t i = 0; i < bands.size(); i += 2)
-        speech.push_back(ryxsc::shl(bands[i], 1));
-    return speech;
-}
 
 double power(const std::vector<double> &samples, size_t from, size_t to) {
     double sum = 0;
