@@ -86,7 +86,7 @@ ryxStatus ryxsHighBandNoise_AMRWB_16s_u8(const int16_t *excitation, int q, int16
     std::copy_n(excitation, subframeLength, reduced);
     scaleWords(reduced, subframeLength, -3);
     Scaled power = dotSquare(reduced, subframeLength);
-    power.exponent -= 2 * (q - 3);
+    power.exponent -= 2 * (std::clamp(q, -64, 64) - 3); // beyond, every gain is at its limit
     const Scaled root = inverseRootOfRatio(dotSquare(dst, wideSubframeLength), power);
     const int16_t gain = extract_h(L_shl(root.mantissa, root.exponent + 1));
     multiplyWords(dst, wideSubframeLength, gain);
