@@ -1,105 +1,18 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// A tree of half-band splits. Each split takes a pair of neighbouring samples through all-pass sections and makes their
-// sum and difference, halved, the next samples of two bands; a third-order split has a section for the second sample only.
-//
-// All splits of a depth stand side by side in one vector, a pair in each dword. Two vectors of results, one word per
-// band, interleaved, are the pairs of the next depth; so the whole tree stays in registers.
+// The tree of half-band splits of AMR-WB.
 #include "amrwb/vad_filter_bank.h"
 
-#include "common/simd.h"
+#include "common/half_band_tree.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;
-using simd::Vector;
+using namespace ryxsc::half_band;
 
 namespace {
 
-// Coefficients of the all-pass sections, Q15: of the first and the second sample of a fifth-order split, of the second
-// sample of a third-order split.
-constexpr int16_t firstOfFifth = 21955;
-constexpr int16_t secondOfFifth = 6390;
-constexpr int16_t secondOfThird = 13363;
-
-// One all-pass section per word, every operation saturated:
-//
-//     u = x - c * memory    y = memory + c * u    memory = u
-//
-// with truncated products. They are the upper halves of those with 2c; where 2c is 32768 or more, with 2c - 65536 and x
-// added.
-class Sections {
-public:
-    // A coefficient of 0 stands for no section.
-    Sections(Vector coefficients, Vector memory)
-        : factors_(_mm_add_epi16(coefficients, coefficients)), large_(simd::signMask(factors_)),
-          absent_(_mm_cmpeq_epi16(coefficients, _mm_setzero_si128())), memory_(memory), product_(scaled(memory)) {}
-
-    Vector memory() const { return memory_; }
-
-    [[gnu::always_inline]] Vector filter(Vector x) {
-        const Vector u = _mm_subs_epi16(x, product_);
-        product_ = scaled(u);
-        const Vector y = _mm_adds_epi16(memory_, product_);
-        memory_ = u;
-        return y;
-    }
-
-    // Words without a section hand x through.
-    [[gnu::always_inline]] Vector filterOrPass(Vector x) { return simd::select(absent_, x, filter(x)); }
-
-private:
-    [[gnu::always_inline]] Vector scaled(Vector x) const {
-        return _mm_add_epi16(_mm_mulhi_epi16(x, factors_), _mm_and_si128(x, large_));
-    }
-
-    Vector factors_, large_, absent_;
-    Vector memory_, product_; // c * memory
-};
-
-// Sum and difference of each pair, halved: the sums in words 0 to 3, the differences in words 4 to 7.
-[[gnu::always_inline]] inline Vector combine(Vector pairs) {
-    const Vector alternating = _mm_setr_epi16(1, -1, 1, -1, 1, -1, 1, -1);
-    const Vector sums = _mm_srai_epi32(_mm_madd_epi16(pairs, simd::words(1)), 1);
-    const Vector differences = _mm_srai_epi32(_mm_madd_epi16(pairs, alternating), 1);
-    return _mm_packs_epi32(sums, differences);
+[[gnu::always_inline]] inline Vector halves(Vector pairs) {
+    return combine<Halving::first>(pairs);
 }
-
-// The pairs of two successive results: of the sums and of the differences.
-struct SplitPairs {
-    Vector sums, differences;
-
-    SplitPairs(Vector earlier, Vector later)
-        : sums(_mm_unpacklo_epi16(earlier, later)), differences(_mm_unpackhi_epi16(earlier, later)) {}
-
-    // Dwords 0 and 2 of both. No split follows on the other ones.
-    Vector even() const {
-        const __m128 mixed =
-            _mm_shuffle_ps(_mm_castsi128_ps(sums), _mm_castsi128_ps(differences), _MM_SHUFFLE(2, 0, 2, 0));
-        return _mm_castps_si128(mixed);
-    }
-};
-
-// Sum of the magnitudes of both words of each pair; that of -32768 is 32767.
-class Magnitudes {
-public:
-    [[gnu::always_inline]] void add(Vector pairs) {
-        const Vector magnitudes = _mm_max_epi16(pairs, _mm_subs_epi16(_mm_setzero_si128(), pairs));
-        sums_ = _mm_add_epi32(sums_, _mm_madd_epi16(magnitudes, simd::words(1)));
-    }
-    [[gnu::always_inline]] void add(const SplitPairs &pairs, Magnitudes &ofDifferences) {
-        add(pairs.sums);
-        ofDifferences.add(pairs.differences);
-    }
-
-    int32_t at(size_t dword) const {
-        alignas(16) int32_t sums[4];
-        simd::store(sums, sums_);
-        return sums[dword];
-    }
-    void clear() { sums_ = _mm_setzero_si128(); }
-
-private:
-    Vector sums_ = _mm_setzero_si128();
-};
 
 // Bands are named by their splits: L is the sum, H the difference. The comments give the dwords of each vector of pairs;
 // a number is a band that is complete, x has no meaning.
@@ -154,44 +67,33 @@ public:
     }
 
 private:
-    // Eight samples; words L L L L H H H H.
-    [[gnu::always_inline]] Vector firstDepth(const int16_t *samples) {
-        const Vector x = _mm_srai_epi16(simd::load(samples), 1);
-        const Vector a = first_.filter(x);
-        const Vector b = first_.filter(_mm_srli_si128(x, 4));
-        const Vector c = first_.filter(_mm_srli_si128(x, 8));
-        const Vector d = first_.filter(_mm_srli_si128(x, 12));
-        return combine(_mm_unpacklo_epi64(_mm_unpacklo_epi32(a, b), _mm_unpacklo_epi32(c, d)));
-    }
-
     // Eight samples; pairs LL, 11, LH, HH.
     [[gnu::always_inline]] Vector secondDepth(const int16_t *samples) {
-        const Vector x = _mm_shuffle_epi32(firstDepth(samples), _MM_SHUFFLE(3, 1, 2, 0));
-        const Vector earlier = second_.filter(x);
-        const Vector pairs = combine(_mm_unpacklo_epi32(earlier, second_.filter(_mm_srli_si128(x, 8))));
+        const Vector bands = splitEight<Halving::first>(_mm_srai_epi16(simd::load(samples), 1), first_);
+        const Vector pairs = splitBoth<Halving::first>(bands, second_);
         highest_.add(pairs);
         return pairs;
     }
 
     // 16 samples; pairs LLL, x, 8, 9 and LLH, x, LHH, 10.
     [[gnu::always_inline]] SplitPairs thirdDepth(const int16_t *samples) {
-        const Vector earlier = combine(third_.filterOrPass(secondDepth(samples)));
-        const SplitPairs pairs(earlier, combine(third_.filterOrPass(secondDepth(samples + 8))));
+        const Vector earlier = halves(third_.filterOrPass(secondDepth(samples)));
+        const SplitPairs pairs(earlier, halves(third_.filterOrPass(secondDepth(samples + 8))));
         high_.add(pairs, highDifferences_);
         return pairs;
     }
 
     // 32 samples; pairs LLLL, x, 5, 6 and LLLH, x, 4, 7.
     [[gnu::always_inline]] SplitPairs fourthDepth(const int16_t *samples) {
-        const Vector earlier = combine(fourth_.filterOrPass(thirdDepth(samples).even()));
-        const SplitPairs pairs(earlier, combine(fourth_.filterOrPass(thirdDepth(samples + 16).even())));
+        const Vector earlier = halves(fourth_.filterOrPass(thirdDepth(samples).even()));
+        const SplitPairs pairs(earlier, halves(fourth_.filterOrPass(thirdDepth(samples + 16).even())));
         low_.add(pairs, lowDifferences_);
         return pairs;
     }
 
     // 32 samples; words 0, x, 3, x, 1, x, 2, x.
     [[gnu::always_inline]] Vector fifthDepth(const int16_t *samples) {
-        return combine(fifth_.filterOrPass(fourthDepth(samples).even()));
+        return halves(fifth_.filterOrPass(fourthDepth(samples).even()));
     }
 
     Sections first_, second_, third_, fourth_, fifth_;

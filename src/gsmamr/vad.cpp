@@ -8,14 +8,15 @@
 #include "common/state_block.h"
 #include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
+#include "gsmamr/vad_filter_bank.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;
 
 namespace {
 
-constexpr int bands = 9;
-constexpr int frameLength = 160;
+constexpr int bands = vadBands;
+constexpr int frameLength = vadFrameLength;
 constexpr int lookAhead = 40;
 constexpr int sections = 3;
 
@@ -24,8 +25,7 @@ using Bands = int16_t[bands];
 } // namespace
 
 struct VADState_GSMAMR {
-    int16_t fifth[3][2]; // memories of the filter bank's stages
-    int16_t third[5];
+    FilterBankMemory memory;
     Bands carried;      // sub_level
     Bands noise;        // bckr_est
     Bands previous;     // old_level
@@ -70,71 +70,14 @@ int32_t power(const int16_t *frame) {
     return sat32(2 * simd::sumOfQwords(sums));
 }
 
-// Two all-pass branches of which sum and difference are the lower and the upper band.
-struct Split {
-    int16_t low, high;
-};
-Split splitFifth(int16_t (&memory)[2], int16_t first, int16_t second) {
-    const int16_t t0 = sub(first, mult(21955, memory[0])), t1 = add(memory[0], mult(21955, t0));
-    memory[0] = t0;
-    const int16_t t3 = sub(second, mult(6390, memory[1])), t2 = add(memory[1], mult(6390, t3));
-    memory[1] = t3;
-    return {add(t1, t2), sub(t1, t2)};
-}
-void splitThird(int16_t &memory, int16_t &first, int16_t &second) {
-    const int16_t t1 = sub(second, mult(13363, memory)), t2 = add(memory, mult(13363, t1));
-    memory = t1;
-    second = static_cast<int16_t>(sub(first, t2) >> 1);
-    first = static_cast<int16_t>(add(first, t2) >> 1);
-}
-
-void filterBank(const int16_t *frame, State &state, int16_t *t) {
-    const auto halve = [](Split x) {
-        return Split{static_cast<int16_t>(x.low >> 1), static_cast<int16_t>(x.high >> 1)};
-    };
-    for (int i = 0; i < frameLength; i += 2) {
-        const Split x =
-            splitFifth(state.fifth[0], static_cast<int16_t>(frame[i] >> 2), static_cast<int16_t>(frame[i + 1] >> 2));
-        t[i] = x.low;
-        t[i + 1] = x.high;
-    }
-    for (int i = 0; i < frameLength; i += 4) {
-        const Split low = halve(splitFifth(state.fifth[1], t[i], t[i + 2]));
-        const Split high = halve(splitFifth(state.fifth[2], t[i + 1], t[i + 3]));
-        t[i] = low.low;
-        t[i + 2] = low.high;
-        t[i + 1] = high.low;
-        t[i + 3] = high.high;
-    }
-    for (int i = 0; i < frameLength; i += 8) {
-        splitThird(state.third[0], t[i], t[i + 4]);
-        splitThird(state.third[1], t[i + 2], t[i + 6]);
-        splitThird(state.third[4], t[i + 3], t[i + 7]);
-    }
-    for (int i = 0; i < frameLength; i += 16) {
-        splitThird(state.third[2], t[i], t[i + 8]);
-        splitThird(state.third[3], t[i + 4], t[i + 12]);
-    }
-}
-
-struct BandPlace {
-    int step, offset, from, to, scale;
-};
-constexpr BandPlace places[bands] = {{16, 0, 8, 10, 16}, {16, 8, 8, 10, 16}, {16, 12, 8, 10, 16},
-                                     {16, 4, 8, 10, 16}, {8, 6, 16, 20, 16}, {8, 2, 16, 20, 16},
-                                     {8, 3, 16, 20, 16}, {8, 7, 16, 20, 16}, {4, 1, 32, 40, 15}};
-
 // Twice the sum of the magnitudes; the end of the frame counts for the next one too.
-void measureLevels(const int16_t *t, State &state, Bands &level) {
+void measureLevels(const int16_t *frame, State &state, Bands &level) {
+    const FrameMagnitudes magnitudes = splitFrame(frame, state.memory);
     for (int band = 0; band < bands; band++) {
-        const auto [step, offset, from, to, scale] = places[band];
-        int32_t late = 0;
-        for (int i = from; i < to; i++)
-            late = L_mac(late, 1, abs_s(t[step * i + offset]));
-        int32_t all = L_add(late, L_shl(state.carried[band], 16 - scale));
+        const int scale = band == bands - 1 ? 15 : 16;
+        const int32_t late = 2 * magnitudes.late[band];
+        const int32_t all = late + L_shl(state.carried[band], 16 - scale) + 2 * magnitudes.early[band];
         state.carried[band] = extract_h(L_shl(late, scale));
-        for (int i = 0; i < from; i++)
-            all = L_mac(all, 1, abs_s(t[step * i + offset]));
         level[band] = extract_h(L_shl(all, scale));
     }
 }
@@ -258,10 +201,8 @@ bool detect(const int16_t *frame, State &state) {
     const bool isLow = energy < 15000;
     if (isLow) state.complexLow &= 0x3fff;
 
-    int16_t t[frameLength];
     Bands level;
-    filterBank(frame, state, t);
-    measureLevels(t, state, level);
+    measureLevels(frame, state, level);
     const int16_t snr = snrOf(level, state), noiseLevel = noiseLevelOf(state);
     const int16_t threshold = std::max(add(mult(-2808, noiseLevel), 1260), int16_t{720});
     state.decisions = static_cast<uint16_t>((state.decisions >> 1) | (snr > threshold ? newest : 0));
