@@ -6,10 +6,10 @@
 #include <cfloat>
 #include <cmath>
 
+#include "alc/implementations.h"
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 

@@ -2,9 +2,9 @@
 // The adaptive codebook: interpolation of the past excitation, its low-pass and the choice of it, the gain of the vector and
 // what it leaves to the fixed codebook (3GPP TS 26.173).
 #include "amrwb/fir.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/convolution.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

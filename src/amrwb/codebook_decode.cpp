@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "amrwb/codebook_packing.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

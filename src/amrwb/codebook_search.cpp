@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Search of the algebraic codebooks: the plain form, and the u8 variant of the form with a buffer.
 #include "amrwb/codebook_search.inl"
-#include "frame/implementations.h"
+#include "amrwb/implementations.h"
 
 using namespace ryxsc;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The search with a buffer for the n8 variant: the same source, compiled with that processor's tuning.
 #include "amrwb/codebook_search.inl"
-#include "frame/implementations.h"
+#include "amrwb/implementations.h"
 
 using namespace ryxsc;
 

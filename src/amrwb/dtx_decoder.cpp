@@ -3,9 +3,9 @@
 #include <cstdlib>
 
 #include "amrwb/comfort_noise.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

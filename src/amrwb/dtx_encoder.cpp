@@ -2,9 +2,9 @@
 // Discontinuous transmission in the encoder: hangover, histories of background noise, parameters of silence descriptors
 // (3GPP TS 26.192, TS 26.193).
 #include "amrwb/comfort_noise.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

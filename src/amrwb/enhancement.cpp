@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

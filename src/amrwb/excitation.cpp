@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

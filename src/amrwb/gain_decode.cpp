@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "amrwb/gain_prediction.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -4,10 +4,10 @@
 #include <span>
 
 #include "amrwb/gain_prediction.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
 #include "common/log2.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

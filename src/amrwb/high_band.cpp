@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The band from 6.4 to 7 kHz: noise at the level of the excitation, its gain, and its filter (3GPP TS 26.190, TS 26.173).
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

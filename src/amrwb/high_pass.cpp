@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The high-passes of 50 Hz and 400 Hz (3GPP TS 26.173).
 #include "amrwb/high_pass.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

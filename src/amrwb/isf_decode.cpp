@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // ISF decoders of AMR-WB: speech frames, lost frames, comfort noise (3GPP TS 26.173).
+#include "amrwb/implementations.h"
 #include "amrwb/isf_steps.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -3,10 +3,10 @@
 // TS 26.173). About distortions see codebook_search.h.
 #include <array>
 
+#include "amrwb/implementations.h"
 #include "amrwb/isf_steps.h"
 #include "common/checks.h"
 #include "common/vector_quantiser_search.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

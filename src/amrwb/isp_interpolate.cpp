@@ -2,8 +2,8 @@
 // ISPs over the subframes of a frame, the stability of the filter from frame to frame, and what follows from narrow ISFs:
 // clipping of the pitch gain (3GPP TS 26.173).
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -2,11 +2,11 @@
 // Immittance spectral pairs to frequencies and back, by a cosine table with linear interpolation (3GPP TS 26.173).
 #include <algorithm>
 
+#include "amrwb/implementations.h"
 #include "amrwb/isf_tables.h"
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

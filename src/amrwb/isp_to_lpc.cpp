@@ -2,9 +2,9 @@
 // Immittance spectral pairs to LP coefficients (3GPP TS 26.173).
 #include <algorithm>
 
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 

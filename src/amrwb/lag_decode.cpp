@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive-codebook lags: decoding, and concealment where a lag is lost or doubtful (3GPP TS 26.173, TS 26.191).
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -3,8 +3,8 @@
 // (3GPP TS 26.173). Each waits for a product, an addition and a shift from sample to sample; while one waits for itself the
 // others, a block or two behind, go on.
 #include "amrwb/high_pass.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -3,10 +3,10 @@
 #include <cstdlib>
 
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/autocorrelation.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP residual and synthesis in 16 bits (3GPP TS 26.173).
 #include "amrwb/lp_filters.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

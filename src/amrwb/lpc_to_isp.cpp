@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to immittance spectral pairs (3GPP TS 26.173; AMR-WB+ calls it with order 8, too).
 #include "amrwb/lpc_to_isp.inl"
-#include "frame/implementations.h"
+#include "amrwb/implementations.h"
 
 using namespace ryxsc::amrwb;
 

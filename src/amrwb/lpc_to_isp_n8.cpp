@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP coefficients to immittance spectral pairs for the n8 variant: the same source, compiled with that processor's tuning.
+#include "amrwb/implementations.h"
 #include "amrwb/lpc_to_isp.inl"
-#include "frame/implementations.h"
 
 using namespace ryxsc::amrwb;
 

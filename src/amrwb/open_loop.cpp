@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

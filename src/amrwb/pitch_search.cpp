@@ -2,9 +2,9 @@
 // Closed-loop search of the adaptive-codebook lag, with resolutions of a quarter and half a sample, and the code of the lag
 // (3GPP TS 26.173).
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/convolution.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

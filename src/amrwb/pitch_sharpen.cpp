@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Pre-emphasis and pitch sharpening of a code vector, or of the response in their stead (3GPP TS 26.173).
 #include "amrwb/arithmetic.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "amrwb/fir.h"
+#include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/lp_filters.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -2,9 +2,9 @@
 // Targets of the codebook searches, and the impulse response of the weighted synthesis (3GPP TS 26.173).
 #include <cstring>
 
+#include "amrwb/implementations.h"
 #include "amrwb/lp_filters.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <numeric>
 
+#include "amrwb/implementations.h"
 #include "amrwb/vad_filter_bank.h"
 #include "common/checks.h"
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;

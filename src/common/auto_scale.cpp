@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

@@ -6,7 +6,7 @@
 //     if (len < 1 || isOdd(len)) return ryxStsBadSize;
 #pragma once
 
-#include "ryxsc.h"
+#include "ryxsc/status.h"
 
 namespace ryxsc {
 

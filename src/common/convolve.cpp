@@ -3,7 +3,7 @@
 // backwards.
 #include "common/checks.h"
 #include "common/convolution.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 

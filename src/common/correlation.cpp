@@ -3,7 +3,7 @@
 #include "common/autocorrelation.h"
 #include "common/checks.h"
 #include "common/convolution.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 

@@ -2,8 +2,8 @@
 // Dot product that finds its own scale. Every term but the first counts twice, in 32 bits that wrap.
 #include "common/checks.h"
 #include "common/fixed_point.h"
+#include "common/implementations.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

@@ -3,7 +3,7 @@
 // result is saturated to 16.
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 using simd::Dwords;

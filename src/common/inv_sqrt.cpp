@@ -2,7 +2,7 @@
 #include "common/inv_sqrt.h"
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Element-wise products of vectors, and of a vector by a constant, with rounding.
 #include "common/multiply.inl"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

@@ -8,8 +8,8 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
+#include "common/implementations.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

@@ -2,7 +2,7 @@
 // LP residual in 16-bit precision: every product is reduced to 16 bits, and the sums saturate to 16 bits.
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

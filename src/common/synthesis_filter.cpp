@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP synthesis in 32-bit and in 16-bit precision.
 #include "common/synthesis_filter.inl"
-#include "frame/implementations.h"
+#include "common/implementations.h"
 
 ryxStatus ryxsSynthesisFilter_NR_16s_Sfs_u8(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
                                             const int16_t *history, int sf) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP synthesis for the n8 variant: the same source, compiled with that processor's tuning.
+#include "common/implementations.h"
 #include "common/synthesis_filter.inl"
-#include "frame/implementations.h"
 
 ryxStatus ryxsSynthesisFilter_NR_16s_Sfs_n8(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
                                             const int16_t *history, int sf) {

@@ -6,7 +6,7 @@
 
 #include "ec/filter_bank.h"
 #include "ec/filter_bank_float.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

@@ -8,7 +8,7 @@
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 

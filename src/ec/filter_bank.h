@@ -12,6 +12,7 @@
 #include "common/fixed_point.h"
 #include "common/state_block.h"
 #include "ec/filter_bank_tables.h"
+#include "ryxsc/ec.h"
 #include "transform/real_transform.h"
 
 namespace ryxsc::ec {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Sub-band filter bank of the echo canceller in 16 bits, with spectra of 32 bits.
 #include "ec/filter_bank_16s.inl"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

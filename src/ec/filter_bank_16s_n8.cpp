@@ -2,7 +2,7 @@
 // Initialisation and synthesis of the 16-bit filter bank for the n8 variant: the same source, compiled with that
 // processor's tuning.
 #include "ec/filter_bank_16s.inl"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 ryxStatus ryxsSubbandProcessInit_16s_n8(SubbandProcessState *state, int order, int hop, int windowLen,
                                         const int16_t *window, void *) {

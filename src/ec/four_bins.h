@@ -4,7 +4,7 @@
 
 #include <pmmintrin.h>
 
-#include "ryxsc.h"
+#include "ryxsc/ec.h"
 
 namespace ryxsc::ec {
 

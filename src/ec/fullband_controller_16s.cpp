@@ -7,7 +7,7 @@
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "ec/controller_16s.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

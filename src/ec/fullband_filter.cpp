@@ -5,7 +5,7 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 

@@ -11,9 +11,9 @@
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "ec/four_bins.h"
+#include "ec/implementations.h"
 #include "ec/subband_controller.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

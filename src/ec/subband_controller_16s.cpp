@@ -11,10 +11,10 @@
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "ec/controller_16s.h"
+#include "ec/implementations.h"
 #include "ec/scaled.h"
 #include "ec/subband_controller.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

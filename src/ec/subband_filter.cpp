@@ -4,8 +4,8 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
+#include "ec/implementations.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

@@ -2,7 +2,7 @@
 // Limits of the sub-band adaptive filters, and the filter itself.
 #pragma once
 
-#include "ryxsc.h"
+#include "ryxsc/ec.h"
 
 namespace ryxsc::ec {
 

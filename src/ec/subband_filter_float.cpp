@@ -6,8 +6,8 @@
 
 #include "common/checks.h"
 #include "ec/four_bins.h"
+#include "ec/implementations.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

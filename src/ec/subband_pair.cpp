@@ -3,8 +3,8 @@
 #include <pmmintrin.h>
 
 #include "common/checks.h"
+#include "ec/implementations.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::ec;

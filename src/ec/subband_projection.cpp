@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "common/checks.h"
+#include "ec/implementations.h"
 #include "ec/subband_filter.h"
-#include "frame/implementations.h"
 #include "frame/scratch.h"
 
 using namespace ryxsc;

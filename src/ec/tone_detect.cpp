@@ -8,7 +8,7 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "ec/implementations.h"
 
 using namespace ryxsc;
 

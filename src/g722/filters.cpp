@@ -3,7 +3,7 @@
 // with decimation by four.
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "g722/implementations.h"
 
 using namespace ryxsc;
 

@@ -10,7 +10,7 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g722/implementations.h"
 #include "g722/tables.h"
 
 using namespace ryxsc;

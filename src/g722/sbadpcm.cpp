@@ -11,7 +11,7 @@
 #include "common/fixed_point.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g722/implementations.h"
 #include "g722/tables.h"
 
 using namespace ryxsc;

@@ -7,7 +7,7 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g7221/implementations.h"
 #include "g7221/tables.h"
 
 using namespace ryxsc;

@@ -11,7 +11,7 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g7221/implementations.h"
 #include "g7221/transform_tables.h"
 
 using namespace ryxsc;

@@ -6,9 +6,9 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "g7221/bit_reader.h"
 #include "g7221/decoding_tables.h"
+#include "g7221/implementations.h"
 #include "g7221/tables.h"
 
 using namespace ryxsc;

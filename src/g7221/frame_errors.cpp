@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g7221/bit_reader.h"
+#include "g7221/implementations.h"
 #include "g7221/tables.h"
 
 using namespace ryxsc;

@@ -4,10 +4,10 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "g7221/bit_reader.h"
 #include "g7221/decoding_tables.h"
 #include "g7221/frame_checks.h"
+#include "g7221/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g7221;

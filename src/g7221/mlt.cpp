@@ -5,8 +5,8 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "g7221/dct.h"
+#include "g7221/implementations.h"
 #include "g7221/transform_tables.h"
 
 using namespace ryxsc;

@@ -6,8 +6,8 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "g7221/frame_checks.h"
+#include "g7221/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g7221;

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g7221/frame_checks.h"
+#include "g7221/implementations.h"
 #include "g7221/region_quantiser.h"
 
 using namespace ryxsc;

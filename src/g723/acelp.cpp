@@ -5,8 +5,8 @@
 
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g723/fixed_codebook.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

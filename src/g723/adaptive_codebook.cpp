@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

@@ -9,7 +9,7 @@
 #include "common/simd.h"
 #include "g723/operators.h"
 #include "g723/pitch_tables.h"
-#include "ryxsc.h"
+#include "ryxsc/g723.h"
 
 namespace ryxsc::g723 {
 

@@ -5,8 +5,8 @@
 #include "common/checks.h"
 #include "common/convolution.h"
 #include "common/vector_quantiser_search.h"
-#include "frame/implementations.h"
 #include "g723/adaptive_codebook.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

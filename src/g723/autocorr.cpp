@@ -4,7 +4,8 @@
 
 #include "common/autocorrelation.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "common/implementations.h"
+#include "g723/implementations.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"
 

@@ -4,7 +4,7 @@
 #include "g723/combined_filter.h"
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/line_filters.h"
 
 using namespace ryxsc;

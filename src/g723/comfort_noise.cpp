@@ -4,10 +4,10 @@
 #include <cstdlib>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g723/adaptive_codebook.h"
 #include "g723/codebook_tables.h"
 #include "g723/fixed_codebook.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

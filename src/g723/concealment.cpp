@@ -2,8 +2,8 @@
 // Concealment of erased frames, ITU-T G.723.1: what each good frame prepares, and the excitation of an erased one.
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g723/codebook_tables.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 
 using namespace ryxsc;

@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 #include "g723/sid_gain.h"
 

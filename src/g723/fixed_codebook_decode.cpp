@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Decoders of the fixed codebooks of ITU-T G.723.1: multipulse code (6.3 kbit/s) and algebraic code (5.3 kbit/s).
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g723/fixed_codebook.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The high-pass filter in front of the encoder of ITU-T G.723.1. Its output has half the scale of the input.
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 
 using namespace ryxsc;

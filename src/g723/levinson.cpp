@@ -4,7 +4,7 @@
 #include <bit>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 
 using namespace ryxsc;

@@ -2,7 +2,7 @@
 // LP coefficients to line spectral frequencies, ITU-T G.723.1: zero crossings of the sum and the difference polynomial,
 // taken in turn on a grid of 257 frequencies.
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"
 

@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 #include "g723/tables.h"
 

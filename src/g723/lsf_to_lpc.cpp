@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Interpolation of the LSFs and their conversion to LP coefficients, ITU-T G.723.1.
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"
 

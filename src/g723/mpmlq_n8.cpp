@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Search of the multipulse code of ITU-T G.723.1: the same source with the n8 processor's tuning.
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/mpmlq.inl"
 
 ryxStatus ryxsMPMLQFixedCodebookSearch_G723_n8(const int16_t *target, const int16_t *impulse, int lag, int subframe,

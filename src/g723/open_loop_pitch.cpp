@@ -2,7 +2,7 @@
 // Open-loop pitch of half a frame, ITU-T G.723.1: the largest squared correlation per energy, short lags preferred.
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 
 using namespace ryxsc;

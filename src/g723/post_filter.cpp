@@ -2,9 +2,10 @@
 // Post-filters of the decoder of ITU-T G.723.1: pitch, formants and tilt, and the level.
 #include "common/checks.h"
 #include "common/elementwise.h"
+#include "common/implementations.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g723/adaptive_codebook.h"
+#include "g723/implementations.h"
 #include "g723/line_filters.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"

@@ -3,7 +3,7 @@
 #include "g723/sid_gain.h"
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/operators.h"
 
 using namespace ryxsc;

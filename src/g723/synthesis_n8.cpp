@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // LP synthesis of ITU-T G.723.1, to samples and to the filter's full sums: the same source with the n8 processor's tuning.
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 #include "g723/synthesis.inl"
 
 ryxStatus ryxsSynthesisFilter_G723_16s_n8(const int16_t *src, const int16_t *lpc, int16_t *dst, int16_t *memory) {

@@ -7,7 +7,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g723/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g723;

@@ -2,8 +2,8 @@
 // Formant perceptual weighting and harmonic noise shaping of the encoder of ITU-T G.723.1.
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g723/combined_filter.h"
+#include "g723/implementations.h"
 #include "g723/line_filters.h"
 #include "g723/lp_tables.h"
 #include "g723/operators.h"

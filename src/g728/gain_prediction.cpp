@@ -2,8 +2,8 @@
 // Backward adaptation of the excitation gain in ITU-T G.728, Annex G: prediction of the log-gain and its way into the linear
 // domain, and the log-gain of the vector that was sent.
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g728/arithmetic.h"
+#include "g728/implementations.h"
 #include "g728/tables.h"
 
 using namespace ryxsc;

@@ -5,8 +5,8 @@
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "g728/arithmetic.h"
+#include "g728/implementations.h"
 #include "g728/tables.h"
 #include "g728/vectors.h"
 

@@ -3,8 +3,8 @@
 // pitch lag, tap of the long-term post-filter.
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g728/arithmetic.h"
+#include "g728/implementations.h"
 #include "g728/tables.h"
 #include "g728/vector_filter.h"
 

@@ -10,7 +10,7 @@
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g728/implementations.h"
 #include "g728/vector_filter.h"
 #include "g728/vectors.h"
 

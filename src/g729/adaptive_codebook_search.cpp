@@ -6,8 +6,8 @@
 #include "common/convolution.h"
 #include "common/double_precision.h"
 #include "common/inv_sqrt.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

@@ -4,8 +4,8 @@
 
 #include "common/checks.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

@@ -11,7 +11,7 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

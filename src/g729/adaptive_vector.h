@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "ryxsc.h"
+#include "ryxsc/g729.h"
 
 namespace ryxsc::g729 {
 

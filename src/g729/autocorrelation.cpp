@@ -3,7 +3,7 @@
 #include "common/autocorrelation.h"
 #include "common/checks.h"
 #include "common/lp_window.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 

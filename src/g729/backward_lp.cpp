@@ -8,7 +8,7 @@
 #include "common/checks.h"
 #include "common/double_precision.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

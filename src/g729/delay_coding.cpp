@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Pitch delays and their indices in ITU-T G.729 (clauses 3.7.2, 3.7.3 and 4.1.3) and in Annex D.
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g729/fixed_codebook.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

@@ -4,8 +4,8 @@
 
 #include "common/checks.h"
 #include "common/pulse_criterion.h"
-#include "frame/implementations.h"
 #include "g729/fixed_codebook.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

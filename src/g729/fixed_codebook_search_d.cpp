@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "g729/fixed_codebook.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

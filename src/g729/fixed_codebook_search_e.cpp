@@ -7,8 +7,8 @@
 #include "common/checks.h"
 #include "common/inv_sqrt.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
 #include "g729/fixed_codebook.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

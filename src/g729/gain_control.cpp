@@ -3,9 +3,9 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
 #include "g729/gain_recursion.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

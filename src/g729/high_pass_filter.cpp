@@ -7,7 +7,7 @@
 #include "common/double_precision.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 

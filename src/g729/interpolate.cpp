@@ -2,7 +2,7 @@
 // Mean of two LSP vectors (ITU-T G.729, clause 3.2.5).
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using simd::Vector;

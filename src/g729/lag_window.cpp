@@ -2,7 +2,7 @@
 // Lag window on the autocorrelation (ITU-T G.729, clause 3.2.1; Annex B for lags 11 and 12).
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_tables.h"
 
 using namespace ryxsc;

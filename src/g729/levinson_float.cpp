@@ -2,7 +2,7 @@
 // Levinson-Durbin recursion in single precision (ITU-T G.729 Annex C).
 #include "common/levinson_float.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 

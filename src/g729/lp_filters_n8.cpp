@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The synthesis filters tuned for the n8 variant's processors.
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_filters.inl"
 
 ryxStatus ryxsSynthesisFilter_G729E_16s_n8(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,

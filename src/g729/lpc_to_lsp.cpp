@@ -2,7 +2,7 @@
 // LP coefficients to line spectral pairs in fixed point (ITU-T G.729, clause 3.2.3, and its Annex A).
 #include "common/checks.h"
 #include "common/line_spectral_search.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_tables.h"
 
 using namespace ryxsc;

@@ -6,7 +6,7 @@
 #include "common/checks.h"
 #include "common/root_search.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_tables.h"
 
 using namespace ryxsc;

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_indices.h"
 #include "g729/lsf_steps.h"
 

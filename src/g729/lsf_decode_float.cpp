@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_float_steps.h"
 
 using namespace ryxsc;

@@ -6,7 +6,7 @@
 
 #include "common/vector_quantiser.h"
 #include "g729/lsp_tables.h"
-#include "ryxsc.h"
+#include "ryxsc/g729.h"
 
 namespace ryxsc::g729 {
 

@@ -5,7 +5,7 @@
 #include "common/fixed_point.h"
 #include "common/simd.h"
 #include "g729/lsp_tables.h"
-#include "ryxsc.h"
+#include "ryxsc/g729.h"
 
 namespace ryxsc::g729 {
 

@@ -6,7 +6,7 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/lsp_frequency.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_tables.h"
 
 using namespace ryxsc;

@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/vector_quantiser_search.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_indices.h"
 #include "g729/lsf_steps.h"
 #include "g729/lsf_weights.h"

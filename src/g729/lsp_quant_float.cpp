@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_float_search.h"
 
 using namespace ryxsc;

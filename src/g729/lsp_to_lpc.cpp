@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lp_tables.h"
 
 using namespace ryxsc;

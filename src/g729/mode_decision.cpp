@@ -7,8 +7,8 @@
 #include "common/lp_filters.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

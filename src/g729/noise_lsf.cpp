@@ -3,7 +3,7 @@
 // candidates of the first stage go into the second.
 #include "common/checks.h"
 #include "common/vector_quantiser_search.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_steps.h"
 #include "g729/lsf_weights.h"
 #include "g729/noise_candidates.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "g729/lsf_float_search.h"
 #include "g729/noise_candidates.h"
 

@@ -7,7 +7,7 @@
 #include "common/double_precision.h"
 #include "common/inv_sqrt.h"
 #include "common/product_sums.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 

@@ -5,8 +5,8 @@
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
+#include "g729/implementations.h"
 #include "g729/tables.h"
 
 using namespace ryxsc;

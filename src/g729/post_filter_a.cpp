@@ -8,9 +8,9 @@
 #include "common/lp_filters.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "g729/adaptive_vector.h"
 #include "g729/gain_recursion.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g729;

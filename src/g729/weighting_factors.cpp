@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 
 using namespace ryxsc;
 

@@ -3,7 +3,7 @@
 #include "common/checks.h"
 #include "common/double_precision.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g7291/implementations.h"
 
 using namespace ryxsc;
 

@@ -5,8 +5,8 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "gsmamr/codebook.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_lag.h"
 
 using namespace ryxsc;

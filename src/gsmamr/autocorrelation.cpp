@@ -3,7 +3,7 @@
 #include "common/autocorrelation.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 #include "gsmamr/lp_tables.h"
 

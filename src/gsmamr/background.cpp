@@ -4,9 +4,9 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/energy.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/quality.h"
 #include "gsmamr/rates.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_lag.h"
 #include "gsmamr/pitch_tables.h"
 #include "gsmamr/subframe_sums.h"

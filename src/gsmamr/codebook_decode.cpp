@@ -3,8 +3,8 @@
 
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
 #include "gsmamr/codebook.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/rates.h"
 #include "gsmamr/search_steps.h"
 

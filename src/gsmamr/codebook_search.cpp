@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pulse_search.h"
 #include "gsmamr/rates.h"
 #include "gsmamr/search_steps.h"

@@ -5,11 +5,12 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/codebook.h"
 #include "gsmamr/dtx_receive.h"
 #include "gsmamr/gain_steps.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 #include "gsmamr/lsf_prediction.h"
 

@@ -5,7 +5,7 @@
 #include "common/checks.h"
 #include "common/log2.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lsf_tables.h"
 
 using namespace ryxsc;

@@ -2,7 +2,7 @@
 // Hangover of the GSM-AMR encoder's discontinuous transmission (3GPP TS 26.093, clause 5.1.1).
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 
 using namespace ryxsc;
 

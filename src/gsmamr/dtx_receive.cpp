@@ -4,7 +4,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;

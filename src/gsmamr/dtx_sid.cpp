@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lsf_steps.h"
 
 using namespace ryxsc;

@@ -4,9 +4,9 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/gain_steps.h"
 #include "gsmamr/gain_tables.h"
+#include "gsmamr/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;

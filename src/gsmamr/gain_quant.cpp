@@ -5,9 +5,9 @@
 #include <span>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "gsmamr/gain_error.h"
 #include "gsmamr/gain_tables.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/subframe_sums.h"
 
 using namespace ryxsc;

@@ -2,9 +2,9 @@
 // Joint quantisation of the gains of two subframes at 4.75 kbit/s (3GPP TS 26.090, clause 5.8.2).
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/gain_error.h"
 #include "gsmamr/gain_tables.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/subframe_sums.h"
 
 using namespace ryxsc;

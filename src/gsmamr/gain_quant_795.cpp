@@ -6,9 +6,9 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/gain_error.h"
 #include "gsmamr/gain_tables.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_gain.h"
 #include "gsmamr/subframe_sums.h"
 

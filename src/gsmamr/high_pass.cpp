@@ -6,7 +6,7 @@
 #include "common/double_precision.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 
 using namespace ryxsc;
 

@@ -2,7 +2,7 @@
 // Decoding and concealment of the pitch lag of GSM-AMR (3GPP TS 26.090, clause 6.1; TS 26.091, clause 6).
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_lag.h"
 
 using namespace ryxsc;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Filters with LP coefficients of GSM-AMR (3GPP TS 26.090, clauses 5.3, 5.5, 6.1).
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 
 using namespace ryxsc;

@@ -4,8 +4,8 @@
 
 #include "common/checks.h"
 #include "common/line_spectral_search.h"
-#include "frame/implementations.h"
 #include "g729/lp_tables.h"
+#include "gsmamr/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::roots;

@@ -4,7 +4,8 @@
 
 #include "common/checks.h"
 #include "common/lsp_to_lpc_lanes.h"
-#include "frame/implementations.h"
+#include "g729/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lsf_steps.h"
 #include "gsmamr/rates.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Decoding and concealment of the LSFs of GSM-AMR (3GPP TS 26.090, clause 6.1; TS 26.091, clause 6).
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lsf_prediction.h"
 
 using namespace ryxsc;

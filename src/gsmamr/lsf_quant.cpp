@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Quantisation of the LSFs of GSM-AMR (3GPP TS 26.090, clause 5.2.5): in three parts, or as a matrix of two vectors in five.
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lsf_prediction.h"
 
 using namespace ryxsc;

@@ -7,8 +7,8 @@
 #include "common/checks.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_tables.h"
 #include "gsmamr/rates.h"
 

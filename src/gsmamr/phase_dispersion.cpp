@@ -6,9 +6,9 @@
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/codebook.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/rates.h"
 
 using namespace ryxsc;

@@ -4,10 +4,10 @@
 #include <cstdlib>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/gain_error.h"
 #include "gsmamr/gain_tables.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/pitch_gain.h"
 #include "gsmamr/rates.h"
 #include "gsmamr/subframe_sums.h"

@@ -4,8 +4,8 @@
 #include "common/lp_lanes.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/gain_control.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 #include "gsmamr/rates.h"
 

@@ -4,8 +4,8 @@
 
 #include "common/checks.h"
 #include "common/lp_lanes.h"
-#include "frame/implementations.h"
 #include "gsmamr/codebook.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 
 using namespace ryxsc;

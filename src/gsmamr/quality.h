@@ -2,7 +2,7 @@
 // What the receiver thinks of a frame and the one before: a sum of ryxGSMAMRBadFrame and its kin.
 #pragma once
 
-#include "ryxsc.h"
+#include "ryxsc/gsmamr.h"
 
 namespace ryxsc::gsmamr {
 

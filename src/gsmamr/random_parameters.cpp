@@ -2,7 +2,7 @@
 // Parameters for frames that have none (3GPP TS 26.073).
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/lp_tables.h"
 
 using namespace ryxsc;

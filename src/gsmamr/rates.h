@@ -2,7 +2,7 @@
 // The bit rates of GSM-AMR in rising order, so that they compare.
 #pragma once
 
-#include "ryxsc.h"
+#include "ryxsc/gsmamr.h"
 
 namespace ryxsc::gsmamr {
 

@@ -2,9 +2,9 @@
 // Excitation and filter memories behind the search (3GPP TS 26.090, clauses 5.9 and 6.1).
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/codebook.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/rates.h"
 
 using namespace ryxsc;

@@ -6,8 +6,8 @@
 #include "common/checks.h"
 #include "common/simd.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
 #include "gsmamr/arithmetic.h"
+#include "gsmamr/implementations.h"
 #include "gsmamr/vad_filter_bank.h"
 
 using namespace ryxsc;

@@ -6,7 +6,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

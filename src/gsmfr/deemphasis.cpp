@@ -2,7 +2,7 @@
 // De-emphasis of GSM 06.10 with doubling and truncation to 13 bits (clauses 4.3.5 to 4.3.7).
 #include "gsmfr/deemphasis.h"
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "gsmfr/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmfr;

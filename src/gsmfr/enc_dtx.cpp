@@ -3,8 +3,8 @@
 // silence descriptors (GSM 06.12, clause 5).
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
 #include "gsmfr/block_maximum.h"
+#include "gsmfr/implementations.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmfr;

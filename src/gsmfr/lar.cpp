@@ -3,7 +3,7 @@
 // 4.2.9).
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

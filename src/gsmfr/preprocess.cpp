@@ -3,7 +3,7 @@
 #include "common/checks.h"
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

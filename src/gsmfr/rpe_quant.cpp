@@ -7,8 +7,8 @@
 #include "common/checks.h"
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
 #include "gsmfr/block_maximum.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/largest_magnitude.h"
 
 using namespace ryxsc;

@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/simd.h"
-#include "frame/implementations.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

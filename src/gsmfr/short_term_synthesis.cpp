@@ -3,8 +3,8 @@
 // (clauses 4.3.5 to 4.3.7).
 #include "common/checks.h"
 #include "common/elementwise.h"
-#include "frame/implementations.h"
 #include "gsmfr/deemphasis.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

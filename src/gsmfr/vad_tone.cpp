@@ -2,8 +2,8 @@
 // Information tones in the downlink's voice activity detector: the prediction gain of order 4 (GSM 06.32, clause 3.10).
 #include "common/checks.h"
 #include "common/fixed_point.h"
-#include "frame/implementations.h"
 #include "gsmfr/autocorrelation.h"
+#include "gsmfr/implementations.h"
 #include "gsmfr/tables.h"
 
 using namespace ryxsc;

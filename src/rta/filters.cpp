@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "common/checks.h"
-#include "frame/implementations.h"
+#include "rta/implementations.h"
 #include "rta/tables.h"
 
 using namespace ryxsc;

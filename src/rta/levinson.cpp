@@ -5,7 +5,7 @@
 
 #include "common/checks.h"
 #include "common/levinson_float.h"
-#include "frame/implementations.h"
+#include "rta/implementations.h"
 
 using namespace ryxsc;
 

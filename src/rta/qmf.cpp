@@ -8,7 +8,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
-#include "frame/implementations.h"
+#include "rta/implementations.h"
 #include "rta/tables.h"
 
 using namespace ryxsc;

@@ -16,7 +16,7 @@
 #include <type_traits>
 
 #include "frame/scratch.h"
-#include "ryxsc.h"
+#include "ryxsc/status.h"
 
 namespace ryxsc::transform {
 

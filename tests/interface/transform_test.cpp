@@ -8,6 +8,7 @@
 #include <random>
 
 #include "harness/test_core.h"
+#include "ryxsc.h"
 #include "transform/real_transform.h"
 
 namespace {
