@@ -26,48 +26,45 @@ struct Criterion {
 // The argmax of each of eight lanes, whose candidates come one after the other. Energies above -32768.
 class LaneArgmax {
 public:
-    // Numbers must rise from call to call.
+    // Numbers must rise from call to call. The cross products are compared by their halves: the upper ones have a sign,
+    // and where they are equal the lower ones decide.
     void offer(simd::Vector q, simd::Vector a, simd::Vector number) {
-        const simd::Vector minusA = _mm_sub_epi16(_mm_setzero_si128(), a);
-        const simd::Vector front = exceeds(_mm_unpacklo_epi16(q, minusA), front_);
-        const simd::Vector back = exceeds(_mm_unpackhi_epi16(q, minusA), back_);
-        front_ = replaceWhere(front, _mm_unpacklo_epi16(a, q), front_);
-        back_ = replaceWhere(back, _mm_unpackhi_epi16(a, q), back_);
-        number_ = _mm_max_epi16(number_, _mm_and_si128(_mm_packs_epi32(front, back), number));
+        const simd::Vector ahead = _mm_subs_epu16(_mm_mullo_epi16(q, a_), _mm_mullo_epi16(q_, a));
+        const simd::Vector isNotAhead = _mm_cmpeq_epi16(ahead, _mm_setzero_si128());
+        const simd::Vector stays =
+            _mm_cmpgt_epi16(_mm_mulhi_epi16(q_, a), _mm_add_epi16(_mm_mulhi_epi16(q, a_), isNotAhead));
+        q_ = keepWhere(stays, q_, q);
+        a_ = keepWhere(stays, a_, a);
+        number_ = _mm_max_epi16(number_, _mm_andnot_si128(stays, number));
     }
 
     // Number of the best candidate, 0 where none was taken; its energy and its q.
     simd::Vector number() const { return number_; }
-    simd::Vector a() const {
-        const auto low = [](simd::Vector x) { return _mm_srai_epi32(_mm_slli_epi32(x, 16), 16); };
-        return _mm_packs_epi32(low(front_), low(back_));
-    }
-    simd::Vector q() const { return _mm_packs_epi32(_mm_srai_epi32(front_, 16), _mm_srai_epi32(back_, 16)); }
+    simd::Vector a() const { return a_; }
+    simd::Vector q() const { return q_; }
 
     // The pairs (a, q) of lanes 0 to 3 and of lanes 4 to 7.
-    simd::Vector front() const { return front_; }
-    simd::Vector back() const { return back_; }
+    simd::Vector front() const { return _mm_unpacklo_epi16(a_, q_); }
+    simd::Vector back() const { return _mm_unpackhi_epi16(a_, q_); }
 
     // Which lanes are above the criterion, one bit each.
     unsigned lanesAbove(const Criterion &criterion) const {
         const auto pair = static_cast<uint32_t>(criterion.a) << 16 | static_cast<uint16_t>(-criterion.q);
         const simd::Vector cross = simd::dwords(static_cast<int32_t>(pair));
-        const simd::Vector isBetter = _mm_packs_epi32(exceeds(front_, cross), exceeds(back_, cross));
+        const simd::Vector isBetter = _mm_packs_epi32(exceeds(front(), cross), exceeds(back(), cross));
         return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(isBetter, _mm_setzero_si128())));
     }
 
 private:
-    // y where the mask is set, x elsewhere; like simd::select(), but without a copy of the mask.
-    static simd::Vector replaceWhere(simd::Vector mask, simd::Vector y, simd::Vector x) {
-        return _mm_xor_si128(x, _mm_and_si128(mask, _mm_xor_si128(x, y)));
+    // x where the mask is set, y elsewhere; like simd::select(), but without a copy of the mask.
+    static simd::Vector keepWhere(simd::Vector mask, simd::Vector x, simd::Vector y) {
+        return _mm_xor_si128(y, _mm_and_si128(mask, _mm_xor_si128(x, y)));
     }
     static simd::Vector exceeds(simd::Vector x, simd::Vector y) {
         return _mm_cmpgt_epi32(_mm_madd_epi16(x, y), _mm_setzero_si128());
     }
 
-    // Pairs of words (a, q).
-    simd::Vector front_ = simd::dwords(static_cast<int32_t>(0xffff0001)), back_ = front_;
-    simd::Vector number_ = _mm_setzero_si128();
+    simd::Vector q_ = simd::words(-1), a_ = simd::words(1), number_ = _mm_setzero_si128();
 };
 
 // Four candidates: (a, q) and a place, which decides between equals. Energies not negative.

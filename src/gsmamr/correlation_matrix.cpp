@@ -52,7 +52,7 @@ public:
             for (int vector = 0; vector < vectors; vector++) {
                 const Vector words = tracks.at(track, vector), signs = sign.at(track, vector);
                 spread_[track][2 * vector] = _mm_unpacklo_epi16(words, zeros);
-                spread_[track][2 * vector + 1] = _mm_unpackhi_epi16(words, zeros);
+                if (2 * vector + 1 < parts) spread_[track][2 * vector + 1] = _mm_unpackhi_epi16(words, zeros);
                 factors_[0][track][vector] = SignFactor(signs);
                 factors_[1][track][vector] = SignFactor(_mm_sub_epi16(zeros, signs));
             }
@@ -82,7 +82,8 @@ public:
     }
 
 private:
-    static constexpr int vectors = TrackWords<step>::vectors, parts = 2 * vectors;
+    static constexpr int vectors = TrackWords<step>::vectors;
+    static constexpr int parts = (TrackWords<step>::positions + 3) / 4; // of four sums
 
     [[gnu::always_inline]] static void addProducts(Vector factor, const Vector *spread, Vector *sums) {
 #pragma GCC unroll 4
@@ -92,9 +93,11 @@ private:
 
     [[gnu::always_inline]] static void storeRounded(const Vector *sums, const SignFactor *factors, int16_t *row) {
 #pragma GCC unroll 2
-        for (int vector = 0; vector < vectors; vector++)
-            simd::store(row + 8 * vector, factors[vector] * _mm_packs_epi32(_mm_srai_epi32(sums[2 * vector], 15),
-                                                                            _mm_srai_epi32(sums[2 * vector + 1], 15)));
+        for (int vector = 0; vector < vectors; vector++) {
+            const Vector front = _mm_srai_epi32(sums[2 * vector], 15);
+            const Vector back = 2 * vector + 1 < parts ? _mm_srai_epi32(sums[2 * vector + 1], 15) : front;
+            simd::store(row + 8 * vector, factors[vector] * _mm_packs_epi32(front, back));
+        }
     }
 
     [[gnu::always_inline]] static void moveOn(Vector *sums, Vector next) {
@@ -140,16 +143,12 @@ template <int step> void buildSaturated(const Words &g, const TrackWords<step> &
 }
 
 template <int step> void fill(const MatrixBuilder<step> &builder, Distances distances, Matrix<step> &matrix) {
-    if constexpr (step == 4) { // in two passes, which the registers hold
-        builder.template build<0, 1>(matrix);
+    if (step == 5 && distances == Distances::twoAndThree)
         builder.template build<2, 3>(matrix);
-    } else if (distances == Distances::twoAndThree) {
-        builder.template build<2, 3>(matrix);
-    } else if (distances == Distances::others) {
-        builder.template build<1, 4>(matrix);
-    } else {
-        builder.template build<0, 4>(matrix);
-    }
+    else if (step == 5 && distances == Distances::others)
+        builder.template build<1, step - 1>(matrix);
+    else
+        builder.template build<0, step - 1>(matrix);
 }
 
 } // namespace

@@ -39,13 +39,26 @@ template <int pair> struct PairScale {
     static constexpr int largestEnergy = pair == 1 || pair == 3 ? 24999 : 32767;
 };
 
+// What a pulse brings into a pair, in the lanes of a vector: its correlation, and its energy beside the pulses before,
+// halved, in units of the pair's energy and the rest below that.
+struct Share {
+    Vector energy, rest, correlation;
+
+    Share inAllLanes(int number) const {
+        return {gsmamr::inAllLanes(energy, number), gsmamr::inAllLanes(rest, number),
+                gsmamr::inAllLanes(correlation, number)};
+    }
+};
+
 template <int step, int pair> class PairSearch {
 public:
     PairSearch(const Work<step> &work, Rotation<step> &rotation)
         : work_(work), rotation_(rotation), first_(rotation.tracks[placed]), second_(rotation.tracks[placed + 1]) {}
 
     void run() {
-        if (work_.matrix.isSaturated || rotation_.criterion.a > Scale::largestEnergy || !searchLanes()) searchPlainly();
+        if (work_.matrix.isSaturated || work_.matrix.energy(0) > largestEntry ||
+            rotation_.criterion.a > Scale::largestEnergy || !searchLanes())
+            searchPlainly();
     }
 
 private:
@@ -53,6 +66,10 @@ private:
     static constexpr int placed = 2 + 2 * pair;
     static constexpr int positions = TrackWords<step>::positions;
     static constexpr int vectors = TrackWords<step>::vectors;
+    static constexpr int unitShift = Scale::shift - 1; // of halved energies
+
+    // An entry of the matrix has room for two rests, each less than a unit. No entry is larger than energy(0).
+    static constexpr int largestEntry = max16 - 128;
 
     // Energy of a pulse beside those before, without theirs.
     simd::Dwords ownEnergy(int track, int vector) const {
@@ -75,61 +92,99 @@ private:
         return work_.matrix.energy(i0) + work_.matrix.energy(i1) + 2 * work_.matrix.entry(i0, i1);
     }
 
+    // The energy of the pair is (base + first + 2 R + weight * part) >> shift, the weight being even: half of everything
+    // will do, and 16 bits hold it. With all entries of the matrix at their largest, the share of the first pulse and
+    // those before is 18431, 21715, 23039 or 16851, and that of the second pulse with R is 14336, 10239, 7679 or 4607.
+    Share firstShare(int vector) const {
+        const simd::Dwords own = ownEnergy(first_, vector);
+        const Vector base = simd::dwords(energyBefore() + (1 << (Scale::shift - 1)));
+        const Vector front = _mm_srai_epi32(_mm_add_epi32(own.front, base), 1);
+        const Vector back = _mm_srai_epi32(_mm_add_epi32(own.back, base), 1);
+        const Vector below = simd::dwords((1 << unitShift) - 1);
+        return {_mm_packs_epi32(_mm_srai_epi32(front, unitShift), _mm_srai_epi32(back, unitShift)),
+                _mm_packs_epi32(_mm_and_si128(front, below), _mm_and_si128(back, below)),
+                _mm_adds_epi16(simd::words(static_cast<int16_t>(rotation_.p)), work_.correlation.at(first_, vector))};
+    }
+    Share secondShare(int vector) const {
+        constexpr int weightShift = Scale::partShift - 1, partsPerUnit = unitShift - weightShift;
+        const Vector part = simd::ScaleDown(Scale::partShift)(ownEnergy(second_, vector));
+        const Vector below = simd::words((1 << partsPerUnit) - 1);
+        return {_mm_srai_epi16(part, partsPerUnit), _mm_slli_epi16(_mm_and_si128(part, below), weightShift),
+                work_.correlation.at(second_, vector)};
+    }
+
+    // The best of eight lanes.
+    struct Candidates {
+        LaneArgmax argmax;
+        Vector leastEnergy = _mm_setzero_si128();
+
+        void offer(const Share &x, const Share &y, Vector entries, Vector places) {
+            const Vector rest = _mm_add_epi16(_mm_add_epi16(entries, x.rest), y.rest);
+            const Vector a = _mm_add_epi16(_mm_srai_epi16(rest, unitShift), _mm_add_epi16(x.energy, y.energy));
+            leastEnergy = _mm_min_epi16(leastEnergy, a);
+            argmax.offer(squareQ15(_mm_adds_epi16(x.correlation, y.correlation)), a, places);
+        }
+        FourCandidates bestFour() const {
+            const Vector zero = _mm_setzero_si128();
+            return better({argmax.front(), _mm_unpacklo_epi16(argmax.number(), zero)},
+                          {argmax.back(), _mm_unpackhi_epi16(argmax.number(), zero)});
+        }
+    };
+
+    // A place is made of the first pulse's position and the second one's, in the order of the loops.
+    static constexpr int placesOf(int first, int second) { return 16 * first + second; }
+
     // False where an energy is negative: then the order of the comparisons decides.
     bool searchLanes() {
-        Vector parts[vectors]; // energies of the second pulse
-        const simd::ScaleDown scaleDown(Scale::partShift);
-        for (int vector = 0; vector < vectors; vector++)
-            parts[vector] = scaleDown(ownEnergy(second_, vector));
-        Vector leastEnergy = _mm_setzero_si128();
-        FourCandidates candidates;
-        for (int vector = 0; vector < vectors; vector++) {
-            const LaneArgmax argmax = searchVector(vector, parts, leastEnergy);
-            candidates = vector == 0 ? candidatesOf(argmax) : better(candidates, lastCandidatesOf(argmax));
+        const Share first = firstShare(0), second = secondShare(0);
+        Candidates candidates;
+        Vector places = _mm_setr_epi16(0, 16, 32, 48, 64, 80, 96, 112);
+#pragma GCC unroll 1
+        for (int j = 0; j < 8; j++) {
+            candidates.offer(first, second.inAllLanes(j), work_.matrix.row(second_ + step * j, first_), places);
+            places = _mm_add_epi16(places, simd::words(1));
         }
-        if (_mm_movemask_epi8(leastEnergy) != 0) return false;
-        const PlacedCandidate found = argmaxOf(candidates);
-        take(found.place / 16, found.place % 16, found.criterion);
+        FourCandidates found;
+        if constexpr (vectors == 1)
+            found = candidates.bestFour();
+        else
+            found = withLastPositions(first, second, candidates);
+        if (_mm_movemask_epi8(candidates.leastEnergy) != 0) return false;
+        const PlacedCandidate best = argmaxOf(found);
+        take(best.place / 16, best.place % 16, best.criterion);
         return true;
     }
 
-    LaneArgmax searchVector(int vector, const Vector *parts, Vector &leastEnergy) const {
-        const Vector base = simd::dwords(energyBefore() + (1 << (Scale::shift - 1)));
-        const Vector two = simd::words(2), weight = simd::words(static_cast<int16_t>(Scale::weight));
-        simd::Dwords first = ownEnergy(first_, vector);
-        first.front = _mm_add_epi32(first.front, base);
-        first.back = _mm_add_epi32(first.back, base);
-        const Vector p1 =
-            _mm_adds_epi16(simd::words(static_cast<int16_t>(rotation_.p)), work_.correlation.at(first_, vector));
-        LaneArgmax argmax;
-#pragma GCC unroll 1
-        for (int number = 0; number < positions; number++) {
-            const auto rest = simd::sumsOfTwoProducts(work_.matrix.row(second_ + step * number, first_, vector), two,
-                                                      inAllLanes(parts[number / 8], number % 8), weight);
-            const Vector a = _mm_packs_epi32(_mm_srai_epi32(_mm_add_epi32(first.front, rest.front), Scale::shift),
-                                             _mm_srai_epi32(_mm_add_epi32(first.back, rest.back), Scale::shift));
-            leastEnergy = _mm_min_epi16(leastEnergy, a);
-            const Vector p = _mm_adds_epi16(p1, inAllLanes(work_.correlation.at(second_, number / 8), number % 8));
-            argmax.offer(squareQ15(p), a, simd::words(static_cast<int16_t>(number)));
-        }
-        return argmax;
-    }
-
-    // A place is made of the first pulse's position, which is the lane, and the second one's, in the order of the loops.
-    static Vector places(Vector numbers, int lane) {
-        const Vector zero = _mm_setzero_si128();
-        return _mm_or_si128(_mm_unpacklo_epi16(numbers, zero),
-                            _mm_slli_epi32(_mm_setr_epi32(lane, lane + 1, lane + 2, lane + 3), 4));
-    }
-    static FourCandidates candidatesOf(const LaneArgmax &argmax) {
-        const Vector numbers = argmax.number();
-        return better({argmax.front(), places(numbers, 0)},
-                      {argmax.back(), places(_mm_unpackhi_epi64(numbers, numbers), 4)});
-    }
-    // Of the second vector, which has the last two positions of ten; what does not exist has found nothing.
-    static FourCandidates lastCandidatesOf(const LaneArgmax &argmax) {
-        const Vector exists = _mm_setr_epi32(-1, -1, 0, 0);
-        return {simd::select(exists, argmax.front(), LaneArgmax().front()), places(argmax.number(), 8)};
+    // Positions 8 and 9 of both pulses: of the second one beside the lanes of the first one's other positions, then the
+    // other way round, and beside each other.
+    FourCandidates withLastPositions(const Share &first, const Share &second, Candidates &candidates) const {
+        const Share lastFirst = firstShare(1), lastSecond = secondShare(1);
+        const auto row8 = [&](int track, int beside, int vector) {
+            return work_.matrix.row(track + step * 8, beside, vector);
+        };
+        const auto row9 = [&](int track, int beside, int vector) {
+            return work_.matrix.row(track + step * 9, beside, vector);
+        };
+        const Vector sixteens = _mm_setr_epi16(0, 16, 32, 48, 64, 80, 96, 112);
+        const Vector ones = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
+        candidates.offer(first, lastSecond.inAllLanes(0), row8(second_, first_, 0),
+                         _mm_add_epi16(sixteens, simd::words(placesOf(0, 8))));
+        candidates.offer(first, lastSecond.inAllLanes(1), row9(second_, first_, 0),
+                         _mm_add_epi16(sixteens, simd::words(placesOf(0, 9))));
+        candidates.offer(second, lastFirst.inAllLanes(0), row8(first_, second_, 0),
+                         _mm_add_epi16(ones, simd::words(placesOf(8, 0))));
+        candidates.offer(second, lastFirst.inAllLanes(1), row9(first_, second_, 0),
+                         _mm_add_epi16(ones, simd::words(placesOf(9, 0))));
+        const auto twice = [](Vector x) { return _mm_shuffle_epi32(x, 0); };
+        const auto doubled = [](Vector x) { return _mm_unpacklo_epi16(x, x); };
+        Candidates last;
+        last.leastEnergy = candidates.leastEnergy;
+        last.offer({twice(lastFirst.energy), twice(lastFirst.rest), twice(lastFirst.correlation)},
+                   {doubled(lastSecond.energy), doubled(lastSecond.rest), doubled(lastSecond.correlation)},
+                   _mm_unpacklo_epi32(row8(second_, first_, 1), row9(second_, first_, 1)), simd::words(0));
+        candidates.leastEnergy = last.leastEnergy;
+        const Vector places = _mm_setr_epi32(placesOf(8, 8), placesOf(9, 8), placesOf(8, 9), placesOf(9, 9));
+        return better(candidates.bestFour(), {last.argmax.front(), places});
     }
 
     void take(int first, int second, const Criterion &criterion) {
