@@ -95,24 +95,23 @@ private:
     Degree degree_;
 };
 
-// On the grid: Lanes are either lanes of the bounded series or the series themselves.
-template <class Evaluator, class Lanes>
-int search(const Polynomials &p, const Lanes (&lanes)[2], int16_t *found, int wanted) {
-    const FixedSeries<Evaluator> series[2] = {{p.f[0], p.degree[0]}, {p.f[1], p.degree[1]}};
-    roots::GridValues<int16_t, gridCapacity> known;
-    const Vector lowest = simd::words(lowestValue);
-    fillGrid(ispGrid, known,
-             [&](int which, const int16_t *x) { return _mm_max_epi16(lanes[which].evaluateEight(x), lowest); });
-    return findRoots(ispGrid, known, series, found, wanted);
-}
-
 int search(const Polynomials &p, int16_t *found, int wanted) {
+    roots::GridValues<int16_t, gridCapacity> known;
     if (!isBounded(p.f[0], p.degree[0]) || !isBounded(p.f[1], p.degree[1])) {
         const FixedSeries<Saturating> series[2] = {{p.f[0], p.degree[0]}, {p.f[1], p.degree[1]}};
-        return search<Saturating>(p, series, found, wanted);
+        fillGrid(ispGrid, known, [&](int which, Vector x) { return series[which].evaluateEight(x); });
+        return findRoots(ispGrid, known, series, found, wanted);
     }
+    using Series = FixedSeries<Bounded>;
+    const Series series[2] = {{p.f[0], p.degree[0]}, {p.f[1], p.degree[1]}};
     const LaneSeries<Degree> lanes[2] = {{p.f[0], p.degree[0], toQ14}, {p.f[1], p.degree[1], toQ14}};
-    return search<Bounded>(p, lanes, found, wanted);
+    const Vector lowest = simd::words(lowestValue);
+    const auto evaluateEight = [&](int which, Vector x) {
+        return _mm_max_epi16(lanes[which].evaluateEight(x), lowest);
+    };
+    fillGrid(ispGrid, known, evaluateEight);
+    return findRoots(ispGrid, known, series, found, wanted,
+                     roots::GridRoots<Series, gridCapacity>(ispGrid, known, evaluateEight));
 }
 
 // Odd orders and those below 6 have no such polynomials; they keep the previous ISPs, too.

@@ -54,8 +54,8 @@ public:
     }
 
     // Limited to 16 bits.
-    Vector evaluateEight(const int16_t *points) const {
-        const Vector x = simd::load(points), zeros = _mm_setzero_si128();
+    Vector evaluateEight(Vector x) const {
+        const Vector zeros = _mm_setzero_si128();
         return _mm_packs_epi32(evaluate({_mm_unpacklo_epi16(zeros, x), _mm_unpacklo_epi16(x, zeros)}),
                                evaluate({_mm_unpackhi_epi16(zeros, x), _mm_unpackhi_epi16(x, zeros)}));
     }
@@ -110,9 +110,10 @@ public:
     }
 
     // For series that are not bounded, one point after the other.
-    Vector evaluateEight(const int16_t *points) const {
+    Vector evaluateEight(Vector x) const {
         int16_t values[8];
-        std::transform(points, points + 8, values, [this](int16_t x) { return this->evaluate(x); });
+        simd::store(values, x);
+        std::transform(values, values + 8, values, [this](int16_t point) { return this->evaluate(point); });
         return simd::load(values);
     }
 };
@@ -134,13 +135,13 @@ template <int capacity> struct Signs {
     }
 };
 
-// evaluateEight(which, points) gives the values of a series at eight points.
+// evaluateEight(which, x) gives the values of a series at eight points.
 template <int capacity, class EvaluateEight>
 void fillGrid(const Grid<int16_t, capacity> &grid, GridValues<int16_t, capacity> &known, EvaluateEight evaluateEight) {
     Signs<capacity> signs[2];
     for (int point = 0; point < grid.points; point += 8) {
         for (int which = 0; which < 2; which++) {
-            const Vector values = evaluateEight(which, &grid.cosines[static_cast<size_t>(point)]);
+            const Vector values = evaluateEight(which, simd::loadAligned(&grid.cosines[static_cast<size_t>(point)]));
             simd::store(known.values[which] + point, values);
             signs[which].collect(point, values);
         }
@@ -148,5 +149,70 @@ void fillGrid(const Grid<int16_t, capacity> &grid, GridValues<int16_t, capacity>
     known.changes[0] = signs[0].changes(grid.points);
     known.changes[1] = signs[1].changes(grid.points);
 }
+
+// The roots between grid points, of each polynomial the first eight, in a lane each. Most roots of a search are among
+// them; the others lie between a root of the other polynomial and the next grid point.
+template <class Series, int capacity> class GridRoots {
+    static constexpr int lanes = 8;
+
+public:
+    template <class EvaluateEight> GridRoots(const Grid<int16_t, capacity> &grid,
+                                             const GridValues<int16_t, capacity> &known, EvaluateEight evaluateEight) {
+        for (int which = 0; which < 2; which++) {
+            alignas(16) int16_t words[4][lanes] = {}; // high x and y, low x and y
+            PointBits<capacity> changes = known.changes[which];
+            int count = 0;
+            for (; count < lanes && changes != 0; count++, changes &= changes - 1) {
+                const int j = lowestBit(changes);
+                const auto right = static_cast<size_t>(j), left = right - 1;
+                places_[which] |= PointBits<capacity>{1} << j;
+                numbers_[which][right] = static_cast<uint8_t>(count);
+                words[0][count] = grid.cosines[left];
+                words[1][count] = known.values[which][left];
+                words[2][count] = grid.cosines[right];
+                words[3][count] = known.values[which][right];
+            }
+            VectorPoint high = {simd::loadAligned(words[0]), simd::loadAligned(words[1])};
+            VectorPoint low = {simd::loadAligned(words[2]), simd::loadAligned(words[3])};
+            for (int i = 0; i < grid.bisections; i++) {
+                const Vector x = _mm_add_epi16(_mm_srai_epi16(low.x, 1), _mm_srai_epi16(high.x, 1));
+                halve(high, low, {x, evaluateEight(which, x)});
+            }
+            simd::store(words[0], high.x);
+            simd::store(words[1], high.y);
+            simd::store(words[2], low.x);
+            simd::store(words[3], low.y);
+            alignas(16) int16_t roots[lanes] = {}, values[lanes];
+            for (int i = 0; i < count; i++)
+                roots[i] = Series::root({{words[0][i], words[1][i]}, {words[2][i], words[3][i]}});
+            simd::store(values, evaluateEight(1 - which, simd::loadAligned(roots)));
+            for (int i = 0; i < count; i++)
+                roots_[which][i] = {roots[i], values[i]};
+        }
+    }
+
+    const KnownRoot<int16_t> *find(int which, int j) const {
+        if ((places_[which] >> j & 1) == 0) return nullptr;
+        return &roots_[which][numbers_[which][j]];
+    }
+
+private:
+    struct VectorPoint {
+        Vector x, y;
+    };
+
+    // The middle becomes the high end where the sign changes between it and the low end.
+    static void halve(VectorPoint &high, VectorPoint &low, const VectorPoint &middle) {
+        const Vector zero = _mm_setzero_si128();
+        const Vector hasZero = _mm_or_si128(_mm_cmpeq_epi16(low.y, zero), _mm_cmpeq_epi16(middle.y, zero));
+        const Vector changes = _mm_or_si128(hasZero, simd::signMask(_mm_xor_si128(low.y, middle.y)));
+        high = {simd::select(changes, middle.x, high.x), simd::select(changes, middle.y, high.y)};
+        low = {simd::select(changes, low.x, middle.x), simd::select(changes, low.y, middle.y)};
+    }
+
+    PointBits<capacity> places_[2] = {};
+    uint8_t numbers_[2][capacity]; // of the intervals at the places
+    KnownRoot<int16_t> roots_[2][lanes];
+};
 
 } // namespace ryxsc::roots

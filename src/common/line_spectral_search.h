@@ -2,7 +2,7 @@
 // LP coefficients of order 10 to line spectral pairs, in fixed point: ITU-T G.729 and GSM-AMR.
 //
 // All grid points are evaluated in advance, four at a time and for both polynomials: that takes less time than the branches
-// of a walk from point to point. The bisections are serial and run in scalar registers.
+// of a walk from point to point. So are the roots between them.
 #pragma once
 
 #include <algorithm>
@@ -95,23 +95,20 @@ private:
     int32_t unit_;
 };
 
-// On the grid: Lanes are either lanes of the bounded series or the series themselves.
-template <class Series, class Lanes>
-int findOnGrid(const Grid<int16_t> &grid, const Series (&series)[2], const Lanes (&lanes)[2], int16_t *roots) {
-    GridValues<int16_t> known;
-    fillGrid(grid, known, [&](int which, const int16_t *x) { return lanes[which].evaluateEight(x); });
-    return findRoots(grid, known, series, roots, lpOrder);
-}
-
 // Writes up to ten roots and returns their number.
 inline int findPairs(const Grid<int16_t> &grid, const Polynomials &p, int16_t *roots) {
+    GridValues<int16_t> known;
     if (!areBounded(p)) {
         const FixedSeries<Saturating> series[2] = {{p.f[0], p.bits, p.unit}, {p.f[1], p.bits, p.unit}};
-        return findOnGrid(grid, series, series, roots);
+        fillGrid(grid, known, [&](int which, Vector x) { return series[which].evaluateEight(x); });
+        return findRoots(grid, known, series, roots, lpOrder);
     }
-    const FixedSeries<Bounded> series[2] = {{p.f[0], p.bits}, {p.f[1], p.bits}};
+    using Series = FixedSeries<Bounded>;
+    const Series series[2] = {{p.f[0], p.bits}, {p.f[1], p.bits}};
     const LaneSeries<Degree> lanes[2] = {{p.f[0], {}, shiftOf(p.bits)}, {p.f[1], {}, shiftOf(p.bits)}};
-    return findOnGrid(grid, series, lanes, roots);
+    const auto evaluateEight = [&](int which, Vector x) { return lanes[which].evaluateEight(x); };
+    fillGrid(grid, known, evaluateEight);
+    return findRoots(grid, known, series, roots, lpOrder, GridRoots<Series, 64>(grid, known, evaluateEight));
 }
 
 } // namespace ryxsc::roots

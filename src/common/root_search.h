@@ -72,27 +72,40 @@ template <class Number, int bisections> struct Subdivision {
     }
 };
 
-// Writes the roots, at most as many as wanted, and returns their number.
-template <class Series, int capacity, class Number = typename Series::Number>
+// A root that is known before the search comes to its interval, and the value of the other polynomial there.
+template <class Number> struct KnownRoot { Number place, valueOfOther; };
+template <class Number> struct NothingKnown {
+    static const KnownRoot<Number> *find(int, int) { return nullptr; }
+};
+
+// Writes the roots, at most as many as wanted, and returns their number. knownRoots.find(which, j) is the root in the
+// interval from grid point j - 1 to point j, or null.
+template <class Series, int capacity, class Number = typename Series::Number, class KnownRoots = NothingKnown<Number>>
 int findRoots(const Grid<Number, capacity> &grid, const GridValues<Number, capacity> &known, const Series (&series)[2],
-              Number *roots, int wanted) {
+              Number *roots, int wanted, const KnownRoots &knownRoots = {}) {
     const auto pointAt = [&](int which, int j) {
         return Point<Number>{grid.cosines[static_cast<size_t>(j)], known.values[which][j]};
     };
     int which = 0, found = 0, j = 1;
     Point<Number> high = pointAt(which, 0);
+    bool isGridPoint = true;
     while (j < grid.points) {
         if (!changesSign(pointAt(which, j).y, high.y)) {
             const PointBits<capacity> changesBeyond = known.changes[which] & (~PointBits<capacity>{1} << j);
             if (changesBeyond == 0) break;
             j = lowestBit(changesBeyond);
             high = pointAt(which, j - 1);
+            isGridPoint = true;
         }
-        const Number root = Series::root(series[which].narrow({high, pointAt(which, j)}, grid.bisections));
+        const KnownRoot<Number> *const ready = isGridPoint ? knownRoots.find(which, j) : nullptr;
+        const Number root = ready != nullptr
+                                ? ready->place
+                                : Series::root(series[which].narrow({high, pointAt(which, j)}, grid.bisections));
         roots[found++] = root;
         if (found == wanted) break;
         which ^= 1;
-        high = {root, series[which].evaluate(root)};
+        high = {root, ready != nullptr ? ready->valueOfOther : series[which].evaluate(root)};
+        isGridPoint = false;
         j += Series::stepAfterRoot;
     }
     return found;
