@@ -16,13 +16,14 @@ using simd::Vector;
 namespace {
 
 constexpr int margin = 4; // lags beside the range, for the interpolation
-constexpr int most = 19 + 2 * margin + 1;
+constexpr int mostLags = 19 + 2 * margin + 1;
 
 // The past excitation of one lag after the other through the impulse response, in registers: words that are loaded across
 // two stores would be waited for.
 class FilteredExcitation {
 public:
-    FilteredExcitation(const int16_t *start, const int16_t *impulse, const int16_t *target) {
+    // count: of the lags; the first one's excitation begins at `start`.
+    FilteredExcitation(const int16_t *start, int count, const int16_t *impulse, const int16_t *target) {
         alignas(16) int16_t y[subframeLength];
         convolve(start, impulse, y);
         for (int k = 0; k < vectors; k++) {
@@ -36,6 +37,7 @@ public:
         if (isLoud_)
             for (Vector &words : y_)
                 words = _mm_srai_epi16(words, 2);
+        makeRoom(start, count);
     }
 
     // Energy and correlation with the target, doubled.
@@ -62,10 +64,45 @@ public:
     }
 
     // One lag on: a sample more in front.
-    void advance(int16_t sample) { isLoud_ ? advance<14>(sample) : advance<12>(sample); }
+    void advance(int16_t sample) {
+        if (hasRoom_) {
+            const Vector factor = simd::words(static_cast<int16_t>(sample * (1 << sampleShift_)));
+            put(sample, [=](Vector impulse) { return _mm_mulhi_epi16(impulse, factor); });
+        } else {
+            const Vector factor = simd::words(sample);
+            isLoud_ ? put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<14>(impulse, factor); })
+                    : put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<12>(impulse, factor); });
+        }
+    }
 
 private:
     static constexpr int vectors = subframeLength / 8;
+
+    static Vector largerMagnitude(Vector most, Vector x) { return _mm_max_epi16(most, simd::onesMagnitude(x)); }
+    // How far words can be shifted to the left; most: their largest one's complement magnitudes.
+    static int headroom(Vector most) {
+        most = _mm_max_epi16(most, _mm_unpackhi_epi64(most, most));
+        most = _mm_max_epi16(most, _mm_shuffle_epi32(most, 0x55));
+        const int32_t couple = _mm_cvtsi128_si32(most);
+        return 14 - floorLog2(static_cast<uint32_t>(extract_l(couple) | extract_h(couple) | 1));
+    }
+
+    // (impulse * sample) >> 12, or >> 14 of the reduced vector, is the upper half of a product where both factors together
+    // have room for 4 or 2 bits more.
+    void makeRoom(const int16_t *start, int count) {
+        Vector most = _mm_setzero_si128(), mostSample = most;
+        for (const Vector &words : impulse_)
+            most = largerMagnitude(most, words);
+        // Those of the lags, and some behind them.
+        for (const int16_t *sample = start - (count - 1); sample < start; sample += 8)
+            mostSample = largerMagnitude(mostSample, simd::load(sample));
+        const int up = isLoud_ ? 2 : 4, impulseShift = std::min(headroom(most), up);
+        sampleShift_ = up - impulseShift;
+        hasRoom_ = headroom(mostSample) >= sampleShift_;
+        if (hasRoom_)
+            for (Vector &words : impulse_)
+                words = _mm_sll_epi16(words, _mm_cvtsi32_si128(impulseShift));
+    }
 
     Sums carefulSums() const {
         alignas(16) int16_t y[subframeLength], target[subframeLength];
@@ -76,18 +113,18 @@ private:
         return {saturatedEnergy(0, y), saturatedProducts(0, target, y)};
     }
 
-    template <int shift> void advance(int16_t sample) {
-        const Vector factor = simd::words(sample);
-        const auto response = [&](int k) { return simd::mulShiftSaturated<shift>(impulse_[k], factor); };
+    // responseOf(impulse): the sample's.
+    template <class Response> [[gnu::always_inline]] void put(int16_t sample, Response responseOf) {
         for (int k = vectors - 1; k > 0; k--)
-            y_[k] = _mm_adds_epi16(response(k), _mm_alignr_epi8(y_[k], y_[k - 1], 14));
-        const Vector front = _mm_adds_epi16(response(0), _mm_slli_si128(y_[0], 2));
-        y_[0] = _mm_insert_epi16(front, sample >> (shift - 12), 0);
+            y_[k] = _mm_adds_epi16(responseOf(impulse_[k]), _mm_alignr_epi8(y_[k], y_[k - 1], 14));
+        const Vector front = _mm_adds_epi16(responseOf(impulse_[0]), _mm_slli_si128(y_[0], 2));
+        y_[0] = _mm_insert_epi16(front, isLoud_ ? sample >> 2 : sample, 0);
     }
 
     Vector y_[vectors], impulse_[vectors], target_[vectors];
     int64_t largestEnergy_;
-    bool isLoud_;
+    int sampleShift_;
+    bool isLoud_, hasRoom_;
 };
 
 // The normalised correlation of the target with the filtered past excitation.
@@ -96,8 +133,8 @@ public:
     Correlation(const int16_t *excitation, const int16_t *target, const int16_t *impulse, LagRange range)
         : first_(range.min - margin) {
         const int count = range.max + margin - first_ + 1;
-        FilteredExcitation filtered(excitation - first_, impulse, target);
-        FilteredExcitation::Sums sums[most];
+        FilteredExcitation filtered(excitation - first_, count, impulse, target);
+        FilteredExcitation::Sums sums[mostLags];
         sums[0] = filtered.sums();
         for (int k = 1; k < count; k++) {
             filtered.advance(excitation[-(first_ + k)]);
@@ -115,26 +152,41 @@ public:
         return best;
     }
 
-    // Between the lags, at a sixth of a sample.
-    int16_t between(int lag, int sixths) const {
-        if (sixths < 0) {
-            sixths += 6;
-            lag--;
+    // Around a lag, at multiples of `step` sixths of a sample, -reach .. reach of them.
+    using Values = int16_t[8];
+    void around(int lag, int step, int reach, Values &values) const {
+        const auto placeOf = [=](int i) { return step * (std::min(i, 2 * reach) - reach); };
+        const Vector left = simd::load(window(lag - 1)), right = simd::load(window(lag));
+        const Vector magnitudes = _mm_max_epi16(simd::onesMagnitude(left), simd::onesMagnitude(right));
+        if (_mm_movemask_epi8(_mm_cmpgt_epi16(magnitudes, simd::words(16383))) != 0) [[unlikely]] {
+            for (int i = 0; i < 8; i++)
+                values[i] = between(lag, placeOf(i));
+            return;
         }
-        const int16_t *const v = values_ + lag - first_;
-        int32_t sum = 0;
-        for (int i = 0; i < 4; i++) {
-            sum = L_mac(sum, v[-i], searchInterpolation[static_cast<size_t>(sixths + 6 * i)]);
-            sum = L_mac(sum, v[1 + i], searchInterpolation[static_cast<size_t>(6 - sixths + 6 * i)]);
+        Vector sums[8]; // below 2^30, as the magnitudes of a row of the filter sum up to less than 2^16
+        for (int i = 0; i < 8; i++) {
+            const int place = placeOf(i);
+            const int16_t *const row = searchInterpolation[place < 0 ? place + 6 : place];
+            sums[i] = _mm_madd_epi16(place < 0 ? left : right, simd::loadAligned(row));
         }
-        return round(sum);
+        simd::store(values, simd::ScaleDown(15)({simd::sumsOfDwords(sums), simd::sumsOfDwords(sums + 4)}));
     }
 
 private:
     int16_t at(int lag) const { return values_[lag - first_]; }
+    const int16_t *window(int lag) const { return &values_[lag - first_ - 3]; }
+
+    int16_t between(int lag, int place) const {
+        const int16_t *const v = window(place < 0 ? lag - 1 : lag);
+        const int16_t *const row = searchInterpolation[place < 0 ? place + 6 : place];
+        int32_t sum = 0;
+        for (int i = 0; i < 4; i++)
+            sum = L_mac(L_mac(sum, v[3 - i], row[3 - i]), v[4 + i], row[4 + i]);
+        return round(sum);
+    }
 
     int first_;
-    int16_t values_[most];
+    int16_t values_[mostLags];
 };
 
 struct Search {
@@ -143,16 +195,11 @@ struct Search {
 
     // The best fraction from..to, the first of equals; at the ends of the range it is another lag's.
     PitchLag fractions(int lag, int from, int to) const {
-        const int step = thirds ? 2 : 1;
-        int best = from;
-        int16_t highest = correlation.between(lag, from * step);
-        for (int fraction = from + 1; fraction <= to; fraction++) {
-            const int16_t value = correlation.between(lag, fraction * step);
-            if (value > highest) {
-                highest = value;
-                best = fraction;
-            }
-        }
+        const int reach = thirds ? 2 : 3;
+        Correlation::Values values;
+        correlation.around(lag, thirds ? 2 : 1, reach, values);
+        const auto best =
+            static_cast<int>(std::max_element(values + reach + from, values + reach + to + 1) - values) - reach;
         if (thirds && best == -2) return {lag - 1, 1};
         if (thirds && best == 2) return {lag + 1, -1};
         if (!thirds && best == -3) return {lag - 1, 3};

@@ -4,11 +4,27 @@
 
 namespace ryxsc::gsmamr {
 
-// clang-format off
+namespace {
 
-constexpr std::array<int16_t, 25> searchInterpolation = {
-    29519, 28316, 24906, 19838, 13896,  7945,  2755, -1127, -3459, -4304, -3969, -2899, -1561,  -336,   534,   970,
-     1023,   823,   516,   220,     0,  -131,  -194,  -215,     0};
+// Right half of the symmetric filter.
+constexpr int16_t filter[25] = {29519, 28316, 24906, 19838, 13896, 7945, 2755, -1127, -3459, -4304, -3969, -2899, -1561,
+                                -336,  534,   970,   1023,  823,   516,  220,  0,     -131,  -194,  -215,  0};
+
+constexpr SearchInterpolation makeRows() {
+    SearchInterpolation result = {};
+    for (int k = 0; k < 6; k++)
+        for (int i = 0; i < 4; i++) {
+            result.rows[k][3 - i] = filter[k + 6 * i];
+            result.rows[k][4 + i] = filter[6 - k + 6 * i];
+        }
+    return result;
+}
+
+} // namespace
+
+constexpr SearchInterpolation searchInterpolation = makeRows();
+
+// clang-format off
 
 constexpr std::array<int16_t, 251> openLoopWeights = {
     20473, 20506, 20539, 20572, 20605, 20644, 20677, 20716, 20749, 20788, 20821, 20860, 20893, 20932, 20972, 21011,

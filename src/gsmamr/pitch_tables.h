@@ -7,9 +7,13 @@
 
 namespace ryxsc::gsmamr {
 
-// Right half of a symmetric interpolation filter with a resolution of a sixth of a sample, Q15: of the normalised
-// correlation.
-extern const std::array<int16_t, 25> searchInterpolation;
+// Interpolation of the normalised correlation, Q15: row k gives the value k sixths of a sample behind the fourth of eight
+// words.
+struct SearchInterpolation {
+    alignas(16) int16_t rows[6][8];
+    const int16_t *operator[](int k) const { return rows[k]; }
+};
+extern const SearchInterpolation searchInterpolation;
 
 // Weights of the open-loop search at 10.2 kbit/s, Q15: that of lag L is entry 107 + L, and that of its distance from the
 // lag M of the voiced frames before entry 123 + L - M.
