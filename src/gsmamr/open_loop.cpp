@@ -30,6 +30,7 @@ using State = OpenLoopPitchState_GSMAMR;
 
 constexpr int maxLag = 143;
 constexpr int maxLength = 160;
+constexpr int lagCount = 128; // of all correlations, from the longest lag down
 constexpr int sections = 3;
 
 // The weighted speech, scaled to make use of 32 bits, with its correlations.
@@ -37,7 +38,7 @@ class WeightedSpeech {
 public:
     WeightedSpeech(const int16_t *weighted, int len, int minLag) : len_(len), minLag_(minLag) {
         const int total = maxLag + len;
-        const int64_t whole = energyOf(weighted - maxLag, total);
+        const auto whole = static_cast<int64_t>(energy(weighted - maxLag, total));
         shift_ = whole >= 1 << 30 ? 3 : 2 * whole < 1 << 20 ? -3 : 0;
         const Vector right = _mm_cvtsi32_si128(std::max(shift_, 0)), left = _mm_cvtsi32_si128(std::max(-shift_, 0));
         for (int n = 0; n < total; n += 8) {
@@ -48,23 +49,29 @@ public:
         }
         std::fill(samples_ + total, samples_ + maxLag + maxLength + 8, int16_t{0});
         // Full-scale speech overflows even after its scaling; else no sum of products does, whatever its order.
-        const int64_t scaled = energyOf(samples_, total);
+        const int64_t scaled = shift_ > 0   ? static_cast<int64_t>(energy(samples_, total))
+                               : shift_ < 0 ? 64 * whole
+                                            : whole;
         isBounded_ = scaled < 1 << 30;
         isQuiet_ = scaled < 1 << 28; // then no correlation exceeds 2^29
-        macCorrelations(current(), samples_, len, maxLag + 1 - minLag, correlations_, isBounded_);
+        // A few shorter lags more, so that their number is a multiple of 32.
+        macCorrelations(current(), samples_, len, lagCount, correlations_, isBounded_);
     }
 
     int shift() const { return shift_; }
     int32_t correlationAt(int lag) const { return correlations_[maxLag - lag]; }
-    int32_t energyAt(int lag) const { return sat32(2 * energyOf(current() - lag, len_)); }
+    const int32_t *allCorrelations() const { return correlations_; } // of the longest lag first
+    int32_t energyAt(int lag) const {
+        const int16_t *const x = current() - lag;
+        return isBounded_ ? 2 * wrappedProducts(x, x, len_) : macEnergy(x, len_).value;
+    }
 
     // The largest correlation of a range of lags; of equal ones the shortest lag.
     int bestLag(int from, int to) const { return to - lastLargest(correlations_ + maxLag - to, to - from + 1).index; }
 
     // How far the correlation, high-pass filtered over the lag, stands out against the energy of the difference.
     int16_t highPassMaximum() const {
-        const int32_t most = isQuiet_ ? largestPeak([](int32_t x, int32_t y) { return x - y; })
-                                      : largestPeak([](int32_t x, int32_t y) { return L_sub(x, y); });
+        const int32_t most = isQuiet_ ? largestPeak() : largestPeakSaturated();
         int32_t neighbours;
         macCorrelations(current(), current() - 1, len_, 1, &neighbours, isBounded_);
         const int32_t energy = L_abs(L_sub(L_shl(energyAt(0), 1), L_shl(neighbours, 1)));
@@ -75,18 +82,25 @@ public:
     }
 
 private:
-    // |2 c[k] - c[k - 1] - c[k + 1]| at most, with a subtraction that need not saturate where the speech is quiet.
-    template <class Subtract> int32_t largestPeak(Subtract subtract) const {
+    // |2 c[k] - c[k - 1] - c[k + 1]| at most. Where the speech is quiet nothing saturates.
+    int32_t largestPeak() const {
+        int32_t peaks[lagCount];
+        const int count = maxLag - minLag_ - 1;
+        for (int k = 0; k < count; k += 4) {
+            const Vector sides = _mm_add_epi32(simd::load(correlations_ + k), simd::load(correlations_ + k + 2));
+            const Vector middle = simd::load(correlations_ + k + 1);
+            simd::store(peaks + k, _mm_abs_epi32(_mm_sub_epi32(_mm_add_epi32(middle, middle), sides)));
+        }
+        return largest(peaks, count);
+    }
+    int32_t largestPeakSaturated() const {
         int32_t most = 0;
         for (int k = 1; k < maxLag - minLag_; k++) {
-            const int32_t twice = isQuiet_ ? 2 * correlations_[k] : L_shl(correlations_[k], 1);
-            const int32_t peak = subtract(subtract(twice, correlations_[k - 1]), correlations_[k + 1]);
-            most = std::max(most, isQuiet_ ? std::abs(peak) : L_abs(peak));
+            const int32_t *const c = correlations_ + k;
+            most = std::max(most, L_abs(L_sub(L_sub(L_shl(c[0], 1), c[-1]), c[1])));
         }
         return most;
     }
-
-    static int64_t energyOf(const int16_t *x, int len) { return static_cast<int64_t>(energy(x, len)); }
 
     const int16_t *copyTail(const int16_t *from, int count) {
         std::memset(tail_, 0, sizeof tail_);
@@ -98,7 +112,7 @@ private:
 
     int16_t samples_[maxLag + maxLength + 9];
     int16_t tail_[8];
-    int32_t correlations_[maxLag + 1]; // of the longest lag first
+    int32_t correlations_[lagCount + 2];
     int len_, minLag_, shift_;
     bool isBounded_, isQuiet_;
 };
@@ -129,21 +143,26 @@ int searchSections(const WeightedSpeech &x, int minLag, bool is122, Tones &tones
     return lag;
 }
 
+// multiplyShort() of even values and weights, which are positive.
+Vector weighted(Vector values, const int16_t *weights) {
+    const Vector zero = _mm_setzero_si128(), words = simd::load64(weights);
+    const Vector half = lanes::halfProduct(values, {_mm_unpacklo_epi16(zero, words), _mm_unpacklo_epi16(words, zero)});
+    return _mm_add_epi32(half, half);
+}
+
 // 10.2 kbit/s: low lags and the neighbours of the lag of the last voiced halves are preferred.
 int searchWeighted(const WeightedSpeech &x, int half, State &state, Tones &tones) {
-    constexpr int minLag = 20;
-    int lag = maxLag;
-    int32_t most = min32;
-    for (int candidate = maxLag; candidate >= minLag; candidate--) {
-        int32_t value =
-            multiplyShort(x.correlationAt(candidate), openLoopWeights[static_cast<size_t>(107 + candidate)]);
-        if (state.isWeighted != 0)
-            value = multiplyShort(value, openLoopWeights[static_cast<size_t>(123 + candidate - state.lastLag)]);
-        if (value >= most) {
-            most = value;
-            lag = candidate;
-        }
+    constexpr int minLag = 20, count = maxLag + 1 - minLag;
+    static_assert(count % 4 == 0);
+    int32_t values[count];
+    const int16_t *const ofDistance = openLoopWeights.data() + (state.lastLag - 16);
+    for (int k = 0; k < count; k += 4) {
+        const Vector correlation = lanes::clearBit0(simd::load(x.allCorrelations() + k));
+        Vector value = weighted(correlation, openLoopWeights.data() + k);
+        if (state.isWeighted != 0) value = weighted(value, ofDistance + k);
+        simd::store(values + k, value);
     }
+    const int lag = maxLag - lastLargest(values, count).index; // of equal ones the shortest
     tones.correlation[0] = x.correlationAt(lag);
     tones.energy[0] = x.energyAt(lag);
     const int16_t flag = round(L_msu(tones.correlation[0], round(tones.energy[0]), 13107));

@@ -15,8 +15,8 @@ struct SearchInterpolation {
 };
 extern const SearchInterpolation searchInterpolation;
 
-// Weights of the open-loop search at 10.2 kbit/s, Q15: that of lag L is entry 107 + L, and that of its distance from the
-// lag M of the voiced frames before entry 123 + L - M.
+// Weights of the open-loop search at 10.2 kbit/s, Q15: that of lag L is entry 143 - L, and that of its distance from the
+// lag M of the voiced frames before entry 127 + M - L.
 extern const std::array<int16_t, 251> openLoopWeights;
 
 } // namespace ryxsc::gsmamr
