@@ -33,30 +33,30 @@ enum class Wins { shortest, longest };
 // Whether no sum saturates. Of one signal the stretch that holds both vectors mostly tells.
 bool energiesFit(const int16_t *x, const int16_t *y, int len, int low, int high) {
     if (x == y && low <= len) {
-        const uint64_t whole = energy(y - high, len + high);
+        const uint64_t whole = energy(y - high, high) + energy(y, len);
         if (fitsSums(whole, whole)) return true;
     }
-    return fitsSums(energy(x, len), energy(y - high, len + (high - low)));
+    return fitsSums(energy(x, len), energy(y - high, high - low) + energy(y - low, len));
 }
 
 void searchLags(const int16_t *x, const int16_t *y, int len, int low, int high, Wins wins, int32_t *max, int *lag) {
     constexpr int block = 128;
     const bool fits = energiesFit(x, y, len, low, high);
     int32_t sums[block];
-    bool first = true;
-    for (int from = low; from <= high; from += block) {
-        const int count = std::min(block, high - from + 1), to = from + count - 1;
+    const int lags = high - low + 1;
+    for (int searched = 0, count; searched < lags; searched += count) {
+        count = std::min(block, lags - searched);
+        const int to = low + searched + count - 1;
         // sums[k] belongs to the lag to - k. Undoubled sums have the order of the doubled ones, where none saturates.
         if (fits)
             wrappedCorrelations(x, y - to, len, count, sums);
         else
             macCorrelations(x, y - to, len, count, sums, false);
         const IndexedValue found = wins == Wins::shortest ? lastLargest(sums, count) : firstLargest(sums, count);
-        if (first || found.value > *max || (found.value == *max && wins == Wins::longest)) {
+        if (searched == 0 || found.value > *max || (found.value == *max && wins == Wins::longest)) {
             *max = found.value;
             *lag = to - found.index;
         }
-        first = false;
     }
     if (fits) *max *= 2;
 }

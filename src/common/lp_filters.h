@@ -152,14 +152,17 @@ private:
 template <int order> void residualFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
     const int largest = largestSample(sumOfMagnitudes<order>(a, a[0]));
     Range range;
-    if (largest <= max16) range.add(x - order, n + order);
+    if (largest <= max16) {
+        range.add(x - order, order);
+        range.add(x, n);
+    }
     if (n < 8 || !range.isWithin(largest)) [[unlikely]] {
         in_order::residual<order>(a, x, y, n, up);
         return;
     }
     const ResidualTaps<order> taps(a);
     const simd::Vector half = simd::dwords(1 << (14 - up)), down = _mm_cvtsi32_si128(15 - up);
-    for (int i = 0; i + 8 <= n; i += 8)
+    for (int i = 0; i <= n - 8; i += 8)
         simd::store(y + i, taps(x + i, half, down));
     if (n % 8 != 0) simd::store(y + n - 8, taps(x + n - 8, half, down));
 }

@@ -35,7 +35,7 @@ template <int capacity> struct LaneSignals { alignas(16) int16_t at[capacity][4]
 
 template <int order> class SynthesisLanes {
     static_assert(order == 10);
-    static constexpr int couples = order / 2;
+    static constexpr int tapPairs = order / 2;
     using Vector = simd::Vector;
 
 public:
@@ -69,7 +69,7 @@ public:
             const Vector input = simd::load64(x.at[i]);
             range.add(input);
             Vector sum = _mm_add_epi32(half, _mm_madd_epi16(_mm_unpacklo_epi16(input, zero), gain_));
-            for (int k = couples - 1; k > 0; k--)
+            for (int k = tapPairs - 1; k > 0; k--)
                 sum = _mm_sub_epi32(sum, _mm_madd_epi16(past[order + i - 1 - 2 * k], taps_[k]));
             sum = _mm_sra_epi32(_mm_sub_epi32(sum, _mm_madd_epi16(latest, taps_[0])), down);
             sum = _mm_packs_epi32(sum, sum);
@@ -84,7 +84,7 @@ public:
 private:
     static Vector magnitudes(Vector x) { return _mm_madd_epi16(x, _mm_or_si128(simd::signMask(x), simd::words(1))); }
 
-    Vector taps_[couples], gain_; // (a[2 k + 1], a[2 k + 2]) of the four filters
+    Vector taps_[tapPairs], gain_; // (a[2 k + 1], a[2 k + 2]) of the four filters
     int largest_;
 };
 

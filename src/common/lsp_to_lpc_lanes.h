@@ -91,13 +91,13 @@ private:
 
     // From lanes to sets.
     static void write(const Vector (&front)[4], const Vector (&back)[4], const Vector (&last)[2], int16_t *lpc) {
-        const auto couples = [](const Vector *x) { // (x[0], x[1]), (x[2], x[3]) of sets 0, 1 and of sets 2, 3
+        const auto pairs = [](const Vector *x) { // (x[0], x[1]), (x[2], x[3]) of sets 0, 1 and of sets 2, 3
             const Vector words01 = _mm_packs_epi32(x[0], x[1]), words23 = _mm_packs_epi32(x[2], x[3]);
             const Vector mixed01 = _mm_unpacklo_epi16(words01, _mm_unpackhi_epi64(words01, words01));
             const Vector mixed23 = _mm_unpacklo_epi16(words23, _mm_unpackhi_epi64(words23, words23));
             return simd::Dwords{_mm_unpacklo_epi32(mixed01, mixed23), _mm_unpackhi_epi32(mixed01, mixed23)};
         };
-        const simd::Dwords fronts = couples(front), backs = couples(back);
+        const simd::Dwords fronts = pairs(front), backs = pairs(back);
         const Vector lastWords = _mm_packs_epi32(last[0], last[1]);
         const Vector lasts = _mm_unpacklo_epi16(lastWords, _mm_unpackhi_epi64(lastWords, lastWords));
         alignas(16) int32_t ninthAndTenth[4];

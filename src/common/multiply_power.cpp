@@ -24,16 +24,16 @@ void weightQ15(const int16_t *src, int16_t base, int16_t *dst, int len, int sf) 
     Vector power = _mm_cvtsi32_si128(base);
     const Vector factor = _mm_sll_epi16(power, toQ15);
     const auto next = [&] { return std::exchange(power, _mm_mulhrs_epi16(power, factor)); };
-    const auto couple = [&] {
+    const auto two = [&] {
         const Vector first = next();
         return _mm_unpacklo_epi16(first, next());
     };
     const auto four = [&] {
-        const Vector first = couple();
-        return _mm_unpacklo_epi32(first, couple());
+        const Vector first = two();
+        return _mm_unpacklo_epi32(first, two());
     };
     int i = 1;
-    for (; i + 8 <= len; i += 8) { // whole vectors, which filters load without waiting
+    for (; i <= len - 8; i += 8) { // whole vectors, which filters load without waiting
         const Vector first = four(), powers = _mm_unpacklo_epi64(first, four());
         simd::store(dst + i, _mm_mulhrs_epi16(simd::load(src + i), _mm_sll_epi16(powers, toQ15)));
     }

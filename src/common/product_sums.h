@@ -136,7 +136,7 @@ template <int lags> [[gnu::noinline]] void wide(const int16_t *x, const int16_t 
     for (int v = 0; v < lags / 8; v++)
         even[v] = odd[v] = _mm_setzero_si128();
     int i = 0;
-    for (; i + 2 <= n; i += 2) {
+    for (; i <= n - 2; i += 2) {
         const Vector pair = _mm_shuffle_epi32(simd::load32(x + i), 0);
 #pragma GCC unroll 4
         for (int v = 0; v < lags / 8; v++) {

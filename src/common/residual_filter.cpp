@@ -42,7 +42,7 @@ ryxStatus ryxsResidualFilter_Low_16s_Sfs_u8(const int16_t *lpc, int order, const
         return sum;
     };
     int n = 0;
-    for (; n + 8 <= len; n += 8)
+    for (; n <= len - 8; n += 8)
         simd::store(dst + n, filtered(src + n));
     for (; n < len; n++) {
         int16_t sum = sat16((lpc[0] * src[n]) >> std::min(sf, 31));

@@ -29,9 +29,10 @@ template <int order> bool synthesiseBlocks(const int16_t *lpc, int givenOrder, c
     bool saturated = false;
     int16_t memory[order];
     std::copy_n(padded.history, order, memory);
-    for (int i = 0; i < len; i += longest)
-        saturated |= synthesisFilter<order>(padded.a, lpc[0], src + i, dst + i, std::min(longest, len - i), memory,
-                                            Memory::update, up);
+    for (int i = 0, count; i < len; i += count) {
+        count = std::min(longest, len - i);
+        saturated |= synthesisFilter<order>(padded.a, lpc[0], src + i, dst + i, count, memory, Memory::update, up);
+    }
     return saturated;
 }
 
@@ -133,8 +134,8 @@ void synthesiseLow(const int16_t *lpc, int order, int16_t *srcDst, int len, cons
     int16_t past[highestOrder], terms[ahead + longest + ahead] = {};
     std::copy_n(history, order, past);
     const ScaledByConstant scaled(lpc[0], sf);
-    for (int i = 0; i < len; i += longest) {
-        const int count = std::min(longest, len - i);
+    for (int i = 0, count; i < len; i += count) {
+        count = std::min(longest, len - i);
         int16_t *const block = srcDst + i, *const input = terms + ahead;
         mapWords(input, count, scaled, block);
         LowSynthesis<vectors> filter(lpc, order, input - order, sf);

@@ -99,8 +99,8 @@ template <int which> bool filter(const int16_t *x, int16_t *y, int len, State &s
 
 template <int which> void run(int16_t *samples, int len, State &s) {
     int16_t buffer[3 + chunk] = {}, filtered[chunk];
-    for (int done = 0; done < len; done += chunk) {
-        const int n = std::min(len - done, chunk);
+    for (int done = 0, n; done < len; done += n) {
+        n = std::min(len - done, chunk);
         int16_t *const x = buffer + 3, *const y = samples + done;
         buffer[1] = s.x2;
         buffer[2] = s.x1;

@@ -20,8 +20,8 @@ ryxStatus ryxsResidualFilter_G729E_16s_u8(const int16_t *lpc, int order, const i
         residualFilter<maxFilterOrder>(lpc, src, dst, len);
     } else {
         const PaddedFilter filter(lpc, order);
-        for (int done = 0; done < len; done += chunk) {
-            const int n = std::min(len - done, chunk);
+        for (int done = 0, n; done < len; done += n) {
+            n = std::min(len - done, chunk);
             int16_t padded[maxFilterOrder + chunk] = {};
             std::copy_n(src + done - order, order + n, padded + maxFilterOrder - order);
             residualFilter<maxFilterOrder>(filter.a, padded + maxFilterOrder, dst + done, n);

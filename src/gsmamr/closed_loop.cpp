@@ -51,7 +51,7 @@ public:
             largest = _mm_or_si128(largest, squares[k]);
             products = _mm_add_epi32(products, _mm_madd_epi16(y_[k], target_[k]));
         }
-        // The sum of 20 couples of squares below 2^26 fits 31 bits; its double need not.
+        // The sum of 20 pairs of squares below 2^26 fits 31 bits; its double need not.
         if (_mm_movemask_epi8(_mm_cmpgt_epi32(largest, simd::dwords((1 << 26) - 1))) != 0) [[unlikely]]
             return carefulSums();
         const Vector squaresSum = _mm_add_epi32(_mm_add_epi32(squares[0], squares[1]),

@@ -95,8 +95,8 @@ template <const Coefficients &c> bool filterExactly(int16_t *samples, int len, H
 }
 
 template <const Coefficients &c> void filter(int16_t *samples, int len, HighPassFilterState_GSMAMR &state) {
-    for (int start = 0; start < len; start += longest) {
-        const int count = std::min(longest, len - start);
+    for (int start = 0, count; start < len; start += count) {
+        count = std::min(longest, len - start);
         if (!filterExactly<c>(samples + start, count, state)) filterPlainly<c>(samples + start, count, state);
     }
 }

@@ -98,9 +98,9 @@ bool findTilts(const Filters &numerators, const Filters &denominators, int16_t (
     for (int n = 0; n < responseLength; n += 2) {
         const simd::Vector two = simd::load(h.at[n]), second = _mm_unpackhi_epi64(two, two);
         range.add(two);
-        const simd::Vector couple = _mm_unpacklo_epi16(two, second);
-        energies = _mm_add_epi32(energies, _mm_madd_epi16(couple, couple));
-        neighbours = _mm_add_epi32(neighbours, _mm_madd_epi16(couple, _mm_unpacklo_epi16(before, two)));
+        const simd::Vector pair = _mm_unpacklo_epi16(two, second);
+        energies = _mm_add_epi32(energies, _mm_madd_epi16(pair, pair));
+        neighbours = _mm_add_epi32(neighbours, _mm_madd_epi16(pair, _mm_unpacklo_epi16(before, two)));
         before = second;
     }
     alignas(16) int32_t sums[2][subframes];

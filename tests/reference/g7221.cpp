@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t coreLength = 10;
 
-struct Couple {
+struct Pair {
     int16_t first, second;
 };
 
@@ -25,7 +25,7 @@ template <class Butterfly> Words butterflies(const Words &x, size_t block, Butte
     Words y(x.size());
     for (size_t b = 0; b < x.size(); b += block)
         for (size_t j = 0; j < block / 2; j++) {
-            const Couple c = butterfly(x[b + 2 * j], x[b + 2 * j + 1], j);
+            const Pair c = butterfly(x[b + 2 * j], x[b + 2 * j + 1], j);
             y[b + j] = c.first;
             y[b + block - 1 - j] = c.second;
         }
@@ -71,7 +71,7 @@ Words dctAnalysis(Words x) {
         x[n] = add(x[n], analysisBias320[n]);
     for (size_t block = x.size(); block >= 2 * coreLength; block /= 2)
         x = butterflies(x, block, [](int p, int q, size_t) {
-            return Couple{static_cast<int16_t>((p + q) >> 1), static_cast<int16_t>((p - q) >> 1)};
+            return Pair{static_cast<int16_t>((p + q) >> 1), static_cast<int16_t>((p - q) >> 1)};
         });
     x = cores(x, analysisCore);
     const Rotation *const tables[] = {analysisRotation20.data(),  analysisRotation40.data(),
@@ -85,11 +85,11 @@ Words dctAnalysis(Words x) {
 Words dctSynthesis(Words x) {
     const int16_t *const dither = x.size() == 320 ? synthesisDither320.data() : synthesisDither640.data();
     x = butterflies(x, x.size(), [dither](int16_t p, int16_t q, size_t j) {
-        return Couple{static_cast<int16_t>((add(p, dither[2 * j]) + q) >> 1),
-                      static_cast<int16_t>((add(p, dither[2 * j + 1]) - q) >> 1)};
+        return Pair{static_cast<int16_t>((add(p, dither[2 * j]) + q) >> 1),
+                    static_cast<int16_t>((add(p, dither[2 * j + 1]) - q) >> 1)};
     });
     for (size_t block = x.size() / 2; block >= 2 * coreLength; block /= 2)
-        x = butterflies(x, block, [](int16_t p, int16_t q, size_t) { return Couple{add(p, q), add(p, negate(q))}; });
+        x = butterflies(x, block, [](int16_t p, int16_t q, size_t) { return Pair{add(p, q), add(p, negate(q))}; });
     x = cores(x, synthesisCore);
     const Rotation *const tables[] = {synthesisRotation20.data(),  synthesisRotation40.data(),
                                       synthesisRotation80.data(),  synthesisRotation160.data(),

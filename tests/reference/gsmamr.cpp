@@ -86,10 +86,10 @@ public:
         return found;
     }
 
-    void mark(int struck) {
+    void mark(int dropped) {
         int at = 0;
         for (int track = 0; track < 5; track++)
-            for (int k = 0; k < struck; k++) {
+            for (int k = 0; k < dropped; k++) {
                 int16_t least = max16;
                 for (int n = track; n < length; n += 5)
                     if (marked_[n] && d_[n] < least) {
