@@ -8,6 +8,7 @@ function(ryxsc_layer name version interface)
     target_link_libraries(${name}_objects PRIVATE ryxsc_library_options)
     target_compile_options(${name}_objects PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
     set_target_properties(${name}_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    ryxsc_precompile(${name}_objects algorithm array cmath cstdint cstring iterator span)
 
     if(BUILD_SHARED_LIBS)
         # The version script, from the header.

@@ -73,7 +73,6 @@ void expectLittleIsNeeded(const std::string &path, const Names &needed, Names al
 }
 
 TEST(SharedObject, WholeCodecsAndCancellersNeedThePrimitivesAndALittleOfLibc) {
-    if (RYXSC_SANITIZED) GTEST_SKIP() << "sanitizers add their own";
     expectLittleIsNeeded(
         RYXSC_CODEC_LIBRARY, {"libryxscu8.so.8.2", "libc.so.6"},
         {"memcpy", "memmove", "memset", "memcmp", "strcmp", "strncmp", "strlen", "strchr", "__stack_chk_fail"});
@@ -109,7 +108,6 @@ bool isFromLibm(const std::string &name) {
 
 // No allocation, no output, no C++ run time.
 TEST(SharedObject, NeedsTheCoreLibraryAndALittleOfLibcAndLibmOnly) {
-    if (RYXSC_SANITIZED) GTEST_SKIP() << "sanitizers add their own";
     for (const auto &name : matches(outputOf("readelf -dW '" + library + "'"), "NEEDED.*\\[(.*)\\]"))
         EXPECT_TRUE((Names{"libryxcore.so.8.2", "libc.so.6", "libm.so.6"}.contains(name))) << name;
     const Names allowed = {
@@ -124,7 +122,6 @@ TEST(SharedObject, NeedsTheCoreLibraryAndALittleOfLibcAndLibmOnly) {
 
 // What is written after loading: the variant selector, and two words of the compiler's start-up code.
 TEST(SharedObject, HoldsNoMutableDataButTheVariantSelector) {
-    if (RYXSC_SANITIZED) GTEST_SKIP() << "sanitizers add their own";
     const Names sizes = matches(outputOf("size -A -d '" + library + "'"), "\\.t?(?:data|bss) +(\\d+)");
     EXPECT_FALSE(sizes.empty());
     for (const auto &size : sizes)
