@@ -77,30 +77,33 @@ TwoWords pack17Bits(const Pulses &pulses) {
     return words;
 }
 
-struct Pulse {
-    int index;
-    bool negative;
-};
-
 // The two pulses of each track, so ordered that the sign of the second follows from that of the first: it is the same
-// where the second does not lie in front of the first.
-template <int tracks> struct TrackPairs {
-    Pulse first[tracks], second[tracks];
-
+// where the second does not lie in front of the first. Without branches, which nothing could predict.
+template <int tracks> class TrackPairs {
+public:
     explicit TrackPairs(const Pulses &pulses) {
-        bool used[tracks] = {};
+        int found[tracks] = {};
         for (int k = 0; k < 2 * tracks; k++) {
             const int track = pulses.position[k] % tracks;
-            const Pulse pulse = {pulses.position[k] / tracks, pulses.negative[k]};
-            (used[track] ? second : first)[track] = pulse;
-            used[track] = true;
+            pulses_[track][found[track]++] = pulses.position[k] / tracks + (pulses.negative[k] ? sign : 0);
         }
-        for (int track = 0; track < tracks; track++) {
-            Pulse &earlier = first[track], &later = second[track];
-            const bool sameSign = earlier.negative == later.negative;
-            if (sameSign ? later.index < earlier.index : later.index >= earlier.index) std::swap(earlier, later);
+        for (auto &[earlier, later] : pulses_) {
+            const int difference = earlier ^ later;
+            const bool sameSign = (difference & sign) == 0, isInFront = (later & ~sign) < (earlier & ~sign);
+            const int exchange = sameSign == isInFront ? difference : 0;
+            earlier ^= exchange;
+            later ^= exchange;
         }
     }
+
+    int first(int track) const { return pulses_[track][0] & ~sign; }
+    int second(int track) const { return pulses_[track][1] & ~sign; }
+    bool isNegative(int track) const { return (pulses_[track][0] & sign) != 0; }
+
+private:
+    static constexpr int sign = 16; // beside the index of the position
+
+    int pulses_[tracks][2];
 };
 
 int packThree(int a, int b, int c) {
@@ -115,20 +118,18 @@ int packTwo(int a, int b) {
 
 void pack31Bits(const Pulses &pulses, int16_t *codeword) {
     const TrackPairs<4> pairs(pulses);
-    const auto &[first, second] = pairs;
     for (int track = 0; track < 4; track++)
-        codeword[track] = first[track].negative;
-    codeword[4] = static_cast<int16_t>(packThree(first[0].index, second[0].index, first[1].index));
-    codeword[5] = static_cast<int16_t>(packThree(first[2].index, second[2].index, second[1].index));
-    codeword[6] = static_cast<int16_t>(packTwo(first[3].index, second[3].index));
+        codeword[track] = pairs.isNegative(track);
+    codeword[4] = static_cast<int16_t>(packThree(pairs.first(0), pairs.second(0), pairs.first(1)));
+    codeword[5] = static_cast<int16_t>(packThree(pairs.first(2), pairs.second(2), pairs.second(1)));
+    codeword[6] = static_cast<int16_t>(packTwo(pairs.first(3), pairs.second(3)));
 }
 
 void pack35Bits(const Pulses &pulses, int16_t *codeword) {
     const TrackPairs<5> pairs(pulses);
     for (int track = 0; track < 5; track++) {
-        const Pulse &first = pairs.first[track];
-        codeword[track] = static_cast<int16_t>(grayOf[first.index] + (first.negative ? 8 : 0));
-        codeword[track + 5] = static_cast<int16_t>(grayOf[pairs.second[track].index]);
+        codeword[track] = static_cast<int16_t>(grayOf[pairs.first(track)] + (pairs.isNegative(track) ? 8 : 0));
+        codeword[track + 5] = static_cast<int16_t>(grayOf[pairs.second(track)]);
     }
 }
 

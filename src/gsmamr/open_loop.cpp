@@ -84,14 +84,20 @@ public:
 private:
     // |2 c[k] - c[k - 1] - c[k + 1]| at most. Where the speech is quiet nothing saturates.
     int32_t largestPeak() const {
-        int32_t peaks[lagCount];
-        const int count = maxLag - minLag_ - 1;
-        for (int k = 0; k < count; k += 4) {
+        const auto peaksFrom = [this](int k) {
             const Vector sides = _mm_add_epi32(simd::load(correlations_ + k), simd::load(correlations_ + k + 2));
             const Vector middle = simd::load(correlations_ + k + 1);
-            simd::store(peaks + k, _mm_abs_epi32(_mm_sub_epi32(_mm_add_epi32(middle, middle), sides)));
+            return _mm_abs_epi32(_mm_sub_epi32(_mm_add_epi32(middle, middle), sides));
+        };
+        const int count = maxLag - minLag_ - 1;
+        Vector most = peaksFrom(count - 4);
+        for (int k = 0; k < count; k += 4) {
+            const Vector peaks = peaksFrom(std::min(k, count - 4));
+            most = simd::select(_mm_cmpgt_epi32(peaks, most), peaks, most);
         }
-        return largest(peaks, count);
+        alignas(16) int32_t four[4];
+        simd::store(four, most);
+        return largest(four, 4);
     }
     int32_t largestPeakSaturated() const {
         int32_t most = 0;
