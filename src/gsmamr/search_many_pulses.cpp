@@ -15,9 +15,26 @@ namespace {
 
 using simd::Vector;
 
+// The tracks of the pulses, for each track that the first one lies on and each rotation of the others, round which the
+// pulses go twice.
+template <int step> struct TrackOrders {
+    static constexpr int others = 2 * step - 1;
+    uint8_t tracks[step][step - 1][2 * step];
+
+    constexpr TrackOrders() : tracks() {
+        for (int first = 0; first < step; first++)
+            for (int turn = 0; turn < step - 1; turn++) {
+                tracks[first][turn][0] = static_cast<uint8_t>(first);
+                for (int k = 0; k < others; k++)
+                    tracks[first][turn][1 + k] = static_cast<uint8_t>((first + 1 + (k + turn) % others) % step);
+            }
+    }
+};
+template <int step> inline constexpr TrackOrders<step> trackOrders;
+
 // A rotation of the tracks, with the pulses that it has so far.
 template <int step> struct Rotation {
-    int tracks[2 * step];
+    const uint8_t *tracks;
     int position[2 * step];
     int p; // correlation of the pulses
     Criterion criterion;
@@ -266,11 +283,7 @@ private:
 
 template <int step> Rotation<step> rotate(const Maxima<step> &maxima, int turn, const Work<step> &work) {
     Rotation<step> rotation;
-    const auto modulo = [](int x, int count) { return x >= count ? x - count : x; };
-    constexpr int others = 2 * step - 1;
-    rotation.tracks[0] = maxima.track;
-    for (int k = 0; k < others; k++) // the pulses go round the tracks twice
-        rotation.tracks[1 + k] = modulo(maxima.track + 1 + modulo(modulo(k + turn, others), step), step);
+    rotation.tracks = trackOrders<step>.tracks[maxima.track][turn];
     for (int k = 0; k < 2; k++)
         rotation.position[k] = maxima.position[rotation.tracks[k]];
     rotation.p = sat16(work.d(rotation.position[0]) + work.d(rotation.position[1]));
