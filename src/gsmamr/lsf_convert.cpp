@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/checks.h"
-#include "common/lsp_to_lpc_lanes.h"
 #include "g729/implementations.h"
 #include "gsmamr/implementations.h"
 #include "gsmamr/lsf_steps.h"
@@ -82,10 +81,7 @@ ryxStatus ryxsInterpolatedLPC_GSMAMR_16s_u8(const int16_t *prevLsp, const int16_
     constexpr int subframes = 4;
     int16_t interpolated[subframes][lsfOrder];
     interpolate(prevLsp, lsp, interpolated[0], rateOf(rate));
-    if (LspToLpcLanes::convert(interpolated[0], lpc)) return ryxStsOk;
-    for (int k = 0; k < subframes; k++)
-        ryxsLSPToLPC_G729_16s_u8(interpolated[k], lpc + k * (lsfOrder + 1));
-    return ryxStsOk;
+    return ryxsLSPToLPCBlock_G729_16s_u8(interpolated[0], subframes, lpc);
 }
 
 ryxStatus ryxsLSFAverage_GSMAMR_16s_I_u8(const int16_t *lsf, int16_t *averageLsf) {
