@@ -23,10 +23,10 @@ ryxStatus AnnexADecoder::init(const ryxCodecOptions &options) {
     noiseSeed_ = noiseSeed;
     noiseShift_ = 1;
     noiseGains_[0] = 2;
-    for (const ryxStatus status : {postFilter_.fits(ryxsPostFilterGetStateSize_G729A_16s),
+    for (const ryxStatus status : {postProcess_.fits(ryxsPostProcessGetStateSize_G729A_16s),
                                    highPass_.fits(ryxsHighPassFilterGetStateSize_G729_16s)})
         if (status != ryxStsOk) return status;
-    ryxsPostFilterInit_G729A_16s(postFilter_);
+    ryxsPostProcessInit_G729A_16s(postProcess_);
     return ryxsHighPassFilterInit_G729_16s(highPass_, 1);
 }
 
@@ -48,13 +48,9 @@ ryxStatus AnnexADecoder::decode(const ReceivedFrame &frame, int16_t *speech) {
         decodeSpeech(bad, parameters, filters, lags);
     else
         decodeNoise(type, parameters, filters, lags);
+    postProcess(filters, lags, speech);
     if (!bad) ryxsDecDTXEnergy_G729B_16s(excitation(0), &noiseEnergy_, &noiseShift_);
     pastType_ = type;
-    if (postFilters_)
-        ryxsPostFilter_G729A_16s(filters.a[0], lags, synthesis(0), speech, postFilter_);
-    else
-        std::copy_n(synthesis(0), frameLength, speech);
-    ryxsHighPassFilter_G729_16s_I(speech, frameLength, highPass_);
     shiftFrame(excitation_);
     shiftFrame(synthesis_);
     return ryxStsOk;
@@ -72,10 +68,8 @@ void AnnexADecoder::decodeNoise(FrameType type, const Parameters &p, ShortFilter
     ryxsComfortNoise_G729B_16s_I(noiseGains_[1], excitation(0), randomLags, randomGains, &noiseSeed_);
     filters = interpolatedFilters(oldLsp_, sidLsp_);
     copy(sidLsp_, oldLsp_);
-    for (int s = 0; s < subframes; s++) {
-        synthesise(s, filters.a[s]);
-        lags[s] = 0; // no long-term post-filter
-    }
+    if (!synthesise(0, filters.a[0])) resynthesise(0, filters.a[0]);
+    std::fill_n(lags, subframes, int16_t{0}); // no long-term post-filter
     sharpening_ = leastSharpening;
 }
 
@@ -117,7 +111,7 @@ void AnnexADecoder::decodeSubframe(int s, bool bad, const Parameters &p, const i
         ryxsGainDecode_G729_16s(p.gain[s], code, gains_, energies_);
     sharpening_ = sharpeningFor(gains_[0]);
     combine(excitation(s), code, gains_);
-    synthesise(s, lpc);
+    if (s == 0 && !synthesise(s, lpc)) resynthesise(s, lpc);
 }
 
 // A lost delay, or in the first subframe one with a wrong parity, is the last one; it grows from then on.
@@ -132,13 +126,32 @@ void AnnexADecoder::decodeDelay(int s, bool bad, const Parameters &p, int16_t fi
     }
 }
 
-// Where the synthesis overflows, the excitation is scaled down for good.
-void AnnexADecoder::synthesise(int s, const int16_t *lpc) {
+// Returns false where the synthesis overflows.
+bool AnnexADecoder::synthesise(int s, const int16_t *lpc) {
     int16_t *const out = synthesis(s);
-    if (ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order) == ryxStsOk) return;
+    return ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order) == ryxStsOk;
+}
+
+// Where it does, the excitation is scaled down for good.
+void AnnexADecoder::resynthesise(int s, const int16_t *lpc) {
     for (int16_t &sample : excitation_)
         sample = static_cast<int16_t>(sample >> 2);
-    ryxsSynthesisFilter_G729_16s(lpc, excitation(s), out, subframeLength, out - order);
+    synthesise(s, lpc);
+}
+
+// From the synthesis of the second subframe on.
+void AnnexADecoder::postProcess(const ShortFilters &filters, const int16_t *lags, int16_t *speech) {
+    if (!postFilters_) {
+        if (!synthesise(1, filters.a[1])) resynthesise(1, filters.a[1]);
+        std::copy_n(synthesis(0), frameLength, speech);
+        ryxsHighPassFilter_G729_16s_I(speech, frameLength, highPass_);
+        return;
+    }
+    const int16_t *const a = filters.a[0];
+    if (ryxsPostProcess_G729A_16s(a, lags, excitation(1), synthesis(0), speech, postProcess_) == ryxStsOverflow) {
+        resynthesise(1, filters.a[1]);
+        ryxsPostProcess_G729A_16s(a, lags, nullptr, synthesis(0), speech, postProcess_);
+    }
 }
 
 } // namespace ryxcodec::g729

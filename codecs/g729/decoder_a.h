@@ -18,7 +18,9 @@ private:
     void decodeLsp(bool bad, const Parameters &p, int16_t *lsp);
     void decodeSubframe(int s, bool bad, const Parameters &p, const int16_t *lpc, int16_t *lags);
     void decodeDelay(int s, bool bad, const Parameters &p, int16_t firstLag, int16_t *delay);
-    void synthesise(int s, const int16_t *lpc);
+    bool synthesise(int s, const int16_t *lpc);
+    void resynthesise(int s, const int16_t *lpc);
+    void postProcess(const ShortFilters &filters, const int16_t *lags, int16_t *speech);
 
     int16_t *excitation(int s) { return excitation_ + excitationHistory + subframeLength * s; }
     int16_t *synthesis(int s) { return synthesis_ + order + subframeLength * s; }
@@ -31,8 +33,8 @@ private:
     int16_t sharpening_, oldLag_, gains_[2], energies_[4];
     int16_t concealmentSeed_, noiseSeed_;
     int16_t noiseEnergy_, noiseShift_, noiseGains_[2];
-    Block<PostFilterState_G729A, 496> postFilter_;
-    Block<HighPassFilterState_G729, 32> highPass_;
+    Block<PostProcessState_G729A, 512> postProcess_;
+    Block<HighPassFilterState_G729, 32> highPass_; // without post-filter
 };
 
 } // namespace ryxcodec::g729

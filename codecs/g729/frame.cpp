@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "g729/frame.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace ryxcodec::g729 {
 
 namespace {
@@ -29,17 +32,25 @@ private:
 class Reader {
 public:
     Reader(const uint8_t *octets, int count) {
-        for (int i = 0; i < count; i++)
-            all_ = all_ << 8 | octets[i];
-        all_ <<= 128 - 8 * count;
+        uint8_t all[16] = {};
+        std::copy_n(octets, count, all);
+        high_ = wordAt(all);
+        low_ = wordAt(all + 8);
     }
     void operator()(int16_t &value, int bits) {
-        value = static_cast<int16_t>(static_cast<uint32_t>(all_ >> 96) >> (32 - bits));
-        all_ <<= bits;
+        value = static_cast<int16_t>(high_ >> (64 - bits));
+        high_ = high_ << bits | low_ >> (64 - bits);
+        low_ <<= bits;
     }
 
 private:
-    Bits128 all_ = 0;
+    static uint64_t wordAt(const uint8_t *octets) {
+        uint64_t word;
+        std::memcpy(&word, octets, sizeof word);
+        return __builtin_bswap64(word);
+    }
+
+    uint64_t high_, low_;
 };
 
 template <class Bits> void speechFrame(FrameType type, Bits &bits, Parameters &p) {

@@ -1057,6 +1057,42 @@ ryxStatus ryxsPostFilterInit_G729A_16s(PostFilterState_G729A *state);
 ryxStatus ryxsPostFilter_G729A_16s(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, int16_t *dst,
                                    PostFilterState_G729A *state);
 
+/** State of Annex A's post-processing. */
+typedef struct PostProcessState_G729A PostProcessState_G729A;
+
+/**
+ * @brief Size of the state of ryxsPostProcess_G729A_16s().
+ * @param[out] size octets
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsPostProcessGetStateSize_G729A_16s(int *size);
+
+/**
+ * @brief Clears the state of Annex A's post-processing.
+ * @param[out] state as many octets as ryxsPostProcessGetStateSize_G729A_16s() says; it is used from the next 16-byte
+ *                   boundary on
+ * @return #ryxStsOk, or #ryxStsNullPtr
+ */
+ryxStatus ryxsPostProcessInit_G729A_16s(PostProcessState_G729A *state);
+
+/**
+ * @brief The end of Annex A's decoder for a frame (ITU-T G.729, clauses 4.1.6 and A.4.2): the synthesis of the second
+ *        subframe, and what ryxsPostFilter_G729A_16s() and ryxsHighPassFilter_G729_16s_I() with the section behind the
+ *        decoder do for both. In one call their recursions run side by side, which takes about half as long.
+ * @param[in]     lpc        11 LP coefficients in Q12 of the first, then of the second subframe
+ * @param[in]     lags       integer delays of both, 18..145; 0 in pauses, which have no long-term post-filter
+ * @param[in]     excitation 40 samples of the second subframe; a null pointer where its synthesis is there as well
+ * @param[in,out] synthesis  80 samples, with a history of 10: the first subframe's, and behind it room for what
+ *                           ryxsSynthesisFilter_G729_16s() makes of the excitation
+ * @param[out]    dst        80 samples of speech; does not overlap any other vector
+ * @param[in,out] state      initialised state
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange for a lag out of range; the warning #ryxStsOverflow when anything
+ *         in the synthesis was saturated: then only `synthesis` is written. The decoder divides the excitation, filters it
+ *         again and calls this function with a null pointer
+ */
+ryxStatus ryxsPostProcess_G729A_16s(const int16_t *lpc, const int16_t *lags, const int16_t *excitation,
+                                    int16_t *synthesis, int16_t *dst, PostProcessState_G729A *state);
+
 /** State of the phase dispersion. */
 typedef struct PhaseDispersionState_G729D PhaseDispersionState_G729D;
 

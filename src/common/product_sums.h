@@ -22,25 +22,42 @@ struct WatchedSum {
 };
 
 // sum over i = 0 .. n - 1 of x[i]^2, exactly. n up to 2^24.
-inline uint64_t energy(const int16_t *x, int n) {
+[[gnu::noinline]] inline uint64_t energyOfAny(const int16_t *x, int n) {
     using simd::Vector;
     // A pair of squares is at most 2^31: the upper parts and the lower 8 bits are summed apart.
     Vector upper = _mm_setzero_si128(), lower = _mm_setzero_si128();
-    const auto add = [&](Vector words) {
-        const Vector pairs = _mm_madd_epi16(words, words);
-        upper = _mm_add_epi32(upper, _mm_srli_epi32(pairs, 8));
-        lower = _mm_add_epi32(lower, _mm_and_si128(pairs, simd::dwords(0xff)));
-    };
     uint64_t total = 0;
     int i = 0;
     while (n - i >= 8) {
         const int end = n - i > 4096 ? i + 4096 : n; // 2^9 times 2^23 at most
-        for (; end - i >= 8; i += 8)
-            add(simd::load(x + i));
+        for (; end - i >= 8; i += 8) {
+            const Vector words = simd::load(x + i), pairs = _mm_madd_epi16(words, words);
+            upper = _mm_add_epi32(upper, _mm_srli_epi32(pairs, 8));
+            lower = _mm_add_epi32(lower, _mm_and_si128(pairs, simd::dwords(0xff)));
+        }
         total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(upper))) << 8;
         total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(lower)));
         upper = lower = _mm_setzero_si128();
     }
+    for (; i < n; i++)
+        total += static_cast<uint64_t>(x[i] * x[i]);
+    return total;
+}
+inline uint64_t energy(const int16_t *x, int n) {
+    using simd::Vector;
+    constexpr int few = 80;
+    if (n > few) return energyOfAny(x, n);
+    // As long as no lane has reached 2^31, adding a pair of squares does not go beyond 2^32.
+    Vector sums = _mm_setzero_si128(), seen = sums;
+    int i = 0;
+    for (; n - i >= 8; i += 8) {
+        const Vector words = simd::load(x + i);
+        sums = _mm_add_epi32(sums, _mm_madd_epi16(words, words));
+        seen = _mm_or_si128(seen, sums);
+    }
+    if (_mm_movemask_ps(_mm_castsi128_ps(seen)) != 0) [[unlikely]]
+        return energyOfAny(x, n);
+    auto total = static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(sums)));
     for (; i < n; i++)
         total += static_cast<uint64_t>(x[i] * x[i]);
     return total;

@@ -9,8 +9,7 @@
 #include <cstring>
 
 #include "common/checks.h"
-#include "common/fixed_point.h"
-#include "common/product_sums.h"
+#include "common/lp_filters.h"
 #include "g729/implementations.h"
 #include "g729/tables.h"
 
@@ -78,13 +77,6 @@ void ryxsc::g729::buildAdaptiveVector(int16_t *excitation, int lag, int fraction
         const int16_t *const x = excitation + n + at.start;
         // Pairs of taps on pairs of samples: the outputs of even index, and one sample on those of odd index.
         simd::Vector even = simd::dwords(0x4000), odd = even;
-        simd::Vector largest = simd::onesMagnitude(simd::load(x));
-        for (const int i : {8, 16, taps - 1})
-            largest = _mm_or_si128(largest, simd::onesMagnitude(simd::load(x + i)));
-        if (_mm_movemask_epi8(_mm_cmpgt_epi16(largest, simd::words(0x3fff))) != 0) [[unlikely]] {
-            buildInOrder(excitation, at);
-            return;
-        }
 #pragma GCC unroll 10
         for (int k = 0; k < taps / 2; k++) {
             const simd::Vector pair = simd::loadAligned(phase.pairs[k]);
@@ -95,6 +87,11 @@ void ryxsc::g729::buildAdaptiveVector(int16_t *excitation, int lag, int fraction
         odd = _mm_srai_epi32(odd, 15);
         simd::store(excitation + n, _mm_packs_epi32(_mm_unpacklo_epi32(even, odd), _mm_unpackhi_epi32(even, odd)));
     }
+    // Up to the first sample that was too large everything is right.
+    Range range;
+    range.add(excitation + at.start, subframe + taps - 1);
+    if (!range.isWithin(0x4000)) [[unlikely]]
+        buildInOrder(excitation, at);
 }
 
 ryxStatus ryxsDecodeAdaptiveVector_G729_16s_I_u8(const int16_t *delay, int16_t *srcDst) {

@@ -2,7 +2,7 @@
 // The gains of the samples in the gain controls of ITU-T G.729: g = next(g), where the steps keep every g within 16 bits.
 #pragma once
 
-#include "common/simd.h"
+#include "common/lp_filters.h"
 
 namespace ryxsc::g729 {
 
@@ -13,14 +13,14 @@ template <class Next> class GainRecursion {
 public:
     GainRecursion(int16_t gain, Next next) : gain_(simd::words(gain)), next_(next) {}
 
+    Vector two() {
+        const Vector first = next_(gain_);
+        gain_ = next_(first);
+        return _mm_unpacklo_epi16(first, gain_);
+    }
     Vector eight() {
-        Vector pairs[4];
-        for (Vector &pair : pairs) {
-            const Vector first = next_(gain_);
-            gain_ = next_(first);
-            pair = _mm_unpacklo_epi16(first, gain_);
-        }
-        return _mm_unpacklo_epi64(_mm_unpacklo_epi32(pairs[0], pairs[1]), _mm_unpacklo_epi32(pairs[2], pairs[3]));
+        const Vector pairs[4] = {two(), two(), two(), two()};
+        return joinedPairs(pairs);
     }
     int16_t latest() const { return static_cast<int16_t>(_mm_cvtsi128_si32(gain_)); }
 

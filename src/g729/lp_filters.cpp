@@ -68,8 +68,9 @@ ryxStatus ryxsImpulseResponses_G729A_16s_u8(const int16_t *weightedLpc, int16_t 
     constexpr int subframe = 40;
     constexpr int16_t impulse[subframe] = {4096};
     if (anyNull(weightedLpc, responses)) return ryxStsNullPtr;
-    zeroStateResponses<shortOrder>(weightedLpc, weightedLpc + shortOrder + 1, impulse, impulse, responses,
-                                   responses + subframe, subframe);
+    synthesiseBoth<shortOrder, Start::fromRest>({weightedLpc, impulse, responses, nullptr},
+                                                {weightedLpc + shortOrder + 1, impulse, responses + subframe, nullptr},
+                                                subframe);
     return ryxStsOk;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "common/checks.h"
+#include "common/high_pass_section.h"
 #include "common/inv_sqrt.h"
 #include "common/lp_filters.h"
 #include "common/product_sums.h"
@@ -85,16 +86,47 @@ void longTerm(int lag, const int16_t *residual, int16_t *dst) {
                     _mm_adds_epi16(ownFactor * simd::load(residual + n), factor * simd::load(residual + n - delay)));
 }
 
-// The tilt of an impulse response, Q15; zeros follow its values.
-int16_t tiltOf(const int16_t *response) {
-    // No sum is larger than the energy.
-    const uint64_t sum = energy(response, responseRoom);
-    const bool fits = sum < 1 << 30;
-    const int16_t r0 = extract_h(fits ? static_cast<int32_t>(2 * sum) : max32);
-    const int16_t r1 = extract_h(fits ? 2 * wrappedProducts(response, response + 1, responseLength - 1)
-                                      : macInOrder(response, response + 1, responseLength - 1).value);
-    const int16_t product = mult(r1, 26214);
+// The tilt of an impulse response, Q15, from the doubled sums of its squares and of the products of neighbours.
+int16_t tiltOf(int32_t energy, int32_t neighbours) {
+    const int16_t r0 = extract_h(energy), r1 = extract_h(neighbours), product = mult(r1, 26214);
     return r1 <= 0 || r0 <= 0 ? int16_t{0} : div_s(std::min(product, r0), r0);
+}
+
+// The sums in lanes, not doubled, of the values that count.
+struct ResponseSums {
+    explicit ResponseSums(const int16_t *response) {
+        const Vector x[] = {simd::load(response), simd::load(response + 8),
+                            _mm_and_si128(simd::load(response + 16), _mm_setr_epi32(-1, -1, -1, 0))};
+        Range range;
+        for (int k = 0; k < 3; k++) {
+            const Vector next = _mm_alignr_epi8(k < 2 ? x[k + 1] : _mm_setzero_si128(), x[k], 2);
+            range.add(x[k]);
+            energy = _mm_add_epi32(energy, _mm_madd_epi16(x[k], x[k]));
+            neighbours = _mm_add_epi32(neighbours, _mm_madd_epi16(x[k], next));
+        }
+        fit = range.isWithin(largest);
+    }
+
+    static constexpr int largest = 6985;
+    static_assert(responseLength * largest * largest < 1 << 30);
+
+    Vector energy = _mm_setzero_si128(), neighbours = _mm_setzero_si128();
+    bool fit; // doubled, too
+};
+
+// The tilts of two impulse responses.
+void findTilts(const int16_t *first, const int16_t *second, int16_t *tilts) {
+    const ResponseSums sums[] = {ResponseSums(first), ResponseSums(second)};
+    const Vector each[] = {sums[0].energy, sums[0].neighbours, sums[1].energy, sums[1].neighbours};
+    const Vector total = simd::sumsOfDwords(each);
+    alignas(16) int32_t doubled[4];
+    simd::store(doubled, _mm_add_epi32(total, total));
+    for (int s = 0; s < subframes; s++) {
+        const int16_t *const h = s == 0 ? first : second;
+        tilts[s] = sums[s].fit
+                       ? tiltOf(doubled[2 * s], doubled[2 * s + 1])
+                       : tiltOf(macInOrder(h, h, responseLength).value, macInOrder(h, h + 1, responseLength - 1).value);
+    }
 }
 
 // v[n] = x[n] - tilt * x[n - 1], with x[-1] in front.
@@ -127,9 +159,10 @@ public:
     GainControl(const int16_t *reference, const int16_t *src, int16_t gain)
         : GainControl(reference, energyOfQuarter(src), gain) {}
 
-    void apply(const int16_t *src, int16_t *dst) { // hi(L_shl(2 * g * x, 3)) = sat16(g * x >> 12)
-        const Vector words = simd::load(src), gains = recursion_.eight();
-        simd::store(dst, silent_ ? words : simd::mulShiftSaturated<12>(gains, words));
+    Vector twoGains() { return recursion_.two(); }
+    Vector eightGains() { return recursion_.eight(); }
+    Vector apply(Vector gains, Vector words) const { // hi(L_shl(2 * g * x, 3)) = sat16(g * x >> 12)
+        return silent_ ? words : simd::mulShiftSaturated<12>(gains, words);
     }
     int16_t gain() const { return silent_ ? int16_t{0} : recursion_.latest(); }
 
@@ -163,12 +196,24 @@ constexpr std::array<int16_t, 16> powersOf(int16_t factor) {
 }
 alignas(16) constexpr std::array<int16_t, 16> numeratorPowers = powersOf(18022), denominatorPowers = powersOf(22938);
 
-// lpc[k] * factor^k
-void weigh(const int16_t *lpc, const std::array<int16_t, 16> &powers, int16_t *weighted) {
-    simd::store(weighted, _mm_mulhrs_epi16(simd::load(lpc), simd::loadAligned(powers.data())));
-    simd::store(weighted + 3, _mm_mulhrs_epi16(simd::load(lpc + 3), simd::load(powers.data() + 3)));
-    weighted[0] = lpc[0];
-}
+// lpc[k] * factor^k, zeros behind them.
+struct WeightedLpc {
+    WeightedLpc(const int16_t *lpc, const std::array<int16_t, 16> &powers) {
+        front = _mm_insert_epi16(_mm_mulhrs_epi16(simd::load(lpc), simd::loadAligned(powers.data())), lpc[0], 0);
+        last = _mm_mulhrs_epi16(simd::load(lpc + 3), simd::load(powers.data() + 3));
+    }
+    void store(int16_t *a) const { // order + 1 of them
+        simd::store(a, front);
+        simd::store(a + 3, last);
+    }
+    void storeResponse(int16_t *x) const { // up to responseRoom
+        simd::store(x, front);
+        simd::store(x + 8, _mm_srli_si128(last, 10));
+        simd::store(x + 16, _mm_setzero_si128());
+    }
+
+    Vector front, last; // from the first and from the fourth one on
+};
 
 struct State {
     int16_t residual[history + frame]; // of the frame, behind the past
@@ -177,52 +222,165 @@ struct State {
     int16_t gain;
 };
 
-// A lag of 0 leaves the long-term post-filter out.
-void filterFrame(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, int16_t *dst, State &state) {
-    int16_t numerator[subframes][order + 1], denominator[subframes][order + 1];
-    int16_t impulses[subframes][responseRoom] = {}, responses[subframes][responseRoom];
-    int16_t *const residual = state.residual + history;
-    for (int s = 0; s < subframes; s++) {
-        weigh(lpc + (order + 1) * s, numeratorPowers, numerator[s]);
-        weigh(lpc + (order + 1) * s, denominatorPowers, denominator[s]);
-        std::copy_n(numerator[s], order + 1, impulses[s]);
-        residualFilter<order>(numerator[s], synthesis + subframe * s, residual + subframe * s, subframe);
-    }
-    zeroStateResponses<order>(denominator[0], denominator[1], impulses[0], impulses[1], responses[0], responses[1],
-                              responseLength);
+// The filters of a subframe.
+struct Filters {
+    int16_t numerator[order + 1], denominator[order + 1], tilt;
+};
 
-    int16_t filtered[1 + frame], sharpened[frame], out[order + frame];
-    filtered[0] = state.lastInput;
-    std::copy_n(state.memory, order, out);
+// The tilts come from the impulse responses.
+void findFilters(const int16_t *lpc, Filters *filters) {
+    int16_t impulses[subframes][responseRoom], responses[subframes][responseRoom], tilts[subframes];
     for (int s = 0; s < subframes; s++) {
-        const int at = subframe * s;
-        if (lags[s] != 0)
-            longTerm(lags[s], residual + at, filtered + 1 + at);
-        else
-            std::copy_n(residual + at, subframe, filtered + 1 + at);
-        std::fill_n(responses[s] + responseLength, responseRoom - responseLength, int16_t{0});
-        compensateTilt(filtered + 1 + at, tiltOf(responses[s]), sharpened + at);
+        const WeightedLpc numerator(lpc + (order + 1) * s, numeratorPowers);
+        numerator.store(filters[s].numerator);
+        numerator.storeResponse(impulses[s]);
+        WeightedLpc(lpc + (order + 1) * s, denominatorPowers).store(filters[s].denominator);
     }
-    // The gains of the first subframe are a second chain beside the synthesis of the second one.
-    int16_t *const y = out + order;
-    const auto synthesise = [&](int s, auto beside) {
-        synthesisInPlaceOfHistory<order>(denominator[s], denominator[s][0], sharpened + subframe * s, y + subframe * s,
-                                         subframe, 3, beside);
-    };
-    synthesise(0, NothingBeside());
-    GainControl first(synthesis, y, state.gain);
-    synthesise(1, [&](int n) { first.apply(y + n, dst + n); });
-    GainControl second(synthesis + subframe, y + subframe, first.gain());
+    synthesiseBoth<order, Start::fromRest>({filters[0].denominator, impulses[0], responses[0], nullptr},
+                                           {filters[1].denominator, impulses[1], responses[1], nullptr},
+                                           responseLength);
+    findTilts(responses[0], responses[1], tilts);
+    for (int s = 0; s < subframes; s++)
+        filters[s].tilt = tilts[s];
+}
+
+// The post-filter of a frame in two halves, what is done to each subframe before its recursion runs, and behind it.
+class FrameFilter {
+public:
+    FrameFilter(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, State &state)
+        : lags_(lags), synthesis_(synthesis), state_(state) {
+        findFilters(lpc, filters_);
+        filtered_[0] = state.lastInput;
+        std::copy_n(state.memory, order, out_);
+    }
+
+    // Residual, long-term post-filter, tilt compensation: the input of the recursion. A lag of 0 leaves the long-term
+    // post-filter out.
+    void prepare(int s) {
+        const int at = subframe * s;
+        int16_t *const residual = state_.residual + history + at, *const filtered = filtered_ + 1 + at;
+        residualFilter<order>(filters_[s].numerator, synthesis_ + at, residual, subframe);
+        if (lags_[s] != 0)
+            longTerm(lags_[s], residual, filtered);
+        else
+            std::copy_n(residual, subframe, filtered);
+        compensateTilt(filtered, filters_[s].tilt, sharpened_ + at);
+    }
+    // 1 / A(z), the short-term post-filter's recursion.
+    FilterRun recursion(int s) {
+        int16_t *const y = output(s);
+        return {filters_[s].denominator, sharpened_ + subframe * s, y, y - order};
+    }
+    template <class Beside> void recur(int s, Beside beside) {
+        const FilterRun run = recursion(s);
+        synthesisInPlaceOfHistory<order>(run.a, run.a[0], run.x, run.y, subframe, 3, beside);
+    }
+    GainControl gainControl(int s, int16_t gain) { return {synthesis_ + subframe * s, output(s), gain}; }
+    int16_t *output(int s) { return out_ + order + subframe * s; }
+
+    void save(int16_t gain) const {
+        state_.gain = gain;
+        state_.lastInput = filtered_[frame];
+        std::copy_n(out_ + frame, order, state_.memory);
+        std::copy(state_.residual + frame, state_.residual + history + frame, state_.residual);
+    }
+
+private:
+    const int16_t *const lags_, *const synthesis_;
+    State &state_;
+    Filters filters_[subframes];
+    int16_t filtered_[1 + frame], sharpened_[frame], out_[order + frame];
+};
+
+// A signal brought to its level two samples at a time, as other chains take their steps; whole blocks of eight go on.
+template <class Use> class Levelling {
+public:
+    Levelling(const GainControl &control, const int16_t *src, Use use) : control_(control), src_(src), use_(use) {}
+
+    void pair(int n, int k) { // k = 0 .. 3 of the block from sample n on
+        pairs_[k] = control_.twoGains();
+        if (k == 3) use_(n, control_.apply(joinedPairs(pairs_), simd::load(src_ + n)));
+    }
+    int16_t gain() const { return control_.gain(); }
+
+private:
+    GainControl control_;
+    const int16_t *src_;
+    Use use_;
+    Vector pairs_[4];
+};
+
+template <class Action> void forPairs(Action action) {
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; k++)
+        action(k);
+}
+
+// The gains of the first subframe are a second chain beside the recursion of the second one.
+void filterFrame(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, int16_t *dst, State &state) {
+    FrameFilter filter(lpc, lags, synthesis, state);
+    filter.prepare(0);
+    filter.recur(0, NothingBeside());
+    filter.prepare(1);
+    const auto toDst = [dst](int n, Vector words) { simd::store(dst + n, words); };
+    Levelling first(filter.gainControl(0, state.gain), filter.output(0), toDst);
+    filter.recur(1, [&](int n, int k) { first.pair(n, k); });
+    Levelling second(filter.gainControl(1, first.gain()), filter.output(0), toDst);
     for (int n = subframe; n < frame; n += 8)
-        second.apply(y + n, dst + n);
-    state.gain = second.gain();
-    state.lastInput = filtered[frame];
-    std::copy_n(out + frame, order, state.memory);
-    std::copy(state.residual + frame, state.residual + history + frame, state.residual);
+        forPairs([&](int k) { second.pair(n, k); });
+    filter.save(second.gain());
+}
+
+struct PostProcessState {
+    State filter;
+    HighPassMemory highPass;
+};
+
+// The second subframe's synthesis runs beside the recursion of the first one; the first one's gains and high-pass filter
+// beside the recursion of the second one; and the second one's gains beside its high-pass filter, which is a block of
+// eight behind. Returns false where the synthesis saturated: then nothing else has been done.
+bool postProcessFrame(const int16_t *lpc, const int16_t *lags, const int16_t *excitation, int16_t *synthesis,
+                      int16_t *dst, PostProcessState &state) {
+    FrameFilter filter(lpc, lags, synthesis, state.filter);
+    filter.prepare(0);
+    if (excitation != nullptr) {
+        int16_t *const second = synthesis + subframe;
+        const FilterRun run = {lpc + order + 1, excitation, second, second - order};
+        if (synthesiseBoth<order, Start::fromHistory>(run, filter.recursion(0), subframe).first) return false;
+    } else {
+        filter.recur(0, NothingBeside());
+    }
+    filter.prepare(1);
+
+    int16_t levelled[frame];
+    HighPass<postProcessing, frame> highPass(state.highPass);
+    const auto toHighPass = [&](int n, Vector words) {
+        simd::store(levelled + n, words);
+        highPass.add(words);
+    };
+    const auto stepBeside = [&](auto &levelling, int n, int k) {
+        if (n > 0) highPass.two();
+        levelling.pair(n, k);
+    };
+    Levelling first(filter.gainControl(0, state.filter.gain), filter.output(0), toHighPass);
+    filter.recur(1, [&](int n, int k) { stepBeside(first, n, k); });
+    Levelling second(filter.gainControl(1, first.gain()), filter.output(0), toHighPass);
+    for (int n = subframe; n < frame; n += 8)
+        forPairs([&](int k) { stepBeside(second, n, k); });
+    forPairs([&](int) { highPass.two(); });
+    filter.save(second.gain());
+    if (highPass.store(dst)) [[likely]]
+        state.highPass = highPass.memory(levelled[frame - 1], levelled[frame - 2]);
+    else
+        highPassInOrder<postProcessing>(levelled, dst, frame, state.highPass);
+    return true;
 }
 
 bool isLag(int16_t lag) {
     return lag >= 18 && lag <= 145;
+}
+bool areLags(const int16_t *lags) {
+    return std::all_of(lags, lags + subframes, [](int16_t lag) { return lag == 0 || isLag(lag); });
 }
 
 } // namespace
@@ -237,13 +395,14 @@ ryxStatus ryxsLongTermPostFilter_G729A_16s_u8(int16_t lag, const int16_t *residu
 ryxStatus ryxsShortTermPostFilter_G729A_16s_u8(const int16_t *numerator, const int16_t *denominator, const int16_t *src,
                                                int16_t *dst, int16_t *memory) {
     if (anyNull(numerator, denominator, src, dst, memory)) return ryxStsNullPtr;
-    int16_t impulse[responseRoom] = {}, response[responseRoom] = {};
+    int16_t impulse[responseRoom] = {}, response[responseRoom] = {}, tilts[2];
     std::copy_n(numerator, order + 1, impulse);
     zeroStateResponse<order>(denominator, impulse, response, responseLength);
+    findTilts(response, response, tilts);
     int16_t x[1 + subframe], v[subframe]; // the last sample in front
     x[0] = memory[order];
     std::copy_n(src, subframe, x + 1);
-    compensateTilt(x + 1, tiltOf(response), v);
+    compensateTilt(x + 1, tilts[0], v);
     memory[order] = x[subframe];
     synthesisFilter<order>(denominator, v, dst, subframe, memory, Memory::update);
     return ryxStsOk;
@@ -253,7 +412,7 @@ ryxStatus ryxsGainControl_G729A_16s_I_u8(const int16_t *reference, int16_t *srcD
     if (anyNull(reference, srcDst, gain)) return ryxStsNullPtr;
     GainControl control(reference, srcDst, *gain);
     for (int n = 0; n < subframe; n += 8)
-        control.apply(srcDst + n, srcDst + n);
+        simd::store(srcDst + n, control.apply(control.eightGains(), simd::load(srcDst + n)));
     *gain = control.gain();
     return ryxStsOk;
 }
@@ -275,8 +434,30 @@ ryxStatus ryxsPostFilterInit_G729A_16s_u8(PostFilterState_G729A *block) {
 ryxStatus ryxsPostFilter_G729A_16s_u8(const int16_t *lpc, const int16_t *lags, const int16_t *synthesis, int16_t *dst,
                                       PostFilterState_G729A *block) {
     if (anyNull(lpc, lags, synthesis, dst, block)) return ryxStsNullPtr;
-    for (int s = 0; s < subframes; s++)
-        if (lags[s] != 0 && !isLag(lags[s])) return ryxStsOutOfRange;
+    if (!areLags(lags)) return ryxStsOutOfRange;
     filterFrame(lpc, lags, synthesis, dst, alignedBlock<State>(block));
     return ryxStsOk;
+}
+
+ryxStatus ryxsPostProcessGetStateSize_G729A_16s_u8(int *size) {
+    if (anyNull(size)) return ryxStsNullPtr;
+    *size = alignedBlockBytes<PostProcessState>;
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPostProcessInit_G729A_16s_u8(PostProcessState_G729A *block) {
+    if (anyNull(block)) return ryxStsNullPtr;
+    PostProcessState &state = alignedBlock<PostProcessState>(block);
+    state = PostProcessState{};
+    state.filter.gain = initialGain;
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPostProcess_G729A_16s_u8(const int16_t *lpc, const int16_t *lags, const int16_t *excitation,
+                                       int16_t *synthesis, int16_t *dst, PostProcessState_G729A *block) {
+    if (anyNull(lpc, lags, synthesis, dst, block)) return ryxStsNullPtr;
+    if (!areLags(lags)) return ryxStsOutOfRange;
+    return postProcessFrame(lpc, lags, excitation, synthesis, dst, alignedBlock<PostProcessState>(block))
+               ? ryxStsOk
+               : ryxStsOverflow;
 }

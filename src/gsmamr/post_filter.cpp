@@ -186,7 +186,9 @@ void synthesise(const Filters &denominators, const int16_t *residual, const int1
         if (k == 0) {
             filter(NothingBeside());
         } else {
-            filter([&](int n) { control.eight(n); });
+            filter([&](int n, int pair) {
+                if (pair == 0) control.eight(n);
+            });
             control.end();
         }
         control.start(input + start, filtered + start, dst + start);

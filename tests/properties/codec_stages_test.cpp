@@ -132,6 +132,57 @@ TEST(CodecStages, PostFilterOfG729AIsThatOfItsStages) {
     EXPECT_TRUE(block == before && found == expected);
 }
 
+// Annex A's post-processing of a frame against the second subframe's synthesis, the post-filter and the high-pass filter.
+TEST(CodecStages, PostProcessingOfG729AIsThatOfItsStages) {
+    constexpr size_t frame = 80, subframe = 40, order = 10;
+    int size = 0, filterSize = 0, highPassSize = 0;
+    ASSERT_EQ(ryxsPostProcessGetStateSize_G729A_16s(&size), ryxStsOk);
+    ASSERT_EQ(ryxsPostFilterGetStateSize_G729A_16s(&filterSize), ryxStsOk);
+    ASSERT_EQ(ryxsHighPassFilterGetStateSize_G729_16s(&highPassSize), ryxStsOk);
+    std::vector<uint8_t> block(static_cast<size_t>(size)), filterBlock(static_cast<size_t>(filterSize)),
+        highPassBlock(static_cast<size_t>(highPassSize));
+    auto *const state = reinterpret_cast<PostProcessState_G729A *>(block.data());
+    auto *const filter = reinterpret_cast<PostFilterState_G729A *>(filterBlock.data());
+    auto *const highPass = reinterpret_cast<HighPassFilterState_G729 *>(highPassBlock.data());
+    ASSERT_EQ(ryxsPostProcessInit_G729A_16s(state), ryxStsOk);
+    ASSERT_EQ(ryxsPostFilterInit_G729A_16s(filter), ryxStsOk);
+    ASSERT_EQ(ryxsHighPassFilterInit_G729_16s(highPass, 1), ryxStsOk);
+    Words synthesis(order + frame), found(frame), expected(frame);
+    int overflows = 0;
+    for (int round = 0; round < 3000; round++) {
+        Words lpc = words(22, round % 9 == 0 ? 20000 : 1500);
+        lpc[0] = lpc[11] = 4096;
+        const int16_t lags[2] = {static_cast<int16_t>(number(18, 145)), static_cast<int16_t>(round % 5 == 0 ? 0 : 77)};
+        const int amplitude = round % 40 < 3 ? 0 : round % 7 == 0 ? 32767 : 4000;
+        std::copy(synthesis.end() - order, synthesis.end(), synthesis.begin());
+        for (size_t i = 0; i < subframe; i++)
+            synthesis[order + i] = static_cast<int16_t>(number(-amplitude, amplitude));
+        const Words excitation = words(subframe, amplitude / 2);
+        Words whole = synthesis;
+        const auto status = ryxsSynthesisFilter_G729_16s(&lpc[11], excitation.data(), &whole[order + subframe],
+                                                         subframe, &whole[subframe]);
+        const Words old = found;
+        ASSERT_EQ(
+            ryxsPostProcess_G729A_16s(lpc.data(), lags, excitation.data(), &synthesis[order], found.data(), state),
+            status);
+        ASSERT_TRUE(synthesis == whole) << "frame " << round;
+        if (status == ryxStsOverflow) {
+            overflows++;
+            ASSERT_TRUE(found == old);
+            ASSERT_EQ(ryxsPostProcess_G729A_16s(lpc.data(), lags, nullptr, &synthesis[order], found.data(), state),
+                      ryxStsOk);
+        }
+        ryxsPostFilter_G729A_16s(lpc.data(), lags, &whole[order], expected.data(), filter);
+        ryxsHighPassFilter_G729_16s_I(expected.data(), frame, highPass);
+        ASSERT_TRUE(found == expected) << "frame " << round;
+    }
+    EXPECT_GT(overflows, 100);
+    const auto before = block;
+    const int16_t wrong[2] = {40, 17}, lpc[22] = {4096};
+    EXPECT_EQ(ryxsPostProcess_G729A_16s(lpc, wrong, lpc, &synthesis[order], found.data(), state), ryxStsOutOfRange);
+    EXPECT_TRUE(block == before && found == expected);
+}
+
 TEST(CodecStages, SynthesisInSinglePrecisionSubtractsTermAfterTerm) {
     std::array<float, 11> lpc = {1};
     const Words filter = stableFilter(12);
