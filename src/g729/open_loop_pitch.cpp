@@ -48,7 +48,7 @@ ryxStatus ryxsOpenLoopPitchSearch_G729_16s_u8(const int16_t *weighted, int16_t *
     int32_t correlations[longest - shortest + 1];
     macCorrelations(current, x, frame, longest - shortest + 1, correlations);
     const auto best = [&](int from, int to) {
-        const IndexedValue found = lastLargest(correlations + longest - from, from - to + 1);
+        const IndexedValue found = lastLargest(correlations + (longest - from), from - to + 1);
         const int delay = from - found.index;
         return Candidate{delay, normalised(found.value, macEnergy(current - delay, frame).value)};
     };

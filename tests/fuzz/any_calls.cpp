@@ -37,42 +37,13 @@ template <class S> struct State {
 };
 std::vector<bool *> readyFlags;
 
-struct Generator {
-    uint32_t state;
-    uint32_t operator()() { return state = state * 1664525 + 1013904223; }
-    uint16_t word() { return static_cast<uint16_t>((*this)() >> 16); }
-};
-
-// Content of a vector: as it was, zeros, small values, any values, the largest and smallest.
-template <class T> void fill(uint8_t *octets, size_t size, Input &input) {
-    const auto kind = input.take<uint8_t>();
-    Generator random{input.take<uint16_t>() * 2654435761U + 1};
-    if (kind % 8 == 0) return;
-    const int shift = kind / 8 % 16;
-    const size_t count = size / sizeof(T);
-    for (size_t i = 0; i < count; i++) {
-        T value;
-        if constexpr (std::is_floating_point_v<T>) {
-            value = static_cast<T>(static_cast<int16_t>(random.word()) >> shift);
-            if (kind % 8 == 6) value = static_cast<T>(value * T{1e9});
-        } else {
-            const auto word = static_cast<int32_t>((random() & 0xFFFF0000U) | random.word());
-            value = static_cast<T>((sizeof(T) == 4 ? word : word >> 16) >> (shift * static_cast<int>(sizeof(T)) / 2));
-            if (kind % 8 == 7) value = static_cast<T>(word < 0 ? word : ~word); // one sign only
-        }
-        if (kind % 8 == 1) value = T{};
-        std::memcpy(octets + i * sizeof(T), &value, sizeof value);
-    }
-}
 template <class T> void fillVector(Room &room, Input &input) {
     if constexpr (std::is_void_v<T>)
-        fill<uint8_t>(room.octets.data(), vectorRoom, input);
-    else if constexpr (std::is_same_v<T, ryx32fc>)
-        fill<float>(room.octets.data(), vectorRoom, input);
-    else if constexpr (std::is_same_v<T, ryx32sc>)
-        fill<int32_t>(room.octets.data(), vectorRoom, input);
+        fill(room.octets, 1, false, input);
+    else if constexpr (std::is_same_v<T, ryx32fc> || std::is_same_v<T, ryx32sc>)
+        fill(room.octets, 4, std::is_same_v<T, ryx32fc>, input);
     else
-        fill<T>(room.octets.data(), vectorRoom, input);
+        fill(room.octets, sizeof(T), std::is_floating_point_v<T>, input);
 }
 
 // Numbers are lengths mostly: those that the memory has no room for are left out, for no function can know that.
@@ -131,15 +102,16 @@ public:
     bool isPossible() const { return isPossible_; }
     void restore() {
         for (Used &used : used_)
-            std::ranges::copy(used.before, used.memory.begin());
+            std::memcpy(used.memory.data(), used.before.data(), used.before.size());
     }
     void remember() {
         for (Used &used : used_)
             used.before.assign(used.memory.begin(), used.memory.end());
     }
     bool isUnchanged() const {
-        return std::ranges::all_of(used_,
-                                   [](const Used &used) { return std::ranges::equal(used.memory, used.before); });
+        return std::ranges::all_of(used_, [](const Used &used) {
+            return std::memcmp(used.memory.data(), used.before.data(), used.before.size()) == 0;
+        });
     }
     void finish(ryxStatus status) {
         if (status >= 0 && ready_ != nullptr) {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "ryxsc.h"
@@ -52,6 +53,9 @@ inline void demand(bool holds, const std::string &what) {
 inline void demandStatus(ryxStatus status, const std::string &what) {
     if (std::strcmp(ryxscStatusText(status), "unknown status") == 0) fail(what + ": status " + std::to_string(status));
 }
+
+// Content of a vector of such elements: as it was, zeros, small values, any values, the largest and smallest.
+void fill(std::span<uint8_t> octets, size_t elementSize, bool isFloating, Input &input);
 
 struct Target {
     std::string name;
