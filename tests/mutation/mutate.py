@@ -1,49 +1,59 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""Finds what the tests do not notice: changes one line of the sources at a time and runs the fast tests.
+"""Finds what the tests do not notice: changes one line of the sources at a time and runs the fast tests that concern it.
 
-    mutate.py [--count N] [--seed S] [--file F --line L] PATH...
+    mutate.py [--count N] [--seed S] [--line L] [PATH...]
 
-PATHs are files or folders below src/ or codecs/. Of all mutants of a family N are taken at random, the same ones for the
-same seed. Each is one of: a constant by one unit, < for <= and the like, a larger for a smaller of two, a saturating
-operation for a wrapping one. The sources are copied to build/mutation first and built there; what does not compile is not
-counted. A mutant is killed when recorded calls, properties or streams of its family fail (or do not end in time), else it
-is a survivor and is printed. Some survivors are equivalent: no input tells them apart.
+PATHs are files or folders below src/, codecs/ or echo/. Of all mutants of a folder N are taken at random, the same ones for
+the same seed. Each is one of: a constant by one unit, < for <= and the like, && for ||, a larger for a smaller of two, a
+saturating operation for a wrapping one. Each is compiled into a single object; a header's, into one of those that include
+it. What does not compile, or compiles to the same code, is not counted. A mutant is killed when recorded calls, properties
+or streams that concern it fail (or do not end in time), else it is a survivor and is printed. Some survivors are
+equivalent: no input tells them apart.
 """
 import argparse
+import concurrent.futures
+import json
+import os
 import pathlib
 import random
 import re
+import shlex
 import shutil
 import subprocess
 import sys
+import tempfile
+import time
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
-COPY = TOP / "build/mutation/source"
-BUILD = TOP / "build/mutation/build"
-TARGETS = ["ryxsc", "ryxcodec", "ryxecho", "bin/ryxcodec", "ryxsc_conformance", "ryxsc_properties"]
-OTHER = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "std::min": "std::max", "std::max": "std::min", "==": "!="}
+BUILD = TOP / "build/mutation"
+SOURCES = BUILD / "sources"  # as they were at the start
+LIBRARIES = {"src": "lib/libryxscu8.so.8.2", "codecs": "lib/libryxcodec.so.1.0", "echo": "lib/libryxecho.so.1.0"}
+PROGRAMS = ["ryxsc_conformance", "ryxsc_properties", "ryxsc_codecs", "ryxsc_echo"]
+OTHER = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "std::min": "std::max", "std::max": "std::min", "==": "!=",
+         "&&": "||", "||": "&&"}
 WRAPPING = {"sat16": "wrap16", "sat32": "static_cast<int32_t>", "rarelySaturatingAdd": "wrapAdd32",
             "rarelySaturatingSub": "wrapSub32", "_mm_adds_epi16": "_mm_add_epi16", "_mm_subs_epi16": "_mm_sub_epi16"}
+# A row of a table (the streams would have to meet each of its numbers) or a size of memory.
+LEFT_OUT = re.compile(r"\s*(#|\*|/\*|static_assert|template|namespace|using|extern|case |alignas)|.*static_assert|"
+                      r"(.*-?\b\d+\b\s*,){5}|.*(Size|Room|Length|Count)\b.* = [^;]*;$|.*std::array<.*[;,]$|.*\w\[[^]]*\];$")
 
 
 def run(command, **more):
-    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **more)
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", **more)
 
 
 def mutants_of_line(line):
     """Every line that differs from this one by one small fault."""
     code = line.split("//")[0]
-    if re.match(r"\s*(#|\*|/\*|static_assert|template|namespace|using|extern|case )", code) or "static_assert" in code:
+    if LEFT_OUT.match(code):
         return
-    if len(re.findall(r"-?\b\d+\b\s*,", code)) > 4:  # a row of a table: the streams would have to meet each of its numbers
-        return
-    for match in re.finditer(r"(?<![\w.])(\d+)(?![\w.])", code):
+    for match in re.finditer(r"(?<![\w.\"])(\d+)(?![\w.\"])", code):
         for step in (1, -1):
             yield line[:match.start()] + str(int(match[1]) + step) + line[match.end():]
     for match in re.finditer(r"(?<![\w.])(\d+\.\d+)(F|f)?\b", code):
         yield line[:match.start()] + repr(float(match[1]) * 1.01) + (match[2] or "") + line[match.end():]
-    for match in re.finditer(r" (<=|>=|<|>|==) |\b(std::min|std::max)\b", code):
+    for match in re.finditer(r" (<=|>=|<|>|==|&&|\|\|) |\b(std::min|std::max)\b", code):
         found = match[1] or match[2]
         at = match.start(1) if match[1] else match.start(2)
         yield line[:at] + OTHER[found] + line[at + len(found):]
@@ -52,107 +62,177 @@ def mutants_of_line(line):
 
 
 def mutants(path, only_line):
-    lines = (TOP / path).read_text().split("\n")
-    for number, line in enumerate(lines, 1):
+    for number, line in enumerate((TOP / path).read_text().split("\n"), 1):
         if only_line in (None, number):
             for changed in mutants_of_line(line):
                 yield path, number, line, changed
 
 
-def suites(family):
-    """The property tests that the family's files hold, as a filter."""
+class Build:
+    """The whole build without a fault, whose objects and programs all mutants share."""
+
+    def __init__(self):
+        if not (BUILD / "build.ninja").exists():
+            done = run(["cmake", "-G", "Ninja", "-S", TOP, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Release", "-DRYXSC_BUILD_TESTS=ON",
+                        "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
+                        "-DRYXSC_BUILD_EXAMPLES=ON", "-DRYXSC_BUILD_BENCHMARKS=OFF", "-DRYXSC_BUILD_DEMO=OFF"])
+            if done.returncode:
+                sys.exit(done.stdout)
+        done = run(["ninja", "-C", BUILD, *LIBRARIES.values(), "bin/ryxcodec", *PROGRAMS])
+        if done.returncode:
+            sys.exit(done.stdout[-3000:])
+        shutil.rmtree(SOURCES, ignore_errors=True)
+        for top in LIBRARIES:
+            shutil.copytree(TOP / top, SOURCES / top)
+        self.compiling, self.includers = {}, {}
+        for entry in json.loads((BUILD / "compile_commands.json").read_text()):
+            words = shlex.split(entry["command"])
+            output = words[words.index("-o") + 1]
+            if re.match(r"\w+/CMakeFiles/\w+_objects\.dir/", output):
+                self.compiling[output] = words
+        for block in run(["ninja", "-C", BUILD, "-t", "deps"]).stdout.split("\n\n"):
+            output, *headers = block.split("\n")
+            output = output.split(":")[0]
+            for header in headers if output in self.compiling else ():
+                name = os.path.relpath((BUILD / header.strip()).resolve(), TOP)
+                self.includers.setdefault(name, []).append(output)
+        self.linking = {}
+        for library in LIBRARIES.values():
+            last = run(["ninja", "-C", BUILD, "-t", "commands", library]).stdout.strip().split("\n")[-1]
+            self.linking[library] = last.removeprefix(": && ").removesuffix(" && :")
+
+    def fault(self, path, number, changed, output, work):
+        """Makes the library with one line changed in one of its objects; says what stands against it."""
+        tree = work / "tree"
+        top = pathlib.Path(path).parts[0]
+        shutil.copytree(SOURCES / top, tree / top)
+        lines = (SOURCES / path).read_text().split("\n")
+        lines[number - 1] = changed
+        (tree / path).write_text("\n".join(lines))
+        mutant = work / "mutant.o"
+        words = [word.replace(f"{TOP}/{top}", f"{tree}/{top}") for word in self.compiling[output]]
+        words[words.index("-o") + 1] = str(mutant)
+        if run([*words, "-w"], cwd=BUILD).returncode:
+            return "does not compile"
+        if mutant.read_bytes() == (BUILD / output).read_bytes():
+            return "same code"
+        return "" if self.link(top, output, mutant, work) else "does not link"
+
+    def link(self, top, output, instead, work):
+        """Makes the library in work/lib, with another object instead of one of its own."""
+        library = LIBRARIES[top]
+        target = work / "lib" / re.sub(r"(\.so\.1)\.0$", r"\1", pathlib.Path(library).name)
+        target.parent.mkdir()
+        command = self.linking[library].replace(f" -o {library}", f" -o {target} -Wl,-rpath,{BUILD}/lib")
+        return not run(command.replace(f" {output} ", f" {instead} "), shell=True, cwd=BUILD).returncode
+
+
+def concerned(source, family):
+    """The property tests that belong to the family or call what the file defines, as a filter."""
+    exports = set(re.findall(r"\b(ryxs\w+)_[un]8\b", source.read_text()))
+    for included in re.findall(r'#include "([^"]+\.inl)"', source.read_text()):
+        exports |= set(re.findall(r"\b(ryxs\w+)\(", (TOP / "src" / included).read_text()))
     names = set()
-    for file in (COPY / "tests/properties").glob("*_test.cpp"):
-        if file.name.startswith(family) or family in ("common", "transform", "frame") or "stages" in file.name:
-            names |= set(re.findall(r"^TEST(?:_[FP])?\((\w+)", file.read_text(), re.M))
-    return ":".join(f"*{name}.*" for name in sorted(names))
+    for file in (TOP / "tests/properties").glob("*_test.cpp"):
+        text = file.read_text()
+        if file.name != "long_lengths_test.cpp" and (
+                file.name.startswith(family + "_") or any(re.search(rf"\b{name}\b", text) for name in exports)):
+            names |= set(re.findall(r"^TEST(?:_[FP])?\((\w+)", text, re.M))
+    return ":".join(f"{name}.*:*/{name}.*" for name in sorted(names))
 
 
-def tests(family):
-    programs = BUILD / "bin"
-    common = family in ("common", "transform", "frame")
-    filters = "*" if common else f"{family}*"
-    for mask in ("0x10", "0x30"):
-        yield [programs / "ryxsc_conformance", f"--gtest_filter={filters}", "--gtest_fail_fast"], mask
-    yield [programs / "ryxsc_properties", f"--gtest_filter={suites(family)}", "--gtest_fail_fast"], "0x10"
-    streams = COPY / "tests/streams"
-    folders = sorted(p.parent for p in streams.glob("*/runs.txt")) if common else [streams / family]
-    for folder in folders:
-        if (folder / "runs.txt").exists():
-            yield [sys.executable, streams / "replay.py", programs / "ryxcodec", folder], "0x10"
+def tests(output):
+    """Commands and processor features: what may notice a fault in this object, quick ones first."""
+    top, family = (part.removesuffix("_objects.dir") for part in output.split("/")[0::3][:2])
+    source = TOP / top / output.split("/", 3)[3].removesuffix(".o")
+    programs, streams = BUILD / "bin", TOP / "tests/streams"
+    shared = family in ("common", "transform", "frame", "storage") or "/" not in output.split("/", 3)[3]
+    if top == "src":
+        for mask in ("0x10", "0x30"):
+            yield [programs / "ryxsc_conformance", f"--gtest_filter={'*' if shared else family + '*'}", "--gtest_fail_fast"], mask
+        if names := concerned(source, family):
+            yield [programs / "ryxsc_properties", f"--gtest_filter={names}", "--gtest_fail_fast"], "0x10"
+    if top != "echo":
+        for folder in sorted(list.parent for list in streams.glob("*/runs.txt")):
+            if shared or family in (folder.name, {"common": folder.name}.get(family)):
+                yield [sys.executable, streams / "replay.py", programs / "ryxcodec", folder], "0x10"
+    if top == "codecs":
+        yield [programs / "ryxsc_codecs", "--gtest_fail_fast"], "0x10"
+    if top == "echo" or family in ("ec", "transform"):
+        for mask in ("0x10", "0x30"):
+            yield [programs / "ryxsc_echo", "--gtest_fail_fast"], mask
 
 
-def killer(family):
-    """What notices the fault; empty for a survivor."""
-    for command, mask in tests(family):
+def killer(output, library_path, seconds=None):
+    """What notices the fault; empty for a survivor. Without a limit of time the tests' own times are returned."""
+    took = []
+    for place, (command, mask) in enumerate(tests(output)):
+        begin = time.monotonic()
         try:
-            if run(command, timeout=600, env={"RYXTEST_CPU_FEATURES": mask, "PATH": "/usr/bin:/bin"}).returncode:
-                return pathlib.Path(command[0]).name.replace("python3", "streams")
+            if run(command, timeout=10 * seconds[place] + 20 if seconds else 600,
+                   env={"RYXTEST_CPU_FEATURES": mask, "RYX_CPU_FEATURES": mask, "PATH": "/usr/bin:/bin", "LD_LIBRARY_PATH": library_path}).returncode:
+                return " ".join(str(word).replace(str(TOP) + "/", "") for word in command)
         except subprocess.TimeoutExpired:
             return "time"
-    return ""
-
-
-def build():
-    return run(["ninja", "-C", BUILD, *TARGETS])
-
-
-def prepare():
-    files = run(["git", "-C", TOP, "ls-files"]).stdout.split()
-    for name in files:
-        target = COPY / name
-        target.parent.mkdir(parents=True, exist_ok=True)
-        if (TOP / name).exists() and not (target.exists() and target.read_bytes() == (TOP / name).read_bytes()):
-            shutil.copy(TOP / name, target)
-    if not (BUILD / "build.ninja").exists():
-        done = run(["cmake", "-G", "Ninja", "-S", COPY, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Release",
-                    "-DRYXSC_BUILD_BENCHMARKS=OFF", "-DRYXSC_BUILD_DEMO=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"])
-        if done.returncode:
-            sys.exit(done.stdout)
-    if build().returncode:
-        sys.exit(build().stdout[-3000:])
+        took.append(time.monotonic() - begin)
+    return "" if seconds else took
 
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("paths", nargs="*", default=["src"])
-    parser.add_argument("--count", type=int, default=20, help="mutants of each family")
+    parser.add_argument("paths", nargs="*", default=["src", "codecs", "echo"])
+    parser.add_argument("--count", type=int, default=20, help="mutants of each folder")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--line", type=int, help="of a single file")
+    parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
 
     families = {}
     for path in options.paths:
         whole = TOP / path
         for file in [whole] if whole.is_file() else sorted(whole.rglob("*")):
-            if file.suffix in (".cpp", ".h", ".inl") and "tables" not in file.name:
+            if file.suffix in (".cpp", ".h", ".inl") and "tables" not in file.name and "include" not in file.parts:
                 name = str(file.relative_to(TOP))
-                families.setdefault(name.split("/")[1], []).extend(mutants(name, options.line))
-    prepare()
-    for family in families:
-        if by := killer(family):
-            sys.exit(f"{family}: {by} fails without any fault")
+                families.setdefault(os.path.dirname(name), []).extend(mutants(name, options.line))
+    build = Build()
+    seconds = {}
+
+    def sound(output):
+        with tempfile.TemporaryDirectory(prefix="ryxsc-mutant-", dir=BUILD) as work:
+            build.link(output.split("/")[0], output, output, pathlib.Path(work))
+            took = killer(output, os.path.join(work, "lib"))
+            return took if isinstance(took, list) else os._exit(print(f"fails without any fault: {took}", flush=True) or 1)
+
+    def one(family, mutant, chance):
+        path, number, line, changed = mutant
+        outputs = build.includers.get(path, [])
+        near = [output for output in outputs if f"/{pathlib.Path(path).parts[1]}/" in output]
+        for output in chance.sample(near or outputs, min(3, len(near or outputs))):
+            with tempfile.TemporaryDirectory(prefix="ryxsc-mutant-", dir=BUILD) as work:
+                if build.fault(path, number, changed, output, pathlib.Path(work)):
+                    continue
+                key = str(list(tests(output)))
+                if key not in seconds:
+                    seconds[key] = sound(output)
+                by = killer(output, os.path.join(work, "lib"), seconds[key])
+                if not by:
+                    print(f"survivor {path}:{number} in {output.split('/', 3)[3]}\n  - {line.strip()}\n  + {changed.strip()}",
+                          flush=True)
+                return bool(by)
+        return None
 
     scores = {}
     for family, all_of_them in families.items():
-        chosen = random.Random(options.seed).sample(all_of_them, min(options.count, len(all_of_them)))
-        killed = tried = 0
-        for path, number, line, changed in chosen:
-            place = COPY / path
-            original = place.read_text()
-            lines = original.split("\n")
-            lines[number - 1] = changed
-            place.write_text("\n".join(lines))
-            if build().returncode == 0:
-                tried += 1
-                if killer(family):
-                    killed += 1
-                else:
-                    print(f"survivor {path}:{number}\n  - {line.strip()}\n  + {changed.strip()}", flush=True)
-            place.write_text(original)
-        scores[family] = f"{killed}/{tried}"
-        print(f"{family}: {killed} of {tried} killed", flush=True)
-    build()
+        chance = random.Random(options.seed)
+        chance.shuffle(all_of_them)
+        done = []
+        with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+            while all_of_them and len(done) < options.count:  # what is not counted makes room for others
+                some = [all_of_them.pop() for _ in range(min(options.count - len(done), len(all_of_them)))]
+                chances = [random.Random(f"{options.seed} {mutant}") for mutant in some]
+                done += [it for it in pool.map(lambda pair: one(family, *pair), zip(some, chances)) if it is not None]
+        scores[family] = f"{sum(done)}/{len(done)}"
+        print(f"{family}: {sum(done)} of {len(done)} killed", flush=True)
     print("killed/tried:", ", ".join(f"{family} {score}" for family, score in scores.items()))
 
 
