@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <ryxecho.h>
 
@@ -216,6 +219,48 @@ std::vector<Case> manyCases() {
     all.push_back({"tone", all[0].options});
     all.back().options.tone = 1;
     return all;
+}
+
+// Start, double talk and a new path, in seconds that follow each other.
+Scene shortScene() {
+    Scene all{8000, {}, {}, {}};
+    const auto add = [&](const char *name, double from, double to) {
+        const Scene scene = makeScene(signals8k(), name);
+        const auto range = [=](const auto &samples) {
+            return std::pair{&samples[static_cast<size_t>(8000 * from)], &samples[static_cast<size_t>(8000 * to)]};
+        };
+        const auto [far, farEnd] = range(scene.far);
+        const auto [microphone, microphoneEnd] = range(scene.microphone);
+        all.far.insert(all.far.end(), far, farEnd);
+        all.microphone.insert(all.microphone.end(), microphone, microphoneEnd);
+    };
+    add("noise", 0, 2.5);
+    add("double", 7.5, 11);
+    add("change", 11, 14);
+    add("start", 0, 2);
+    return all;
+}
+
+// Levels of the output in decibels, every quarter of a second, as they were when the list was made. Whoever changes what
+// the canceller does makes the list anew, with RYXSC_ECHO_LEVELS=FILE in the environment, and says why.
+TEST(EchoScenes, LevelsAreThoseRecorded) {
+    const Scene scene = shortScene();
+    std::ifstream recorded(RYXSC_ECHO_LEVELS);
+    const char *const place = std::getenv("RYXSC_ECHO_LEVELS");
+    std::ofstream anew(place != nullptr ? place : "/dev/null");
+    for (const Case &test : manyCases()) {
+        const auto output = Canceller(test.options).run(scene.far, scene.microphone, 160);
+        int wrong = 0;
+        for (auto from = output.begin(); output.end() - from >= 2000; from += 2000) {
+            const double level = 10 * std::log10(std::inner_product(from, from + 2000, from, 1.0));
+            double expected = 0;
+            recorded >> expected;
+            wrong += std::abs(level - expected) > 0.011;
+            anew << std::round(100 * level) / 100 << ' ';
+        }
+        anew << '\n';
+        EXPECT_EQ(wrong, 0) << test.name << (test.options.suppression ? " with suppression" : "");
+    }
 }
 
 TEST(EchoInterface, CutsIntoCallsOfAnyLengthMakeNoDifference) {
