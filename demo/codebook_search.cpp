@@ -93,7 +93,7 @@ std::vector<CodebookResult> runCodebooks(const std::vector<Codebook> &codebooks,
     return results;
 }
 
-Table resultsTable(const std::string &codec, const std::vector<CodebookResult> &results) {
+void addCodebooks(Report &report, const std::string &codec, const std::vector<CodebookResult> &results) {
     Table table = {{codec + " kbit/s", "bits", "pulses", "target energy explained (%)", "search (us)", "decoder (ns)",
                     "decoder agrees"},
                    {}};
@@ -105,15 +105,12 @@ Table resultsTable(const std::string &codec, const std::vector<CodebookResult> &
                               decimal(100 * r.explained, 1), decimal(r.searchMicroseconds, 2),
                               decimal(r.decodeNanoseconds, 0),
                               std::to_string(r.agreeing) + " of " + std::to_string(count)});
+        if (&r == &results.front() || &r == &results.back())
+            report.addResult(codec + " codebook, " + r.codebook.rate + " kbit/s",
+                             "target energy explained: " + decimal(100 * r.explained, 1) + " %",
+                             {5000 / r.searchMicroseconds, 5e6 / r.decodeNanoseconds, 0});
     }
-    return table;
-}
-
-Line explainedOverBits(const std::string &name, const std::string &colour, const std::vector<CodebookResult> &results) {
-    Line line = {name, colour, {}};
-    for (const CodebookResult &result : results)
-        line.points.emplace_back(result.codebook.bits, 100 * result.explained);
-    return line;
+    report.addTable(table);
 }
 
 Line ratioTrack(const std::string &colour, const CodebookResult &result, const Recordings &recordings,

@@ -54,11 +54,8 @@ std::vector<double> fitted(const celp::Codec &codec, const celp::Subframe &subfr
 std::vector<CodebookResult> runCodebooks(const std::vector<Codebook> &codebooks, const celp::Codec &codec,
                                          const Subframes &recordings, Progress &progress);
 
-/** A row for each codebook. */
-Table resultsTable(const std::string &codec, const std::vector<CodebookResult> &results);
-
-/** Explained share in per cent over bits for a subframe. */
-Line explainedOverBits(const std::string &name, const std::string &colour, const std::vector<CodebookResult> &results);
+/** Adds a table with a row for each codebook. */
+void addCodebooks(Report &report, const std::string &codec, const std::vector<CodebookResult> &results);
 
 /** Ratio in dB of target and unexplained rest in each 20 ms frame of speech of the excerpt. */
 Line ratioTrack(const std::string &colour, const CodebookResult &result, const Recordings &recordings,

@@ -125,7 +125,8 @@ void showCodec(Report &report, const ryxCodec &codec, const Recordings &original
         const Clip clip = cut(decoded.recordings, excerpt);
         const std::string picture = fileOf(decoded.run) + ".png";
         drawSpeech(report.place(picture), clip, difference(clip, original), scale);
-        report.addPicture(picture, label(decoded.run), "decoded speech; the coding error in orange");
+        report.addPicture(picture, label(decoded.run),
+                          "decoded speech and, in orange and as the spectrogram, what it differs by from the original");
     }
     progress.update(++step);
 

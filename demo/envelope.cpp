@@ -55,6 +55,7 @@ void addDistortions(Report &report, const std::string &title, const std::vector<
         const double mean = std::accumulate(values.begin(), values.end(), 0.0) / count;
         table.rows.push_back({quantisers[i].name, decimal(mean, 2), percentAbove(2), percentAbove(4),
                               decimal(speeds[i].encoder, 0), decimal(speeds[i].decoder, 0)});
+        report.addResult(title + ", " + quantisers[i].name, "mean distortion: " + decimal(mean, 2) + " dB", speeds[i]);
     }
     report.addTable(table);
 }

@@ -89,6 +89,7 @@ int run(int argc, char **argv) {
         section(speech, report);
     const std::filesystem::path page = report.write(describe(speech));
     std::printf("%s\n", plainText(report.results()).c_str());
+    std::printf("%s\n", plainText(report.stageResults()).c_str());
     for (const Table &table : report.tables())
         std::printf("%s\n", plainText(table).c_str());
     std::printf("Report: %s\n", page.c_str());

@@ -14,7 +14,8 @@ header h1 { margin: 0 0 6px; font-size: 30px; font-weight: 650; letter-spacing: 
 header p { margin: 0; color: #c9d6e2; max-width: 860px; }
 header p.version { font-size: 14px; margin-top: 10px; color: #9fb3c6; }
 nav { margin-top: 18px; }
-nav a { color: #fff; text-decoration: none; margin-right: 8px; padding: 5px 13px; border-radius: 99px;
+nav a { display: inline-block; white-space: nowrap; color: #fff; text-decoration: none; margin: 0 8px 8px 0;
+        padding: 3px 13px; border-radius: 99px;
         background: rgb(255 255 255 / 14%); }
 nav a:hover { background: rgb(255 255 255 / 26%); }
 section { background: #fff; border: 1px solid var(--line); border-radius: 10px;
@@ -34,6 +35,7 @@ table.players th, table.players td { padding: 5px 4px; text-align: left; }
 table.players td:first-child { font-size: 13px; font-weight: 400; color: var(--soft);
                                overflow-wrap: break-word; min-width: 110px; line-height: 1.25; }
 audio { width: 100%; min-width: 220px; height: 36px; display: block; }
+audio::-webkit-media-controls-volume-control-container, audio::-webkit-media-controls-mute-button { display: none; }
 h1, h2, h3, th { overflow-wrap: normal; hyphens: none; }
 figure { margin: 22px 0 4px; }
 figure img { display: block; width: 100%; height: auto; }

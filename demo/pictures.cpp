@@ -200,7 +200,7 @@ void drawSpeech(const std::filesystem::path &png, const Clip &speech, const std:
     plot << look << "set multiplot" << panel(0.75, 0.97);
     drawWaveform(plot, speech, error, scale);
     plot << panel(0.12, 0.71);
-    drawSpectrogram(plot, speech, {});
+    drawSpectrogram(plot, error ? *error : speech, {});
     plot << "unset multiplot";
     plot.finish();
 }

@@ -29,7 +29,7 @@ float peak(const Clip &clip);
 
 /**
  * @brief Draws the waveform above the spectrogram, aligned in time.
- * @param error drawn over the waveform when given
+ * @param error drawn over the waveform when given; the spectrogram is the error's then
  * @param scale amplitude at the edge of the waveform
  */
 void drawSpeech(const std::filesystem::path &png, const Clip &speech, const std::optional<Clip> &error, float scale);

@@ -158,6 +158,11 @@ void Report::addResults(const Table &table) {
     results_.rows.insert(results_.rows.end(), table.rows.begin(), table.rows.end());
 }
 
+void Report::addResult(const std::string &what, const std::string &found, const Speed &speed) {
+    const auto times = [](double value) { return value > 0 ? decimal(value, 0) : "-"; };
+    stageResults_.rows.push_back({what, found, times(speed.encoder), times(speed.decoder)});
+}
+
 fs::path Report::write(const std::vector<std::string> &about) const {
     std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -168,9 +173,10 @@ fs::path Report::write(const std::vector<std::string> &about) const {
                          "library. Listen to it, look at it, and see what it costs.") +
             element("p", libraryVersion(), "class=\"version\"") + "<nav>\n" +
             element("a", "Results", "href=\"#results\"") + navigation_ + "</nav>\n</div></header>\n<main>\n";
-    page += "<section id=\"results\">\n" + element("h2", "Results") + html(results_);
+    page += "<section id=\"results\">\n" + element("h2", "Results") + element("h3", "Whole codecs") + html(results_);
     for (const std::string &paragraph : about)
         page += element("p", paragraph, "class=\"note\"");
+    page += element("h3", "Stages, cancellers and control") + html(stageResults_);
     page += "</section>\n" + body_ + (sections_ ? "</section>\n" : "") + "</main>\n<script>" + pageScript +
             "</script>\n</body>\n</html>\n";
 

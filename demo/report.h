@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "codec.h"
 #include "speech.h"
 
 /** A table of texts. The first column is left-aligned, the others are numbers. */
@@ -55,6 +56,10 @@ public:
     void addResults(const Table &table);
     const Table &results() const { return results_; }
 
+    /** Adds a row to the table of what the sections below the codecs found. Zero: nothing was timed. */
+    void addResult(const std::string &what, const std::string &found, const Speed &speed);
+    const Table &stageResults() const { return stageResults_; }
+
     /** The tables of the sections in their order. */
     const std::vector<Table> &tables() const { return tables_; }
 
@@ -66,6 +71,7 @@ private:
     std::string navigation_;
     std::string body_;
     Table results_;
+    Table stageResults_{{"stage", "result", "times real time: encoder", "decoder"}, {}};
     std::vector<Table> tables_;
     size_t sections_ = 0;
 };

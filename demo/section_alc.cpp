@@ -116,6 +116,8 @@ void alcSection(const Speech &speech, Report &report) {
                               decimal(settledLevel(output.samples), 1), decimal(peakLevel(input), 1),
                               decimal(peakLevel(output.samples), 1), decimal(output.gains.back(), 1),
                               decimal(speed.encoder, 0)});
+        report.addResult("Level control, speech at " + std::to_string(level) + " dB",
+                         "level after: " + table.rows.back()[2] + " dB", {speed.encoder, 0, 0});
         gains.push_back(gainLine(level, gains.size(), output.gains));
         progress.update(gains.size());
     }

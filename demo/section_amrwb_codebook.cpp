@@ -54,14 +54,7 @@ void amrwb_codebookSection(const Speech &speech, Report &report) {
     report.addParagraph(
         "The explained share is what the filtered pulses with the best gain take out of the energy of all "
         "targets. The decoder makes the code vector again from the index words.");
-    report.addTable(resultsTable("AMR-WB", results));
-
-    const Line explained = explainedOverBits("explained energy of the targets", lineColour(0),
-                                             {results.begin(), results.end() - 1}); // up to 23.05 kbit/s
-    const std::vector<Line> lines = {explained};
-    drawChart(report.place("amrwb-codebook-explained.png"), {"bits for a subframe", 0, 96}, {"explained (%)", 0, 100},
-              lines);
-    report.addPicture("amrwb-codebook-explained.png", "Explained energy", "over the bits for a subframe");
+    addCodebooks(report, "AMR-WB", results);
 
     const std::vector<Line> tracks = {ratioTrack(lineColour(0), results[7], speech.at12k8, speech.excerpt),
                                       ratioTrack(lineColour(1), results[2], speech.at12k8, speech.excerpt),

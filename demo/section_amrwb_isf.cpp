@@ -95,7 +95,7 @@ void amrwb_isfSection(const Speech &speech, Report &report) {
     };
     run("46 bits", 13);
     run("36 bits", 5);
-    addDistortions(report, "ISF quantiser", quantisers, speeds);
+    addDistortions(report, "AMR-WB ISF quantiser", quantisers, speeds);
     addEnvelopePictures(report, "amrwb-isf", "Immittance spectral frequencies", speech.at12k8, speech.excerpt,
                         quantisers);
     progress.update(4);

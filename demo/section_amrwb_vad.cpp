@@ -155,6 +155,10 @@ void amrwb_vadSection(const Speech &speech, Report &report) {
         const Speed speed = measureSpeed(noisy.seconds(), run, [] {});
         table.rows.push_back({condition.name, share(decisions, isSpeech, true), share(decisions, isSpeech, false),
                               decimal(speed.encoder, 0)});
+        report.addResult("AMR-WB voice activity, noise: " + condition.name,
+                         "speech found: " + table.rows.back()[1] + " %, pauses taken for it: " + table.rows.back()[2] +
+                             " %",
+                         {speed.encoder, 0, 0});
         showPicture(report, condition, noisy, isSpeech, decisions);
         progress.update(table.rows.size());
     }

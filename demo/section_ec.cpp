@@ -155,10 +155,12 @@ void ecSection(const Speech &speech, Report &report) {
     size_t step = 0;
     for (size_t i = 0; i < list.size(); i++) {
         Samples filtered, output;
+        Speed plainSpeed;
         const auto speed = [&](Samples &samples, bool suppression) {
             const Speed measured = measureSpeed(
                 totalSeconds, [&] { samples = list[i].run(far, microphone, suppression); }, [] {});
             progress.update(++step);
+            if (!suppression) plainSpeed = {measured.encoder, 0, 0};
             return decimal(measured.encoder, 0);
         };
         const std::string plain = speed(filtered, false), suppressed = speed(output, true);
@@ -169,6 +171,10 @@ void ecSection(const Speech &speech, Report &report) {
                               mean(reductions, talkFrom, talkTo), mean(reductions, talkTo, changeAt),
                               mean(reductions, changeAt, changeAt + 2), mean(reductions, changeAt + 2, totalSeconds),
                               plain, suppressed});
+        report.addResult("Echo canceller, " + list[i].name,
+                         "echo weakened by " + table.rows.back()[2] + " dB, in double talk by " + table.rows.back()[3] +
+                             " dB",
+                         plainSpeed);
     }
     lines.push_back({"the near end talks", lineColour(1), {{talkFrom, -8}, {talkTo, -8}}, 7});
     lines.push_back({"the path changes", lineColour(2), {{changeAt, -10}, {changeAt, 70}}, 1.1});

@@ -110,12 +110,7 @@ void gsmamrSection(const Speech &speech, Report &report) {
     report.addParagraph("The explained share is what the filtered pulses with the best gain take out of the energy of "
                         "all targets. The decoder makes the code vector again from the codeword; for pitch lags below "
                         "a subframe it is sharpened as the search has done.");
-    report.addTable(resultsTable("GSM-AMR", results));
-
-    const std::vector<Line> explained = {explainedOverBits("explained energy of the targets", lineColour(0), results)};
-    drawChart(report.place("gsmamr-explained.png"), {"bits for a subframe", 0, 40}, {"explained (%)", 0, 100},
-              explained);
-    report.addPicture("gsmamr-explained.png", "Explained energy", "over the bits for a subframe");
+    addCodebooks(report, "GSM-AMR", results);
 
     const std::vector<Line> tracks = {ratioTrack(lineColour(0), results[highest], speech.at8k, speech.excerpt),
                                       ratioTrack(lineColour(1), results[middle], speech.at8k, speech.excerpt),

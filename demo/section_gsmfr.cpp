@@ -128,15 +128,17 @@ std::vector<Track> tracksOf(const Recordings &recordings) {
 }
 
 // Runs all tracks through the chain. Returns a row of results.
-std::vector<std::string> run(int order, std::vector<Track> &tracks, double seconds) {
+std::vector<std::string> run(int order, std::vector<Track> &tracks, double seconds, Report &report) {
     const auto analyseAll = [&] {
         for (Track &track : tracks)
             analyse(track, order);
     };
     const auto synthesiseAll = [&] { std::for_each(tracks.begin(), tracks.end(), synthesise); };
     const Speed speed = measureSpeed(seconds, analyseAll, synthesiseAll);
-    return {"order " + std::to_string(order), decimal(meanOfSpeech(tracks, predictionGains), 1),
-            decimal(meanOfSpeech(tracks, reconstructionSnr), 1), decimal(speed.encoder, 0), decimal(speed.decoder, 0)};
+    const std::string name = "order " + std::to_string(order), gain = decimal(meanOfSpeech(tracks, predictionGains), 1);
+    report.addResult("GSM full rate, short-term prediction of " + name, "prediction gain: " + gain + " dB", speed);
+    return {name, gain, decimal(meanOfSpeech(tracks, reconstructionSnr), 1), decimal(speed.encoder, 0),
+            decimal(speed.decoder, 0)};
 }
 
 Recordings recordingsOf(const Recordings &originals, const std::vector<Track> &tracks,
@@ -175,10 +177,10 @@ void gsmfrSection(const Speech &speech, Report &report) {
         "the rounding of the emphasis and the three bits that the decoder clears.");
 
     std::vector<Track> tracks = tracksOf(originals);
-    const std::vector<std::string> fourth = run(4, tracks, originals.seconds());
+    const std::vector<std::string> fourth = run(4, tracks, originals.seconds(), report);
     Line lines[2] = {{}, trackLine("order 4", lineColour(2), predictionGains(tracks[excerpt.recording]), excerpt)};
     progress.update(1);
-    const std::vector<std::string> eighth = run(8, tracks, originals.seconds());
+    const std::vector<std::string> eighth = run(8, tracks, originals.seconds(), report);
     lines[0] = trackLine("order 8", lineColour(0), predictionGains(tracks[excerpt.recording]), excerpt);
     progress.update(2);
     report.addTable({{"short-term prediction", "prediction gain (dB)", "SNR of the reconstruction (dB)",

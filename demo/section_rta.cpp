@@ -89,6 +89,8 @@ void rtaSection(const Speech &speech, Report &report) {
         table.rows.push_back({name, std::to_string(taps), decimal(decibels(energy(all) / energy(error)), 1),
                               decimal(decibels(energy(bands.high) / (energy(bands.low) + energy(bands.high))), 1),
                               decimal(speed.encoder, 0), decimal(speed.decoder, 0)});
+        report.addResult("RTA filter bank, " + name, "SNR of the joined speech: " + table.rows.back()[2] + " dB",
+                         speed);
         lines.push_back(spectrumLine("error, " + name, lineColour(lines.size() - 1), error, sampleRate));
         progress.update(lines.size() - 1);
     }
