@@ -79,7 +79,7 @@ public:
     }
 
     // Row m holds the pairs (h[k], h[k+1]) for k = m, m-4, m-8, m-12; m from -3 on, and h is 0 before sample 0.
-    const Vector *row(int m) const { return rows_ + m - firstRow; }
+    const Vector *row(int m) const { return rows_ + (m - firstRow); }
 
 private:
     static constexpr int firstRow = -3;
