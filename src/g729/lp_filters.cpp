@@ -2,6 +2,7 @@
 // Residual and synthesis filters of ITU-T G.729 (order 10) and its Annex E (up to order 30).
 #include "g729/lp_filters.inl"
 #include "common/convolution.h"
+#include "common/lp_lanes.h"
 #include "g729/implementations.h"
 
 ryxStatus ryxsResidualFilter_G729_16s_u8(const int16_t *lpc, const int16_t *src, int16_t *dst, int len) {

@@ -6,7 +6,7 @@
 #include "common/checks.h"
 #include "common/high_pass_section.h"
 #include "common/inv_sqrt.h"
-#include "common/lp_filters.h"
+#include "common/lp_lanes.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
 #include "g729/adaptive_vector.h"
