@@ -36,77 +36,85 @@ constexpr Layout synthesisLayout = {synthesisOrder, 20, 35, 2};
 constexpr Layout weightingLayout = {order, 20, 30, 1};
 constexpr Layout logGainLayout = {order, 4, 20, 2};
 
-// A windowed signal by age, the newest sample first, and its correlations. Lags stand side by side in the dwords of a
-// vector: a pair of samples, in all lanes, times the pairs that follow it at each of four lags.
+// A windowed signal in time order and its correlations. Lags stand side by side in the dwords of a vector: a pair of
+// neighbouring samples, in all lanes, times the pairs before it at each of four lags.
 template <const Layout &layout> class Windowed {
 public:
     static constexpr int groups = layout.lags / 4 + 1;
 
-    // Where eight words in time order, that end `age` samples before the newest one, go. With age below 0 the newest of
-    // them are no samples.
-    void put(int age, Vector words) { simd::store(samples_ + front + age, simd::reverseWords(words)); }
+    // Where eight words from a time on go. Those behind the signal are no samples.
+    void put(int time, Vector words) { simd::store(samples_ + front + time, words); }
 
-    // After all samples have been put.
+    // After all samples have been put. Every pair is kept twice: the four that a step begins with lie on a vector's
+    // boundary once in every two steps.
     void pair() {
-        for (int i = layout.length(); i < length; i++)
-            samples_[front + i] = 0;
-        for (int i = 0; i < length - 8; i += 8) {
-            const Vector first = simd::load(samples_ + front + i), second = simd::load(samples_ + front + i + 1);
-            simd::store(pairs_ + i, _mm_unpacklo_epi16(first, second));
-            simd::store(pairs_ + i + 4, _mm_unpackhi_epi16(first, second));
+        samples_[front - 1] = 0;
+        simd::store(samples_ + front + layout.length(), _mm_setzero_si128());
+        for (int i = 0; i < length; i += 8) {
+            const Vector first = simd::load(samples_ + front - 1 + i), second = simd::load(samples_ + front + i);
+            const Vector low = _mm_unpacklo_epi16(first, second), high = _mm_unpackhi_epi16(first, second);
+            simd::store(pairs_[0] + i, low);
+            simd::store(pairs_[0] + i + 4, high);
+            simd::store(pairs_[1] + 2 + i, low);
+            simd::store(pairs_[1] + 2 + i + 4, high);
         }
     }
 
-    // Sums, modulo 2^32, over ages `from` to from + len - 1 of the sample times the one `lag` older.
+    // Sums, modulo 2^32, over `len` samples from time `from` on of the sample times the one `lag` before it.
     template <int from, int len> void correlate(Vector *sums) const {
-        constexpr int most = groups > 7 ? (groups + 1) / 2 : groups; // as many as stay in registers
-        correlate<from, len, 0, most>(sums);
-        if constexpr (most < groups) correlate<from, len, most, groups - most>(sums + most);
+        static_assert(from % 4 == 2);
+        Vector partial[groups];
+#pragma GCC unroll 13
+        for (int g = 0; g < groups; g++)
+            partial[g] = _mm_setzero_si128();
+        // From pair t - 3, which is entry t - 2 of the first array and entry t of the second.
+        const auto accumulate = [&](const int32_t *pairs) __attribute__((always_inline)) {
+            asm("" : "+r"(pairs)); // or vectors would be kept for the next step, for which there is no room
+            Vector pair = _mm_shuffle_epi32(simd::loadAligned(pairs), _MM_SHUFFLE(3, 3, 3, 3));
+#pragma GCC unroll 13
+            for (int g = 0; g < groups; g++) {
+                Vector sum = _mm_add_epi32(partial[g], _mm_madd_epi16(pair, simd::loadAligned(pairs - 4 * g)));
+                finishBefore(sum, pair);
+                partial[g] = sum;
+            }
+        };
+        constexpr int steps = (len + 1) / 2;
+#pragma GCC unroll 1
+        for (int i = 0; i < steps / 2; i++) {
+            accumulate(pairs_[0] + from - 2 + 4 * i);
+            accumulate(pairs_[1] + from + 2 + 4 * i);
+        }
+        if (steps % 2 != 0) accumulate(pairs_[0] + from - 2 + 2 * (steps - 1));
+#pragma GCC unroll 13
+        for (int g = 0; g < groups; g++) // the longest lag came first
+            sums[g] = _mm_shuffle_epi32(partial[g], _MM_SHUFFLE(0, 1, 2, 3));
     }
 
 private:
     static constexpr int front = 8;
-    static constexpr int length = (layout.length() + 15) / 8 * 8 + 8;
+    static constexpr int length = (layout.length() + 8) / 8 * 8;
 
-    template <int from, int len, int firstGroup, int count> void correlate(Vector *sums) const {
-        Vector partial[count];
-        for (Vector &sum : partial)
-            sum = _mm_setzero_si128();
-        const auto accumulate = [&](int i, int32_t words) {
-            const Vector pair = _mm_set1_epi32(words);
-#pragma GCC unroll 8
-            for (int g = 0; g < count; g++)
-                partial[g] =
-                    _mm_add_epi32(partial[g], _mm_madd_epi16(simd::load(pairs_ + i + 4 * (firstGroup + g)), pair));
-        };
-        for (int i = from; i < from + len - 1; i += 2)
-            accumulate(i, pairs_[i]);
-        if (len % 2 != 0) accumulate(from + len - 1, pairs_[from + len - 1] & 0xffff);
-        std::copy_n(partial, count, sums);
-    }
-
-    alignas(16) int16_t samples_[front + length];
-    alignas(16) int32_t pairs_[length];
+    int16_t samples_[front + length + 8];
+    alignas(16) int32_t pairs_[2][length + 4]; // pair t - 1 of the samples t - 1 and t is entry t, or t + 2
 };
 
-// Upper halves, rounded, of the sums shifted left by `shift`, limited. Lag 0 has the largest sum of any signal, but not of
-// any memory: limits are rare.
+// Upper halves, rounded, of the sums shifted left by `shift`, limited.
 template <int groups> void normalisedHalves(const Vector *sums, int shift, int16_t *dst) {
-    Vector used = _mm_setzero_si128();
-    for (int g = 0; g < groups; g++)
-        used = _mm_or_si128(used, _mm_xor_si128(sums[g], _mm_srai_epi32(sums[g], 31)));
-    const bool fits = _mm_movemask_epi8(_mm_cmpgt_epi32(used, simd::dwords(max32 >> shift))) == 0;
-    if (!fits) [[unlikely]] {
-        for (int g = 0; g < groups; g++) {
-            const Vector x = shiftLeftLimited(sums[g], _mm_cvtsi32_si128(shift));
-            simd::store64(dst + 4 * g, roundedUpperHalves(x, x));
+    const auto put = [=](auto upper) {
+        for (int g = 0; g < groups; g += 2) {
+            const Vector x = _mm_packs_epi32(upper(sums[g]), upper(sums[std::min(g + 1, groups - 1)]));
+            if (g + 1 < groups)
+                simd::store(dst + 4 * g, x);
+            else
+                simd::store64(dst + 4 * g, x);
         }
-        return;
-    }
-    const Vector left = _mm_cvtsi32_si128(std::max(shift - 15, 0)), right = _mm_cvtsi32_si128(std::max(15 - shift, 0));
-    for (int g = 0; g < groups; g++) {
-        const Vector x = halved(_mm_sra_epi32(_mm_sll_epi32(sums[g], left), right));
-        simd::store64(dst + 4 * g, _mm_packs_epi32(x, x));
+    };
+    if (shift <= 15) [[likely]] { // the packing limits
+        const Vector right = _mm_cvtsi32_si128(15 - shift);
+        put([=](Vector x) { return halved(_mm_sra_epi32(x, right)); });
+    } else {
+        const Vector left = _mm_cvtsi32_si128(shift);
+        put([=](Vector x) { return halved(_mm_srai_epi32(shiftLeftLimited(x, left), 15)); });
     }
 }
 
@@ -119,7 +127,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
 
     const int na = 2 * exponent;
     int nr = state.words[State::exponent];
-    w.template correlate<layout.nonRecursive, layout.entering>(sums);
+    w.template correlate<layout.lags, layout.entering>(sums);
     {
         const Vector tailShift = count(1 + std::max(nr - na, 0)), enteringShift = count(1 + std::max(na - nr, 0));
         for (int g = 0; g < groups; g++) {
@@ -132,7 +140,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     normalisedHalves<groups>(sums, n0, state.words);
 
     nr = std::min(nr, na) + n0 - 1;
-    w.template correlate<0, layout.nonRecursive>(sums);
+    w.template correlate<layout.lags + layout.entering, layout.nonRecursive>(sums);
     {
         const Vector tailShift = count(1 + std::max(nr - na, 0)), newestShift = count(1 + std::max(na - nr, 0));
         for (int g = 0; g < groups; g++) {
@@ -143,7 +151,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     const int32_t energy = _mm_cvtsi128_si32(sums[0]);
     const int32_t raised = sat32(int64_t{energy} + (energy >> 8)); // white noise
     const int n1 = normalisation(raised, 32);
-    int16_t correlations[4 * groups];
+    alignas(16) int16_t correlations[4 * groups];
     normalisedHalves<groups>(sums, n1, correlations);
     correlations[0] = roundUpper(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
     std::copy_n(correlations, layout.lags + 1, dst);
@@ -152,20 +160,19 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     return _mm_cvtsi128_si32(_mm_unpackhi_epi64(sums[groups - 1], sums[groups - 1])) != 0;
 }
 
-// The count that brings the sample of largest magnitude into 15 bits.
-template <int len> int normalisationOf(const int16_t *src) {
+// The bits that the samples use, without the sign: a value below 0 takes as many as its one's complement.
+template <int len> int16_t usedBits(const int16_t *src) {
     Vector largest = _mm_setzero_si128(), smallest = simd::words(-1);
     for (int i = 0; i < len; i += 8) {
         const Vector x = simd::load(src + std::min(i, len - 8));
         largest = _mm_max_epi16(largest, x);
         smallest = _mm_min_epi16(smallest, x);
     }
-    // A value below 0 takes as many bits as its one's complement.
     Vector bits = _mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1)));
     bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
     bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
     bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
-    return normalisation(static_cast<int16_t>(_mm_cvtsi128_si32(bits)), 15);
+    return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
 }
 
 // The smallest of at least eight words.
@@ -185,14 +192,28 @@ template <const Layout &layout> ryxStatus hybridWindow(const int16_t *src, const
     if (anyNull(src, dst, block)) return ryxStsNullPtr;
     auto state = loadBlock<State>(block);
     constexpr int len = layout.length();
-    const int shift = normalisationOf<len>(src);
-    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
+    const int shift = normalisation(usedBits<len>(src), 15); // of the sample of largest magnitude
     Windowed<layout> windowed;
-    for (int i = 0; i < len; i += 8) {
-        const int at = std::min(i, len - 8);
-        const simd::Dwords x = simd::products(simd::load(src + at), simd::load(window + at));
-        const auto shifted = [&](Vector product) { return _mm_sra_epi32(_mm_sll_epi32(product, left), right); };
-        windowed.put(len - 8 - at, roundedUpperHalves(shifted(x.front), shifted(x.back)));
+    const auto put = [&](auto rounded) {
+        for (int i = 0; i < len; i += 8) {
+            const int at = std::min(i, len - 8);
+            windowed.put(at, rounded(simd::load(src + at), simd::load(window + at)));
+        }
+    };
+    if (shift >= 0) [[likely]] {
+        // 2^shift x has at most 15 bits. Twice that, times the window: one place below the result, which is half of it,
+        // rounded.
+        const Vector left = _mm_cvtsi32_si128(shift + 1);
+        put([=](Vector x, Vector w) {
+            const Vector doubled = _mm_mulhi_epi16(_mm_sll_epi16(x, left), w);
+            return _mm_srai_epi16(_mm_add_epi16(doubled, simd::words(1)), 1);
+        });
+    } else {
+        const Vector right = _mm_cvtsi32_si128(-shift);
+        put([=](Vector x, Vector w) {
+            const simd::Dwords product = simd::products(x, w);
+            return roundedUpperHalves(_mm_sra_epi32(product.front, right), _mm_sra_epi32(product.back, right));
+        });
     }
     windowed.pair();
     const bool useful = analyse<layout>(windowed, shift, largestExponent, state, dst);
@@ -224,16 +245,28 @@ ryxStatus ryxsHybridWindowSynthesis_G728_16s_u8(const int16_t *src, const int16_
     const int common = smallestOf<vectors>(exponents);
     Windowed<synthesisLayout> windowed;
     // Each vector as the first five of eight words; the next one covers the others.
-    const auto put = [&](int v, Vector samples) {
-        const simd::Dwords x = simd::products(samples, simd::load(synthesisWindow + vectorLength * v));
-        // 2 P >> shift, and from that the upper half, rounded: P >> (shift + 14), and half of that, rounded.
-        const Vector count = _mm_cvtsi32_si128(exponents[v] - common + 14);
-        windowed.put(len - 8 - vectorLength * v,
-                     _mm_packs_epi32(halved(_mm_sra_epi32(x.front, count)), halved(_mm_sra_epi32(x.back, count))));
+    const auto put = [&](auto rounded) {
+        for (int v = 0; v < vectors; v++) {
+            const bool last = v == vectors - 1;
+            const Vector x = last ? _mm_srli_si128(simd::load(src + len - 8), 6) : simd::load(src + vectorLength * v);
+            windowed.put(vectorLength * v,
+                         rounded(x, simd::load(synthesisWindow + vectorLength * v), exponents[v] - common));
+        }
     };
-    for (int v = 0; v < vectors - 1; v++)
-        put(v, simd::load(src + vectorLength * v));
-    put(vectors - 1, _mm_srli_si128(simd::load(src + len - 8), 6));
+    // 2 P >> shift, and from that the upper half, rounded: P >> (shift + 14), and half of that, rounded.
+    if (usedBits<len>(src) < 1 << 13) [[likely]] {
+        put([](Vector x, Vector w, int shift) {
+            const Vector doubled = _mm_sra_epi16(_mm_mulhi_epi16(_mm_slli_epi16(x, 2), w), _mm_cvtsi32_si128(shift));
+            return _mm_srai_epi16(_mm_add_epi16(doubled, simd::words(1)), 1);
+        });
+    } else {
+        put([](Vector x, Vector w, int shift) {
+            const simd::Dwords product = simd::products(x, w);
+            const Vector count = _mm_cvtsi32_si128(shift + 14);
+            return _mm_packs_epi32(halved(_mm_sra_epi32(product.front, count)),
+                                   halved(_mm_sra_epi32(product.back, count)));
+        });
+    }
     windowed.pair();
     const bool useful = analyse<synthesisLayout>(windowed, common, max16, state, dst);
     saveBlock(block, state);

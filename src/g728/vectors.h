@@ -6,6 +6,11 @@
 
 namespace ryxsc::g728 {
 
+// Finishes x before anything that uses `next` begins: sums that fill all registers have none for products ahead of them.
+inline void finishBefore(simd::Vector &x, simd::Vector &next) {
+    asm("" : "+x"(x), "+x"(next));
+}
+
 // x / 2, rounded up.
 inline simd::Vector halved(simd::Vector x) {
     return _mm_srai_epi32(_mm_add_epi32(x, simd::dwords(1)), 1);

@@ -110,6 +110,41 @@ TEST(G728, HybridWindowsEqualThePlainForm) {
         }
 }
 
+// Samples of 14 bits as in the codec, and one of 16 among small ones; exponents near each other, far apart and at their ends.
+TEST(G728, HybridWindowOfTheSynthesisFilterEqualsThePlainForm) {
+    std::mt19937 random(65);
+    for (const auto &[name, input] : signals::nasty(4000, 66))
+        for (const bool large : {false, true})
+            for (const unsigned spread : {1U, 6U, 40U, 65536U}) {
+                SCOPED_TRACE(name + (large ? ", a large sample, " : ", ") + std::to_string(spread));
+                plain::HybridWindow window = {50, 20, 35, 2};
+                uint8_t octets[105];
+                auto *const state = reinterpret_cast<HybridWindowState_G728 *>(octets + 1);
+                ASSERT_EQ(ryxsHybridWindowInit_G728_16s(state), ryxStsOk);
+                for (size_t at = 0; at + 105 <= input.size(); at += 20) {
+                    Samples x(input.begin() + static_cast<long>(at), input.begin() + static_cast<long>(at) + 105), w;
+                    int16_t exponents[21];
+                    for (int16_t &exponent : exponents)
+                        exponent = static_cast<int16_t>(16 - random() % spread);
+                    const int common = *std::min_element(exponents, exponents + 21);
+                    for (size_t i = 105; i-- > 0;) {
+                        x[i] = static_cast<int16_t>(x[i] >> (!large ? 2 : i == 80 ? 0 : 4));
+                        const int shift = exponents[i / 5] - common;
+                        w.push_back(
+                            plain::upper(plain::shifted(int64_t{2} * x[i] * ryxsc::g728::synthesisWindow[i], shift)));
+                    }
+                    Samples expected;
+                    const bool useful = window(w, common, expected);
+                    int16_t r[51];
+                    ASSERT_EQ(ryxsHybridWindowSynthesis_G728_16s(x.data(), exponents, r, state),
+                              useful ? ryxStsOk : ryxStsIllConditioned)
+                        << at;
+                    ASSERT_TRUE(std::equal(r, r + 51, expected.begin())) << at;
+                    window.exponent = std::clamp(window.exponent, -32768, 32767);
+                }
+            }
+}
+
 TEST(G728, FilteredCodebookGivesTheSearchItsShapesAndGains) {
     std::mt19937 random(63);
     uint8_t octets[1297];
