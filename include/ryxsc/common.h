@@ -300,6 +300,9 @@ ryxStatus ryxsCrossCorrLagMax_16s(const int16_t *src1, const int16_t *src2, int 
 /**
  * @brief Correlation of a target with an impulse response, rounded: dst[n] = round(running sum of
  *        2 * src1[i] * src2[i - n], i = n .. len - 1), the filtering backwards of the codebook searches.
+ *
+ * Takes up to 11 KB of stack.
+ *
  * @param[in]  src1 `len` samples, full 16-bit range
  * @param[in]  src2 `len` samples of the response
  * @param[out] dst  `len` correlations: with Qm and Qn in Q(m + n - 15). May be `src1` or `src2`
@@ -312,7 +315,7 @@ ryxStatus ryxsCrossCorr_NR_16s(const int16_t *src1, const int16_t *src2, int16_t
  * @brief The first `len` samples of a convolution, truncated: dst[n] = sat16(S >> (sf + 1)) with the running sum S of
  *        2 * src1[i] * src2[n - i], i = 0 .. n.
  *
- * `sf` 12 filters an excitation by an impulse response in Q12 as ITU-T G.729 and GSM-AMR do.
+ * `sf` 12 filters an excitation by an impulse response in Q12 as ITU-T G.729 and GSM-AMR do. Takes up to 9 KB of stack.
  *
  * @param[in]  src1 `len` samples, full 16-bit range
  * @param[in]  src2 `len` samples
