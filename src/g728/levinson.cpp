@@ -83,6 +83,37 @@ bool step(const int16_t *r, int i, Recursion &s) {
     return true;
 }
 
+// n words with zeros behind them, n below 8; in the codec it is 2.
+Vector few(const int16_t *x, int n) {
+    if (n == 2) [[likely]]
+        return simd::load32(x);
+    int16_t words[8] = {};
+    std::copy_n(x, n, words);
+    return simd::load(words);
+}
+
+// n words into whole vectors, zeros behind them. No vector is stored in parts, so that one that is loaded does not wait.
+void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
+    const int whole = n / 8;
+    for (int v = 0; v < whole; v++)
+        simd::store(dst + 8 * v, simd::load(src + 8 * v));
+    for (int v = whole; v < vectors; v++)
+        simd::store(dst + 8 * v, v == whole ? few(src + 8 * whole, n % 8) : _mm_setzero_si128());
+}
+
+// The same in reverse order.
+void reversePadded(const int16_t *src, int n, int16_t *dst, int vectors) {
+    const int whole = n / 8;
+    for (int v = 0; v < whole; v++)
+        simd::store(dst + 8 * v, simd::reverseWords(simd::load(src + n - 8 - 8 * v)));
+    for (int v = whole; v < vectors; v++)
+        simd::store(dst + 8 * v, _mm_setzero_si128());
+    if (n % 8 == 2)
+        simd::store(dst + 8 * whole, _mm_shufflelo_epi16(simd::load32(src), _MM_SHUFFLE(3, 2, 0, 1)));
+    else
+        std::reverse_copy(src, src + n % 8, dst + 8 * whole);
+}
+
 // Ones in word 8.
 alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
 
@@ -99,22 +130,23 @@ struct Lattice {
     int vectors; // that the coefficients take in the end
     Recursion state;
 
-    // Sets out from the coefficients of the state.
-    void load() {
+    // Sets out from the given coefficients.
+    void load(const int16_t *coefficients) {
         now = 0;
-        alignas(16) int16_t mirrored[2 * room];
-        const int used = (order + 7) / 8;
-        for (int v = 0; v < used; v++) {
-            const Vector x = simd::loadAligned(state.a + 8 * v);
-            simd::store(a[0] + 8 * v, x);
-            simd::store(mirrored + 8 * (used - 1 - v), simd::reverseWords(x));
-            simd::store(mirrored + 8 * (used + v), _mm_setzero_si128());
-        }
-        for (int v = 0; v < used; v++)
-            simd::store(b[0] + 8 * v, simd::load(mirrored + 8 * used - order + 8 * v));
-        for (int v = used; v < vectors; v++)
-            for (int16_t *const rest : {a[0], a[1], b[0], b[1]})
+        copyPadded(coefficients, order, a[0], vectors);
+        reversePadded(coefficients, order, b[0], vectors);
+        for (int v = (order + 7) / 8; v < vectors; v++)
+            for (int16_t *const rest : {a[1], b[1]})
                 simd::store(rest + 8 * v, _mm_setzero_si128());
+    }
+    // Sets out from one coefficient.
+    void load(int16_t coefficient) {
+        now = 0;
+        for (int v = 0; v < vectors; v++)
+            for (int16_t *const half : {a[0], a[1], b[0], b[1]})
+                simd::store(half + 8 * v, _mm_setzero_si128());
+        for (int16_t *const half : {a[0], b[0]})
+            simd::store(half, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
     }
     void save() {
         for (int v = 0; v < vectors; v++)
@@ -267,7 +299,7 @@ private:
     l.save();
     if (!step(l.r, l.order, l.state)) return false;
     l.order++;
-    l.load();
+    l.load(l.state.a);
     return true;
 }
 
@@ -291,21 +323,12 @@ template <int count> [[gnu::always_inline]] inline bool advance(Steps &steps, La
 
 // Up to order `to`.
 bool recurse(Lattice &l, int to) {
-    l.load();
     Steps steps(l);
     const bool done = advance<1>(steps, l, to) && advance<2>(steps, l, to) && advance<3>(steps, l, to) &&
                       advance<4>(steps, l, to) && advance<5>(steps, l, to) && advance<6>(steps, l, to) &&
                       advance<7>(steps, l, to);
     steps.save(l);
-    l.save();
     return done;
-}
-
-// Whole vectors, zeros behind the n given words.
-void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
-    for (int v = 0; v < vectors; v++)
-        simd::store(dst + 8 * v, _mm_setzero_si128());
-    copyWords(src, n, dst);
 }
 
 struct Expansion {
@@ -335,21 +358,22 @@ struct Arguments {
     bool begin(Lattice &l) const {
         Recursion &s = l.state;
         l.vectors = (to + 7) / 8;
-        copyPadded(coefficients, from, s.a, l.vectors);
-        l.order = from;
+        copyPadded(autoCorr + 1, to, l.r, l.vectors + 1);
         if (from == 0) {
             if (!start(autoCorr, s)) return false;
             l.order = 1;
+            l.load(s.a[0]);
         } else {
             s.energy = *energy;
             s.scale = 15 - *fraction;
             s.reflection = *reflection;
+            l.order = from;
+            l.load(coefficients);
         }
-        copyPadded(autoCorr + 1, to, l.r, l.vectors + 1);
         return l.order == to || s.energy > 0;
     }
     void end(const Lattice &l) const {
-        copyWords(l.state.a, to, coefficients);
+        copyWords(l.a[l.now], to, coefficients);
         *energy = l.state.energy;
         *fraction = static_cast<int16_t>(15 - l.state.scale);
         *reflection = l.state.reflection;
