@@ -74,6 +74,24 @@ private:
     }
 }
 
+// The same for an impulse response whose magnitudes sum up to less than 2^16: no sum leaves 32 bits.
+[[gnu::always_inline]] inline void convolveBackwardInVectors(const int16_t *target, int shift, Vector impulse,
+                                                             int16_t *backward) {
+    const Vector t = _mm_unpacklo_epi64(simd::load64(target), simd::loadWord(target + 4));
+    const auto pairsFrom = [=]<int n>() { // samples n and n + 1, and so on
+        return _mm_unpacklo_epi16(_mm_srli_si128(t, 2 * n), _mm_srli_si128(t, 2 * n + 2));
+    };
+    const Vector h01 = _mm_shuffle_epi32(impulse, 0x00), h23 = _mm_shuffle_epi32(impulse, 0x55);
+    const Vector h4 = _mm_shuffle_epi32(impulse, 0xaa); // and zeros
+    const Vector four = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(pairsFrom.template operator()<0>(), h01),
+                                                    _mm_madd_epi16(pairsFrom.template operator()<2>(), h23)),
+                                      _mm_madd_epi16(pairsFrom.template operator()<4>(), h4));
+    const Vector fifth = _mm_madd_epi16(pairsFrom.template operator()<4>(), h01);
+    const Vector count = _mm_cvtsi32_si128(shift);
+    simd::store64(backward, simd::saturateDwords(_mm_sra_epi32(four, count)));
+    simd::storeWord(backward + 4, simd::saturateDwords(_mm_sra_epi32(fifth, count)));
+}
+
 int32_t correlationOf(int shape, const int16_t *backward) {
     int32_t sum = 0;
     for (int n = 0; n < vectorLength; n++)
@@ -147,7 +165,7 @@ private:
 struct State {
     float energies[shapes], inverses[shapes];
     int16_t words[shapes];
-    int16_t impulse[vectorLength], reserved[3];
+    int16_t impulse[vectorLength], small, reserved[2]; // whether magnitudes sum up to less than 2^16
 };
 static_assert(sizeof(State) == 1296);
 
@@ -163,8 +181,14 @@ public:
         std::memcpy(&x, octets_ + offsetof(State, words) + sizeof x * static_cast<size_t>(shape), sizeof x);
         return x;
     }
-    void copyImpulse(int16_t *impulse) const {
-        std::memcpy(impulse, octets_ + offsetof(State, impulse), sizeof State::impulse);
+    void filterBackward(const int16_t *target, int exponent, int16_t *backward) const {
+        const Vector impulse = simd::load(octets_ + offsetof(State, impulse));
+        const int shift = exponent + 13 - 7;
+        if (shift >= 0 && _mm_extract_epi16(impulse, vectorLength) != 0) [[likely]]
+            return convolveBackwardInVectors(target, shift, _mm_srli_si128(_mm_slli_si128(impulse, 6), 6), backward);
+        int16_t words[8];
+        simd::store(words, impulse);
+        convolveBackward(target, exponent, words, backward);
     }
 
 private:
@@ -328,6 +352,10 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     int16_t tail[vectorLength + 3] = {};
     std::copy_n(impulse, vectorLength, tail);
+    int32_t magnitudes = 0;
+    for (int n = 0; n < vectorLength; n++)
+        magnitudes += std::abs(impulse[n]);
+    tail[vectorLength] = magnitudes < 1 << 16;
     std::memcpy(octets + offsetof(State, impulse), tail, sizeof tail);
     const FilteredEnergy energy(impulse);
     for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {
@@ -354,9 +382,8 @@ ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t 
                                                  const CodebookState_G728 *block, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
     const StateView state(block);
-    int16_t impulse[vectorLength], backward[vectorLength];
-    state.copyImpulse(impulse);
-    convolveBackward(target, exponent, impulse, backward);
+    int16_t backward[vectorLength];
+    state.filterBackward(target, exponent, backward);
     const Candidates candidates(state, backward);
     const int winner = candidates.best();
     *shape = static_cast<int16_t>(winner);
