@@ -21,32 +21,10 @@ struct WatchedSum {
     bool saturated;
 };
 
-// sum over i = 0 .. n - 1 of x[i]^2, exactly. n up to 2^24.
-[[gnu::noinline]] inline uint64_t energyOfAny(const int16_t *x, int n) {
+// sum over i = 0 .. n - 1 of x[i]^2, exactly.
+uint64_t energyOfLoud(const int16_t *x, int n);        // n up to 4096
+inline uint64_t energyOfFew(const int16_t *x, int n) { // n up to 80
     using simd::Vector;
-    // A pair of squares is at most 2^31: the upper parts and the lower 8 bits are summed apart.
-    Vector upper = _mm_setzero_si128(), lower = _mm_setzero_si128();
-    uint64_t total = 0;
-    int i = 0;
-    while (n - i >= 8) {
-        const int end = n - i > 4096 ? i + 4096 : n; // 2^9 times 2^23 at most
-        for (; end - i >= 8; i += 8) {
-            const Vector words = simd::load(x + i), pairs = _mm_madd_epi16(words, words);
-            upper = _mm_add_epi32(upper, _mm_srli_epi32(pairs, 8));
-            lower = _mm_add_epi32(lower, _mm_and_si128(pairs, simd::dwords(0xff)));
-        }
-        total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(upper))) << 8;
-        total += static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(lower)));
-        upper = lower = _mm_setzero_si128();
-    }
-    for (; i < n; i++)
-        total += static_cast<uint64_t>(x[i] * x[i]);
-    return total;
-}
-inline uint64_t energy(const int16_t *x, int n) {
-    using simd::Vector;
-    constexpr int few = 80;
-    if (n > few) return energyOfAny(x, n);
     // As long as no lane has reached 2^31, adding a pair of squares does not go beyond 2^32.
     Vector sums = _mm_setzero_si128(), seen = sums;
     int i = 0;
@@ -56,8 +34,34 @@ inline uint64_t energy(const int16_t *x, int n) {
         seen = _mm_or_si128(seen, sums);
     }
     if (_mm_movemask_ps(_mm_castsi128_ps(seen)) != 0) [[unlikely]]
-        return energyOfAny(x, n);
+        return energyOfLoud(x, n);
     auto total = static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(sums)));
+    for (; i < n; i++)
+        total += static_cast<uint64_t>(x[i] * x[i]);
+    return total;
+}
+inline constexpr int few = 80;
+[[gnu::noinline]] inline uint64_t energyOfMany(const int16_t *x, int n) {
+    uint64_t total = 0;
+    for (; n > few; x += few, n -= few)
+        total += energyOfFew(x, few);
+    return total + energyOfFew(x, n);
+}
+inline uint64_t energy(const int16_t *x, int n) {
+    return n <= few ? energyOfFew(x, n) : energyOfMany(x, n);
+}
+[[gnu::noinline]] inline uint64_t energyOfLoud(const int16_t *x, int n) {
+    using simd::Vector;
+    // A pair of squares is at most 2^31: the upper parts and the lower 8 bits are summed apart.
+    Vector upper = _mm_setzero_si128(), lower = _mm_setzero_si128();
+    int i = 0;
+    for (; n - i >= 8; i += 8) {
+        const Vector words = simd::load(x + i), pairs = _mm_madd_epi16(words, words);
+        upper = _mm_add_epi32(upper, _mm_srli_epi32(pairs, 8)); // 2^9 times 2^23 at most
+        lower = _mm_add_epi32(lower, _mm_and_si128(pairs, simd::dwords(0xff)));
+    }
+    uint64_t total = (static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(upper))) << 8) +
+                     static_cast<uint64_t>(simd::sumOfQwords(simd::sumsOfUnsignedDwords(lower)));
     for (; i < n; i++)
         total += static_cast<uint64_t>(x[i] * x[i]);
     return total;
@@ -120,7 +124,8 @@ using simd::Vector;
 template <int lags> [[gnu::noinline]] void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
     constexpr int rounded = (lags + 3) / 4 * 4;
     Vector sums[rounded];
-    for (Vector &sum : sums)
+#pragma GCC unroll 12
+    for (Vector &sum : sums) // in registers all along
         sum = _mm_setzero_si128();
     int i = 0;
     for (; n - i >= 8; i += 8) {
@@ -131,11 +136,13 @@ template <int lags> [[gnu::noinline]] void deep(const int16_t *x, const int16_t 
     }
     if (n - i >= 4) {
         const Vector words = simd::load64(x + i);
+#pragma GCC unroll 12
         for (int k = 0; k < lags; k++)
             sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load64(y + i + k)));
         i += 4;
     }
     for (; i < n; i++)
+#pragma GCC unroll 12
         for (int k = 0; k < lags; k++)
             sums[k] = _mm_add_epi32(sums[k], _mm_cvtsi32_si128(x[i] * y[i + k]));
     for (int k = 0; k + 4 <= lags; k += 4)
@@ -174,6 +181,22 @@ template <int lags> [[gnu::noinline]] void wide(const int16_t *x, const int16_t 
     }
 }
 
+// Eight of them, n a multiple of 8.
+inline void eight(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+    Vector sums[8];
+#pragma GCC unroll 8
+    for (Vector &sum : sums)
+        sum = _mm_setzero_si128();
+    for (int i = 0; i < n; i += 8) {
+        const Vector words = simd::load(x + i);
+#pragma GCC unroll 8
+        for (int k = 0; k < 8; k++)
+            sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load(y + i + k)));
+    }
+    simd::store(out, simd::sumsOfDwords(sums));
+    simd::store(out + 4, simd::sumsOfDwords(sums + 4));
+}
+
 } // namespace correlation
 
 // The same for k = 0 .. count - 1. Reads y[0 .. n + count - 2].
@@ -184,7 +207,7 @@ inline void wrappedCorrelations(const int16_t *x, const int16_t *y, int n, int c
         for (; count - k >= 32; k += 32)
             correlation::wide<32>(x, y + k, n, out + k);
         for (; count - k >= 8; k += 8)
-            correlation::wide<8>(x, y + k, n, out + k);
+            n % 8 == 0 ? correlation::eight(x, y + k, n, out + k) : correlation::wide<8>(x, y + k, n, out + k);
     } else {
         for (; count - k >= 11; k += 11)
             correlation::deep<11>(x, y + k, n, out + k);

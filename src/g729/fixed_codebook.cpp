@@ -37,7 +37,7 @@ void scaleResponse(const int16_t *h, int16_t *g) {
 // phi(p, q) = hi(sum of 2 * g[n] * g[n + |p - q|], n = 0 .. 39 - max(p, q)), so that phi before the high word obeys
 // phi(p, q) = phi(p + 1, q + 1) + 2 * g[39 - p] * g[39 - q]. By numbers, q + 1 is the next track, and after the last one
 // the first track one place further. Rows from the last to the first; a row is ten vectors of dwords.
-void correlate(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
+template <TrackPairs pairs> void correlate(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
     const Vector half = simd::dwords(rounding / 2);
     const auto upper = [half](Vector x) { return _mm_srai_epi32(_mm_add_epi32(x, half), 15); };
     Vector factor[tracks][2]; // g[39 - q] in dwords
@@ -48,18 +48,23 @@ void correlate(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
                            static_cast<uint16_t>(at(3)));
     }
     Vector sum[tracks][2] = {};
-    for (int p = subframe - 1; p >= 0; p--) {
-        const Vector own = simd::dwords(static_cast<uint16_t>(g[subframe - 1 - p]));
-        const Vector firstFront = sum[0][0], firstBack = sum[0][1];
-        int16_t *const row = phi[numberOf[static_cast<size_t>(p)]];
-        for (int t = 0; t < tracks; t++) {
-            const bool last = t == tracks - 1;
-            const Vector front = last ? _mm_alignr_epi8(firstBack, firstFront, 4) : sum[t + 1][0];
-            const Vector back = last ? _mm_srli_si128(firstBack, 4) : sum[t + 1][1];
-            sum[t][0] = _mm_add_epi32(front, _mm_madd_epi16(own, factor[t][0]));
-            sum[t][1] = _mm_add_epi32(back, _mm_madd_epi16(own, factor[t][1]));
-            _mm_store_si128(reinterpret_cast<Vector *>(row + places * t),
-                            _mm_packs_epi32(upper(sum[t][0]), upper(sum[t][1])));
+    for (int place = places - 1; place >= 0; place--) {
+#pragma GCC unroll 5
+        for (int own = tracks - 1; own >= 0; own--) {
+            const Vector value = simd::dwords(static_cast<uint16_t>(g[subframe - 1 - (tracks * place + own)]));
+            const Vector firstFront = sum[0][0], firstBack = sum[0][1];
+            int16_t *const row = phi[places * own + place];
+#pragma GCC unroll 5
+            for (int t = 0; t < tracks; t++) {
+                const bool last = t == tracks - 1;
+                const Vector front = last ? _mm_alignr_epi8(firstBack, firstFront, 4) : sum[t + 1][0];
+                const Vector back = last ? _mm_srli_si128(firstBack, 4) : sum[t + 1][1];
+                sum[t][0] = _mm_add_epi32(front, _mm_madd_epi16(value, factor[t][0]));
+                sum[t][1] = _mm_add_epi32(back, _mm_madd_epi16(value, factor[t][1]));
+                if ((pairs & trackPair(own, t)) != 0)
+                    _mm_store_si128(reinterpret_cast<Vector *>(row + places * t),
+                                    _mm_packs_epi32(upper(sum[t][0]), upper(sum[t][1])));
+            }
         }
     }
 }
@@ -86,12 +91,16 @@ void writeIndex(const SearchInput &in, const int *numbers, int16_t *index) {
 
 } // namespace
 
-void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
+template <TrackPairs pairs> void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]) {
     if (2 * energy(g, subframe) + static_cast<uint64_t>(rounding) <= static_cast<uint64_t>(max32)) [[likely]]
-        correlate(g, rounding, phi);
+        correlate<pairs>(g, rounding, phi);
     else
         correlateInOrder(g, rounding, phi);
 }
+template void correlateResponse<focusedPairs>(const int16_t *, int32_t, int16_t (*)[subframe]);
+template void correlateResponse<laterOrOwnPairs>(const int16_t *, int32_t, int16_t (*)[subframe]);
+template void correlateResponse<nextTrackPairs>(const int16_t *, int32_t, int16_t (*)[subframe]);
+template void correlateResponse<depthFirstPairs>(const int16_t *, int32_t, int16_t (*)[subframe]);
 
 void sharpen(int16_t *x, int lag, int16_t sharpening) {
     const int16_t beta = shl(sharpening, 1);
@@ -99,7 +108,8 @@ void sharpen(int16_t *x, int lag, int16_t sharpening) {
         x[n] = add(x[n], mult(x[n - lag], beta));
 }
 
-SearchInput::SearchInput(const int16_t *target, const int16_t *given, int lag, int16_t sharpening) {
+SearchInput::SearchInput(const int16_t *target, const int16_t *given, int lag, int16_t sharpening,
+                         CorrelateResponse *correlate) {
     int16_t *const h = response + subframe;
     std::fill_n(response, subframe, int16_t{0});
     std::copy_n(given, subframe, h);
@@ -107,13 +117,16 @@ SearchInput::SearchInput(const int16_t *target, const int16_t *given, int lag, i
 
     int16_t g[subframe];
     scaleResponse(h, g);
-    correlateResponse(g, 0, phi);
+    correlate(g, 0, phi);
 
     int16_t byPosition[subframe];
     backwardTarget(target, h, byPosition);
-    for (int number = 0; number < subframe; number++) {
-        d[number] = byPosition[positionOf(number)];
-        energies[number] = phi[number][number];
+    int64_t energy = 0; // of the response, as long as the position lets it be
+    for (int p = subframe - 1; p >= 0; p--) {
+        energy += g[subframe - 1 - p] * g[subframe - 1 - p];
+        const int number = numberOf[static_cast<size_t>(p)];
+        energies[number] = static_cast<int16_t>(std::min<int64_t>(energy >> 15, max16));
+        d[number] = byPosition[p];
     }
     for (int t = 0; t < tracks; t++) {
         const Vector values = track(d, t), mask = simd::signMask(values);

@@ -23,18 +23,37 @@ constexpr int positionOf(int number) {
 // x[n] += x[n - lag] * 2 * sharpening for n = lag .. 39, one after the other.
 void sharpen(int16_t *x, int lag, int16_t sharpening);
 
-// phi(p, q) = hi(rounding + sum of 2 * g[n] * g[n + |p - q|], n = 0 .. 39 - max(p, q)), by numbers. phi is aligned.
-void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]);
+// The tracks whose correlations a search needs: a set of pairs (track of the row, track in the row).
+using TrackPairs = uint32_t;
+constexpr TrackPairs trackPair(int row, int track) {
+    return TrackPairs{1} << (5 * row + track);
+}
+// A row with tracks from first to last.
+constexpr TrackPairs tracksOfRow(int row, int first, int last) {
+    return first > last ? 0 : trackPair(row, first) | tracksOfRow(row, first + 1, last);
+}
+inline constexpr TrackPairs focusedPairs = tracksOfRow(0, 1, 4) | tracksOfRow(1, 2, 4) | tracksOfRow(2, 3, 4);
+inline constexpr TrackPairs laterOrOwnPairs =
+    focusedPairs | trackPair(0, 0) | trackPair(1, 1) | trackPair(2, 2) | tracksOfRow(3, 3, 4) | trackPair(4, 4);
+inline constexpr TrackPairs nextTrackPairs =
+    trackPair(0, 1) | trackPair(1, 2) | trackPair(2, 3) | trackPair(3, 4) | trackPair(4, 0);
+inline constexpr TrackPairs depthFirstPairs =
+    tracksOfRow(0, 1, 2) | trackPair(1, 2) | tracksOfRow(2, 0, 4) | tracksOfRow(3, 0, 2) | tracksOfRow(4, 0, 2);
+
+// phi(p, q) = hi(rounding + sum of 2 * g[n] * g[n + |p - q|], n = 0 .. 39 - max(p, q)), by numbers, for one of these sets;
+// the rest of phi stays as it is. phi is aligned.
+template <TrackPairs pairs> void correlateResponse(const int16_t *g, int32_t rounding, int16_t (*phi)[subframe]);
+using CorrelateResponse = decltype(correlateResponse<focusedPairs>);
 
 // What a search works on.
 struct SearchInput {
     alignas(16) int16_t response[2 * subframe];  // sharpened, behind a subframe of zeros
     alignas(16) int16_t d[subframe];             // magnitudes of the backward target, by number
     alignas(16) int16_t minus[subframe];         // -1 where a pulse is negative, by number
-    alignas(16) int16_t phi[subframe][subframe]; // correlations of the response, by numbers
-    alignas(16) int16_t energies[subframe];      // their diagonal
+    alignas(16) int16_t phi[subframe][subframe]; // correlations of the response, by numbers; some
+    alignas(16) int16_t energies[subframe];      // their diagonal, all of it
 
-    SearchInput(const int16_t *target, const int16_t *given, int lag, int16_t sharpening);
+    SearchInput(const int16_t *target, const int16_t *given, int lag, int16_t sharpening, CorrelateResponse *correlate);
 
     simd::Vector track(const int16_t *values, int t) const { return simd::loadAligned(values + places * t); }
     simd::Vector row(int number, int t) const { return simd::loadAligned(&phi[number][places * t]); }

@@ -61,8 +61,8 @@ private:
 
     void tryLast(int i0, int i1, int i2, int16_t sum) {
         const auto phi = [&](int p, int q) { return in_.phi[p][q]; };
-        const int32_t base =
-            2 * (phi(i0, i0) + phi(i1, i1) + phi(i2, i2)) + 4 * (phi(i0, i1) + phi(i0, i2) + phi(i1, i2));
+        const int32_t base = 2 * (in_.energies[i0] + in_.energies[i1] + in_.energies[i2]) +
+                             4 * (phi(i0, i1) + phi(i0, i2) + phi(i1, i2));
         for (int t = 3; t <= 4; t++) {
             const Vector correlation = _mm_adds_epi16(simd::words(sum), in_.track(in_.d, t));
             const Vector square = simd::mulShift<15>(correlation, correlation);
@@ -99,7 +99,7 @@ ryxStatus ryxsFixedCodebookSearch_G729_16s_u8(const int16_t *target, const int16
     constexpr int ownTime = 75, frameTime = 30;
     if (anyNull(target, response, code, filtered, index, extraTime)) return ryxStsNullPtr;
     if (!isCodebookLag(lag) || subframeFlag < 0 || subframeFlag > 1) return ryxStsOutOfRange;
-    SearchInput in(target, response, lag, sharpening);
+    SearchInput in(target, response, lag, sharpening, correlateResponse<focusedPairs>);
     FocusedSearch search(in);
     *extraTime = static_cast<int16_t>(search.run(ownTime + (subframeFlag == 0 ? frameTime : *extraTime)));
     finishFourPulses(in, search.numbers(), lag, sharpening, code, filtered, index);

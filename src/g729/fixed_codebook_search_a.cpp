@@ -187,7 +187,7 @@ ryxStatus ryxsFixedCodebookSearch_G729A_16s_u8(const int16_t *target, const int1
                                                int16_t sharpening, int16_t *code, int16_t *filtered, int16_t *index) {
     if (anyNull(target, response, code, filtered, index)) return ryxStsNullPtr;
     if (!isCodebookLag(lag)) return ryxStsOutOfRange;
-    const SearchInput in(target, response, lag, sharpening);
+    const SearchInput in(target, response, lag, sharpening, correlateResponse<depthFirstPairs>);
     DepthFirstSearch search(in);
     search.run();
     finishFourPulses(in, search.numbers(), lag, sharpening, code, filtered, index);

@@ -69,7 +69,7 @@ ryxStatus ryxsFixedCodebookSearch_G729D_16s_u8(const int16_t *target, const int1
                                                int16_t sharpening, int16_t *code, int16_t *filtered, int16_t *index) {
     if (anyNull(target, response, code, filtered, index)) return ryxStsNullPtr;
     if (!isCodebookLag(lag)) return ryxStsOutOfRange;
-    SearchInput in(target, response, lag, sharpening);
+    SearchInput in(target, response, lag, sharpening, correlateResponse<laterOrOwnPairs>);
     PairSearch search(in);
     search.run();
     const int *const numbers = search.numbers();

@@ -115,7 +115,7 @@ private:
             energies_[places * (p % 5) + p / 5] = static_cast<int16_t>(extract_h(energy) >> 1);
         }
         alignas(16) int16_t phi[subframe][subframe];
-        correlateResponse(g, 32768, phi);
+        correlateResponse<nextTrackPairs>(g, 32768, phi);
         for (int number = 0; number < subframe; number++) {
             const int nextTrack = next(number / places, 1);
             for (int i = 0; i < places; i++) {

@@ -2,6 +2,7 @@
 // Post-filter of ITU-T G.729 Annex A (clause A.4.2): its stages, and all of them for a frame.
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "common/checks.h"
 #include "common/high_pass_section.h"
@@ -38,37 +39,59 @@ int32_t doubled(uint32_t energy, int start = 0) {
     return static_cast<int32_t>(std::min<uint64_t>(2 * uint64_t{energy} + static_cast<uint64_t>(start), max32));
 }
 
+// sums[k] += current * (past and next from word k on), in lanes.
+template <int... k>
+void addLags(Vector current, Vector past, Vector next, Vector *sums, std::integer_sequence<int, k...>) {
+    ((sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(current, _mm_alignr_epi8(next, past, 2 * k)))), ...);
+}
+
 // Adds the residual at the delay from lag - 3 to lag + 3 that predicts it best, if it predicts half of its energy.
 void longTerm(int lag, const int16_t *residual, int16_t *dst) {
     constexpr int lags = 7;
     // Quarters of what the delays reach, the longest delay first. Behind the last one the sums have no use.
     const int from = lag + 3 > history ? history - 6 : lag - 3;
     alignas(16) int16_t current[subframe], past[subframe + 8];
+    alignas(16) int32_t sums[8];
+    const auto quarter = [](const int16_t *x) { return _mm_srai_epi16(simd::load(x), 2); };
+    Vector totals[8], own = _mm_setzero_si128(), reached = own, before = quarter(residual - from - 6);
+#pragma GCC unroll 8
+    for (Vector &total : totals)
+        total = _mm_setzero_si128();
     for (int n = 0; n < subframe; n += 8) {
-        simd::store(current + n, _mm_srai_epi16(simd::load(residual + n), 2));
-        simd::store(past + n, _mm_srai_epi16(simd::load(residual - from - 6 + n), 2));
+        const Vector now = quarter(residual + n);
+        // Six more behind the last ones; what lies behind those may not have been written yet.
+        const Vector after = n + 8 < subframe ? quarter(residual - from - 6 + n + 8)
+                                              : _mm_srli_si128(quarter(residual - from - 8 + subframe), 4);
+        simd::store(current + n, now);
+        simd::store(past + n, before);
+        own = _mm_add_epi32(own, _mm_madd_epi16(now, now));
+        reached = _mm_add_epi32(reached, _mm_madd_epi16(before, before));
+        addLags(now, before, after, totals, std::make_integer_sequence<int, lags>());
+        before = after;
     }
-    // Six more; what lies behind them may not have been written yet.
-    simd::store(past + subframe, _mm_srli_si128(_mm_srai_epi16(simd::load(residual - from - 8 + subframe), 2), 4));
-    const uint32_t ownEnergy = energyOf14Bits(current, subframe);
-    int32_t sums[8];
-    if (fitsSums(ownEnergy, energyOf14Bits(past, subframe + 8))) [[likely]] {
-        correlation::wide<8>(current, past, subframe, sums);
-        for (int32_t &sum : sums)
-            sum = wrapMul32(sum, 2);
+    simd::store(past + subframe, before);
+    reached = _mm_add_epi32(reached, _mm_madd_epi16(before, before));
+    const auto ownEnergy = static_cast<uint32_t>(simd::sumOfDwords(own));
+    if (fitsSums(ownEnergy, static_cast<uint32_t>(simd::sumOfDwords(reached)))) [[likely]] {
+        const auto doubled4 = [&](const Vector *each) {
+            const Vector total = simd::sumsOfDwords(each);
+            return _mm_add_epi32(total, total);
+        };
+        simd::store(sums, doubled4(totals));
+        simd::store(sums + 4, doubled4(totals + 4));
     } else {
         macCorrelations(current, past, subframe, lags, sums, false);
     }
     const IndexedValue found = lastLargest(sums, lags);
     const int delay = from + 6 - found.index;
     const int32_t correlation = std::max(found.value, 0);
-    const int32_t delayed = doubled(energyOf14Bits(past + found.index, subframe), 1), own = doubled(ownEnergy, 1);
-    const int shift = norm_l(correlation | delayed | own);
+    const int32_t delayed = doubled(energyOf14Bits(past + found.index, subframe), 1), whole = doubled(ownEnergy, 1);
+    const int shift = norm_l(correlation | delayed | whole);
     const auto mantissa = [shift](int32_t value) { return round(L_shl(value, shift)); };
     int16_t c = mantissa(correlation), e = mantissa(delayed);
 
     // Less than half of the energy (3 dB) predicted: nothing is added.
-    if (L_sub(L_mult(c, c), L_mult(e, mantissa(own)) >> 1) < 0) {
+    if (L_sub(L_mult(c, c), L_mult(e, mantissa(whole)) >> 1) < 0) {
         std::copy_n(residual, subframe, dst);
         return;
     }
