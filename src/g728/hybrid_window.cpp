@@ -160,21 +160,6 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     return _mm_cvtsi128_si32(_mm_unpackhi_epi64(sums[groups - 1], sums[groups - 1])) != 0;
 }
 
-// The bits that the samples use, without the sign: a value below 0 takes as many as its one's complement.
-template <int len> int16_t usedBits(const int16_t *src) {
-    Vector largest = _mm_setzero_si128(), smallest = simd::words(-1);
-    for (int i = 0; i < len; i += 8) {
-        const Vector x = simd::load(src + std::min(i, len - 8));
-        largest = _mm_max_epi16(largest, x);
-        smallest = _mm_min_epi16(smallest, x);
-    }
-    Vector bits = _mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1)));
-    bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
-    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
-    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
-    return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
-}
-
 // The smallest of at least eight words.
 template <int len> int smallestOf(const int16_t *x) {
     Vector smallest = simd::load(x + len - 8);

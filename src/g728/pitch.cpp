@@ -7,6 +7,7 @@
 #include "g728/implementations.h"
 #include "g728/tables.h"
 #include "g728/vector_filter.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -33,24 +34,40 @@ int64_t sumAtLag(const int16_t *x, int len, int lag) {
     return sum;
 }
 
+// Words x and y in all dwords.
+Vector wordPairs(int16_t x, int16_t y) {
+    return _mm_unpacklo_epi16(simd::words(x), simd::words(y));
+}
+
 struct Peak {
     int lag;
     int64_t value;
 };
 
-// The correlations of a signal with its past. While the energies tell that sums fit 32 bits they are taken there.
-class Correlations {
+// The correlations of a signal with its past. While the magnitudes, or the energies, tell that sums fit 32 bits they are taken
+// there.
+template <int window, int longestLag> class Correlations {
 public:
-    Correlations(const int16_t *end, int len, int longestLag)
-        : end_(end), window_(len),
-          fits_(fitsSums(energy(end - len, len), energy(end - len - longestLag, len + longestLag))) {}
+    explicit Correlations(const int16_t *end) : end_(end) {
+        constexpr int len = window + longestLag;
+        constexpr int32_t small = window > 32 ? 1 << 12 : 1 << 13;
+        static_assert(int64_t{window} * small * small <= max32);
+        fits_ = usedBits<len>(end - len) < small || fitsSums(energy(end - window, window), energy(end - len, len));
+    }
 
-    // The first largest one, from <= to <= longestLag.
-    Peak peak(int from, int to) const {
+    // The first largest one, from <= to <= longestLag, of at most `count` lags.
+    template <int count> Peak peak(int from, int to) const {
         if (!fits_) [[unlikely]]
             return widePeak(from, to);
-        int32_t values[maxLag + 1]; // the longest lag first
-        wrappedCorrelations(end_ - window_, end_ - window_ - to, window_, to - from + 1, values);
+        int32_t values[count]; // the longest lag first, and shorter ones than asked for
+        const int16_t *const x = end_ - window;
+        if constexpr (count == 32) {
+            correlation::wide<count>(x, x - to, window, values);
+        } else {
+            constexpr int first = std::min(count, 7);
+            correlation::deep<first>(x, x - to, window, values);
+            if constexpr (first < count) correlation::deep<count - first>(x, x - to + first, window, values + first);
+        }
         const IndexedValue best = lastLargest(values, to - from + 1);
         return {to - best.index, best.value};
     }
@@ -59,12 +76,11 @@ private:
     Peak widePeak(int from, int to) const {
         Peak best = {from, INT64_MIN};
         for (int lag = from; lag <= to; lag++)
-            if (const int64_t value = sumAtLag(end_, window_, lag); value > best.value) best = {lag, value};
+            if (const int64_t value = sumAtLag(end_, window, lag); value > best.value) best = {lag, value};
         return best;
     }
 
     const int16_t *end_;
-    int window_;
     bool fits_;
 };
 
@@ -118,22 +134,31 @@ ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int1
 
 ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int16_t *memory) {
     if (anyNull(src, dst, memory)) return ryxStsNullPtr;
-    constexpr int len = 20, taps = 3;
-    int16_t low[taps + len];
-    std::copy_n(memory, taps, low);
-    int16_t *const now = low + taps;
-    for (int n = 0; n < len; n++) {
-        int64_t sum = 0;
-        for (int j = 0; j <= taps; j++)
-            sum += decimationZeros[j] * src[n - j];
-        sum >>= 6;
-        for (int j = taps; j >= 1; j--) // the newest output last
-            sum -= decimationPoles[j - 1] * now[n - j];
-        now[n] = upperOf<13>(sum);
+    constexpr int len = 20;
+    // The magnitudes of the zeros' factors sum up to less than 2^16, so that 32 bits will do.
+    alignas(16) int32_t zeros[len];
+    const Vector c01 = wordPairs(decimationZeros[0], decimationZeros[1]);
+    const Vector c23 = wordPairs(decimationZeros[2], decimationZeros[3]);
+    for (int n = 0; n < len; n += 4) {
+        const auto pairs = [=](int back) {
+            return _mm_unpacklo_epi16(simd::load64(src + n - back), simd::load64(src + n - back - 1));
+        };
+        simd::store(zeros + n,
+                    _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(pairs(0), c01), _mm_madd_epi16(pairs(2), c23)), 6));
     }
-    for (int n = decimation - 1; n < len; n += decimation)
-        *dst++ = now[n];
-    std::copy_n(now + len - taps, taps, memory);
+    int32_t first = memory[2], second = memory[1], third = memory[0]; // by age
+    for (int n = 0; n < len; n++) {
+        int64_t sum = zeros[n];
+        sum -= int64_t{decimationPoles[2]} * third + int64_t{decimationPoles[1]} * second;
+        sum -= int64_t{decimationPoles[0]} * first; // the newest output last
+        third = second;
+        second = first;
+        first = upperOf<13>(sum);
+        if (n % decimation == decimation - 1) *dst++ = static_cast<int16_t>(first);
+    }
+    memory[2] = static_cast<int16_t>(first);
+    memory[1] = static_cast<int16_t>(second);
+    memory[0] = static_cast<int16_t>(third);
     return ryxStsOk;
 }
 
@@ -143,11 +168,12 @@ ryxStatus ryxsPitchSearch_G728_16s_u8(const int16_t *residual, const int16_t *de
     if (!isLag(previousLag)) return ryxStsOutOfRange;
     const int16_t *const end = residual + historyLength;
     constexpr int shortest = minLag / decimation, longest = maxLag / decimation;
-    const Correlations low(decimated + decimatedLength, decimatedWindow, longest), full(end, window, maxLag);
-    const int coarse = low.peak(shortest, longest).lag * decimation;
-    Peak found = full.peak(std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
+    const Correlations<decimatedWindow, longest> low(decimated + decimatedLength);
+    const Correlations<window, maxLag> full(end);
+    const int coarse = low.peak<32>(shortest, longest).lag * decimation;
+    Peak found = full.peak<7>(std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
     if (previousLag + reach < found.lag) {
-        const Peak old = full.peak(std::max(previousLag - reach, minLag), previousLag + reach);
+        const Peak old = full.peak<2 * reach + 1>(std::max(previousLag - reach, minLag), previousLag + reach);
         if (isMultiple(end, found, old)) found = old;
     }
     *lag = static_cast<int16_t>(found.lag);

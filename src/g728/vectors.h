@@ -2,6 +2,8 @@
 // The arithmetic of Annex G on whole vectors.
 #pragma once
 
+#include <algorithm>
+
 #include "common/simd.h"
 
 namespace ryxsc::g728 {
@@ -26,6 +28,22 @@ inline simd::Vector shiftLeftLimited(simd::Vector x, simd::Vector count) {
     const simd::Vector shifted = _mm_sll_epi32(x, count);
     const simd::Vector fits = _mm_cmpeq_epi32(_mm_sra_epi32(shifted, count), x);
     return simd::select(fits, shifted, _mm_xor_si128(_mm_srai_epi32(x, 31), simd::dwords(max32)));
+}
+
+// The bits that the samples use, without the sign: a value below 0 takes as many as its one's complement. len is at least 8.
+template <int len> int16_t usedBits(const int16_t *src) {
+    using simd::Vector;
+    Vector largest = _mm_setzero_si128(), smallest = simd::words(-1);
+    for (int i = 0; i < len; i += 8) {
+        const Vector x = simd::load(src + std::min(i, len - 8));
+        largest = _mm_max_epi16(largest, x);
+        smallest = _mm_min_epi16(smallest, x);
+    }
+    Vector bits = _mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1)));
+    bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
+    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
+    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
+    return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
 }
 
 // n words; src and dst do not overlap. Each vector is finished by itself, or a compiler would make it a call of memcpy, or
