@@ -15,13 +15,28 @@ namespace {
 
 constexpr int order = 10;
 
-} // namespace
-
-namespace {
-
 void combineInOrder(int16_t *excitation, const int16_t *code, int16_t p, int16_t g, int up) {
     for (int n = 0; n < subframeLength; n++)
         excitation[n] = round(L_shl(L_mac(L_mult(excitation[n], p), code[n], g), up));
+}
+
+// The last ten samples of both errors, as eight and the last eight of them. The filtered code vector counts codeGain / 2^codeShift.
+template <int codeShift> void updateMemories(const int16_t *speech, const int16_t *synthesis, const int16_t *target,
+                                             const int16_t *adaptive, const int16_t *filtered, int16_t pitchGain,
+                                             int16_t codeGain, int16_t *synthesisMemory, int16_t *weightingMemory) {
+    Vector error[2], weighted[2];
+    for (int part = 0; part < 2; part++) {
+        const int n = subframeLength - order + 2 * part;
+        const auto at = [n](const int16_t *x) { return simd::load(x + n); };
+        const Vector pitchPart = simd::mulShiftSaturated<14>(at(adaptive), simd::words(pitchGain));
+        const Vector codePart = simd::mulShiftSaturated<codeShift>(at(filtered), simd::words(codeGain));
+        error[part] = _mm_subs_epi16(at(speech), at(synthesis));
+        weighted[part] = _mm_subs_epi16(at(target), _mm_adds_epi16(pitchPart, codePart));
+    }
+    for (int part = 0; part < 2; part++) {
+        simd::store(synthesisMemory + 2 * part, error[part]);
+        simd::store(weightingMemory + 2 * part, weighted[part]);
+    }
 }
 
 } // namespace
@@ -55,11 +70,9 @@ ryxStatus ryxsUpdateErrorMemories_GSMAMR_16s_u8(const int16_t *speech, const int
     if (anyNull(speech, synthesis, target, adaptive, filtered, synthesisMemory, weightingMemory)) return ryxStsNullPtr;
     const Rate of = rateOf(rate);
     if (of == Rate::none) return ryxStsOutOfRange;
-    for (int i = 0, n = subframeLength - order; i < order; i++, n++) {
-        const int16_t pitchPart = extract_h(L_shl(L_mult(adaptive[n], pitchGain), 1));
-        const int16_t codePart = extract_h(L_shl(L_mult(filtered[n], codeGain), of == Rate::r1220 ? 4 : 2));
-        synthesisMemory[i] = sub(speech[n], synthesis[n]);
-        weightingMemory[i] = sub(target[n], add(pitchPart, codePart));
-    }
+    of == Rate::r1220 ? updateMemories<11>(speech, synthesis, target, adaptive, filtered, pitchGain, codeGain,
+                                           synthesisMemory, weightingMemory)
+                      : updateMemories<13>(speech, synthesis, target, adaptive, filtered, pitchGain, codeGain,
+                                           synthesisMemory, weightingMemory);
     return ryxStsOk;
 }

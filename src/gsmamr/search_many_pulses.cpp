@@ -149,7 +149,7 @@ private:
     };
 
     // A place is made of the first pulse's position and the second one's, in the order of the loops.
-    static constexpr int placesOf(int first, int second) { return 16 * first + second; }
+    static constexpr int placeOf(int first, int second) { return 16 * first + second; }
 
     // False where an energy is negative: then the order of the comparisons decides.
     bool searchLanes() {
@@ -185,13 +185,13 @@ private:
         const Vector sixteens = _mm_setr_epi16(0, 16, 32, 48, 64, 80, 96, 112);
         const Vector ones = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
         candidates.offer(first, lastSecond.inAllLanes(0), row8(second_, first_, 0),
-                         _mm_add_epi16(sixteens, simd::words(placesOf(0, 8))));
+                         _mm_add_epi16(sixteens, simd::words(placeOf(0, 8))));
         candidates.offer(first, lastSecond.inAllLanes(1), row9(second_, first_, 0),
-                         _mm_add_epi16(sixteens, simd::words(placesOf(0, 9))));
+                         _mm_add_epi16(sixteens, simd::words(placeOf(0, 9))));
         candidates.offer(second, lastFirst.inAllLanes(0), row8(first_, second_, 0),
-                         _mm_add_epi16(ones, simd::words(placesOf(8, 0))));
+                         _mm_add_epi16(ones, simd::words(placeOf(8, 0))));
         candidates.offer(second, lastFirst.inAllLanes(1), row9(first_, second_, 0),
-                         _mm_add_epi16(ones, simd::words(placesOf(9, 0))));
+                         _mm_add_epi16(ones, simd::words(placeOf(9, 0))));
         const auto twice = [](Vector x) { return _mm_shuffle_epi32(x, 0); };
         const auto doubled = [](Vector x) { return _mm_unpacklo_epi16(x, x); };
         Candidates last;
@@ -200,7 +200,7 @@ private:
                    {doubled(lastSecond.energy), doubled(lastSecond.rest), doubled(lastSecond.correlation)},
                    _mm_unpacklo_epi32(row8(second_, first_, 1), row9(second_, first_, 1)), simd::words(0));
         candidates.leastEnergy = last.leastEnergy;
-        const Vector places = _mm_setr_epi32(placesOf(8, 8), placesOf(9, 8), placesOf(8, 9), placesOf(9, 9));
+        const Vector places = _mm_setr_epi32(placeOf(8, 8), placeOf(9, 8), placeOf(8, 9), placeOf(9, 9));
         return better(candidates.bestFour(), {last.argmax.front(), places});
     }
 

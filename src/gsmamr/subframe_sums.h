@@ -44,7 +44,7 @@ inline int32_t saturatedProducts(int32_t start, const int16_t *x, const int16_t 
     return accumulateProducts(start, x, y).sum;
 }
 
-// sums[n] = sum of x[n + k] * h[k], k = 0 .. 39 - n. SplitPairs of neighbouring x for four n meet a pair of taps.
+// sums[n] = sum of x[n + k] * h[k], k = 0 .. 39 - n. Pairs of neighbouring x for four n meet a pair of taps.
 void sumProducts(const int16_t *x, const int16_t *h, int32_t *sums);
 
 // y = x * h, the 40 first samples of the convolution, each sat16(sum >> 12) as the recommendation rounds down.
