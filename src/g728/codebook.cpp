@@ -8,6 +8,7 @@
 #include "g728/arithmetic.h"
 #include "g728/implementations.h"
 #include "g728/tables.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -77,7 +78,7 @@ private:
 // The same for an impulse response whose magnitudes sum up to less than 2^16: no sum leaves 32 bits.
 [[gnu::always_inline]] inline void convolveBackwardInVectors(const int16_t *target, int shift, Vector impulse,
                                                              int16_t *backward) {
-    const Vector t = _mm_unpacklo_epi64(simd::load64(target), simd::loadWord(target + 4));
+    const Vector t = loadFive(target);
     const auto pairsFrom = [=]<int n>() { // samples n and n + 1, and so on
         return _mm_unpacklo_epi16(_mm_srli_si128(t, 2 * n), _mm_srli_si128(t, 2 * n + 2));
     };
@@ -288,9 +289,10 @@ ryxStatus ryxsTarget_G728_16s_u8(const int16_t *weightedSpeech, const int16_t *w
     if (anyNull(weightedSpeech, weightedZeroInput, target, exponent)) return ryxStsNullPtr;
     if (gain < 1) return ryxStsOutOfRange;
     const Scaled inverse = divide(one, {gain, gainExponent});
-    for (int n = 0; n < vectorLength; n++)
-        target[n] = sat16((inverse.mantissa * sub(weightedSpeech[n], weightedZeroInput[n])) >> 15);
-    const int shift = normaliseVector(target, 16);
+    const Vector difference = _mm_subs_epi16(loadFive(weightedSpeech), loadFive(weightedZeroInput));
+    Vector product = simd::mulShift<15>(simd::words(inverse.mantissa), difference); // the inverse is positive
+    const int shift = normaliseFive(product, 16);
+    storeFive(target, product);
     *exponent = asExponent(2 + inverse.exponent - 15 + shift);
     return ryxStsOk;
 }
@@ -398,11 +400,12 @@ ryxStatus ryxsCodebookDecode_G728_16s_u8(int16_t shape, int16_t gainIndex, int16
     const GainMagnitude &g = gainMagnitudes[gainIndex & 3];
     const int32_t product = gain * (gainIndex > 3 ? -g.gain : g.gain);
     const int16_t scale = roundUpper(shiftLimited(product, g.shift));
-    for (int n = 0; n < vectorLength; n++)
-        excitation[n] = shapeSample(shape, n);
-    const int shift = normaliseVector(excitation, 16);
-    for (int n = 0; n < vectorLength; n++)
-        excitation[n] = roundUpper(scale * excitation[n]);
+    const auto &group = shapeCodebook[shape / shapesPerGroup];
+    const auto pair = [&](int i) { return simd::load32(group[i][shape % shapesPerGroup]); };
+    Vector samples = _mm_unpacklo_epi64(_mm_unpacklo_epi32(pair(0), pair(1)), pair(2));
+    const int shift = normaliseFive(samples, 16);
+    const simd::Dwords products = simd::products(samples, simd::words(scale));
+    storeFive(excitation, roundedUpperHalves(products.front, products.back));
     *exponent = asExponent(gainExponent + 13 + g.shift - 16 + 11 + shift - 16);
     return ryxStsOk;
 }

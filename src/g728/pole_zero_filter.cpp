@@ -9,6 +9,7 @@
 #include "common/state_block.h"
 #include "g728/implementations.h"
 #include "g728/vector_filter.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using simd::Vector;
@@ -112,7 +113,7 @@ bool filterVector(const int16_t *coefficients, const int16_t *src, int16_t *dst,
     const g728::VectorOutputs y = g728::recurseVector(
         coefficients + order, [&](int n) { return int64_t{run.values[n]} - past.values[n]; },
         [](int, int64_t sum) { return g728::outputOf(sum); });
-    std::copy_n(y.values, g728::vectorLength, dst);
+    g728::storeFive(dst, y.forward());
     g728::advanced(inputs, reversed).save(pastInputs);
     g728::advanced(outputs, y.reversed()).save(pastOutputs);
     return true;

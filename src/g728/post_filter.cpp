@@ -81,8 +81,16 @@ PastSums pastSums(const int16_t *zeros, const int16_t *poles, const Ten &pastZer
 ryxStatus ryxsConvertBlock_G728_16s_u8(const int16_t *src, int16_t exponent, int16_t fraction, int16_t *dst) {
     if (anyNull(src, dst)) return ryxStsNullPtr;
     if (fraction < 0 || fraction > 15) return ryxStsOutOfRange;
-    for (int n = 0; n < vectorLength; n++)
-        dst[n] = roundUpper(shiftLimited(src[n], 16 + fraction - exponent));
+    const int shift = 16 + fraction - exponent;
+    if (shift > 16) [[unlikely]] {
+        for (int n = 0; n < vectorLength; n++)
+            dst[n] = roundUpper(shiftLimited(src[n], shift));
+        return ryxStsOk;
+    }
+    const Vector x = loadFive(src);
+    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
+    const auto shifted = [=](Vector dwords) { return _mm_sra_epi32(_mm_sll_epi32(dwords, left), right); };
+    storeFive(dst, roundedUpperHalves(shifted(simd::frontDwords(x)), shifted(simd::backDwords(x))));
     return ryxStsOk;
 }
 

@@ -128,8 +128,14 @@ private:
     Vector used_ = _mm_setzero_si128();
 };
 
-// The response and its exponent, from the ten vectors of the block.
-int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, int16_t *z) {
+// Five samples, zeros behind them, and their exponent.
+struct Response {
+    Vector samples;
+    int exponent;
+};
+
+// From the ten vectors of the block.
+Response zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block) {
     constexpr int vectors = SynthesisState::vectors;
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
     const auto row = [=](int v) {
@@ -154,8 +160,7 @@ int zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *block, 
 
     const VectorOutputs outputs = recurseVector(
         a, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return outputOf(sum); });
-    std::copy_n(outputs.values, vectorLength, z);
-    return exponent;
+    return {outputs.forward(), exponent};
 }
 
 // Predictor coefficients in the order of the zero-input response's multiplications, and whether all its sums fit 32 bits.
@@ -198,8 +203,8 @@ void arrange(const int16_t *a, SynthesisTaps_G728 *block) {
     std::memcpy(octets + offsetof(Taps, fit), fit, sizeof fit);
 }
 
-// The response of zeroInputResponse(), while the sums fit 32 bits.
-int zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilterState_G728 *block, int16_t *z) {
+// The same while the sums fit 32 bits.
+Response zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilterState_G728 *block) {
     constexpr int vectors = SynthesisState::vectors;
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
     const auto *const factors = reinterpret_cast<const unsigned char *>(taps);
@@ -239,12 +244,11 @@ int zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilterState
     std::memcpy(a, factors + offsetof(Taps, coefficients), sizeof a);
     const VectorOutputs outputs = recurseVector(
         a, [&](int n) { return int64_t{n < 4 ? first[n] : last}; }, [](int, int64_t x) { return outputOf(x); });
-    std::copy_n(outputs.values, vectorLength, z);
-    return exponent;
+    return {outputs.forward(), exponent};
 }
 
 // Response from rest to the excitation. Where it would leave 15 bits the excitation is halved and all starts again.
-int zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent, int16_t *response) {
+Response zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent) {
     for (;; exponent--) {
         bool fits = true;
         const VectorOutputs outputs = recurseVector(
@@ -253,26 +257,23 @@ int zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent, int16
                 fits &= static_cast<uint64_t>(sum + (1 << 28)) < 1 << 29;
                 return static_cast<int16_t>(sum >> fractionBits);
             });
-        if (fits) {
-            std::copy_n(outputs.values, vectorLength, response);
-            return exponent;
-        }
+        if (fits) return {outputs.forward(), exponent};
         for (int i = 0; i < vectorLength; i++)
             excitation[i] = static_cast<int16_t>(excitation[i] >> 1);
     }
 }
 
-// Adds the response to the vector; what this may reach depends on the exponent. Returns the common exponent.
-int addResponse(int16_t *vector, int exponent, const int16_t *response, int responseExponent) {
-    const int common = std::min(exponent, responseExponent);
+// The sum of two responses; what it may reach depends on the exponent.
+Response sumOf(const Response &x, const Response &y) {
+    const int common = std::min(x.exponent, y.exponent);
     const int limit = common < 0 ? shiftRight(4095, -common) : 4095 << std::min(common, 4);
     const int low = limit > max16 ? min16 : -limit, high = std::min<int>(limit, max16);
-    for (int n = 0; n < vectorLength; n++) {
-        const int32_t sum =
-            shiftRight(vector[n], exponent - common) + shiftRight(response[n], responseExponent - common);
-        vector[n] = static_cast<int16_t>(std::clamp(sum, low, high));
-    }
-    return common;
+    const auto aligned = [=](const Response &r) {
+        return _mm_sra_epi16(r.samples, _mm_cvtsi32_si128(r.exponent - common));
+    };
+    const Vector sum = _mm_adds_epi16(aligned(x), aligned(y));
+    return {simd::clampWords(sum, simd::words(static_cast<int16_t>(low)), simd::words(static_cast<int16_t>(high))),
+            common};
 }
 
 // A row of the synthesis filter's memory in Q2, newest sample first, zeros behind.
@@ -287,13 +288,28 @@ Vector reversedQ2(Vector row) {
     return _mm_shuffle_epi8(row, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
 }
 
+// The newest vector of the memory, five samples and the exponent behind them.
+void saveNewest(Vector samples, int16_t exponent, SynthesisFilterState_G728 *block) {
+    auto *const row = reinterpret_cast<unsigned char *>(block);
+    simd::store64(row, samples);
+    simd::store32(row + 8, _mm_insert_epi16(_mm_unpackhi_epi64(samples, samples), exponent, 1));
+}
+Response loadNewest(const SynthesisFilterState_G728 *block) {
+    const auto *const row = reinterpret_cast<const unsigned char *>(block);
+    int16_t exponent;
+    std::memcpy(&exponent, row + offsetof(Newest, exponent), sizeof exponent);
+    int16_t last;
+    std::memcpy(&last, row + 8, sizeof last);
+    return {_mm_unpacklo_epi64(simd::load64(row), simd::loadWord(&last)), exponent};
+}
+
 // The response, normalised, as the newest vector of the memory.
-void enter(Newest &newest, int q, int16_t *dst, int16_t *exponent, SynthesisFilterState_G728 *block) {
-    q += normaliseVector(newest.samples, 15);
-    newest.exponent = *exponent = asExponent(q);
-    std::copy_n(newest.samples, vectorLength, dst);
+void enter(Response response, int16_t *dst, int16_t *exponent, SynthesisFilterState_G728 *block) {
+    response.exponent += normaliseFive(response.samples, 15);
+    *exponent = asExponent(response.exponent);
+    storeFive(dst, response.samples);
     auto *const rows = reinterpret_cast<unsigned char *>(block);
-    constexpr size_t kept = sizeof SynthesisState::speech - sizeof newest;
+    constexpr size_t kept = sizeof SynthesisState::speech - sizeof(Newest);
     static_assert(kept == 6 * 16 + 12);
     Vector moved[6];
 #pragma GCC unroll 6
@@ -302,9 +318,9 @@ void enter(Newest &newest, int q, int16_t *dst, int16_t *exponent, SynthesisFilt
     const Vector last = simd::load(rows + kept - 16);
 #pragma GCC unroll 6
     for (size_t i = 0; i < 6; i++)
-        simd::store(rows + sizeof newest + 16 * i, moved[i]);
-    simd::store(rows + sizeof newest + kept - 16, last);
-    saveBlock(block, newest);
+        simd::store(rows + sizeof(Newest) + 16 * i, moved[i]);
+    simd::store(rows + sizeof(Newest) + kept - 16, last);
+    saveNewest(response.samples, *exponent, block);
 }
 
 // Memory of the pole-zero filter, as ryxsIIR16s_G728_16s() documents it.
@@ -334,8 +350,7 @@ ryxStatus ryxsSynthesisFilterInit_G728_16s_n8(SynthesisFilterState_G728 *block) 
 ryxStatus ryxsSynthesisFilterZeroInput_G728_16s_u8(const int16_t *coefficients, int16_t *dst, int16_t *exponent,
                                                    SynthesisFilterState_G728 *block) {
     if (anyNull(coefficients, dst, exponent, block)) return ryxStsNullPtr;
-    Newest newest;
-    enter(newest, zeroInputResponse(coefficients, block, newest.samples), dst, exponent, block);
+    enter(zeroInputResponse(coefficients, block), dst, exponent, block);
     return ryxStsOk;
 }
 
@@ -356,15 +371,12 @@ ryxStatus ryxsSynthesisFilterZeroInputTaps_G728_16s_u8(const SynthesisTaps_G728 
     if (anyNull(block, dst, exponent, state)) return ryxStsNullPtr;
     int16_t fit;
     std::memcpy(&fit, reinterpret_cast<const unsigned char *>(block) + offsetof(Taps, fit), sizeof fit);
-    Newest newest;
-    int q;
     if (fit) [[likely]] {
-        q = zeroInputResponse(block, state, newest.samples);
+        enter(zeroInputResponse(block, state), dst, exponent, state);
     } else {
         const auto whole = loadBlock<Taps>(block);
-        q = zeroInputResponse(whole.coefficients, state, newest.samples);
+        enter(zeroInputResponse(whole.coefficients, state), dst, exponent, state);
     }
-    enter(newest, q, dst, exponent, state);
     return ryxStsOk;
 }
 
@@ -372,14 +384,14 @@ ryxStatus ryxsSynthesisFilter_G728_16s_u8(const int16_t *coefficients, int16_t *
                                           int16_t largestExponent, int16_t *response, int16_t *speech,
                                           int16_t *speechExponent, SynthesisFilterState_G728 *block) {
     if (anyNull(coefficients, excitation, exponent, response, speech, speechExponent, block)) return ryxStsNullPtr;
-    auto newest = loadBlock<Newest>(block);
-    const int responseExponent = zeroStateResponse(coefficients, excitation, *exponent, response);
-    *exponent = asExponent(responseExponent);
-    int q = addResponse(newest.samples, newest.exponent, response, responseExponent);
-    q += normaliseVector(newest.samples, 14);
-    newest.exponent = *speechExponent = std::min(asExponent(q), largestExponent);
-    std::copy_n(newest.samples, vectorLength, speech);
-    saveBlock(block, newest);
+    const Response zeroState = zeroStateResponse(coefficients, excitation, *exponent);
+    *exponent = asExponent(zeroState.exponent);
+    storeFive(response, zeroState.samples);
+    Response sum = sumOf(loadNewest(block), zeroState);
+    sum.exponent += normaliseFive(sum.samples, 14);
+    *speechExponent = std::min(asExponent(sum.exponent), largestExponent);
+    storeFive(speech, sum.samples);
+    saveNewest(sum.samples, *speechExponent, block);
     return ryxStsOk;
 }
 
@@ -400,7 +412,6 @@ ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const S
 ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const int16_t *response, int16_t exponent,
                                             IIRState_G728 *weighting) {
     if (anyNull(coefficients, response, weighting)) return ryxStsNullPtr;
-    auto memory = loadBlock<WeightingState>(weighting);
     int64_t zeros[vectorLength];
 #pragma GCC unroll 5
     for (int n = 0; n < vectorLength; n++) {
@@ -411,10 +422,21 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
     }
     const VectorOutputs weighted = recurseVector(
         coefficients + order, [&](int n) { return zeros[n]; }, [](int, int64_t sum) { return outputOf(sum); });
-    for (int n = 0; n < vectorLength; n++) {
-        int16_t &output = memory.outputs[vectorLength - 1 - n];
-        output = sat16(sat32(int64_t{output} + shiftLimited(weighted.values[n], 2 - exponent)));
-    }
-    saveBlock(weighting, memory);
+    // In Q2; 16 places limit whatever is not 0. The last of them is taken before, so that the sums fit.
+    Vector reversed = weighted.reversed();
+    if (exponent <= 2 - 16) reversed = _mm_adds_epi16(reversed, reversed);
+    const Vector left = _mm_cvtsi32_si128(std::clamp(2 - exponent, 0, 15));
+    const Vector right = _mm_cvtsi32_si128(std::max(exponent - 2, 0));
+    auto *const outputs = reinterpret_cast<unsigned char *>(weighting) + offsetof(WeightingState, outputs);
+    const auto added = [=](Vector x, Vector output) {
+        return _mm_add_epi32(_mm_sra_epi32(_mm_sll_epi32(x, left), right), simd::frontDwords(output));
+    };
+    int16_t fifth;
+    std::memcpy(&fifth, outputs + 8, sizeof fifth);
+    const Vector sums = _mm_packs_epi32(added(simd::frontDwords(reversed), simd::load64(outputs)),
+                                        added(simd::backDwords(reversed), simd::loadWord(&fifth)));
+    simd::store64(outputs, sums);
+    fifth = static_cast<int16_t>(_mm_extract_epi16(sums, 4));
+    std::memcpy(outputs + 8, &fifth, sizeof fifth);
     return ryxStsOk;
 }

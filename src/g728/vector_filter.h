@@ -7,6 +7,7 @@
 
 #include "common/simd.h"
 #include "g728/arithmetic.h"
+#include "g728/vectors.h"
 
 namespace ryxsc::g728 {
 
@@ -38,12 +39,14 @@ struct Ten {
 // Five words in reverse order, zeros behind them: from memory, or from registers, which spares the wait for memory that was
 // written word by word.
 inline simd::Vector reversedVector(const int16_t *x) {
-    const simd::Vector five = _mm_unpacklo_epi64(simd::load64(x), simd::loadWord(x + 4));
-    return _mm_shuffle_epi8(five, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+    return _mm_shuffle_epi8(loadFive(x), _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
 }
 struct VectorOutputs {
     int16_t values[vectorLength];
 
+    simd::Vector forward() const {
+        return _mm_setr_epi16(values[0], values[1], values[2], values[3], values[4], 0, 0, 0);
+    }
     simd::Vector reversed() const {
         return _mm_setr_epi16(values[4], values[3], values[2], values[1], values[0], 0, 0, 0);
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "common/simd.h"
+#include "g728/arithmetic.h"
 
 namespace ryxsc::g728 {
 
@@ -44,6 +45,25 @@ template <int len> int16_t usedBits(const int16_t *src) {
     bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
     bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
     return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
+}
+
+// Five words, zeros behind them, brought into `bits` bits as normaliseVector() does it.
+inline int normaliseFive(simd::Vector &x, int bits) {
+    simd::Vector used = simd::onesMagnitude(x);
+    used = _mm_or_si128(used, _mm_unpackhi_epi64(used, used));
+    used = _mm_or_si128(used, _mm_srli_si128(used, 4));
+    used = _mm_or_si128(used, _mm_srli_si128(used, 2));
+    const int shift = normalisation(static_cast<int16_t>(_mm_cvtsi128_si32(used)), bits);
+    x = _mm_sra_epi16(_mm_sll_epi16(x, _mm_cvtsi32_si128(std::max(shift, 0))), _mm_cvtsi32_si128(std::max(-shift, 0)));
+    return shift;
+}
+
+inline simd::Vector loadFive(const int16_t *src) {
+    return _mm_unpacklo_epi64(simd::load64(src), simd::loadWord(src + 4));
+}
+inline void storeFive(int16_t *dst, simd::Vector x) {
+    simd::store64(dst, x);
+    simd::storeWord(dst + 4, _mm_unpackhi_epi64(x, x));
 }
 
 // n words; src and dst do not overlap. Each vector is finished by itself, or a compiler would make it a call of memcpy, or
