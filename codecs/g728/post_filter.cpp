@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "post_filter.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace ryxcodec::g728 {
 
@@ -21,7 +21,7 @@ void PostFilter::beginCycle() {
 
 void PostFilter::analyse(int k, const int16_t *speech) {
     int16_t *const current = speechQ2_.values() + predictorOrder + k * vectorLength;
-    std::copy_n(speech, vectorLength, current);
+    std::memcpy(current, speech, vectorLength * sizeof *speech);
     ryxsResidualFilter_G728_16s(inverse_, current, residual_.values() + pastResidual + k * vectorLength);
     if (k == 2) findPitch();
     for (int n = 0; n < vectorLength; n++)

@@ -20,7 +20,7 @@ void SynthesisPredictor::beginCycle() {
 
 void SynthesisPredictor::append(int k, const int16_t *speech, int16_t exponent) {
     const int at = pastVectors - vectors + k;
-    std::copy_n(speech, vectorLength, speech_.values() + at * vectorLength);
+    std::memcpy(speech_.values() + at * vectorLength, speech, vectorLength * sizeof *speech);
     exponents_.values()[at] = exponent;
 }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/checks.h"
+#include "common/simd.h"
 #include "common/state_block.h"
 #include "g728/arithmetic.h"
 #include "g728/implementations.h"
@@ -145,7 +146,16 @@ ryxStatus ryxsConcealmentUpdate_G728_16s_u8(const int16_t *excitation, int16_t e
         newest[n] = toQ2(excitation[n], exponent);
     auto *const octets = reinterpret_cast<unsigned char *>(block) + offsetof(State, excitation);
     constexpr size_t kept = sizeof State::excitation - sizeof newest;
-    std::memmove(octets, octets + sizeof newest, kept);
+    // Each vector is finished by itself, or a compiler would call memmove.
+    const auto move = [=](size_t at) {
+        simd::Vector x = simd::load(octets + sizeof newest + at);
+        simd::finish(x);
+        simd::store(octets + at, x);
+    };
+    for (size_t at = 0; at + 16 < kept; at += 16)
+        move(at);
+    const simd::Vector last = simd::load(octets + sizeof newest + kept - 16);
+    simd::store(octets + kept - 16, last);
     std::memcpy(octets + kept, newest, sizeof newest);
     return ryxStsOk;
 }

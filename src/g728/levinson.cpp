@@ -92,13 +92,23 @@ Vector few(const int16_t *x, int n) {
     return simd::load(words);
 }
 
+// Each vector is finished by itself, or a compiler would call memset.
+void clear(int16_t *dst, int from, int to) {
+    for (int v = from; v < to; v++) {
+        Vector zero = _mm_setzero_si128();
+        simd::finish(zero);
+        simd::store(dst + 8 * v, zero);
+    }
+}
+
 // n words into whole vectors, zeros behind them. No vector is stored in parts, so that one that is loaded does not wait.
 void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
     const int whole = n / 8;
     for (int v = 0; v < whole; v++)
         simd::store(dst + 8 * v, simd::load(src + 8 * v));
-    for (int v = whole; v < vectors; v++)
-        simd::store(dst + 8 * v, v == whole ? few(src + 8 * whole, n % 8) : _mm_setzero_si128());
+    if (n % 8 == 0) return clear(dst, whole, vectors);
+    simd::store(dst + 8 * whole, few(src + 8 * whole, n % 8));
+    clear(dst, whole + 1, vectors);
 }
 
 // The same in reverse order.
@@ -106,8 +116,7 @@ void reversePadded(const int16_t *src, int n, int16_t *dst, int vectors) {
     const int whole = n / 8;
     for (int v = 0; v < whole; v++)
         simd::store(dst + 8 * v, simd::reverseWords(simd::load(src + n - 8 - 8 * v)));
-    for (int v = whole; v < vectors; v++)
-        simd::store(dst + 8 * v, _mm_setzero_si128());
+    clear(dst, whole, vectors);
     if (n % 8 == 2)
         simd::store(dst + 8 * whole, _mm_shufflelo_epi16(simd::load32(src), _MM_SHUFFLE(3, 2, 0, 1)));
     else
@@ -135,18 +144,16 @@ struct Lattice {
         now = 0;
         copyPadded(coefficients, order, a[0], vectors);
         reversePadded(coefficients, order, b[0], vectors);
-        for (int v = (order + 7) / 8; v < vectors; v++)
-            for (int16_t *const rest : {a[1], b[1]})
-                simd::store(rest + 8 * v, _mm_setzero_si128());
+        for (int16_t *const rest : {a[1], b[1]})
+            clear(rest, (order + 7) / 8, vectors);
     }
     // Sets out from one coefficient.
     void load(int16_t coefficient) {
         now = 0;
-        for (int v = 0; v < vectors; v++)
-            for (int16_t *const half : {a[0], a[1], b[0], b[1]})
-                simd::store(half + 8 * v, _mm_setzero_si128());
-        for (int16_t *const half : {a[0], b[0]})
-            simd::store(half, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
+        for (int16_t *const buffer : {a[0], a[1], b[0], b[1]})
+            clear(buffer, 0, vectors);
+        for (int16_t *const first : {a[0], b[0]})
+            simd::store(first, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
     }
     void save() {
         for (int v = 0; v < vectors; v++)

@@ -285,7 +285,7 @@ Vector reversedQ2(Vector row) {
         const Vector left = _mm_cvtsi32_si128(std::min(-shift, 16)); // 16 places limit whatever is not 0
         row = _mm_packs_epi32(_mm_sll_epi32(simd::frontDwords(row), left), _mm_sll_epi32(simd::backDwords(row), left));
     }
-    return _mm_shuffle_epi8(row, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+    return reversedFive(row);
 }
 
 // The newest vector of the memory, five samples and the exponent behind them.
@@ -402,9 +402,8 @@ ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const S
     const auto row = [=](int v) { return reversedQ2(simd::load(rows + static_cast<size_t>(v) * sizeof(Newest))); };
     const Vector newest = row(0), before = row(1), oldest = row(2);
     const Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
-    alignas(16) int16_t reversed[8], response[vectorLength];
-    simd::store(reversed, newest);
-    std::reverse_copy(reversed, reversed + vectorLength, response);
+    int16_t response[vectorLength];
+    storeFive(response, reversedFive(newest));
     inputs.save(reinterpret_cast<unsigned char *>(weighting) + offsetof(WeightingState, inputs));
     return ryxsIIR16s_G728_16s_u8(coefficients, response, dst, vectorLength, weighting);
 }

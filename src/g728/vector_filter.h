@@ -39,7 +39,7 @@ struct Ten {
 // Five words in reverse order, zeros behind them: from memory, or from registers, which spares the wait for memory that was
 // written word by word.
 inline simd::Vector reversedVector(const int16_t *x) {
-    return _mm_shuffle_epi8(loadFive(x), _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+    return reversedFive(loadFive(x));
 }
 struct VectorOutputs {
     int16_t values[vectorLength];

@@ -61,6 +61,10 @@ inline int normaliseFive(simd::Vector &x, int bits) {
 inline simd::Vector loadFive(const int16_t *src) {
     return _mm_unpacklo_epi64(simd::load64(src), simd::loadWord(src + 4));
 }
+// Of the first five words, zeros behind them.
+inline simd::Vector reversedFive(simd::Vector x) {
+    return _mm_shuffle_epi8(x, _mm_setr_epi8(8, 9, 6, 7, 4, 5, 2, 3, 0, 1, -1, -1, -1, -1, -1, -1));
+}
 inline void storeFive(int16_t *dst, simd::Vector x) {
     simd::store64(dst, x);
     simd::storeWord(dst + 4, _mm_unpackhi_epi64(x, x));
