@@ -78,23 +78,6 @@ constexpr int16_t asExponent(int x) {
     return sat16(x);
 }
 
-// The count that brings the element of largest magnitude into `bits` bits. A value below 0 takes as many bits as its one's
-// complement.
-inline int vectorNormalisation(const int16_t *x, int bits) {
-    int used = 0;
-    for (int i = 0; i < vectorLength; i++)
-        used |= x[i] ^ (x[i] >> 15);
-    return normalisation(used, bits);
-}
-
-// Normalises five samples; the exponent grows by what is returned.
-inline int normaliseVector(int16_t *x, int bits) {
-    const int shift = vectorNormalisation(x, bits);
-    for (int i = 0; i < vectorLength; i++)
-        x[i] = wrap16(shift < 0 ? x[i] >> -shift : x[i] * (1 << shift));
-    return shift;
-}
-
 // x * 2^-exponent in Q2.
 constexpr int16_t toQ2(int16_t x, int exponent) {
     return sat16(shiftLimited(x, 2 - exponent));

@@ -62,28 +62,35 @@ private:
     Vector h0_, h1_, h2_, h3_, h4_;
 };
 
-// The target correlated with the impulse response, Q7.
-[[gnu::always_inline]] inline void convolveBackward(const int16_t *target, int exponent, const int16_t *impulse,
-                                                    int16_t *backward) {
-#pragma GCC unroll 5
-    for (int n = 0; n < vectorLength; n++) {
-        int64_t sum = 0;
-#pragma GCC unroll 5
-        for (int m = n; m < vectorLength; m++)
-            sum += impulse[m - n] * target[m];
-        backward[n] = sat16(shiftLimited(sat32(sum), 7 - 13 - exponent));
-    }
+// Whether no sum of products of an impulse response with 16-bit samples leaves 32 bits.
+bool isBounded(const int16_t *impulse) {
+    int32_t magnitudes = 0;
+    for (int n = 0; n < vectorLength; n++)
+        magnitudes += std::abs(impulse[n]);
+    return magnitudes < 1 << 16;
 }
 
-// The same for an impulse response whose magnitudes sum up to less than 2^16: no sum leaves 32 bits.
-[[gnu::always_inline]] inline void convolveBackwardInVectors(const int16_t *target, int shift, Vector impulse,
-                                                             int16_t *backward) {
+// The target correlated with the impulse response, whose five samples have zeros behind them, Q7.
+[[gnu::always_inline]] inline void convolveBackward(const int16_t *target, int exponent, Vector impulse, bool bounded,
+                                                    int16_t *backward) {
+    const int shift = exponent + 13 - 7;
+    if (!bounded || shift < 0) [[unlikely]] {
+        int16_t h[8];
+        simd::store(h, impulse);
+        for (int n = 0; n < vectorLength; n++) {
+            int64_t sum = 0;
+            for (int m = n; m < vectorLength; m++)
+                sum += h[m - n] * target[m];
+            backward[n] = sat16(shiftLimited(sat32(sum), -shift));
+        }
+        return;
+    }
     const Vector t = loadFive(target);
-    const auto pairsFrom = [=]<int n>() { // samples n and n + 1, and so on
+    const auto pairsFrom = [=]<int n>() { // samples n and n + 1, n + 1 and n + 2, and so on
         return _mm_unpacklo_epi16(_mm_srli_si128(t, 2 * n), _mm_srli_si128(t, 2 * n + 2));
     };
     const Vector h01 = _mm_shuffle_epi32(impulse, 0x00), h23 = _mm_shuffle_epi32(impulse, 0x55);
-    const Vector h4 = _mm_shuffle_epi32(impulse, 0xaa); // and zeros
+    const Vector h4 = _mm_shuffle_epi32(impulse, 0xaa);
     const Vector four = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(pairsFrom.template operator()<0>(), h01),
                                                     _mm_madd_epi16(pairsFrom.template operator()<2>(), h23)),
                                       _mm_madd_epi16(pairsFrom.template operator()<4>(), h4));
@@ -166,7 +173,7 @@ private:
 struct State {
     float energies[shapes], inverses[shapes];
     int16_t words[shapes];
-    int16_t impulse[vectorLength], small, reserved[2]; // whether magnitudes sum up to less than 2^16
+    int16_t impulse[vectorLength], bounded, reserved[2];
 };
 static_assert(sizeof(State) == 1296);
 
@@ -183,13 +190,9 @@ public:
         return x;
     }
     void filterBackward(const int16_t *target, int exponent, int16_t *backward) const {
-        const Vector impulse = simd::load(octets_ + offsetof(State, impulse));
-        const int shift = exponent + 13 - 7;
-        if (shift >= 0 && _mm_extract_epi16(impulse, vectorLength) != 0) [[likely]]
-            return convolveBackwardInVectors(target, shift, _mm_srli_si128(_mm_slli_si128(impulse, 6), 6), backward);
-        int16_t words[8];
-        simd::store(words, impulse);
-        convolveBackward(target, exponent, words, backward);
+        const Vector row = simd::load(octets_ + offsetof(State, impulse));
+        const bool bounded = _mm_extract_epi16(row, vectorLength) != 0;
+        convolveBackward(target, exponent, _mm_srli_si128(_mm_slli_si128(row, 6), 6), bounded, backward);
     }
 
 private:
@@ -326,7 +329,7 @@ ryxStatus ryxsCodebookSearch_G728_16s_u8(const int16_t *target, int16_t exponent
                                          const int16_t *energies, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, impulse, energies, shape, gainIndex)) return ryxStsNullPtr;
     int16_t backward[vectorLength];
-    convolveBackward(target, exponent, impulse, backward);
+    convolveBackward(target, exponent, loadFive(impulse), isBounded(impulse), backward);
     const Distortion distortion(backward);
     Vector smallest = simd::dwords(max32), winners = _mm_setzero_si128();
     Vector numbers = _mm_setr_epi32(0, 1, 2, 3);
@@ -354,10 +357,7 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     int16_t tail[vectorLength + 3] = {};
     std::copy_n(impulse, vectorLength, tail);
-    int32_t magnitudes = 0;
-    for (int n = 0; n < vectorLength; n++)
-        magnitudes += std::abs(impulse[n]);
-    tail[vectorLength] = magnitudes < 1 << 16;
+    tail[vectorLength] = isBounded(impulse);
     std::memcpy(octets + offsetof(State, impulse), tail, sizeof tail);
     const FilteredEnergy energy(impulse);
     for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {

@@ -10,6 +10,7 @@
 #include "g728/arithmetic.h"
 #include "g728/implementations.h"
 #include "g728/tables.h"
+#include "g728/vectors.h"
 
 using namespace ryxsc;
 using namespace ryxsc::g728;
@@ -132,7 +133,9 @@ ryxStatus ryxsConcealmentExcitation_G728_16s_u8(int16_t *excitation, int16_t *ex
     }
     for (int n = 0; n < vectorLength; n++)
         excitation[n] = sat16(shiftLimited(scale.mantissa * source()[n], -scale.exponent));
-    const int q = 2 + normaliseVector(excitation, 15);
+    simd::Vector samples = loadFive(excitation);
+    const int q = 2 + normaliseFive(samples, 15);
+    storeFive(excitation, samples);
     *exponent = asExponent(q);
     *logGain = logGainOf(excitation, q);
     saveBlock(block, state);

@@ -47,7 +47,8 @@ template <int len> int16_t usedBits(const int16_t *src) {
     return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
 }
 
-// Five words, zeros behind them, brought into `bits` bits as normaliseVector() does it.
+// Shifts five words, zeros behind them, so that the one of largest magnitude takes `bits` bits, and returns by how much to the
+// left. A value below 0 takes as many bits as its one's complement.
 inline int normaliseFive(simd::Vector &x, int bits) {
     simd::Vector used = simd::onesMagnitude(x);
     used = _mm_or_si128(used, _mm_unpackhi_epi64(used, used));
