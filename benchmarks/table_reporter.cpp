@@ -1,30 +1,18 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "table_reporter.h"
 
-#include <cpuid.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <ostream>
 
 #include "machine_limits.h"
+#include "processor_name.h"
 
 namespace ryxsc::bench {
 
 namespace {
 
 using Run = benchmark::BenchmarkReporter::Run;
-
-std::string processorName() {
-    unsigned words[12] = {};
-    for (unsigned i = 0; i < 3; i++)
-        __get_cpuid(0x80000002 + i, &words[4 * i], &words[4 * i + 1], &words[4 * i + 2], &words[4 * i + 3]);
-    char name[sizeof words + 1] = {};
-    std::memcpy(name, words, sizeof words);
-    const std::string text = name;
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
 
 std::string number(double value, int decimals) {
     char text[64];

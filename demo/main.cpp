@@ -2,11 +2,11 @@
 // Runs recorded speech through complete codecs and writes a report with pictures and recordings.
 #include <array>
 #include <cstdio>
-#include <fstream>
 #include <getopt.h>
 #include <optional>
 #include <string>
 
+#include "benchmarks/processor_name.h"
 #include "gnuplot.h"
 #include "lib/failure.h"
 #include "report.h"
@@ -58,13 +58,6 @@ std::optional<Arguments> parseArguments(int argc, char **argv) {
     return arguments;
 }
 
-std::string processorName() {
-    std::ifstream information("/proc/cpuinfo");
-    for (std::string line; std::getline(information, line);)
-        if (line.starts_with("model name")) return line.substr(line.find(':') + 2);
-    return "unknown processor";
-}
-
 std::vector<std::string> describe(const Speech &speech) {
     return {
         "Speech: " + std::to_string(speech.at16k.list.size()) + " recordings, " + decimal(speech.at16k.seconds(), 1) +
@@ -76,7 +69,7 @@ std::vector<std::string> describe(const Speech &speech) {
         "decoder together. 3 % and 10 % lost: so many frames, at random, were replaced by what the decoder makes of "
         "it. "
         "Processor: " +
-            processorName() + "."};
+            ryxsc::bench::processorName() + "."};
 }
 
 int run(int argc, char **argv) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // The impulse response h in the forms that the algebraic codebook search needs: correlations of a signal with h from every
-// position of a track on, and correlations of h with itself. Compiled by both processor variants, like all codebook
-// headers that say so: everything has internal linkage.
+// position of a track on, and correlations of h with itself. Everything has internal linkage, since both processor
+// variants compile it.
 #pragma once
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include "amrwb/codebook_tables.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
+#include "common/sum_of_squares.h"
 
 namespace ryxsc::amrwb {
 
@@ -45,14 +46,8 @@ private:
     }
 };
 
-// Sum of the squares of the 64 words, exactly: pmaddwd's 2^31 counts as unsigned.
 inline int64_t sumOfSquares(const int16_t *words) {
-    Vector sum = _mm_setzero_si128();
-    for (int n = 0; n < positions; n += 8) {
-        const Vector eight = simd::load(words + n);
-        sum = _mm_add_epi64(sum, simd::sumsOfUnsignedDwords(_mm_madd_epi16(eight, eight)));
-    }
-    return simd::sumOfQwords(sum);
+    return ryxsc::sumOfSquares<positions>(words);
 }
 
 class Response {

@@ -2,18 +2,13 @@
 // Energies of a subframe.
 #pragma once
 
-#include "common/simd.h"
+#include "common/sum_of_squares.h"
 #include "gsmamr/codebook.h"
 
 namespace ryxsc::gsmamr {
 
 inline int64_t sumOfSquares(const int16_t *x) {
-    simd::Vector sums = _mm_setzero_si128();
-    for (int n = 0; n < subframeLength; n += 8) {
-        const simd::Vector eight = simd::load(x + n);
-        sums = _mm_add_epi64(sums, simd::sumsOfUnsignedDwords(_mm_madd_epi16(eight, eight)));
-    }
-    return simd::sumOfQwords(sums);
+    return ryxsc::sumOfSquares<subframeLength>(x);
 }
 
 // What accumulating 2 * x[n]^2 on top of `start` gives: with terms that are not negative it saturates at the end or never.

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#pragma once
+
+#include "common/simd.h"
+
+namespace ryxsc {
+
+// Sum of the squares of n words, a multiple of 8, exactly: pmaddwd's 2^31 counts as unsigned. Always inlined, so that each
+// variant keeps its own tuning.
+template <int n> [[gnu::always_inline]] inline int64_t sumOfSquares(const int16_t *words) {
+    static_assert(n % 8 == 0);
+    simd::Vector sum = _mm_setzero_si128();
+    for (int i = 0; i < n; i += 8) {
+        const simd::Vector eight = simd::load(words + i);
+        sum = _mm_add_epi64(sum, simd::sumsOfUnsignedDwords(_mm_madd_epi16(eight, eight)));
+    }
+    return simd::sumOfQwords(sum);
+}
+
+} // namespace ryxsc
