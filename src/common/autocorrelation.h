@@ -26,18 +26,39 @@ inline void wrappedAutocorrelation(const int16_t *y, int n, int order, int32_t *
     wrappedCorrelations(y, y, n, order + 1, r);
 }
 
+// r[0 .. order] <<= shift, without saturation.
+inline void shiftLeft(int32_t *r, int order, int shift) {
+    for (int k = 0; k <= order; k++)
+        r[k] = static_cast<int32_t>(static_cast<uint32_t>(r[k]) << shift);
+}
+
+// From the undoubled sums, below 2^30, to r[k] = (2 * sum, 1 more for k = 0) << shift, where shift normalises r[0]. Returns
+// the shift. |r[k]| < r[0] for k > 0, so nothing saturates.
+inline int normaliseSums(int32_t *r, int order) {
+    const int shift = norm_l(2 * r[0] + 1);
+    shiftLeft(r, order, shift + 1);
+    r[0] += 1 << shift;
+    return shift;
+}
+
+// Whether it takes no closer look to see that no sum of doubled products of the samples saturates.
+inline bool autocorrelationFits(const int16_t *y, int n) {
+    const uint64_t bound = energyBound(y, n);
+    return boundsFit(bound, bound);
+}
+
 // r[k] = (sum over n of 2 * y[n] * y[n + k], saturating; 1 more for k = 0) << shift, k = 0 .. order, where shift
 // normalises r[0]. Behind the n samples of y follow `order` words of zero. No overflow is corrected: see
 // normalisedAutocorrelation(). Returns the shift.
 inline int saturatedAutocorrelation(const int16_t *y, int n, int order, int32_t *r) {
-    const WatchedSum r0 = macEnergy(y, n, 1);
-    // |r[k]| < r[0] for k > 0: where r[0] fits, so do the others on their way.
-    macCorrelations(y, y, n, order + 1, r, !r0.saturated);
-    r[0] = r0.value;
-    const int shift = norm_l(r0.value);
-    for (int k = 0; k <= order; k++)
-        r[k] = L_shl(r[k], shift);
-    return shift;
+    const bool fits = autocorrelationFits(y, n) || !macEnergy(y, n, 1).saturated;
+    if (fits) {
+        wrappedAutocorrelation(y, n, order, r);
+        return normaliseSums(r, order);
+    }
+    macCorrelations(y, y, n, order + 1, r, false);
+    r[0] = max32;
+    return 0;
 }
 
 // The same of G.729 and GSM-AMR, which divide the samples by 4 (floor), in place, until r[0] does not saturate.
@@ -47,9 +68,10 @@ struct AutocorrelationScale {
 };
 inline AutocorrelationScale normalisedAutocorrelation(int16_t *y, int n, int order, int32_t *r) {
     int reductions = 0;
-    for (; macEnergy(y, n, 1).saturated; reductions++)
+    for (; !autocorrelationFits(y, n) && macEnergy(y, n, 1).saturated; reductions++)
         shiftRight(y, n, 2);
-    return {reductions, saturatedAutocorrelation(y, n, order, r)};
+    wrappedAutocorrelation(y, n, order, r);
+    return {reductions, normaliseSums(r, order)};
 }
 
 } // namespace ryxsc

@@ -25,23 +25,37 @@ void convolveBlocks(const int16_t *x, const int16_t *h, int len, int32_t *sums) 
     }
 }
 
-void convolveWrapped(const int16_t *x, const int16_t *h, int len, int32_t *sums) {
+// y[n] = sat16((S[n] + rounding) >> down), with the sums S of undoubled products. False, and nothing done, where the sums
+// of doubled ones might saturate.
+template <bool backwards>
+bool convolveFitting(const int16_t *x, const int16_t *h, int16_t *y, int len, int32_t rounding, int down) {
+    const simd::Vector half = simd::dwords(rounding);
+    const __m128i count = _mm_cvtsi32_si128(down);
+    const auto scaled = [=](simd::Vector sum) { return _mm_sra_epi32(_mm_add_epi32(sum, half), count); };
+    const auto all = [=]<int length>() {
+        if (!productsFit(x, h, length)) return false;
+        convolveScaled<length, backwards>(x, h, y, scaled);
+        return true;
+    };
     switch (len) {
     case 40:
-        return wrappedConvolution<40>(x, h, sums);
+        return all.template operator()<40>();
     case 60:
-        return wrappedConvolution<60>(x, h, sums);
+        return all.template operator()<60>();
     case 64:
-        return wrappedConvolution<64>(x, h, sums);
+        return all.template operator()<64>();
     case 80:
-        return wrappedConvolution<80>(x, h, sums);
-    default:
-        return convolveBlocks(x, h, len, sums);
+        return all.template operator()<80>();
     }
-}
-
-int32_t doubled(int32_t sum) {
-    return static_cast<int32_t>(static_cast<uint32_t>(sum) << 1);
+    if (!productsFit(x, h, len)) return false;
+    int32_t sums[longest];
+    int16_t reversed[longest];
+    if (backwards) std::reverse_copy(x, x + len, reversed);
+    convolveBlocks(backwards ? reversed : x, h, len, sums);
+    if (backwards) std::reverse(sums, sums + len);
+    for (int n = 0; n < len; n++)
+        y[n] = sat16((sums[n] + rounding) >> down);
+    return true;
 }
 
 } // namespace
@@ -50,40 +64,25 @@ ryxStatus ryxsConvPartial_16s_Sfs_u8(const int16_t *src1, const int16_t *src2, i
     if (anyNull(src1, src2, dst)) return ryxStsNullPtr;
     if (sf < 0) return ryxStsBadArg;
     if (len < 1 || len > longest) return ryxStsBadSize;
-    alignas(16) int32_t sums[longest];
-    if (fitsSums(energy(src1, len), energy(src2, len))) {
-        convolveWrapped(src1, src2, len, sums);
-        for (int n = 0; n < len; n++)
-            sums[n] = doubled(sums[n]);
-    } else {
-        for (int n = 0; n < len; n++) {
-            sums[n] = 0;
-            for (int i = 0; i <= n; i++)
-                sums[n] = L_mac(sums[n], src1[i], src2[n - i]);
-        }
+    if (convolveFitting<false>(src1, src2, dst, len, 0, std::min(sf, 31))) return ryxStsOk;
+    int32_t sums[longest];
+    for (int n = 0; n < len; n++) {
+        sums[n] = 0;
+        for (int i = 0; i <= n; i++)
+            sums[n] = L_mac(sums[n], src1[i], src2[n - i]);
     }
-    const int down = std::min(sf, 30) + 1;
     for (int n = 0; n < len; n++)
-        dst[n] = sat16(sums[n] >> down);
+        dst[n] = sat16(sums[n] >> (std::min(sf, 30) + 1));
     return ryxStsOk;
 }
 
 ryxStatus ryxsCrossCorr_NR_16s_u8(const int16_t *src1, const int16_t *src2, int16_t *dst, int len) {
     if (anyNull(src1, src2, dst)) return ryxStsNullPtr;
     if (len < 1 || len > longest) return ryxStsBadSize;
-    alignas(16) int32_t sums[longest];
-    if (fitsSums(energy(src1, len), energy(src2, len))) { // backwards it is a convolution
-        int16_t reversed[longest];
-        std::reverse_copy(src1, src1 + len, reversed);
-        convolveWrapped(reversed, src2, len, sums);
-        std::reverse(sums, sums + len);
-        for (int n = 0; n < len; n++)
-            sums[n] = doubled(sums[n]);
-    } else {
-        for (int n = 0; n < len; n++)
-            sums[n] = macInOrder(src1 + n, src2, len - n).value;
-    }
+    if (convolveFitting<true>(src1, src2, dst, len, 1 << 14, 15)) return ryxStsOk;
+    int16_t rounded[longest];
     for (int n = 0; n < len; n++)
-        dst[n] = round(sums[n]);
+        rounded[n] = round(macInOrder(src1 + n, src2, len - n).value);
+    std::copy_n(rounded, len, dst);
     return ryxStsOk;
 }

@@ -11,19 +11,43 @@ namespace {
 
 constexpr int longestFrame = 1024;
 
-// r[k] = sum of 2 * x[n] * x[n + k], saturating, k = 0 .. order.
-void autocorrelate(const int16_t *x, int len, int order, int32_t *r) {
-    const uint64_t own = energy(x, len);
-    const bool fits = fitsSums(own, own);
-    if (len <= longestFrame) {
-        int16_t padded[2 * longestFrame];
+// r[k] = sum of x[n] * x[n + k], modulo 2^32, k = 0 .. order < len.
+void wrappedProductsWithItself(const int16_t *x, int len, int order, int32_t *r) {
+    int16_t padded[2 * longestFrame]; // samples with zeros behind them
+    if (order > 16 || len < 24) {
         std::copy_n(x, len, padded);
         std::fill_n(padded + len, order, int16_t{0});
-        return macCorrelations(padded, padded, len, order + 1, r, fits);
+        return wrappedAutocorrelation(padded, len, order, r);
     }
-    for (int k = 0; k <= order; k++)
-        r[k] = fits ? static_cast<int32_t>(static_cast<uint32_t>(wrappedProducts(x, x + k, len - k)) << 1)
-                    : macInOrder(x, x + k, len - k).value;
+    // Only the last samples, which have no `order` successors, have to be moved.
+    const int whole = (len - 16) / 8 * 8, rest = len - whole;
+    simd::store(padded, simd::load(x + whole));
+    simd::store(padded + rest - 16, simd::load(x + len - 16));
+    simd::store(padded + rest - 8, simd::load(x + len - 8));
+    for (int i = 0; i < 24; i += 8)
+        simd::store(padded + rest + i, _mm_setzero_si128());
+    const auto sums = [&]<int lags>(int k) {
+        correlation::deep<lags>(r + k, correlation::Stretch{x, x + k, whole},
+                                correlation::Stretch{padded, padded + k, rest});
+    };
+    switch (order) {
+    case 8:
+        return sums.template operator()<9>(0);
+    case 10:
+        return sums.template operator()<11>(0);
+    case 16:
+        sums.template operator()<9>(0);
+        return sums.template operator()<8>(9);
+    default: {
+        int k = 0;
+        for (; order + 1 - k >= 6; k += 6)
+            sums.template operator()<6>(k);
+        for (; order + 1 - k >= 3; k += 3)
+            sums.template operator()<3>(k);
+        for (; k <= order; k++)
+            sums.template operator()<1>(k);
+    }
+    }
 }
 
 // The largest of c(lag) = sum of 2 * x[n] * y[n - lag], lag = low .. high, and its lag. Of equal ones the shortest lag,
@@ -33,10 +57,10 @@ enum class Wins { shortest, longest };
 // Whether no sum saturates. Of one signal the stretch that holds both vectors mostly tells.
 bool energiesFit(const int16_t *x, const int16_t *y, int len, int low, int high) {
     if (x == y && low <= len) {
-        const uint64_t whole = energy(y - high, high) + energy(y, len);
-        if (fitsSums(whole, whole)) return true;
+        const uint64_t whole = energyBound(y - high, high) + energyBound(y, len);
+        if (boundsFit(whole, whole)) return true;
     }
-    return fitsSums(energy(x, len), energy(y - high, high - low) + energy(y - low, len));
+    return boundsFit(energyBound(x, len), energyBound(y - high, high - low) + energyBound(y - low, len));
 }
 
 void searchLags(const int16_t *x, const int16_t *y, int len, int low, int high, Wins wins, int32_t *max, int *lag) {
@@ -67,7 +91,14 @@ ryxStatus ryxsAutoCorr_16s32s_u8(const int16_t *src, int len, int order, int32_t
     if (anyNull(src, dst)) return ryxStsNullPtr;
     if (len < 1 || order < 1) return ryxStsBadSize;
     if (order >= len) return ryxStsOutOfRange;
-    autocorrelate(src, len, order, dst);
+    const bool fits = autocorrelationFits(src, len);
+    if (fits && len <= longestFrame) {
+        wrappedProductsWithItself(src, len, order, dst);
+        shiftLeft(dst, order, 1);
+        return ryxStsOk;
+    }
+    for (int k = 0; k <= order; k++)
+        dst[k] = fits ? wrapMul32(2, wrappedProducts(src, src + k, len - k)) : macInOrder(src, src + k, len - k).value;
     return ryxStsOk;
 }
 
@@ -75,6 +106,11 @@ ryxStatus ryxsAutoCorr_NormE_16s32s_u8(const int16_t *src, int len, int order, i
     if (anyNull(src, dst, exponent)) return ryxStsNullPtr;
     if (len < 1 || len > longestFrame || order < 1) return ryxStsBadSize;
     if (order >= len) return ryxStsOutOfRange;
+    if (autocorrelationFits(src, len)) {
+        wrappedProductsWithItself(src, len, order, dst);
+        *exponent = normaliseSums(dst, order);
+        return ryxStsOk;
+    }
     int16_t scaled[2 * longestFrame];
     std::copy_n(src, len, scaled);
     std::fill_n(scaled + len, order, int16_t{0});

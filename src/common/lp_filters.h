@@ -181,6 +181,8 @@ template <int order> class SynthesisChain {
 
 public:
     static constexpr int past = (order + 3) / 4 * 4, lookAhead = 4 * vectors + 4; // zeros around the input
+    // So many inputs, a multiple of eight, have to be there when y[0 .. 7] are asked for.
+    static constexpr int preparedAhead = (4 * vectors + 17) / 8 * 8;
 
     // history: y[-order .. -1]. input: as arrange() leaves it.
     SynthesisChain(const int16_t *a, const int16_t *history, const int32_t *input, int down) : SynthesisChain(a, down) {
@@ -303,47 +305,59 @@ template <int order> bool termsFit(const int16_t *a, int first, const int16_t *c
 
 // y = x / A(z), n up to 320 samples, with the first coefficient `gain` and the history y[-order .. -1] at `history`. x may
 // be y. Returns whether anything saturated: a product, a sum, the shift or the rounding. ending: the latest 16 outputs, for
-// n a multiple of 8 from 16 on. beside(i, k) is called before the outputs i + 2 k and i + 2 k + 1,
-// k = 0 .. 3: the chain leaves room for others, which get on best where they take their steps with it.
+// n a multiple of 8 from 16 on. beside(i, k) is called before the outputs i + 2 k and i + 2 k + 1, k = 0 .. 3: the chain
+// leaves room for others, which get on best where they take their steps with it.
 struct NothingBeside {
     void operator()(int, int) const {}
 };
-template <int order, class Beside = NothingBeside> bool synthesise(const int16_t *a, int16_t gain, const int16_t *x,
-                                                                   int16_t *y, int n, const int16_t *history, int up,
-                                                                   simd::Vector *ending, Beside beside = {}) {
+enum class Start { fromRest, fromHistory }; // from rest the history is not looked at
+template <int order, Start start = Start::fromHistory, class Beside = NothingBeside>
+bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, int n, const int16_t *history, int up,
+                simd::Vector *ending, Beside beside = {}) {
     using Chain = SynthesisChain<order>;
     constexpr int longest = 320;
     const int down = 15 - up;
     const simd::Vector half = simd::dwords(1 << (down - 1)), gains = simd::words(gain);
-    alignas(16) int32_t inputs[Chain::past + longest + 8 + Chain::lookAhead];
+    alignas(16) int32_t inputs[Chain::past + longest + 8 + Chain::preparedAhead];
     alignas(16) int16_t source[longest + 8]; // x, in case that y takes its place
     int32_t *const input = inputs + Chain::past;
     Range range;
 
-    const auto prepare = [&](simd::Vector words, int i) {
+    // The inputs of eight outputs. They are got ready while the chain is busy with earlier outputs.
+    const auto prepareWords = [&](simd::Vector words, int i) {
         const simd::Dwords products = simd::products(words, gains);
         range.add(words);
         simd::store(source + i, words);
         simd::store(input + i, Chain::arrange(_mm_add_epi32(products.front, half)));
         simd::store(input + i + 4, Chain::arrange(_mm_add_epi32(products.back, half)));
     };
+    const auto prepare = [&](int i) {
+        if (i + 8 <= n) {
+            prepareWords(simd::load(x + i), i);
+        } else if (i < n) {
+            int16_t rest[8] = {};
+            std::copy(x + i, x + n, rest);
+            prepareWords(simd::load(rest), i);
+        } else {
+            simd::store(input + i, _mm_setzero_si128());
+            simd::store(input + i + 4, _mm_setzero_si128());
+        }
+    };
     for (int i = 0; i < Chain::past; i += 4)
         simd::store(inputs + i, _mm_setzero_si128());
-    int i = 0;
-    for (; i + 8 <= n; i += 8)
-        prepare(simd::load(x + i), i);
-    if (i < n) {
-        int16_t rest[8] = {};
-        std::copy(x + i, x + n, rest);
-        prepare(simd::load(rest), i);
-        i += 8;
-    }
-    for (int end = i + Chain::lookAhead; i < end; i += 4)
-        simd::store(input + i, _mm_setzero_si128());
+    for (int i = 0; i < Chain::preparedAhead; i += 8)
+        prepare(i);
 
-    Chain chain(a, history, input, down);
+    Chain chain = [=] {
+        if constexpr (start == Start::fromRest)
+            return Chain(a, input, down);
+        else
+            return Chain(a, history, input, down);
+    }();
     simd::Vector before = _mm_setzero_si128(), latest = before;
-    for (i = 0; i + 8 <= n; i += 8) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        prepare(i + Chain::preparedAhead);
         simd::Vector pairs[4];
 #pragma GCC unroll 4
         for (int k = 0; k < 4; k++) {
@@ -355,6 +369,13 @@ template <int order, class Beside = NothingBeside> bool synthesise(const int16_t
         simd::store(y + i, words);
         before = std::exchange(latest, words);
     }
+    if (n - i >= 4) {
+        const simd::Vector p0 = chain.next(), p1 = chain.next(), words = _mm_unpacklo_epi32(p0, p1);
+        range.add(words);
+        simd::store64(y + i, words);
+        i += 4;
+    }
+    const int checked = i;
     for (; i < n; i += 2) {
         const simd::Vector pair = chain.next();
         simd::storeWord(y + i, pair);
@@ -362,15 +383,22 @@ template <int order, class Beside = NothingBeside> bool synthesise(const int16_t
     }
     ending[0] = before;
     ending[1] = latest;
-    range.add(y + n / 8 * 8, n % 8);
-    range.add(history, order);
+    range.add(y + checked, n - checked);
+    if constexpr (start == Start::fromHistory) {
+        range.add(simd::load(history));
+        range.add(simd::load(history + order - 8));
+        if constexpr (order > 16) range.add(simd::load(history + 8));
+    }
 
     // An output of -32768 may have been rounded to where a saturated one is. The last pair may go beyond the end.
     bool saturated = chain.clipped();
     const bool unsure = saturated ? n % 2 != 0 : !range.isWithin(max16);
     if (unsure || !range.isWithin(largestSample(sumOfMagnitudes<order>(a, gain)))) [[unlikely]] {
         int16_t redone[order + longest];
-        std::copy_n(history, order, redone);
+        if constexpr (start == Start::fromRest)
+            std::fill_n(redone, order, int16_t{0});
+        else
+            std::copy_n(history, order, redone);
         std::copy_n(y, n, redone + order);
         if (unsure || !termsFit<order>(a, gain, source, redone + order, n)) {
             saturated = in_order::synthesis<order>(a, gain, source, redone + order, n, up);
@@ -418,9 +446,9 @@ bool synthesisFilter(const int16_t *a, const int16_t *x, int16_t *y, int n, int1
 }
 
 // From rest: zero-state response, or with x = 1, 0, 0, ... the impulse response.
-template <int order> bool zeroStateResponse(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
-    int16_t rest[order] = {};
-    return synthesisFilter<order>(a, a[0], x, y, n, rest, Memory::keep, up);
+template <int order> void zeroStateResponse(const int16_t *a, const int16_t *x, int16_t *y, int n, int up = 3) {
+    simd::Vector ending[2];
+    synthesise<order, Start::fromRest>(a, a[0], x, y, n, nullptr, up, ending);
 }
 
 } // namespace

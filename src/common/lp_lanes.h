@@ -18,7 +18,6 @@ struct FilterRun {
     int16_t *y;
     const int16_t *history; // y[-order .. -1]; none from rest
 };
-enum class Start { fromRest, fromHistory };
 
 // The recursion of SynthesisChain for two filters at once, in vectors: a pair of samples takes a fifth longer, but it is one
 // of both. Every vector of pairs holds that of the first filter twice, then that of the second one. What does not fit 16
@@ -155,10 +154,8 @@ BothSaturated synthesiseBoth(const FilterRun &first, const FilterRun &second, in
     if (range.isWithin(largest) && chains.range().isWithin(largest)) [[likely]]
         return {false, false};
     const auto again = [&](const FilterRun &run) {
-        const int16_t rest[order] = {};
         simd::Vector ending[2];
-        const int16_t *const history = start == Start::fromRest ? rest : run.history;
-        return synthesise<order>(run.a, run.a[0], run.x, run.y, n, history, up, ending);
+        return synthesise<order, start>(run.a, run.a[0], run.x, run.y, n, run.history, up, ending);
     };
     return {again(first), again(second)};
 }

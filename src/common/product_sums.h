@@ -4,11 +4,14 @@
 //
 // Where 2 * sum |x[i] * y[i]| and the start fit 31 bits, nothing saturates, whatever the order: such sums are taken with
 // pmaddwd modulo 2^32. By Cauchy's inequality they fit if energy(x) * energy(y) < 2^60, and one look at the energies
-// serves for all lags of a search. Everything else takes the terms one by one.
+// serves for all lags of a search; a bound of them is enough for it, and takes half the time. Everything else takes the
+// terms one by one.
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <utility>
 
 #include "common/fixed_point.h"
 #include "common/simd.h"
@@ -73,6 +76,77 @@ inline bool fitsSums(uint64_t energyX, uint64_t energyY) {
     return static_cast<unsigned __int128>(energyX) * energyY < uint64_t{1} << 60;
 }
 
+// An upper bound of the energy of some words, in units of 2^16: the sum of the upper halves of the squares, and 1 for each
+// word's lower half. Beyond 2^28 where a lane is full.
+class EnergyBound {
+    using Vector = simd::Vector;
+
+public:
+    void add(Vector words) { sums_ = _mm_adds_epu16(sums_, _mm_mulhi_epi16(words, words)); }
+    void add(const EnergyBound &other) { sums_ = _mm_adds_epu16(sums_, other.sums_); }
+
+    // -1 in the lanes that are full.
+    Vector full() const { return _mm_cmpeq_epi16(sums_, simd::words(-1)); }
+    // The sums in four dwords.
+    Vector dwords() const {
+        return _mm_add_epi32(_mm_and_si128(sums_, simd::dwords(0xffff)), _mm_srli_epi32(sums_, 16));
+    }
+    uint64_t of(int n) const {
+        const auto sum = static_cast<uint64_t>(simd::sumOfDwords(dwords()));
+        return sum + static_cast<uint64_t>(n) + (_mm_movemask_epi8(full()) != 0 ? uint64_t{1} << 28 : 0);
+    }
+
+private:
+    Vector sums_ = _mm_setzero_si128();
+};
+
+inline uint64_t energyBound(const int16_t *x, int n) {
+    EnergyBound even, odd;
+    int i = 0;
+    for (; n - i >= 16; i += 16) {
+        even.add(simd::load(x + i));
+        odd.add(simd::load(x + i + 8));
+    }
+    for (; n - i >= 4; i += 4)
+        even.add(simd::load64(x + i));
+    for (; i < n; i++)
+        odd.add(simd::loadWord(x + i));
+    even.add(odd);
+    return even.of(n);
+}
+
+// Whether no sum of doubled products of two vectors with these bounds can saturate, as above; false now and then where
+// the energies themselves would just tell.
+inline bool boundsFit(uint64_t boundX, uint64_t boundY) {
+    return boundX * boundY < 1 << 28;
+}
+// The same for the bounds of n words each, and of two vectors of n words.
+inline bool boundsFit(const EnergyBound &x, const EnergyBound &y, int n) {
+    const simd::Vector sums = _mm_hadd_epi32(x.dwords(), y.dwords());
+    const auto both = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_hadd_epi32(sums, sums)));
+    const auto count = static_cast<uint64_t>(n);
+    return _mm_movemask_epi8(_mm_or_si128(x.full(), y.full())) == 0 &&
+           boundsFit((both & 0xffffffff) + count, (both >> 32) + count);
+}
+[[gnu::noinline]] inline bool productsFit(const int16_t *x, const int16_t *y, int n) {
+    EnergyBound boundX, boundY;
+    int i = 0;
+    for (; n - i >= 8; i += 8) {
+        boundX.add(simd::load(x + i));
+        boundY.add(simd::load(y + i));
+    }
+    if (n - i >= 4) {
+        boundX.add(simd::load64(x + i));
+        boundY.add(simd::load64(y + i));
+        i += 4;
+    }
+    for (; i < n; i++) {
+        boundX.add(simd::loadWord(x + i));
+        boundY.add(simd::loadWord(y + i));
+    }
+    return boundsFit(boundX, boundY, n);
+}
+
 // start + sum of 2 * x[i]^2 for start >= 0: no term is negative, so only the end counts.
 inline WatchedSum macEnergy(const int16_t *x, int n, int32_t start = 0) {
     const uint64_t sum = 2 * energy(x, n) + static_cast<uint64_t>(start);
@@ -110,9 +184,26 @@ inline int32_t wrappedProducts(const int16_t *x, const int16_t *y, int n) {
 
 // start + sum of 2 * x[i] * y[i], start 0 or 1.
 [[gnu::noinline]] inline WatchedSum macProducts(const int16_t *x, const int16_t *y, int n, int32_t start = 0) {
-    if (!fitsSums(energy(x, n), energy(y, n))) [[unlikely]]
+    using simd::Vector;
+    EnergyBound boundX, boundY;
+    Vector sums = _mm_setzero_si128();
+    const auto add = [&](Vector wordsX, Vector wordsY) {
+        sums = _mm_add_epi32(sums, _mm_madd_epi16(wordsX, wordsY));
+        boundX.add(wordsX);
+        boundY.add(wordsY);
+    };
+    int i = 0;
+    for (; n - i >= 8; i += 8)
+        add(simd::load(x + i), simd::load(y + i));
+    if (n - i >= 4) {
+        add(simd::load64(x + i), simd::load64(y + i));
+        i += 4;
+    }
+    for (; i < n; i++)
+        add(simd::loadWord(x + i), simd::loadWord(y + i));
+    if (!boundsFit(boundX, boundY, n)) [[unlikely]]
         return macInOrder(x, y, n, start);
-    return {wrapAdd32(start, wrapMul32(2, wrappedProducts(x, y, n))), false};
+    return {wrapAdd32(start, wrapMul32(2, simd::sumOfDwords(sums))), false};
 }
 
 // Correlations, out[k] = sum over i = 0 .. n - 1 of x[i] * y[i + k], modulo 2^32.
@@ -120,31 +211,50 @@ namespace correlation {
 
 using simd::Vector;
 
-// `lags` of them, each in lanes of its own that are added in the end: for long vectors and few lags.
-template <int lags> [[gnu::noinline]] void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
-    constexpr int rounded = (lags + 3) / 4 * 4;
-    Vector sums[rounded];
-#pragma GCC unroll 12
-    for (Vector &sum : sums) // in registers all along
-        sum = _mm_setzero_si128();
-    int i = 0;
-    for (; n - i >= 8; i += 8) {
-        const Vector words = simd::load(x + i);
-#pragma GCC unroll 12
-        for (int k = 0; k < lags; k++)
-            sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load(y + i + k)));
+// Runs step.operator()<k>() for k = 0 .. count - 1: with constant indices the sums stay in registers.
+template <int count, class Step> [[gnu::always_inline]] inline void forEach(Step step) {
+    [&]<int... k>(std::integer_sequence<int, k...>) __attribute__((always_inline)) {
+        (step.template operator()<k>(), ...);
     }
-    if (n - i >= 4) {
-        const Vector words = simd::load64(x + i);
-#pragma GCC unroll 12
-        for (int k = 0; k < lags; k++)
-            sums[k] = _mm_add_epi32(sums[k], _mm_madd_epi16(words, simd::load64(y + i + k)));
-        i += 4;
-    }
-    for (; i < n; i++)
-#pragma GCC unroll 12
-        for (int k = 0; k < lags; k++)
-            sums[k] = _mm_add_epi32(sums[k], _mm_cvtsi32_si128(x[i] * y[i + k]));
+    (std::make_integer_sequence<int, count>());
+}
+
+// sum += x * y, here and now: the compiler reorders long sums until they spill.
+inline void addProducts(Vector &sum, Vector x, Vector y) {
+    sum = _mm_add_epi32(sum, _mm_madd_epi16(x, y));
+    simd::finish(sum);
+}
+
+// `lags` of them, each in lanes of its own that are added in the end: for long vectors and few lags. The sums go over
+// several stretches of x and y.
+struct Stretch {
+    const int16_t *x, *y;
+    int n;
+};
+template <int lags, class... Stretches> [[gnu::noinline]] void deep(int32_t *out, Stretches... stretches) {
+    Vector sums[(lags + 3) / 4 * 4];
+    forEach<(lags + 3) / 4 * 4>([&]<int k>() __attribute__((always_inline)) { sums[k] = _mm_setzero_si128(); });
+    const auto add = [&](Stretch stretch) __attribute__((always_inline)) {
+        const auto [x, y, n] = stretch;
+        const int16_t *current = x, *later = y;
+        for (const int16_t *const end = x + n / 8 * 8; current < end; current += 8, later += 8) {
+            const Vector words = simd::load(current);
+            forEach<lags>([&]<int k>()
+                              __attribute__((always_inline)) { addProducts(sums[k], simd::load(later + k), words); });
+        }
+        if (n % 8 >= 4) {
+            const Vector words = simd::load64(current);
+            forEach<lags>([&]<int k>()
+                              __attribute__((always_inline)) { addProducts(sums[k], simd::load64(later + k), words); });
+            current += 4;
+            later += 4;
+        }
+        for (; current < x + n; current++, later++)
+            forEach<lags>([&]<int k>() __attribute__((always_inline)) {
+                addProducts(sums[k], simd::loadWord(later + k), simd::loadWord(current));
+            });
+    };
+    (add(stretches), ...);
     for (int k = 0; k + 4 <= lags; k += 4)
         simd::store(out + k, simd::sumsOfDwords(sums + k));
     if constexpr (lags % 4 != 0) {
@@ -154,31 +264,51 @@ template <int lags> [[gnu::noinline]] void deep(const int16_t *x, const int16_t 
     }
 }
 
-// `lags` of them, a multiple of 8, in a lane each: those of even and of odd k apart.
+template <int lags> void deep(const int16_t *x, const int16_t *y, int n, int32_t *out) {
+    deep<lags>(out, Stretch{x, y, n});
+}
+
+// `lags` of them, a multiple of 8, in a lane each. Those of even k come from pairs of samples x[i], x[i + 1] with i even;
+// those of odd k from pairs x[i - 1], x[i], which meet the same words of y.
 template <int lags> [[gnu::noinline]] void wide(const int16_t *x, const int16_t *y, int n, int32_t *out) {
-    Vector even[lags / 8], odd[lags / 8];
-    for (int v = 0; v < lags / 8; v++)
-        even[v] = odd[v] = _mm_setzero_si128();
+    constexpr int vectors = lags / 8;
+    Vector even[vectors], odd[vectors];
+    forEach<vectors>([&]<int v>() __attribute__((always_inline)) { even[v] = odd[v] = _mm_setzero_si128(); });
+    const auto add = [&](Vector pair, Vector past, const int16_t *from) __attribute__((always_inline)) {
+        asm("" : "+r"(from)); // or else words that come again later are kept on the stack until then
+        forEach<vectors>([&]<int v>() __attribute__((always_inline)) {
+            const Vector words = simd::load(from + 8 * v);
+            addProducts(even[v], words, pair);
+            addProducts(odd[v], words, past);
+        });
+    };
     int i = 0;
-    for (; i <= n - 2; i += 2) {
-        const Vector pair = _mm_shuffle_epi32(simd::load32(x + i), 0);
-#pragma GCC unroll 4
-        for (int v = 0; v < lags / 8; v++) {
-            even[v] = _mm_add_epi32(even[v], _mm_madd_epi16(pair, simd::load(y + i + 8 * v)));
-            odd[v] = _mm_add_epi32(odd[v], _mm_madd_epi16(pair, simd::load(y + i + 8 * v + 1)));
-        }
+    Vector before = _mm_setzero_si128();
+    for (; i <= n - 8; i += 8) {
+        const Vector now = simd::load(x + i), past = _mm_alignr_epi8(now, before, 14);
+        before = now;
+        add(_mm_shuffle_epi32(now, 0), _mm_shuffle_epi32(past, 0), y + i);
+        add(_mm_shuffle_epi32(now, 0x55), _mm_shuffle_epi32(past, 0x55), y + i + 2);
+        add(_mm_shuffle_epi32(now, 0xaa), _mm_shuffle_epi32(past, 0xaa), y + i + 4);
+        add(_mm_shuffle_epi32(now, 0xff), _mm_shuffle_epi32(past, 0xff), y + i + 6);
     }
-    if (i < n) { // nothing behind the last y that is needed is read
-        const Vector low = _mm_set1_epi32(static_cast<uint16_t>(x[i])), high = _mm_slli_epi32(low, 16);
-        for (int v = 0; v < lags / 8; v++) {
-            even[v] = _mm_add_epi32(even[v], _mm_madd_epi16(low, simd::load(y + i + 8 * v)));
-            odd[v] = _mm_add_epi32(odd[v], _mm_madd_epi16(high, simd::load(y + i + 8 * v)));
-        }
+    before = _mm_srli_si128(before, 14);
+    for (int k = 0; k < n % 8; k += 2) { // the last sample of an odd number goes with a zero
+        const Vector now = k + 1 < n % 8 ? simd::load32(x + i + k) : simd::loadWord(x + i + k);
+        const Vector past = _mm_or_si128(_mm_slli_epi32(now, 16), before);
+        before = _mm_srli_epi32(now, 16);
+        add(_mm_shuffle_epi32(now, 0), _mm_shuffle_epi32(past, 0), y + i + k);
     }
-    for (int v = 0; v < lags / 8; v++) {
+    if (n % 2 == 0) { // nothing behind the last y that is needed is read
+        const Vector last = _mm_slli_epi32(_mm_shuffle_epi32(before, 0), 16);
+        forEach<vectors>([&]<int v>() __attribute__((always_inline)) {
+            addProducts(odd[v], simd::load(y + n - 1 + 8 * v), last);
+        });
+    }
+    forEach<vectors>([&]<int v>() __attribute__((always_inline)) {
         simd::store(out + 8 * v, _mm_unpacklo_epi32(even[v], odd[v]));
         simd::store(out + 8 * v + 4, _mm_unpackhi_epi32(even[v], odd[v]));
-    }
+    });
 }
 
 // Eight of them, n a multiple of 8.
@@ -203,19 +333,43 @@ inline void eight(const int16_t *x, const int16_t *y, int n, int32_t *out) {
 // Lags of a search: y = x - longest lag, so that out[k] belongs to the lag longest - k.
 inline void wrappedCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out) {
     int k = 0;
-    if (count >= 24 || n < 128) {
-        for (; count - k >= 32; k += 32)
+    if (count >= 24 || (count >= 8 && n < 128)) {
+        // As few and as wide passes as there can be; the last one may repeat some lags of the one before.
+        for (; count - k > 40; k += 32)
             correlation::wide<32>(x, y + k, n, out + k);
-        for (; count - k >= 8; k += 8)
-            n % 8 == 0 ? correlation::eight(x, y + k, n, out + k) : correlation::wide<8>(x, y + k, n, out + k);
-    } else {
-        for (; count - k >= 11; k += 11)
-            correlation::deep<11>(x, y + k, n, out + k);
+        const auto pass = [&](int groups) {
+            const int at = std::min(k, count - 8 * groups);
+            switch (groups) {
+            case 4:
+                return correlation::wide<32>(x, y + at, n, out + at);
+            case 3:
+                return correlation::wide<24>(x, y + at, n, out + at);
+            case 2:
+                return correlation::wide<16>(x, y + at, n, out + at);
+            case 1:
+                if (n % 8 == 0) return correlation::eight(x, y + at, n, out + at);
+                return correlation::wide<8>(x, y + at, n, out + at);
+            }
+        };
+        const int groups = (count - k + 7) / 8;
+        const int first = groups == 5 || (k == 0 && count % 8 != 0) ? (groups + 1) / 2 : groups;
+        pass(first);
+        k += 8 * first;
+        pass(groups - first);
+        return;
     }
-    for (; count - k >= 6; k += 6)
-        correlation::deep<6>(x, y + k, n, out + k);
-    for (; count - k >= 3; k += 3)
-        correlation::deep<3>(x, y + k, n, out + k);
+    const auto pass = [&]<int lags>() {
+        correlation::deep<lags>(x, y + k, n, out + k);
+        k += lags;
+    };
+    if (count == 17) pass.template operator()<9>();
+    if (count - k == 8) pass.template operator()<8>();
+    while (count - k >= 11)
+        pass.template operator()<11>();
+    while (count - k >= 6)
+        pass.template operator()<6>();
+    while (count - k >= 3)
+        pass.template operator()<3>();
     for (; k < count; k++)
         out[k] = wrappedProducts(x, y + k, n);
 }
@@ -233,7 +387,7 @@ inline void macCorrelations(const int16_t *x, const int16_t *y, int n, int count
     }
 }
 inline void macCorrelations(const int16_t *x, const int16_t *y, int n, int count, int32_t *out) {
-    macCorrelations(x, y, n, count, out, fitsSums(energy(x, n), energy(y, n + count - 1)));
+    macCorrelations(x, y, n, count, out, boundsFit(energyBound(x, n), energyBound(y, n + count - 1)));
 }
 
 // The largest of count >= 1 values and its index: of equal ones the first, or the last.
@@ -245,19 +399,33 @@ inline int32_t largest(const int32_t *values, int count) {
     using simd::Vector;
     const auto greater = [](Vector x, Vector y) { return simd::select(_mm_cmpgt_epi32(x, y), x, y); };
     if (count < 4) return *std::max_element(values, values + count);
-    Vector best = simd::load(values + count - 4);
-    for (int k = 0; k + 4 <= count; k += 4)
-        best = greater(best, simd::load(values + k));
-    best = greater(best, _mm_unpackhi_epi64(best, best));
-    best = greater(best, _mm_shuffle_epi32(best, 0x55));
-    return _mm_cvtsi128_si32(best);
+    // Four at a time that do not wait for one another.
+    Vector best[4];
+    for (Vector &lane : best)
+        lane = simd::load(values + count - 4);
+    int k = 0;
+    for (; k + 16 <= count; k += 16)
+        for (int lane = 0; lane < 4; lane++)
+            best[lane] = greater(best[lane], simd::load(values + k + 4 * lane));
+    for (int lane = 0; k + 4 <= count; k += 4, lane++)
+        best[lane] = greater(best[lane], simd::load(values + k));
+    best[0] = greater(greater(best[0], best[1]), greater(best[2], best[3]));
+    best[0] = greater(best[0], _mm_unpackhi_epi64(best[0], best[0]));
+    best[0] = greater(best[0], _mm_shuffle_epi32(best[0], 0x55));
+    return _mm_cvtsi128_si32(best[0]);
+}
+// Where in 16 values one stands, bit by bit.
+inline uint32_t placesOf(simd::Vector value, const int32_t *values) {
+    const auto equal = [=](int k) { return _mm_cmpeq_epi32(simd::load(values + k), value); };
+    const simd::Vector front = _mm_packs_epi32(equal(0), equal(4)), back = _mm_packs_epi32(equal(8), equal(12));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(front, back)));
 }
 inline IndexedValue firstLargest(const int32_t *values, int count) {
     const int32_t value = largest(values, count);
     const simd::Vector wanted = simd::dwords(value);
     int k = 0;
-    while (k + 4 <= count && _mm_movemask_epi8(_mm_cmpeq_epi32(simd::load(values + k), wanted)) == 0)
-        k += 4;
+    for (; k + 16 <= count; k += 16)
+        if (const uint32_t places = placesOf(wanted, values + k)) return {value, k + std::countr_zero(places)};
     while (values[k] != value)
         k++;
     return {value, k};
@@ -266,8 +434,8 @@ inline IndexedValue lastLargest(const int32_t *values, int count) {
     const int32_t value = largest(values, count);
     const simd::Vector wanted = simd::dwords(value);
     int k = count;
-    while (k >= 4 && _mm_movemask_epi8(_mm_cmpeq_epi32(simd::load(values + k - 4), wanted)) == 0)
-        k -= 4;
+    for (; k >= 16; k -= 16)
+        if (const uint32_t places = placesOf(wanted, values + k - 16)) return {value, k - 16 + floorLog2(places)};
     do
         k--;
     while (values[k] != value);

@@ -12,28 +12,27 @@ namespace {
 
 constexpr int highestOrder = 20;
 
-// The coefficients and the history of a filter, brought to an order that the kernels have. Zeros change nothing.
-template <int order> struct Padded {
-    Padded(const int16_t *lpc, int givenOrder, const int16_t *past) {
-        std::copy_n(lpc, givenOrder + 1, a);
-        std::copy_n(past, givenOrder, history + order - givenOrder);
-    }
-
-    int16_t a[order + 1] = {}, history[order] = {};
-};
-
-template <int order> bool synthesiseBlocks(const int16_t *lpc, int givenOrder, const int16_t *src, int16_t *dst,
-                                           int len, const int16_t *history, int up) {
+// In blocks that the kernels take. Later ones have their history in front of them, among the outputs.
+template <int order, Start start>
+bool synthesiseBlocks(const int16_t *lpc, const int16_t *src, int16_t *dst, int len, const int16_t *history, int up) {
     constexpr int longest = 320;
-    const Padded<order> padded(lpc, givenOrder, history);
-    bool saturated = false;
-    int16_t memory[order];
-    std::copy_n(padded.history, order, memory);
-    for (int i = 0, count; i < len; i += count) {
+    simd::Vector ending[2];
+    int count = std::min(longest, len);
+    bool saturated = synthesise<order, start>(lpc, lpc[0], src, dst, count, history, up, ending);
+    for (int i = count; i < len; i += count) {
         count = std::min(longest, len - i);
-        saturated |= synthesisFilter<order>(padded.a, lpc[0], src + i, dst + i, count, memory, Memory::update, up);
+        saturated |= synthesise<order>(lpc, lpc[0], src + i, dst + i, count, dst + i - order, up, ending);
     }
     return saturated;
+}
+
+// Coefficients and history brought to an order that the kernels have. Zeros change nothing.
+template <int order, Start start> bool synthesisePadded(const int16_t *lpc, int givenOrder, const int16_t *src,
+                                                        int16_t *dst, int len, const int16_t *history, int up) {
+    int16_t a[order + 1] = {}, past[order] = {};
+    std::copy_n(lpc, givenOrder + 1, a);
+    if (start == Start::fromHistory) std::copy_n(history, givenOrder, past + order - givenOrder);
+    return synthesiseBlocks<order, start>(a, src, dst, len, past, up);
 }
 
 // Scales that the kernels do not have, term by term.
@@ -56,12 +55,14 @@ bool synthesiseAtAnyScale(const int16_t *lpc, int order, const int16_t *src, int
 }
 
 // dst[n] = round(L_shl(2 lpc[0] src[n] - sum of 2 lpc[k] dst[n - k], 15 - sf)), saturating; whether anything did.
-bool synthesise(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len, const int16_t *history,
-                int sf) {
+template <Start start> bool synthesise(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
+                                       const int16_t *history, int sf) {
     if (sf < 1 || sf > 15) return synthesiseAtAnyScale(lpc, order, src, dst, len, history, sf);
-    if (order <= 10) return synthesiseBlocks<10>(lpc, order, src, dst, len, history, 15 - sf);
-    if (order <= 16) return synthesiseBlocks<16>(lpc, order, src, dst, len, history, 15 - sf);
-    return synthesiseBlocks<highestOrder>(lpc, order, src, dst, len, history, 15 - sf);
+    if (order == 10) return synthesiseBlocks<10, start>(lpc, src, dst, len, history, 15 - sf);
+    if (order == 16) return synthesiseBlocks<16, start>(lpc, src, dst, len, history, 15 - sf);
+    if (order < 10) return synthesisePadded<10, start>(lpc, order, src, dst, len, history, 15 - sf);
+    if (order < 16) return synthesisePadded<16, start>(lpc, order, src, dst, len, history, 15 - sf);
+    return synthesisePadded<highestOrder, start>(lpc, order, src, dst, len, history, 15 - sf);
 }
 
 ryxStatus synthesisFilterChecked(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len,
@@ -70,15 +71,14 @@ ryxStatus synthesisFilterChecked(const int16_t *lpc, int order, const int16_t *s
     if (len < 1 || order < 1) return ryxStsBadSize;
     if (order > highestOrder) return ryxStsOutOfRange;
     if (sf < 0) return ryxStsBadScale;
-    return synthesise(lpc, order, src, dst, len, history, sf) ? ryxStsOverflow : ryxStsOk;
+    return synthesise<Start::fromHistory>(lpc, order, src, dst, len, history, sf) ? ryxStsOverflow : ryxStsOk;
 }
 
 ryxStatus zeroStateResponseChecked(const int16_t *lpc, int order, const int16_t *src, int16_t *dst, int len) {
     if (anyNull(lpc, src, dst)) return ryxStsNullPtr;
     if (len < 1 || order < 1) return ryxStsBadSize;
     if (order > highestOrder) return ryxStsOutOfRange;
-    const int16_t rest[highestOrder] = {};
-    synthesise(lpc, order, src, dst, len, rest, 12);
+    synthesise<Start::fromRest>(lpc, order, src, dst, len, nullptr, 12);
     return ryxStsOk;
 }
 
@@ -131,20 +131,20 @@ private:
 template <int vectors>
 void synthesiseLow(const int16_t *lpc, int order, int16_t *srcDst, int len, const int16_t *history, int sf) {
     constexpr int longest = 320, ahead = LowSynthesis<vectors>::ahead;
-    int16_t past[highestOrder], terms[ahead + longest + ahead] = {};
-    std::copy_n(history, order, past);
+    int16_t terms[ahead + longest + ahead];
+    std::fill_n(terms, ahead, int16_t{0});
     const ScaledByConstant scaled(lpc[0], sf);
     for (int i = 0, count; i < len; i += count) {
         count = std::min(longest, len - i);
         int16_t *const block = srcDst + i, *const input = terms + ahead;
+        const int16_t *const past = i == 0 ? history : block - order;
         mapWords(input, count, scaled, block);
+        std::fill_n(input + count, ahead, int16_t{0});
         LowSynthesis<vectors> filter(lpc, order, input - order, sf);
         for (int k = 0; k < order; k++) // the sums that the history completes do not count
             filter.take(simd::loadWord(past + k), input + ahead - order + k);
         for (int n = 0; n < count; n++)
             simd::storeWord(block + n, filter.next(input + n + ahead));
-        for (int k = 0; k < order; k++)
-            past[k] = count - order + k >= 0 ? block[count - order + k] : past[k + count];
     }
 }
 
