@@ -420,7 +420,7 @@ inline uint32_t placesOf(simd::Vector value, const int32_t *values) {
     const simd::Vector front = _mm_packs_epi32(equal(0), equal(4)), back = _mm_packs_epi32(equal(8), equal(12));
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(front, back)));
 }
-inline IndexedValue firstLargest(const int32_t *values, int count) {
+[[gnu::noinline]] inline IndexedValue firstLargest(const int32_t *values, int count) {
     const int32_t value = largest(values, count);
     const simd::Vector wanted = simd::dwords(value);
     int k = 0;
@@ -430,7 +430,7 @@ inline IndexedValue firstLargest(const int32_t *values, int count) {
         k++;
     return {value, k};
 }
-inline IndexedValue lastLargest(const int32_t *values, int count) {
+[[gnu::noinline]] inline IndexedValue lastLargest(const int32_t *values, int count) {
     const int32_t value = largest(values, count);
     const simd::Vector wanted = simd::dwords(value);
     int k = count;
