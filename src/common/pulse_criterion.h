@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The criterion of the algebraic codebook searches of GSM-AMR and AMR-WB: of candidates with squared correlation q and
-// energy a the one with the largest q/a is taken, the first one among equals. q/a is compared by cross products, so nothing is
-// divided.
+// The criterion of the algebraic codebook searches of GSM-AMR, AMR-WB and G.729 Annex A: of candidates with squared
+// correlation q and energy a the one with the largest q/a is taken, the first one among equals. q/a is compared by cross
+// products, so nothing is divided.
 #pragma once
 
 #include <cstdint>

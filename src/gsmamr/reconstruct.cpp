@@ -20,7 +20,8 @@ void combineInOrder(int16_t *excitation, const int16_t *code, int16_t p, int16_t
         excitation[n] = round(L_shl(L_mac(L_mult(excitation[n], p), code[n], g), up));
 }
 
-// The last ten samples of both errors, as eight and the last eight of them. The filtered code vector counts codeGain / 2^codeShift.
+// The last ten samples of both errors, as eight and the last eight of them; the code's part is (filtered * codeGain) >>
+// codeShift.
 template <int codeShift> void updateMemories(const int16_t *speech, const int16_t *synthesis, const int16_t *target,
                                              const int16_t *adaptive, const int16_t *filtered, int16_t pitchGain,
                                              int16_t codeGain, int16_t *synthesisMemory, int16_t *weightingMemory) {
