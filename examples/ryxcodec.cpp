@@ -42,7 +42,8 @@ const ProgramDescription program = {
     "\n"
     "The format of a stream follows from its name (.amr .awb .gsm .g722 .g723 .g726 .g728\n"
     ".g729 .g7221 .cw .bit .pkt .cod), or from --format; `ryxcodec list` shows formats,\n"
-    "codecs and their rates. Where a format belongs to one codec, --codec can be left out.\n"
+    "codecs and their rates. Where a format belongs to one codec, or to one and its annex,\n"
+    "--codec can be left out. AMR and AMR-WB files are known by their first octets, too.\n"
     "\n"
     "  --codec NAME       the codec\n"
     "  --rate R           bit rate in kbit/s, as in 12.2; decoders of g722, g726, g729 and\n"
@@ -94,19 +95,48 @@ struct Choice {
     bool anyLength() const { return (codec.features & ryxCodecAnyLength) != 0; }
 };
 
+const ryxCodec &atSampleRate(const CommandLine &line, const ryxCodec &codec) {
+    const bool isWide = std::string(codec.name) == "g7221" && line.values.at("sample-rate") == "32000";
+    return isWide ? codecNamed("g7221c") : codec;
+}
+
 const ryxCodec *givenCodec(const CommandLine &line) {
-    std::string name = line.values.at("codec");
-    if (name.empty()) return nullptr;
-    if (name == "g7221" && line.values.at("sample-rate") == "32000") name = "g7221c";
-    return &codecNamed(name);
+    const std::string &name = line.values.at("codec");
+    return name.empty() ? nullptr : &atSampleRate(line, codecNamed(name));
+}
+
+// The codec that the options name, or the one of the format.
+const ryxCodec &codecFor(const CommandLine &line, const ryxCodecFormat &format, const fs::path &stream) {
+    if (const ryxCodec *codec = givenCodec(line)) return *codec;
+    if (const ryxCodec *codec = codecOf(format)) return atSampleRate(line, *codec);
+    throw Failure("the name " + stream.string() + " does not tell the codec; give --codec");
 }
 
 int indexOf(const std::vector<std::string> &words, const std::string &word) {
     return static_cast<int>(std::find(words.begin(), words.end(), word) - words.begin());
 }
 
+// Options that only one codec knows, and their values that mean nothing to any other.
+void refuseOptionsOfOthers(const CommandLine &line, const ryxCodec &codec) {
+    struct Special {
+        const char *option, *usual, *codec;
+    };
+    constexpr Special specials[] = {
+        {"sample-rate", "16000", "g7221c"}, {"no-highpass", "no", "g723"},  {"receive", "", "gsm-fr"},
+        {"loss-frame", "10", "g728"},       {"packing", "rfc3551", "g726"}, {"law", "linear", "g726"},
+    };
+    const auto refuse = [&](const std::string &option) {
+        throw Failure("--" + option + " means nothing to " + codec.name);
+    };
+    for (const Special &special : specials)
+        if (line.values.at(special.option) != special.usual && std::string(codec.name) != special.codec)
+            refuse(special.option);
+    if (line.values.at("no-postfilter") == "yes" && (codec.features & ryxCodecPostFilter) == 0) refuse("no-postfilter");
+}
+
 Choice choose(const CommandLine &line, const ryxCodec &codec) {
     const auto value = [&](const char *name) { return line.values.at(name); };
+    refuseOptionsOfOthers(line, codec);
     ryxCodecOptions options = {};
     const std::string rate = value("rate").empty() ? value("mode") : value("rate");
     options.rate = rate.empty() ? codec.defaultRate : rateOf(codec, rate);
@@ -281,31 +311,21 @@ void decodeAll(const CommandLine &line, const Choice &choice, FrameReader &strea
 
 void encode(const CommandLine &line) {
     const fs::path &source = line.files[0], &target = line.files[1];
-    const ryxCodec *codec = givenCodec(line);
-    const ryxCodecFormat &format = formatFor(line.values.at("format"), target, codec);
-    if (codec == nullptr) codec = codecOf(format);
-    if (codec == nullptr) throw Failure("the name " + target.string() + " does not tell the codec; give --codec");
-    const Choice choice = choose(line, *codec);
+    const ryxCodecFormat &format = formatFor(line.values.at("format"), target, givenCodec(line));
+    const ryxCodec &codec = codecFor(line, format, target);
+    const Choice choice = choose(line, codec);
     requireDifferentFiles(source, target);
-    const std::vector<int> rates = ratesIn(line.values.at("rates"), *codec);
-    FrameWriter stream(target, {&format, codec, choice.options.rate});
-    SpeechReader speech(source, codec->sampleRate);
+    const std::vector<int> rates = ratesIn(line.values.at("rates"), codec);
+    FrameWriter stream(target, {&format, &codec, choice.options.rate});
+    SpeechReader speech(source, codec.sampleRate);
     encodeAll(rates, choice, speech, stream);
     stream.commit();
 }
 
-// The codec of a stream to be read.
-Choice chooseForStream(const CommandLine &line, const ryxCodecFormat &format, const fs::path &source) {
-    const ryxCodec *codec = givenCodec(line);
-    if (codec == nullptr) codec = codecOf(format);
-    if (codec == nullptr) throw Failure("the name " + source.string() + " does not tell the codec; give --codec");
-    return choose(line, *codec);
-}
-
 void decode(const CommandLine &line) {
     const fs::path &source = line.files[0], &target = line.files[1];
-    const ryxCodecFormat &format = formatFor(line.values.at("format"), source, givenCodec(line));
-    const Choice choice = chooseForStream(line, format, source);
+    const ryxCodecFormat &format = formatOfStream(line.values.at("format"), source, givenCodec(line));
+    const Choice choice = choose(line, codecFor(line, format, source));
     requireDifferentFiles(source, target);
     SpeechWriter speech(target, choice.codec.sampleRate, formOf(choice));
     FrameReader stream(source, {&format, &choice.codec, choice.options.rate});
@@ -387,8 +407,8 @@ void roundTrip(const CommandLine &line) {
 
 void info(const CommandLine &line) {
     const fs::path &source = line.files[0];
-    const ryxCodecFormat &format = formatFor(line.values.at("format"), source, givenCodec(line));
-    const Choice choice = chooseForStream(line, format, source);
+    const ryxCodecFormat &format = formatOfStream(line.values.at("format"), source, givenCodec(line));
+    const Choice choice = choose(line, codecFor(line, format, source));
     FrameReader stream(source, {&format, &choice.codec, choice.options.rate});
     std::map<int, size_t> ofSize;
     size_t frames = 0, lost = 0, octets = 0;
@@ -412,19 +432,19 @@ void info(const CommandLine &line) {
 }
 
 void list() {
-    std::printf("codec     rate in kbit/s                                   sampling  frame    title\n");
+    std::printf("codec     rate in kbit/s                                         sampling  frame    title\n");
     for (int i = 0; const ryxCodec *codec = ryxcodecAt(i); i++) {
         std::string rates;
         for (int k = 0; k < codec->rateCount; k++)
             rates.append(k ? " " : "").append(codec->rates[k].name);
-        std::printf("%-9s %-48s %5d Hz  %4.1f ms  %s%s%s\n", codec->name, rates.c_str(), codec->sampleRate,
+        std::printf("%-9s %-54s %5d Hz  %4.1f ms  %s%s%s\n", codec->name, rates.c_str(), codec->sampleRate,
                     1000.0 * codec->frameLength / codec->sampleRate, codec->title,
                     codec->features & ryxCodecDtx ? ", DTX" : "",
                     codec->features & ryxCodecConcealment ? ", concealment" : "");
     }
-    std::printf("\nformat    codecs            title\n");
+    std::printf("\nformat    codecs                    title\n");
     for (int i = 0; const ryxCodecFormat *format = ryxcodecFormatAt(i); i++)
-        std::printf("%-9s %-17s %s\n", format->name, *format->codecs ? format->codecs : "all", format->title);
+        std::printf("%-9s %-25s %s\n", format->name, *format->codecs ? format->codecs : "all", format->title);
 }
 
 int run(int argc, char **argv) {

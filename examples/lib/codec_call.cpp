@@ -6,7 +6,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <sndfile.h>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -160,10 +162,28 @@ const ryxCodecFormat &formatFor(const std::string &word, const fs::path &path, c
     throw Failure("the name " + path.string() + " does not tell the format; give --format or --codec");
 }
 
+const ryxCodecFormat &formatOfStream(const std::string &word, const fs::path &path, const ryxCodec *codec) {
+    const std::string named = word.empty() ? formatOfExtension(path) : word;
+    const ryxCodecFormat *ofName = ryxcodecFormatFind(named.c_str());
+    if (isStandardStream(path) || !word.empty() || (ofName != nullptr && *ofName->header == 0))
+        return formatFor(word, path, codec);
+    char head[16] = {};
+    std::ifstream(path).read(head, sizeof head);
+    for (int i = 0; const ryxCodecFormat *format = ryxcodecFormatAt(i); i++) {
+        const size_t length = std::strlen(format->header);
+        const bool begins = length > 0 && std::memcmp(head, format->header, length) == 0;
+        if (begins && (codec == nullptr || takes(*format, *codec))) return *format;
+    }
+    return formatFor(word, path, codec);
+}
+
 const ryxCodec *codecOf(const ryxCodecFormat &format) {
-    const std::string list = format.codecs;
-    const size_t length = list.find(' ');
-    return length == list.npos || length + 1 != list.size() ? nullptr : ryxcodecFind(list.substr(0, length).c_str());
+    std::istringstream list(format.codecs);
+    std::string first;
+    list >> first;
+    for (std::string other; list >> other;)
+        if (!other.starts_with(first)) return nullptr;
+    return ryxcodecFind(first.c_str());
 }
 
 FrameReader::FrameReader(const fs::path &path, const StreamForm &form)

@@ -59,7 +59,10 @@ struct StreamForm {
 /** The format of a word of --format, or of a file's extension when the word is empty; throws Failure. */
 const ryxCodecFormat &formatFor(const std::string &word, const std::filesystem::path &path, const ryxCodec *codec);
 
-/** A codec of the format, when the format is for one only (or for one with an annex); else null. */
+/** The same for a stream to be read. Where the name says nothing, or names a format with a header, the header counts. */
+const ryxCodecFormat &formatOfStream(const std::string &word, const std::filesystem::path &path, const ryxCodec *codec);
+
+/** The codec of a format that is for one only, or for one and its annex; else null. */
 const ryxCodec *codecOf(const ryxCodecFormat &format);
 
 class FrameReader {

@@ -149,4 +149,15 @@ TEST_F(G726Program, AndG722ReportAPlausibleSignalToNoiseRatio) {
     }
 }
 
+// What a name leaves open, the first octets or the codec without its annex tell.
+TEST_F(ProgramTest, RyxcodecTakesStreamsWhoseNamesDoNotTellAll) {
+    runWell("ryxcodec encode '" + speech + "' wide.amr --codec amr-wb && ryxcodec encode '" + speech + "' wide.awb");
+    runWell("ryxcodec decode wide.amr a.pcm && ryxcodec decode wide.awb b.pcm && cmp a.pcm b.pcm");
+    runWell("mv wide.awb unnamed && ryxcodec decode unnamed c.pcm && cmp a.pcm c.pcm");
+    runWell("ryxcodec encode '" + speech +
+            "' s.g7221 --sample-rate 32000 && ryxcodec info s.g7221 --sample-rate 32000");
+    runWell("ryxcodec encode '" + speech + "' s.g729 && ryxcodec decode s.g729 d.pcm");
+    EXPECT_NE(run("ryxcodec decode wide.amr a.pcm --codec gsm-amr").exitCode, 0);
+}
+
 } // namespace
