@@ -43,9 +43,11 @@ struct ShortFilters {
 inline ShortFilters interpolatedFilters(const int16_t *oldLsp, const int16_t *lsp, bool interpolates = true) {
     ShortFilters filters;
     int16_t both[subframes][order];
-    copy(lsp, both[0]);
+    if (interpolates)
+        ryxsInterpolate_G729_16s(oldLsp, lsp, both[0], order);
+    else
+        copy(lsp, both[0]);
     copy(lsp, both[1]);
-    if (interpolates) ryxsInterpolate_G729_16s(oldLsp, lsp, both[0], order);
     ryxsLSPToLPCBlock_G729_16s(both[0], subframes, filters.a[0]);
     return filters;
 }

@@ -33,14 +33,8 @@ ryxStatus AnnexADecoder::init(const ryxCodecOptions &options) {
 ryxStatus AnnexADecoder::decode(const ReceivedFrame &frame, int16_t *speech) {
     const bool bad = !frame.usable();
     FrameType type = concealedType(pastType_);
-    Parameters parameters{};
-    if (!bad) {
-        FrameType received;
-        if (!typeOf(frame.count, received) || (isSpeech(received) && received != FrameType::speech8k))
-            return ryxStsBadSize;
-        type = received;
-        parameters = unpack(type, frame.octets);
-    }
+    if (!bad && (!typeOf(frame.count, type) || (isSpeech(type) && type != FrameType::speech8k))) return ryxStsBadSize;
+    const Parameters parameters = bad ? Parameters{} : unpack(type, frame.octets);
 
     ShortFilters filters;
     int16_t lags[subframes];
@@ -99,12 +93,12 @@ void AnnexADecoder::decodeSubframe(int s, bool bad, const Parameters &p, const i
     int16_t delay[2], code[subframeLength], index[2] = {p.code[s][0], p.code[s][1]};
     decodeDelay(s, bad, p, lags[0], delay);
     lags[s] = delay[0];
-    ryxsDecodeAdaptiveVector_G729_16s_I(delay, excitation(s));
     if (bad) {
         index[0] = nextRandom(concealmentSeed_);
         index[1] = nextRandom(concealmentSeed_);
     }
     ryxsFixedCodebookDecode_G729_16s(index, delay[0], sharpening_, code);
+    ryxsDecodeAdaptiveVector_G729_16s_I(delay, excitation(s));
     if (bad)
         ryxsGainDecodeErased_G729_16s(gains_, energies_);
     else

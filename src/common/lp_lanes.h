@@ -23,7 +23,7 @@ struct FilterRun {
 // of both. Every vector of pairs holds that of the first filter twice, then that of the second one. What does not fit 16
 // bits is cut off: from there on the outputs are of no use.
 template <int order> class TwoSynthesisChains {
-    static_assert(order >= 10 && order % 2 == 0);
+    static_assert(order == 10);
     static constexpr int vectors = (order + 1) / 4; // of sums to come
     using Vector = simd::Vector;
 
@@ -47,8 +47,10 @@ public:
         input_[1] = input1 - before + 2;
         ready_ = _mm_unpacklo_epi64(simd::load64(input_[0] - 2), simd::load64(input_[1] - 2));
         for (int f = 0; f < 2; f++) {
-            for (int v = 0; v < vectors; v++)
-                sums_[f][v] = simd::load(input_[f] + 4 * v);
+            for (int v = 0; v < vectors; v++) // by whole vectors, as they have just been stored
+                sums_[f][v] = start == Start::fromRest ? _mm_alignr_epi8(simd::load(input_[f] - 2 + 4 * (v + 1)),
+                                                                         simd::load(input_[f] - 2 + 4 * v), 8)
+                                                       : simd::load(input_[f] + 4 * v);
             input_[f] += 4 * vectors;
         }
         for (int m = 0; m < before; m += 2) {
@@ -77,10 +79,9 @@ private:
     // The pair (y[m], y[m + 1]) meets (a[j], a[j - 1]) on its way to y[m + j], from j = 4 on.
     struct Taps {
         explicit Taps(const int16_t *a) {
-            alignas(16) int16_t padded[4 * vectors + 8] = {};
-            std::copy_n(a + 3, order - 2, padded);
-            for (int v = 0; v < vectors; v++)
-                at[v] = _mm_unpacklo_epi16(simd::load64(padded + 4 * v + 1), simd::load64(padded + 4 * v));
+            const Vector earlier = simd::load(a + 3), now = _mm_srli_si128(earlier, 2);
+            at[0] = _mm_unpacklo_epi16(now, earlier);
+            at[1] = _mm_unpackhi_epi16(now, earlier);
         }
         Vector at[vectors];
     };

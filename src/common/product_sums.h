@@ -441,5 +441,16 @@ inline uint32_t placesOf(simd::Vector value, const int32_t *values) {
     while (values[k] != value);
     return {value, k};
 }
+// The same for so few that a look at all of them is cheaper than a branch: up to 4 * groups, with room for that many.
+template <int groups> IndexedValue lastLargestOfFew(int32_t *values, int count) {
+    std::fill(values + count, values + 4 * groups, min32);
+    const int32_t value = largest(values, 4 * groups);
+    unsigned ones = 0;
+    for (int g = 0; g < groups; g++) {
+        const simd::Vector equal = _mm_cmpeq_epi32(simd::load(values + 4 * g), simd::dwords(value));
+        ones |= static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(equal))) << 4 * g;
+    }
+    return {value, std::min(floorLog2(ones), count - 1)};
+}
 
 } // namespace ryxsc

@@ -47,7 +47,7 @@ ryxStatus ryxsAdaptiveCodebookSearch_G729A_16s_u8(int16_t openLoopLag, const int
 
     int32_t correlations[16]; // of at most ten lags, the longest first
     macCorrelations(d, excitation - range.to, subframe, range.to - range.from + 1, correlations);
-    int lag = range.to - lastLargest(correlations, range.to - range.from + 1).index;
+    int lag = range.to - lastLargestOfFew<3>(correlations, range.to - range.from + 1).index;
 
     buildAdaptiveVector(excitation, lag, 0);
     int best = 0;

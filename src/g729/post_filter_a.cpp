@@ -82,7 +82,7 @@ void longTerm(int lag, const int16_t *residual, int16_t *dst) {
     } else {
         macCorrelations(current, past, subframe, lags, sums, false);
     }
-    const IndexedValue found = lastLargest(sums, lags);
+    const IndexedValue found = lastLargestOfFew<2>(sums, lags);
     const int delay = from + 6 - found.index;
     const int32_t correlation = std::max(found.value, 0);
     const int32_t delayed = doubled(energyOf14Bits(past + found.index, subframe), 1), whole = doubled(ownEnergy, 1);
@@ -155,16 +155,22 @@ void findTilts(const int16_t *first, const int16_t *second, int16_t *tilts) {
 // v[n] = x[n] - tilt * x[n - 1], with x[-1] in front.
 void compensateTilt(const int16_t *x, int16_t tilt, int16_t *v) {
     const simd::Q15Factor factor(simd::words(tilt)); // not negative
-    for (int n = 0; n < subframe; n += 8)
-        simd::store(v + n, _mm_subs_epi16(simd::load(x + n), factor * simd::load(x + n - 1)));
+    Vector before = _mm_slli_si128(simd::loadWord(x - 1), 14);
+    for (int n = 0; n < subframe; n += 8) {
+        const Vector now = simd::load(x + n);
+        simd::store(v + n, _mm_subs_epi16(now, factor * _mm_alignr_epi8(now, before, 14)));
+        before = now;
+    }
 }
 
 // 2 * sum of (x[n] >> 2)^2, saturating.
 int32_t energyOfQuarter(const int16_t *x) {
-    alignas(16) int16_t quarter[subframe];
-    for (int n = 0; n < subframe; n += 8)
-        simd::store(quarter + n, _mm_srai_epi16(simd::load(x + n), 2));
-    return doubled(energyOf14Bits(quarter, subframe));
+    Vector sum = _mm_setzero_si128();
+    for (int n = 0; n < subframe; n += 8) {
+        const Vector quarter = _mm_srai_epi16(simd::load(x + n), 2);
+        sum = _mm_add_epi32(sum, _mm_madd_epi16(quarter, quarter));
+    }
+    return doubled(static_cast<uint32_t>(simd::sumOfDwords(sum)));
 }
 
 // Brings 40 samples to the level of the reference, eight at a time.
