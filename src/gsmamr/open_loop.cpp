@@ -67,7 +67,7 @@ public:
     }
 
     // The largest correlation of a range of lags; of equal ones the shortest lag.
-    int bestLag(int from, int to) const { return to - lastLargest(correlations_ + maxLag - to, to - from + 1).index; }
+    int bestLag(int from, int to) const { return to - lastLargest(correlations_ + (maxLag - to), to - from + 1).index; }
 
     // How far the correlation, high-pass filtered over the lag, stands out against the energy of the difference.
     int16_t highPassMaximum() const {

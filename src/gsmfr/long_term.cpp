@@ -43,7 +43,7 @@ public:
     }
 
     // The samples `lag` and `lag` - 1 before the present, and those of the next three smaller lags.
-    Vector at(int lag) const { return simd::load(pairs_ + maxLag - lag); }
+    Vector at(int lag) const { return simd::load(pairs_ + (maxLag - lag)); }
 
 private:
     alignas(16) int32_t pairs_[maxLag];

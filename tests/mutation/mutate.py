@@ -151,7 +151,8 @@ def tests(output):
         for mask in ("0x10", "0x30"):
             yield [programs / "ryxsc_conformance", f"--gtest_filter={'*' if shared else family + '*'}", "--gtest_fail_fast"], mask
         if names := concerned(source, family):
-            yield [programs / "ryxsc_properties", f"--gtest_filter={names}", "--gtest_fail_fast"], "0x10"
+            yield [programs / "ryxsc_properties", f"--gtest_filter={names}", "--gtest_fail_fast"], \
+                "0x30" if "_n8." in output else "0x10"
     if top != "echo":
         for folder in sorted(list.parent for list in streams.glob("*/runs.txt")):
             if shared or family in (folder.name, {"common": folder.name}.get(family)):

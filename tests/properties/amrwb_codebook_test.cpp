@@ -63,8 +63,9 @@ TEST(AmrWbCodebook, SearchesEqualThePlainFormOnAnyInputWithTheBufferAnywhereBefo
     for (const int mode : modes)
         for (size_t trial = 0; trial < 64; trial++) {
             SCOPED_TRACE("mode " + std::to_string(mode) + ", trial " + std::to_string(trial));
-            const Samples target = anyOf(15), residual = anyOf(15);
-            const Samples impulse = random() % 4 ? resonance(random) : anyOf(12);
+            const unsigned shifts = trial % 8 == 7 ? 1 : 15; // some so loud that sums saturate
+            const Samples target = anyOf(shifts), residual = anyOf(shifts);
+            const Samples impulse = shifts > 1 && random() % 4 ? resonance(random) : anyOf(std::min(shifts, 12U));
             const auto *place =
                 reinterpret_cast<uint8_t *>(trial % 2 ? buffer.place(8192, trial / 2) : buffer.placeAtFront(8192));
             const Result found = search(target, residual, impulse, mode, const_cast<uint8_t *>(place));

@@ -178,4 +178,33 @@ TEST(AmrWbFilters, ExcitationEqualsThePlainForm) {
         }
 }
 
+// One unit of the pitch gain more or less, where that matters and where it does not.
+TEST(AmrWbFilters, PhaseDispersionTurnsAtItsLimits) {
+    std::array<int16_t, 8> voiced = {};
+    const auto disperse = [](int pitchGain, std::array<int16_t, 8> &memory) {
+        std::array<int16_t, 64> code = {};
+        code[5] = 512;
+        code[40] = -512;
+        EXPECT_EQ(ryxsPhaseDispersion_AMRWB_16s_I(code.data(), pitchGain, 1 << 16, 0, memory.data()), ryxStsOk);
+        return code;
+    };
+    for (int i = 0; i < 8; i++)
+        disperse(16000, voiced);
+    const auto after = [&](int pitchGain, int lowGains) {
+        auto memory = voiced;
+        for (int i = 0; i < lowGains; i++)
+            disperse(9000, memory);
+        return disperse(pitchGain, memory);
+    };
+    const auto none = after(16384, 0), weak = after(12000, 0), strong = after(0, 0), weakAgain = after(14746, 1);
+    EXPECT_EQ(after(14746, 0), none);
+    EXPECT_EQ(after(14745, 0), weak);
+    EXPECT_EQ(after(9830, 0), weak);
+    EXPECT_EQ(after(9829, 0), strong);
+    EXPECT_EQ(weakAgain, weak) << "one level a step";
+    EXPECT_EQ(after(12000, 2), weak);
+    EXPECT_EQ(after(12000, 3), strong);
+    EXPECT_TRUE(none != weak && weak != strong && strong != none);
+}
+
 } // namespace
