@@ -73,10 +73,10 @@ ryxStatus search(const Arguments &given, void *buffer) {
     const Codebook codebook = codebookOf(given.rate);
     const int16_t sharpening = sat16(2 * given.pitchGain);
     PaddedResponse impulse = {};
-    std::memcpy(impulse.at, given.impulse, subframeLength * sizeof(int16_t));
+    std::memcpy(impulse.response(), given.impulse, subframeLength * sizeof(int16_t));
     const auto sharpenIt = given.saturates ? sharpenSaturated : sharpen;
-    sharpenIt(given.pitchLag, sharpening, impulse.at);
-    const Pulses pulses = findPulses(codebook, given, impulse.at, buffer);
+    sharpenIt(given.pitchLag, sharpening, impulse.response());
+    const Pulses pulses = findPulses(codebook, given, impulse.response(), buffer);
 
     int16_t code[subframeLength + 8];
     place(codebook, pulses, code);
@@ -85,7 +85,7 @@ ryxStatus search(const Arguments &given, void *buffer) {
     filter(codebook, pulses, impulse, given.filtered);
     pack(codebook, given.subframe, pulses, given.codeword);
     std::memcpy(given.code, code, subframeLength * sizeof(int16_t));
-    std::memcpy(given.impulse, impulse.at, subframeLength * sizeof(int16_t));
+    std::memcpy(given.impulse, impulse.response(), subframeLength * sizeof(int16_t));
     return ryxStsOk;
 }
 

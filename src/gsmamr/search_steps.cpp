@@ -128,7 +128,7 @@ void filter(Codebook codebook, const Pulses &pulses, const PaddedResponse &impul
     const int16_t *responses[2 * maxPairs];
     Vector factors[maxPairs];
     for (int k = 0; k < 2 * pairs; k++)
-        responses[k] = k < pulses.count ? impulse.at - pulses.position[k] : impulse.zeros;
+        responses[k] = k < pulses.count ? impulse.response() - pulses.position[k] : impulse.words;
     for (int k = 0; k < pairs; k++)
         factors[k] = _mm_unpacklo_epi16(simd::words(gains.of(pulses, 2 * k)), simd::words(gains.of(pulses, 2 * k + 1)));
     Vector reach = _mm_setzero_si128(); // magnitudes that meet in a sample
@@ -146,7 +146,8 @@ void filter(Codebook codebook, const Pulses &pulses, const PaddedResponse &impul
         simd::store(result.at + n, scaleDown(sums));
     }
     // Magnitudes below 32768 keep the doubled sums within 32 bits, rounding included.
-    if (_mm_movemask_epi8(simd::signMask(reach)) != 0) return filterSaturated(gains, pulses, impulse.at, filtered);
+    if (_mm_movemask_epi8(simd::signMask(reach)) != 0)
+        return filterSaturated(gains, pulses, impulse.response(), filtered);
     std::memcpy(filtered, result.at, sizeof result.at);
 }
 

@@ -8,8 +8,10 @@ namespace ryxsc::gsmamr {
 
 // The impulse response with zeros in front, for filters, and with room for whole vectors behind.
 struct alignas(16) PaddedResponse {
-    int16_t zeros[subframeLength];
-    int16_t at[subframeLength + 8];
+    int16_t words[2 * subframeLength + 8]; // zeros, the response
+
+    int16_t *response() { return words + subframeLength; }
+    const int16_t *response() const { return words + subframeLength; }
 };
 
 // x[n] += (factor * x[n - lag]) >> 15 for n = lag..39, lag at least 8, wrapping. May write 7 words behind the subframe.
