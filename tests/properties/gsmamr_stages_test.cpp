@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "common/fixed_point.h"
@@ -293,6 +294,27 @@ TEST(GsmAmrStages, CodeGainsAreSmoothedByTheDistanceOfTheLsfs) {
                   ryxStsOk);
         ASSERT_EQ(mixed, expected) << frame;
     }
+}
+
+// One pair of LSPs close together, at the limit of its place and one unit beside it.
+TEST(GsmAmrStages, ResonanceIsToldByPairsOneToSevenAtTheirLimits) {
+    for (const int second : {32001, 32000, 30501, 30500})
+        for (int pair = 0; pair <= 8; pair++)
+            for (const int gap : {599, 600, 799, 800, 1099, 1100, 1499, 1500}) {
+                std::array<int16_t, 10> lsp = {32767};
+                for (int k = 1; k < 10; k++)
+                    lsp[static_cast<size_t>(k)] =
+                        static_cast<int16_t>(second - 3000 * (k - 1) + (pair > 0 && k > pair ? 3000 - gap : 0));
+                const int limit = pair > 2 ? 1500 : second > 32000 ? 600 : second > 30500 ? 800 : 1100;
+                const bool close = pair >= 1 && pair <= 7 && gap < limit;
+                for (const int before : {0, 10, 11, 12}) {
+                    auto count = static_cast<int16_t>(before);
+                    int16_t resonance = -1;
+                    ASSERT_EQ(ryxsLSPResonance_GSMAMR_16s(lsp.data(), &count, &resonance), ryxStsOk);
+                    ASSERT_EQ(count, close ? std::min(before + 1, 12) : 0) << second << ' ' << pair << ' ' << gap;
+                    ASSERT_EQ(resonance, count >= 12);
+                }
+            }
 }
 
 } // namespace
