@@ -123,8 +123,10 @@ class Build:
         library = LIBRARIES[top]
         target = work / "lib" / re.sub(r"(\.so\.1)\.0$", r"\1", pathlib.Path(library).name)
         target.parent.mkdir()
-        command = self.linking[library].replace(f" -o {library}", f" -o {target} -Wl,-rpath,{BUILD}/lib")
-        return not run(command.replace(f" {output} ", f" {instead} "), shell=True, cwd=BUILD).returncode
+        # In front of all others, so that its copies of inline functions are those that are linked.
+        command = self.linking[library].replace(f" {output} ", " ")
+        command = command.replace(f" -o {library}", f" -o {target} -Wl,-rpath,{BUILD}/lib {instead}")
+        return not run(command, shell=True, cwd=BUILD).returncode
 
 
 def concerned(source, family):
