@@ -36,13 +36,13 @@ protected:
     // The header of 44 octets alone, with the sizes of RIFF and data set to those of a file without samples.
     static std::vector<uint8_t> withoutSamples(std::vector<uint8_t> wav) {
         wav.resize(44);
-        for (const size_t i : {4, 5, 6, 7, 40, 41, 42, 43})
+        for (const size_t i : {4U, 5U, 6U, 7U, 40U, 41U, 42U, 43U})
             wav[i] = i == 4 ? 36 : 0;
         return wav;
     }
 
     static std::vector<uint8_t> atOneHertz(std::vector<uint8_t> wav) {
-        for (const size_t i : {24, 25, 26, 27})
+        for (const size_t i : {24U, 25U, 26U, 27U})
             wav[i] = i == 24;
         return wav;
     }

@@ -51,7 +51,7 @@ TEST_F(G722Program, DecodesALowerModeWhateverTheFreeBitsCarry) {
 }
 
 TEST_F(G722Program, PairsAnOddLastSampleWithAZero) {
-    for (const size_t count : {1, 2, 319, 320, 321}) {
+    for (const size_t count : {1U, 2U, 319U, 320U, 321U}) {
         std::vector<int16_t> samples(count);
         samples.back() = 30000; // loud, as the filters give little weight to the end
         writeMono(file("in.wav"), {16000, samples});
@@ -93,7 +93,7 @@ TEST_F(G726Program, RoundTripEqualsEncodingThenDecodingForEveryRatePackingAndLaw
 
 TEST_F(G726Program, PacksTheSameCodesInBothOrdersAndFillsTheLastOctetWithZeros) {
     const std::vector<int16_t> all = readMono(speech, 8000).samples;
-    for (const size_t count : {1, 2, 3, 5, 7, 8, 159, 160, 161}) {
+    for (const size_t count : {1U, 2U, 3U, 5U, 7U, 8U, 159U, 160U, 161U}) {
         writeMono(file("in.wav"),
                   {8000, {all.begin() + 9000, all.begin() + 9000 + static_cast<std::ptrdiff_t>(count)}});
         for (const Rate &rate : rates) {

@@ -198,7 +198,7 @@ TEST(CommonDotProduct, EqualsThePlainFormAtAnyLengthAndScale) {
         compare(draw.words(len), draw.words(len));
     }
     // Sums that need more than 32 bits on the way, and those whose terms wrap.
-    for (const size_t len : {32767, 32768, 32785, 300007})
+    for (const size_t len : {32767U, 32768U, 32785U, 300007U})
         for (const int16_t x : Words{-32768, -32767, 32767, 2000, -1})
             for (const int16_t y : Words{-32768, 32767, -2000, 1})
                 compare(Words(len, x), Words(len, y));

@@ -17,7 +17,7 @@ int wrap16(int x) {
 }
 
 int significantBits(int magnitude) {
-    return std::bit_width(static_cast<unsigned>(magnitude));
+    return static_cast<int>(std::bit_width(static_cast<unsigned>(magnitude)));
 }
 
 int floatingWord(int magnitude) {

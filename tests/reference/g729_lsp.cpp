@@ -93,7 +93,7 @@ Lsf weightsOf(const Lsf &lsf) {
         const int16_t squared = extract_h(L_shl(L_mult(distance, distance), 2));
         weights[j] = add(extract_h(L_shl(L_mult(squared, 20480), 2)), 2048);
     }
-    for (const size_t j : {4, 5})
+    for (const size_t j : {4U, 5U})
         weights[j] = extract_h(L_shl(L_mult(weights[j], 19661), 1));
     const int16_t count = norm_s(*std::max_element(weights.begin(), weights.end()));
     for (int16_t &weight : weights)
