@@ -385,9 +385,9 @@ bool synthesise(const int16_t *a, int16_t gain, const int16_t *x, int16_t *y, in
     ending[1] = latest;
     range.add(y + checked, n - checked);
     if constexpr (start == Start::fromHistory) {
-        range.add(simd::load(history));
+        for (int k = 0; k + 8 < order; k += 8)
+            range.add(simd::load(history + k));
         range.add(simd::load(history + order - 8));
-        if constexpr (order > 16) range.add(simd::load(history + 8));
     }
 
     // An output of -32768 may have been rounded to where a saturated one is. The last pair may go beyond the end.

@@ -218,6 +218,32 @@ TEST(SynthesisFilter, EqualsItsFormulaAndTellsOfOverflow) {
     EXPECT_LT(saturated, 1400);
 }
 
+// The output is little although its terms saturate on the way: only a look at the whole memory can foresee that.
+TEST(SynthesisFilter, OfOrder30ForeseesSaturationByAnyPartOfItsMemory) {
+    Draw draw;
+    for (size_t place = 0; place < 26; place++) {
+        Words a(31), y(30);
+        a[0] = 4096;
+        a[30 - place] = a[28 - place] = a[26 - place] = 32767;
+        y[place + 2] = static_cast<int16_t>(draw.number(9000, 24000));
+        y[place + 4] = static_cast<int16_t>(33000 - y[place + 2]); // the sum of both saturates
+        y[place] = -32768;
+        const Words history = y, x = {static_cast<int16_t>(draw.number(-9, 9)), 0};
+        Watch watch;
+        for (const int16_t sample : x) {
+            int32_t sum = watch.mac(0, a[0], sample);
+            for (size_t k = 1; k < a.size(); k++)
+                sum = watch.msu(sum, a[k], y[y.size() - k]);
+            y.push_back(watch.rounded(sum, 3));
+        }
+        ASSERT_TRUE(watch.saturated);
+        Words found(2);
+        EXPECT_EQ(ryxsSynthesisFilter_G729E_16s(a.data(), 30, x.data(), found.data(), 2, history.data()),
+                  ryxStsOverflow);
+        EXPECT_TRUE(std::equal(found.begin(), found.end(), y.end() - 2)) << place;
+    }
+}
+
 TEST(ResidualFilterLow, EqualsItsFormula) {
     Draw draw;
     for (int turn = 0; turn < 400; turn++) {
