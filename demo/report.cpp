@@ -167,8 +167,8 @@ fs::path Report::write(const std::vector<std::string> &about) const {
     std::string page = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
                        "<title>ryxSC: real speech through the codecs</title>\n<style>";
-    page += std::string(pageStyle) + "</style>\n</head>\n<body>\n<header><div>\n" +
-            element("h1", "ryxSC: real speech through the codecs") +
+    page += pageStyle;
+    page += "</style>\n</head>\n<body>\n<header><div>\n" + element("h1", "ryxSC: real speech through the codecs") +
             element("p", "Recorded speech, encoded and decoded by complete codecs made from the primitives of the "
                          "library. Listen to it, look at it, and see what it costs.") +
             element("p", libraryVersion(), "class=\"version\"") + "<nav>\n" +
