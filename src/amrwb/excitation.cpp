@@ -30,7 +30,7 @@ ryxStatus ryxsVoicingFactor_AMRWB_16s_u8(const int16_t *vector, int q, int pitch
     const int32_t pitchSquare = L_mult(pitch, pitch);
     const int n = norm_l(pitchSquare);
     multiplyBySquare(pitchPower, extract_h(L_shl(pitchSquare, n)));
-    pitchPower.exponent += -2 * q - n - 10;
+    pitchPower.exponent -= 2 * static_cast<int16_t>(q) + n + 10;
 
     Scaled codePower = dotSquare(code, subframeLength);
     const int m = norm_s(gain);
