@@ -64,9 +64,8 @@ std::vector<std::string> describe(const Speech &speech) {
             " s together.",
         "Segmental SNR: mean over 20 ms segments of the ratio of speech to coding error, the codec's delay taken "
         "out. Each ratio is limited to -10..35 dB; segments below -50 dB of full scale are pauses and do not count. "
-        "GSM-AMR, AMR-WB and G.729 take away the lowest frequencies, of which these recordings have plenty: that "
-        "counts "
-        "as error, too.",
+        "GSM-AMR, AMR-WB and G.729 remove the lowest frequencies, of which these recordings have plenty; that counts "
+        "as error.",
         "Times real time: 1000 means that a second of speech takes a millisecond. Measured over all recordings on "
         "one core, the best of several runs, from 16-bit speech to frames and back; channels per core is encoder and "
         "decoder together. 3 % and 10 % lost: so many frames, at random, were replaced by what the decoder makes of "

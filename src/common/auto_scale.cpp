@@ -29,10 +29,7 @@ int magnitudeBits(const int16_t *src, int len) {
         acc = orMagnitudes(acc, simd::load64(src + i));
     for (; i < len; i++)
         acc = orMagnitudes(acc, simd::loadWord(src + i));
-    acc = _mm_or_si128(acc, _mm_unpackhi_epi64(acc, acc));
-    acc = _mm_or_si128(acc, _mm_srli_epi64(acc, 32));
-    acc = _mm_or_si128(acc, _mm_srli_epi64(acc, 16));
-    return _mm_cvtsi128_si32(acc) & 0xffff;
+    return static_cast<uint16_t>(simd::bitsOfWords(acc));
 }
 
 void shiftLeft(const int16_t *src, int16_t *dst, int len, int count) {

@@ -86,6 +86,21 @@ inline Vector onesMagnitude(Vector x) {
     return _mm_xor_si128(x, signMask(x));
 }
 
+// The largest of the eight words.
+inline int16_t largestWord(Vector x) {
+    x = _mm_max_epi16(x, _mm_unpackhi_epi64(x, x));
+    x = _mm_max_epi16(x, _mm_srli_si128(x, 4));
+    x = _mm_max_epi16(x, _mm_srli_si128(x, 2));
+    return static_cast<int16_t>(_mm_cvtsi128_si32(x));
+}
+// The bits that any of the eight words has.
+inline int16_t bitsOfWords(Vector x) {
+    x = _mm_or_si128(x, _mm_unpackhi_epi64(x, x));
+    x = _mm_or_si128(x, _mm_srli_si128(x, 4));
+    x = _mm_or_si128(x, _mm_srli_si128(x, 2));
+    return static_cast<int16_t>(_mm_cvtsi128_si32(x));
+}
+
 // (x * (2^shift - 1)) >> shift, exactly, for 1 <= shift <= 15: x + floor(-x / 2^shift), and pmulhw gives the floor.
 template <int shift> Vector leak(Vector x) {
     return _mm_add_epi16(x, _mm_mulhi_epi16(x, words(static_cast<int16_t>(-(1 << (16 - shift))))));

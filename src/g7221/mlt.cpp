@@ -40,10 +40,7 @@ struct Level {
     }
 
     int magShift() const {
-        Vector most = _mm_max_epi16(peak, _mm_srli_si128(peak, 8));
-        most = _mm_max_epi16(most, _mm_srli_si128(most, 4));
-        most = _mm_max_epi16(most, _mm_srli_si128(most, 2));
-        const int highest = _mm_extract_epi16(most, 0);
+        const int highest = static_cast<uint16_t>(simd::largestWord(peak));
         int shift = 0;
         if (highest < 14000) {
             const int steps = (19174 * (highest < 438 ? highest + 1 : highest)) >> 20;

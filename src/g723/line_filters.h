@@ -36,11 +36,7 @@ public:
             low = _mm_min_epi16(low, words);
         }
         // -32768 has no negative; nor has the saturation of 32767 its full size. One more covers both.
-        high = _mm_max_epi16(high, _mm_subs_epi16(_mm_setzero_si128(), low));
-        high = _mm_max_epi16(high, _mm_srli_si128(high, 8));
-        high = _mm_max_epi16(high, _mm_srli_si128(high, 4));
-        high = _mm_max_epi16(high, _mm_srli_si128(high, 2));
-        return static_cast<int16_t>(_mm_cvtsi128_si32(high)) + 1;
+        return simd::largestWord(_mm_max_epi16(high, _mm_subs_epi16(_mm_setzero_si128(), low))) + 1;
     }
 
 private:

@@ -63,6 +63,7 @@ public:
     // Sums, modulo 2^32, over `len` samples from time `from` on of the sample times the one `lag` before it.
     template <int from, int len> void correlate(Vector *sums) const {
         static_assert(from % 4 == 2);
+        static_assert(len % 2 == 0 || from + len == layout.length()); // a zero is behind an odd last sample
         Vector partial[groups];
 #pragma GCC unroll 13
         for (int g = 0; g < groups; g++)

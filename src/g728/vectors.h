@@ -40,21 +40,13 @@ template <int len> int16_t usedBits(const int16_t *src) {
         largest = _mm_max_epi16(largest, x);
         smallest = _mm_min_epi16(smallest, x);
     }
-    Vector bits = _mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1)));
-    bits = _mm_or_si128(bits, _mm_unpackhi_epi64(bits, bits));
-    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 4));
-    bits = _mm_or_si128(bits, _mm_srli_si128(bits, 2));
-    return static_cast<int16_t>(_mm_cvtsi128_si32(bits));
+    return simd::bitsOfWords(_mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1))));
 }
 
 // Shifts five words, zeros behind them, so that the one of largest magnitude takes `bits` bits, and returns by how much to the
 // left. A value below 0 takes as many bits as its one's complement.
 inline int normaliseFive(simd::Vector &x, int bits) {
-    simd::Vector used = simd::onesMagnitude(x);
-    used = _mm_or_si128(used, _mm_unpackhi_epi64(used, used));
-    used = _mm_or_si128(used, _mm_srli_si128(used, 4));
-    used = _mm_or_si128(used, _mm_srli_si128(used, 2));
-    const int shift = normalisation(static_cast<int16_t>(_mm_cvtsi128_si32(used)), bits);
+    const int shift = normalisation(simd::bitsOfWords(simd::onesMagnitude(x)), bits);
     x = _mm_sra_epi16(_mm_sll_epi16(x, _mm_cvtsi32_si128(std::max(shift, 0))), _mm_cvtsi32_si128(std::max(-shift, 0)));
     return shift;
 }

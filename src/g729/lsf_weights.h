@@ -29,13 +29,6 @@ inline Ten rawWeights(const Ten &lsf) {
     return weights;
 }
 
-inline int16_t largestWord(Vector x) {
-    x = _mm_max_epi16(x, _mm_srli_si128(x, 8));
-    x = _mm_max_epi16(x, _mm_srli_si128(x, 4));
-    x = _mm_max_epi16(x, _mm_srli_si128(x, 2));
-    return extract_l(_mm_cvtsi128_si32(x));
-}
-
 } // namespace detail
 
 // Normalised together: the largest is 16384..32767.
@@ -47,7 +40,7 @@ inline Ten weightsOf(const Ten &lsf) {
     weights[0] = simd::select(middle, heavier, weights[0]);
     weights[1] = _mm_and_si128(weights[1], _mm_cvtsi32_si128(-1));
 
-    const int16_t largest = detail::largestWord(_mm_max_epi16(weights[0], weights[1]));
+    const int16_t largest = simd::largestWord(_mm_max_epi16(weights[0], weights[1]));
     const Vector count = _mm_cvtsi32_si128(norm_s(largest));
     return {_mm_sll_epi16(weights[0], count), _mm_sll_epi16(weights[1], count)};
 }

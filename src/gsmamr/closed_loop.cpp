@@ -65,40 +65,33 @@ public:
 
     // One lag on: a sample more in front.
     void advance(int16_t sample) {
-        if (hasRoom_) {
-            const Vector factor = simd::words(static_cast<int16_t>(sample * (1 << sampleShift_)));
+        const Vector factor = simd::words(hasRoom_ ? static_cast<int16_t>(sample * (1 << sampleShift_)) : sample);
+        if (hasRoom_)
             put(sample, [=](Vector impulse) { return _mm_mulhi_epi16(impulse, factor); });
-        } else {
-            const Vector factor = simd::words(sample);
-            isLoud_ ? put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<14>(impulse, factor); })
-                    : put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<12>(impulse, factor); });
-        }
+        else if (isLoud_)
+            put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<14>(impulse, factor); });
+        else
+            put(sample, [=](Vector impulse) { return simd::mulShiftSaturated<12>(impulse, factor); });
     }
 
 private:
     static constexpr int vectors = subframeLength / 8;
 
-    static Vector largerMagnitude(Vector most, Vector x) { return _mm_max_epi16(most, simd::onesMagnitude(x)); }
-    // How far words can be shifted to the left; most: their largest one's complement magnitudes.
-    static int headroom(Vector most) {
-        most = _mm_max_epi16(most, _mm_unpackhi_epi64(most, most));
-        most = _mm_max_epi16(most, _mm_shuffle_epi32(most, 0x55));
-        const int32_t couple = _mm_cvtsi128_si32(most);
-        return 14 - floorLog2(static_cast<uint32_t>(extract_l(couple) | extract_h(couple) | 1));
-    }
+    // How far words can be shifted to the left that use these bits.
+    static int headroom(Vector bits) { return 14 - floorLog2(static_cast<uint32_t>(simd::bitsOfWords(bits) | 1)); }
 
     // (impulse * sample) >> 12, or >> 14 of the reduced vector, is the upper half of a product where both factors together
     // have room for 4 or 2 bits more.
     void makeRoom(const int16_t *start, int count) {
-        Vector most = _mm_setzero_si128(), mostSample = most;
+        Vector bits = _mm_setzero_si128(), sampleBits = bits;
         for (const Vector &words : impulse_)
-            most = largerMagnitude(most, words);
+            bits = _mm_or_si128(bits, simd::onesMagnitude(words));
         // Those of the lags, and some behind them.
         for (const int16_t *sample = start - (count - 1); sample < start; sample += 8)
-            mostSample = largerMagnitude(mostSample, simd::load(sample));
-        const int up = isLoud_ ? 2 : 4, impulseShift = std::min(headroom(most), up);
+            sampleBits = _mm_or_si128(sampleBits, simd::onesMagnitude(simd::load(sample)));
+        const int up = isLoud_ ? 2 : 4, impulseShift = std::min(headroom(bits), up);
         sampleShift_ = up - impulseShift;
-        hasRoom_ = headroom(mostSample) >= sampleShift_;
+        hasRoom_ = headroom(sampleBits) >= sampleShift_;
         if (hasRoom_)
             for (Vector &words : impulse_)
                 words = _mm_sll_epi16(words, _mm_cvtsi32_si128(impulseShift));

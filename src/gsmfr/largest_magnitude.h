@@ -6,14 +6,6 @@
 
 namespace ryxsc::gsmfr {
 
-// The largest of eight words.
-inline int16_t largestWord(simd::Vector x) {
-    x = _mm_max_epi16(x, _mm_unpackhi_epi64(x, x));
-    x = _mm_max_epi16(x, _mm_shufflelo_epi16(x, _MM_SHUFFLE(1, 0, 3, 2)));
-    x = _mm_max_epi16(x, _mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)));
-    return static_cast<int16_t>(_mm_cvtsi128_si32(x));
-}
-
 inline simd::Vector magnitudes(simd::Vector x) {
     return _mm_max_epi16(x, _mm_subs_epi16(_mm_setzero_si128(), x));
 }
@@ -23,7 +15,7 @@ inline int16_t largestMagnitude(const int16_t *src, int len) {
     simd::Vector largest = magnitudes(simd::load(src + len - 8));
     for (int i = 0; i < len - 8; i += 8)
         largest = _mm_max_epi16(largest, magnitudes(simd::load(src + i)));
-    return largestWord(largest);
+    return simd::largestWord(largest);
 }
 
 } // namespace ryxsc::gsmfr
