@@ -191,9 +191,30 @@ private:
     std::vector<int16_t> decoded_;
 };
 
+// A measure of the machine for codecs that nobody else has: libgsm's encoder of GSM full rate.
+class Yardstick {
+public:
+    explicit Yardstick(double seconds) : speech_(job_, seconds), encoder_(job_, gsm, speech_) { run(); }
+
+    void run() { encoder_.run(); }
+    double timesRealTime() const { return encoder_.outcome(encoder_).timesRealTime; }
+
+private:
+    const ryxCodec &codec_ = *ryxcodecFind("gsm-fr");
+    const Job job_ = {codec_, codec_.rates[0], false};
+    const Speech speech_;
+    EncoderRun encoder_;
+};
+
+bool isCovered(const Job &job) {
+    return std::any_of(std::begin(others), std::end(others), [&](const Library *library) {
+        return library->covers(job, Direction::encode) || library->covers(job, Direction::decode);
+    });
+}
+
 // makeRun(library) makes the run of a library. Fills the comparison and returns the run of ryxcodec.
-template <class Run, class MakeRun>
-Run compare(Comparison &comparison, const Job &job, const Effort &effort, MakeRun makeRun) {
+template <class Run, class MakeRun> Run compare(Comparison &comparison, const Job &job, const Effort &effort,
+                                                std::optional<Yardstick> &yardstick, MakeRun makeRun) {
     std::vector<Run> runs = {makeRun(own)};
     runs[0].run();
     for (const Library *library : others) {
@@ -206,9 +227,11 @@ Run compare(Comparison &comparison, const Job &job, const Effort &effort, MakeRu
         comparison.others.push_back({.library = library, .available = true});
         runs.push_back(std::move(run));
     }
-    for (int repetition = 1; repetition < effort.repetitions; repetition++)
+    for (int repetition = 1; repetition < effort.repetitions; repetition++) {
         for (size_t i = 0; i < runs.size(); i++)
             runs[(i + static_cast<size_t>(repetition)) % runs.size()].run();
+        if (yardstick) yardstick->run();
+    }
     comparison.own = runs[0].outcome(runs[0]);
     size_t next = 1;
     for (Outcome &outcome : comparison.others)
@@ -228,10 +251,14 @@ const Outcome *Comparison::fastest() const {
 Result measure(const Job &job, const Effort &effort) {
     const Speech speech(job, effort.seconds);
     Result result = {job, speech.level(), {Direction::encode, {}, {}}, {Direction::decode, {}, {}}};
-    const EncoderRun encoded = compare<EncoderRun>(
-        result.encode, job, effort, [&](const Library &library) { return EncoderRun(job, library, speech); });
-    compare<DecoderRun>(result.decode, job, effort,
+    std::optional<Yardstick> yardstick;
+    if (effort.others && gsm.present() && !isCovered(job)) yardstick.emplace(effort.seconds);
+    const EncoderRun encoded = compare<EncoderRun>(result.encode, job, effort, yardstick, [&](const Library &library) {
+        return EncoderRun(job, library, speech);
+    });
+    compare<DecoderRun>(result.decode, job, effort, yardstick,
                         [&](const Library &library) { return DecoderRun(job, library, speech, encoded.stream()); });
+    if (yardstick) result.yardstick = yardstick->timesRealTime();
     return result;
 }
 

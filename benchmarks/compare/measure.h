@@ -39,6 +39,8 @@ struct Result {
     Job job;
     int level; // rms of the speech
     Comparison encode, decode;
+    // Where nobody else has the codec: what libgsm's encoder of GSM full rate, run in turn with it, comes to. Else 0.
+    double yardstick = 0;
 
     // How many calls, one encoder and one decoder each, a core keeps up with.
     double channels() const { return 1 / (1 / encode.own.timesRealTime + 1 / decode.own.timesRealTime); }

@@ -84,6 +84,7 @@ void writeComparison(std::FILE *file, const Result &result, const Comparison &co
     writeOutcome(file, comparison.own, true);
     if (const Outcome *best = comparison.fastest(); best != nullptr)
         std::fprintf(file, ", \"best_other\": \"%s\", \"ratio\": %.3f", best->library->name, comparison.ratio());
+    if (result.yardstick > 0) std::fprintf(file, ", \"libgsm_gsm_fr_encode\": %.3f", result.yardstick);
     std::fprintf(file, ", \"channels_per_core\": %.1f,\n     \"others\": [", result.channels());
     for (size_t i = 0; i < comparison.others.size(); i++) {
         if (i > 0) std::fprintf(file, ", ");
@@ -105,6 +106,10 @@ void printRows(const Result &result, bool firstOfCodec) {
     }
     printRow(result, result.encode, libraries);
     printRow(result, result.decode, libraries);
+    if (result.yardstick > 0)
+        std::printf("          to libgsm's encoder of GSM full rate in the same run, %s x: %.2f encode, %.2f decode\n",
+                    number(result.yardstick).c_str(), result.encode.own.timesRealTime / result.yardstick,
+                    result.decode.own.timesRealTime / result.yardstick);
     std::fflush(stdout);
 }
 
