@@ -52,6 +52,11 @@ ryxStatus getSize(const ryxCodec *record, int *size, size_t Codec::*objectSize) 
     return ryxStsOk;
 }
 
+int largestDtx(const ryxCodec &codec) {
+    if ((codec.features & ryxCodecDtx) == 0) return 0;
+    return (codec.features & ryxCodecDownlinkDtx) == 0 ? 1 : 2;
+}
+
 ryxStatus init(const ryxCodec *record, void *block, const ryxCodecOptions *given, Kind kind, size_t Codec::*objectSize,
                ryxStatus (*Codec::*initialise)(void *, const ryxCodecOptions &)) {
     if (record == nullptr || block == nullptr) return ryxStsNullPtr;
@@ -62,8 +67,7 @@ ryxStatus init(const ryxCodec *record, void *block, const ryxCodecOptions *given
     if (given != nullptr) options = *given;
     if (options.rate == 0) options.rate = record->defaultRate;
     if (!hasRate(*record, options.rate)) return ryxStsOutOfRange;
-    const bool hasDtx = (record->features & ryxCodecDtx) != 0;
-    if (options.dtx < 0 || options.dtx > (hasDtx ? 2 : 0)) return ryxStsOutOfRange;
+    if (options.dtx < 0 || options.dtx > largestDtx(*record)) return ryxStsOutOfRange;
     if (options.packing < 0 || options.packing > 1 || options.law < 0 || options.law > 2) return ryxStsOutOfRange;
     if (options.lossFrame < 0 || options.lossFrame > 8) return ryxStsOutOfRange;
 

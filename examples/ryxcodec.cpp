@@ -143,6 +143,8 @@ Choice choose(const CommandLine &line, const ryxCodec &codec) {
     options.dtx = indexOf({"off", "uplink", "downlink"}, value("dtx"));
     if (options.dtx != 0 && (codec.features & ryxCodecDtx) == 0)
         throw Failure(std::string(codec.name) + " has no discontinuous transmission, --dtx means nothing to it");
+    if (options.dtx == 2 && (codec.features & ryxCodecDownlinkDtx) == 0)
+        throw Failure("--dtx downlink means nothing to " + std::string(codec.name));
     options.noHighPass = value("no-highpass") == "yes";
     options.noPostFilter = value("no-postfilter") == "yes";
     options.receiveHandler = !value("receive").empty() || line.number("loss") > 0;

@@ -22,7 +22,7 @@ constinit const Codec gsmfrCodec = describe<gsmfr::Encoder, gsmfr::Decoder>({
     .defaultRate = 13000,
     .largestFrame = gsmfr::frameOctets,
     .delay = 0,
-    .features = ryxCodecDtx | ryxCodecConcealment,
+    .features = ryxCodecDtx | ryxCodecDownlinkDtx | ryxCodecConcealment,
 });
 
 } // namespace ryxcodec

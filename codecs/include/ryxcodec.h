@@ -56,7 +56,8 @@ enum {
     ryxCodecConcealment = 2,   /**< a decoder that fills lost frames; without it a lost frame becomes silence */
     ryxCodecRateSwitching = 4, /**< ryxcodecSetRate() from frame to frame */
     ryxCodecPostFilter = 8,    /**< a post-filter that ryxCodecOptions::noPostFilter leaves out */
-    ryxCodecAnyLength = 16     /**< a code for each sample or two: a stream may end within a frame */
+    ryxCodecAnyLength = 16,    /**< a code for each sample or two: a stream may end within a frame */
+    ryxCodecDownlinkDtx = 32   /**< discontinuous transmission has a form of its own for the downlink */
 };
 
 /** A codec. Constant records of the library; never to be changed or freed. */
@@ -75,10 +76,10 @@ typedef struct ryxCodec {
 
 /** Choices of an encoder or decoder. All 0, or no record at all, is the usual choice. */
 typedef struct ryxCodecOptions {
-    int rate;         /**< bits per second; 0 for the codec's default. Decoders need it where the frames do not tell */
-    int dtx;          /**< encoders: 1 switches discontinuous transmission on; gsm-fr: 2 with the downlink's VAD */
-    int noPostFilter; /**< decoders: 1 leaves the post-filter out */
-    int noHighPass;   /**< encoder of g723: 1 leaves the high-pass filter out */
+    int rate; /**< bits per second; 0 for the codec's default. Decoders need it where the frames do not tell */
+    int dtx;  /**< encoders: 1 switches discontinuous transmission on; #ryxCodecDownlinkDtx: 2 for the downlink */
+    int noPostFilter;   /**< decoders: 1 leaves the post-filter out */
+    int noHighPass;     /**< encoder of g723: 1 leaves the high-pass filter out */
     int receiveHandler; /**< decoder of gsm-fr: 1 switches substitution, muting and comfort noise on */
     int lossFrame;      /**< decoder of g728: frames in a row that are lost together, 1..8; 0 for 4 (10 ms) */
     int packing; /**< g726: 0 first code in the least significant bits (RFC 3551), 1 in the most significant ones */

@@ -96,7 +96,7 @@ TEST_P(Codecs, RefuseWhatTheyCannotUseAndWriteNothing) {
     EXPECT_EQ(ryxcodecEncoderInit(&codec, block.data(), &bad), ryxStsOutOfRange);
     EXPECT_EQ(ryxcodecDecoderInit(&codec, block.data(), &bad), ryxStsOutOfRange);
     bad = {};
-    bad.dtx = codec.features & ryxCodecDtx ? 3 : 1;
+    bad.dtx = codec.features & ryxCodecDownlinkDtx ? 3 : codec.features & ryxCodecDtx ? 2 : 1;
     EXPECT_EQ(ryxcodecEncoderInit(&codec, block.data(), &bad), ryxStsOutOfRange);
     EXPECT_EQ(ryxcodecEncoderInit(nullptr, block.data(), nullptr), ryxStsNullPtr);
     EXPECT_EQ(ryxcodecEncoderInit(&codec, nullptr, nullptr), ryxStsNullPtr);

@@ -115,6 +115,7 @@ TEST_F(BadInput, IncludesOptionsThatMeanNothing) {
         {"ryxcodec encode speech.wav out --codec g726 --format gsm", "the format gsm is not for g726"},
         {"ryxcodec encode speech.wav out --codec g726 --format g7", "there is no format g7"},
         {"ryxcodec encode speech.wav out --codec g726 --dtx", "no discontinuous transmission"},
+        {"ryxcodec encode speech.wav out --codec g723 --dtx downlink", "means nothing to g723"},
         {"ryxcodec encode speech.wav out --codec g726 --rates stream", "g726 has no rate"},
         {"ryxcodec encode speech.wav out --codec g726 --packing le", "--packing takes rfc3551 or aal2, not le"},
         {"ryxcodec decode stream out --codec g726 --law ulaw", "--law takes linear, alaw or mulaw, not ulaw"},
