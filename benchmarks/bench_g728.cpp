@@ -119,6 +119,47 @@ void zeroInput(benchmark::State &run, bool arranged) {
     });
 }
 
+// The decoder's post-filter with gain control, a cycle at once or vector by vector.
+void postFilter(benchmark::State &run, bool wholeCycle) {
+    StateBlock<PostFilterState_G728> state(ryxsPostFilterGetStateSize_G728_16s);
+    require(ryxsPostFilterInit_G728_16s(state));
+    const int16_t lags[] = {60, 61}, gains[] = {14500, 15000}, pitchGains[] = {7500, 6000};
+    const int16_t zeros[10] = {-15335, 5046, -328, 480, -224, 97, -38, 13, -3, 1};
+    const int16_t poles[10] = {-17695, 6718, -504, 850, -459, 230, -103, 42, -10, 3};
+    const std::vector<int16_t> speech = quantised(speech8k().data(), static_cast<int>(speech8k().size()));
+    int16_t scale = 16384, filtered[20], pcm[20];
+    const Workload work{.inputLength = 160, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, speech, [&](const int16_t *past) {
+        const int16_t *const in = past + 140;
+        if (wholeCycle)
+            return ryxsPostProcess_G728_16s(in, in, lags, gains, pitchGains, zeros, poles, -3000, pcm, &scale, state);
+        ryxStatus status = ryxStsOk;
+        for (int n = 0; n < 20 && status == ryxStsOk; n += 5) {
+            const int h = n / 10;
+            status = ryxsPostFilter_G728_16s(in + n, in + n, lags[h], gains[h], pitchGains[h], zeros, poles, -3000,
+                                             filtered + n, state);
+            if (status == ryxStsOk) status = ryxsGainControl_G728_16s(in + n, filtered + n, pcm + n, &scale);
+        }
+        return status;
+    });
+}
+
+// Residual of a cycle, its decimation, pitch lag and tap.
+void pitch(benchmark::State &run) {
+    const int16_t inverse[10] = {-9830, 4096, 300, 200, -100, 50, -20, 10, -5, 2};
+    int16_t residual[260] = {}, decimated[60] = {}, memory[3] = {}, lag = 50, tap, gain, pitchGain;
+    const std::vector<int16_t> speech = quantised(speech8k().data(), static_cast<int>(speech8k().size()));
+    const Workload work{.inputLength = 260, .seconds = cycle, .units = 1, .unit = "cycle"};
+    measure(run, work, speech, [&](const int16_t *in) {
+        std::copy(residual + 20, residual + 240, residual);
+        std::copy(decimated + 5, decimated + 60, decimated);
+        ryxStatus status = ryxsResidualFilterCycle_G728_16s(inverse, in + 240, residual + 220);
+        if (status == ryxStsOk) status = ryxsDecimationFilter_G728_16s(residual + 220, decimated + 55, memory);
+        if (status == ryxStsOk) status = ryxsPitchSearch_G728_16s(residual, decimated, lag, &lag);
+        return status == ryxStsOk ? ryxsPitchTap_G728_16s(in + 20, lag, &tap, &gain, &pitchGain) : status;
+    });
+}
+
 const Registration registration([] {
     addCase("G728/iir/5", filter, weighting, 5);
     addCase("G728/iir/160", filter, weighting, 160);
@@ -131,6 +172,9 @@ const Registration registration([] {
     addCase("G728/codebook_set_filter", codebookSetFilter);
     addCase("G728/synthesis/plain", zeroInput, false);
     addCase("G728/synthesis/arranged", zeroInput, true);
+    addCase("G728/post_filter/vectors", postFilter, false);
+    addCase("G728/post_filter/cycle", postFilter, true);
+    addCase("G728/pitch", pitch);
 });
 
 } // namespace

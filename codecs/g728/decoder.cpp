@@ -2,6 +2,7 @@
 #include "decoder.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace ryxcodec::g728 {
 
@@ -37,10 +38,13 @@ ryxStatus Decoder::decode(const ReceivedFrame &frame, int16_t *speech) {
     beginCycle(frame.usable(), complete);
     Index indices[vectors] = {};
     if (!erased_) unpack(frame.octets, indices);
+    Cycle cycle;
     for (int k = 0; k < vectors; k++) {
-        synthesise(k, erased_ ? conceal() : receive(k, indices[k]), speech + k * vectorLength);
+        synthesise(k, erased_ ? conceal() : receive(k, indices[k]), cycle);
+        if (k == vectors - 1) postProcess(cycle, speech);
         adapt(k);
     }
+    if (!erased_) ryxsConcealmentUpdateCycle_G728_16s(cycle.excitation, cycle.excitationExponents, concealment_);
     return ryxStsOk;
 }
 
@@ -78,28 +82,32 @@ Decoder::Excitation Decoder::receive(int k, Index index) {
 Decoder::Excitation Decoder::conceal() {
     Excitation e;
     ryxsConcealmentExcitation_G728_16s(e.samples, &e.exponent, &e.logGain, concealment_);
+    ryxsConcealmentUpdate_G728_16s(e.samples, e.exponent, concealment_);
     before_ = e.logGain;
     return e;
 }
 
-void Decoder::synthesise(int k, Excitation e, int16_t *pcm) {
-    const int16_t *const a = synthesis_.coefficients();
+void Decoder::synthesise(int k, Excitation e, Cycle &cycle) {
+    std::memcpy(cycle.excitation + k * vectorLength, e.samples, sizeof e.samples);
+    cycle.excitationExponents[k] = e.exponent;
     int16_t response[vectorLength], exponent;
+    int16_t *const speech = cycle.speech + k * vectorLength;
     ryxsSynthesisFilterZeroInputTaps_G728_16s(synthesis_.taps(), response, &exponent, quantised_);
-    ryxsConcealmentUpdate_G728_16s(e.samples, e.exponent, concealment_);
-
-    int16_t speech[vectorLength], speechQ2[vectorLength];
-    ryxsSynthesisFilter_G728_16s(a, e.samples, &e.exponent, erased_ ? erasedExponentLimit : INT16_MAX, response, speech,
-                                 &exponent, quantised_);
-    synthesis_.append(k, speech, exponent);
+    ryxsSynthesisFilter_G728_16s(synthesis_.coefficients(), e.samples, &e.exponent,
+                                 erased_ ? erasedExponentLimit : INT16_MAX, response, speech, &cycle.exponents[k],
+                                 quantised_);
+    synthesis_.append(k, speech, cycle.exponents[k]);
     logGain_.append(k, e.logGain);
+}
 
-    ryxsConvertBlock_G728_16s(speech, exponent, 2, speechQ2);
-    postFilter_.analyse(k, speechQ2);
+// Nothing behind the synthesis feeds back into it within a cycle.
+void Decoder::postProcess(const Cycle &cycle, int16_t *pcm) {
+    ryxsConvertCycle_G728_16s(cycle.speech, cycle.exponents, 2, postFilter_.speech());
+    postFilter_.analyse();
     if (postFiltering_)
-        postFilter_.filter(k, pcm);
+        postFilter_.filter(pcm);
     else
-        ryxsConvertBlock_G728_16s(speech, exponent, 3, pcm);
+        ryxsConvertCycle_G728_16s(cycle.speech, cycle.exponents, 3, pcm);
 }
 
 // The work of a cycle, spread over its vectors. During an erasure the predictors stay, but for a bandwidth that grows.

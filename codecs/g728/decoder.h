@@ -16,12 +16,17 @@ private:
         int16_t samples[vectorLength], exponent;
         int16_t logGain;
     };
+    struct Cycle { // in block floating point, an exponent for each vector
+        int16_t excitation[frameLength], excitationExponents[vectors];
+        int16_t speech[frameLength], exponents[vectors];
+    };
 
     void beginCycle(bool usable, bool complete);
     bool firstOfPart() const { return erasures_ % 4 == 1; }
     Excitation receive(int k, Index index);
     Excitation conceal();
-    void synthesise(int k, Excitation excitation, int16_t *pcm);
+    void synthesise(int k, Excitation excitation, Cycle &cycle);
+    void postProcess(const Cycle &cycle, int16_t *pcm);
     void adapt(int k);
 
     SynthesisPredictor synthesis_;

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "post_filter.h"
 
-#include <cstring>
-
 namespace ryxcodec::g728 {
 
 ryxStatus PostFilter::init() {
-    lag_ = 50;
-    gain_ = 16384;
+    lags_[1] = 50;
+    gains_[1] = 16384;
     scale_ = 16384;
     const ryxStatus status = filter_.fits(ryxsPostFilterGetStateSize_G728_16s);
     return status != ryxStsOk ? status : ryxsPostFilterInit_G728_16s(filter_);
@@ -19,30 +17,29 @@ void PostFilter::beginCycle() {
     residual_.advance();
 }
 
-void PostFilter::analyse(int k, const int16_t *speech) {
-    int16_t *const current = speechQ2_.values() + predictorOrder + k * vectorLength;
-    std::memcpy(current, speech, vectorLength * sizeof *speech);
-    ryxsResidualFilter_G728_16s(inverse_, current, residual_.values() + pastResidual + k * vectorLength);
-    if (k == 2) findPitch();
-    for (int n = 0; n < vectorLength; n++)
-        speech_.values()[pastSpeech + k * vectorLength + n] = static_cast<int16_t>(speech[n] >> 2);
+void PostFilter::analyse() {
+    const int16_t *const current = speech();
+    ryxsResidualFilterCycle_G728_16s(inverse_, current, residual_.values() + pastResidual);
+    for (int n = 0; n < frameLength; n++)
+        speech_.values()[pastSpeech + n] = static_cast<int16_t>(current[n] >> 2);
+    findPitch();
 }
 
-// The tap is that of the speech before the current vector, the lag that of the residual with it.
+// With the vector k = 2: the lag is that of the residual with it, the tap that of the speech before it.
 void PostFilter::findPitch() {
     decimated_.advance();
     ryxsDecimationFilter_G728_16s(residual_.values() + pastResidual + 3 * vectorLength - frameLength,
                                   decimated_.values() + decimatedLength - frameLength / 4, lowPass_);
-    ryxsPitchSearch_G728_16s(residual_.values(), decimated_.values(), lag_, &lag_);
-    ryxsPitchTap_G728_16s(speech_.values(), lag_, &tap_, &gain_, &pitchGain_);
+    lags_[0] = lags_[1];
+    gains_[0] = gains_[1];
+    pitchGains_[0] = pitchGains_[1];
+    ryxsPitchSearch_G728_16s(residual_.values(), decimated_.values(), lags_[0], &lags_[1]);
+    ryxsPitchTap_G728_16s(speech_.values(), lags_[1], &tap_, &gains_[1], &pitchGains_[1]);
 }
 
-void PostFilter::filter(int k, int16_t *pcm) {
-    const int16_t *const current = speechQ2_.values() + predictorOrder + k * vectorLength;
-    int16_t filtered[vectorLength];
-    ryxsPostFilter_G728_16s(current, speech_.values() + pastSpeech + k * vectorLength, lag_, gain_, pitchGain_, zeros_,
-                            poles_, tilt_, filtered, filter_);
-    ryxsGainControl_G728_16s(current, filtered, pcm, &scale_);
+void PostFilter::filter(int16_t *pcm) {
+    ryxsPostProcess_G728_16s(speech(), speech_.values() + pastSpeech, lags_, gains_, pitchGains_, zeros_, poles_, tilt_,
+                             pcm, &scale_, filter_);
 }
 
 void PostFilter::adapt(const Recursion &tenth) {

@@ -9,18 +9,18 @@ namespace ryxcodec::g728 {
 class PostFilter {
 public:
     ryxStatus init();
-    int16_t lag() const { return lag_; }
+    int16_t lag() const { return lags_[1]; }
     int16_t tap() const { return tap_; }
 
     void beginCycle();
-    // The vector's residual, and after that of k = 2 the pitch. speech is in Q2.
-    void analyse(int k, const int16_t *speech);
-    void filter(int k, int16_t *pcm);
-    void adapt(const Recursion &tenth); // after k = 3
+    int16_t *speech() { return speechQ2_.values() + predictorOrder; } // the cycle's, for analyse()
+    void analyse();
+    void filter(int16_t *pcm);
+    void adapt(const Recursion &tenth); // for the next cycle
 
 private:
     static constexpr int pastResidual = 225,
-                         pastSpeech = 230; // before the vector k = 0: 240 up to that of k = 2, k = 1
+                         pastSpeech = 230; // before the cycle: 240 up to the vector k = 2, k = 1
     static constexpr int decimatedLength = 60;
 
     void findPitch();
@@ -32,7 +32,8 @@ private:
     int16_t lowPass_[3];
 
     int16_t inverse_[predictorOrder], zeros_[predictorOrder], poles_[predictorOrder], tilt_;
-    int16_t lag_, tap_, gain_, pitchGain_;
+    int16_t lags_[2], gains_[2], pitchGains_[2]; // of the cycle's halves
+    int16_t tap_;
     int16_t scale_;
     Block<PostFilterState_G728, 48> filter_;
 };

@@ -408,6 +408,16 @@ ryxStatus ryxsBandwidthExpand_G728_16s(const int16_t *src, int16_t fraction, int
 ryxStatus ryxsConvertBlock_G728_16s(const int16_t *src, int16_t exponent, int16_t fraction, int16_t *dst);
 
 /**
+ * @brief ryxsConvertBlock_G728_16s() for the four vectors of a cycle.
+ * @param[in]  src       20 samples
+ * @param[in]  exponents 4 exponents, one for each vector of five
+ * @param[in]  fraction  fraction bits of the result, 0..15
+ * @param[out] dst       20 samples
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange
+ */
+ryxStatus ryxsConvertCycle_G728_16s(const int16_t *src, const int16_t *exponents, int16_t fraction, int16_t *dst);
+
+/**
  * @brief LPC residual of decoded speech (G.728 Annex G, block 81).
  * @param[in]  coefficients 10 coefficients of the inverse filter in Q13
  * @param[in]  src          src[-10..4]: decoded speech in Q2, ten past samples and the vector
@@ -415,6 +425,15 @@ ryxStatus ryxsConvertBlock_G728_16s(const int16_t *src, int16_t exponent, int16_
  * @return #ryxStsOk; #ryxStsNullPtr
  */
 ryxStatus ryxsResidualFilter_G728_16s(const int16_t *coefficients, const int16_t *src, int16_t *dst);
+
+/**
+ * @brief ryxsResidualFilter_G728_16s() for the four vectors of a cycle.
+ * @param[in]  coefficients 10 coefficients of the inverse filter in Q13
+ * @param[in]  src          src[-10..19]: decoded speech in Q2, ten past samples and those of a cycle
+ * @param[out] dst          20 samples of residual in Q1
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsResidualFilterCycle_G728_16s(const int16_t *coefficients, const int16_t *src, int16_t *dst);
 
 /**
  * @brief Low-pass filter and 4:1 decimation of the residual (G.728 Annex G, block 82).
@@ -498,6 +517,30 @@ ryxStatus ryxsPostFilter_G728_16s(const int16_t *src, const int16_t *speech, int
 ryxStatus ryxsGainControl_G728_16s(const int16_t *speech, const int16_t *src, int16_t *dst, int16_t *scale);
 
 /**
+ * @brief The post-filter of a cycle (G.728 Annex G, blocks 71 to 77): ryxsPostFilter_G728_16s() and
+ *        ryxsGainControl_G728_16s() for four vectors.
+ *
+ * The long-term filter changes in the middle of a cycle, once the pitch is known: each half, 10 samples, has a lag and gains
+ * of its own.
+ *
+ * @param[in]     src        20 samples of decoded speech in Q2
+ * @param[in]     speech     decoded speech in Q0 (`src` shifted right by two): speech[-140..-1], in front of the cycle
+ * @param[in]     lags       20..140 for each half
+ * @param[in]     gains      from ryxsPitchTap_G728_16s() for each half; 16384 at the start
+ * @param[in]     pitchGains from ryxsPitchTap_G728_16s() for each half; 0 at the start
+ * @param[in]     zeros      10 coefficients in Q14, from ryxsPostFilterCoefficients_G728_16s()
+ * @param[in]     poles      10 coefficients in Q14
+ * @param[in]     tilt       tilt compensation in Q14
+ * @param[out]    dst        20 samples of 16-bit PCM
+ * @param[in,out] scale      smoothed scale in Q14; 16384 at the start
+ * @param[in,out] state      initialised memory of the post-filter
+ * @return #ryxStsOk; #ryxStsNullPtr; #ryxStsOutOfRange
+ */
+ryxStatus ryxsPostProcess_G728_16s(const int16_t *src, const int16_t *speech, const int16_t *lags, const int16_t *gains,
+                                   const int16_t *pitchGains, const int16_t *zeros, const int16_t *poles, int16_t tilt,
+                                   int16_t *dst, int16_t *scale, PostFilterState_G728 *state);
+
+/**
  * @brief Coefficients of the post-filter and of the inverse filter (G.728 Annex G, block 85).
  * @param[in]  lpc        10 predictor coefficients, the synthesis filter's recursion stopped at order 10
  * @param[in]  fraction   15, 14 or 13: their fraction bits
@@ -562,6 +605,16 @@ ryxStatus ryxsConcealmentExcitation_G728_16s(int16_t *excitation, int16_t *expon
  * @return #ryxStsOk; #ryxStsNullPtr
  */
 ryxStatus ryxsConcealmentUpdate_G728_16s(const int16_t *excitation, int16_t exponent, ConcealmentState_G728 *state);
+
+/**
+ * @brief ryxsConcealmentUpdate_G728_16s() for the four vectors of a cycle.
+ * @param[in]     excitation 20 samples
+ * @param[in]     exponents  4 exponents, one for each vector of five
+ * @param[in,out] state      initialised memory
+ * @return #ryxStsOk; #ryxStsNullPtr
+ */
+ryxStatus ryxsConcealmentUpdateCycle_G728_16s(const int16_t *excitation, const int16_t *exponents,
+                                              ConcealmentState_G728 *state);
 
 /** @} */
 

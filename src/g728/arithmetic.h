@@ -13,6 +13,7 @@
 namespace ryxsc::g728 {
 
 inline constexpr int vectorLength = 5;
+inline constexpr int cycleVectors = 4, cycleLength = cycleVectors * vectorLength; // of an adaptation cycle
 inline constexpr int synthesisOrder = 50;
 inline constexpr int order = 10; // of the log-gain predictor, the weighting filter and the post-filter
 
@@ -76,11 +77,6 @@ constexpr Scaled divide(Scaled num, Scaled den) {
 // The exponents that callers hold are 16-bit.
 constexpr int16_t asExponent(int x) {
     return sat16(x);
-}
-
-// x * 2^-exponent in Q2.
-constexpr int16_t toQ2(int16_t x, int exponent) {
-    return sat16(shiftLimited(x, 2 - exponent));
 }
 
 } // namespace ryxsc::g728

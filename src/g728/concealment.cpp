@@ -75,6 +75,23 @@ int16_t logGainOf(const int16_t *excitation, int exponent) {
     return sat16(sat32((int64_t{24660} * logarithm - (16384 << 14)) >> 14));
 }
 
+// Moves the past excitation on by what is new.
+template <size_t len> void append(const int16_t (&newest)[len], ConcealmentState_G728 *block) {
+    auto *const octets = reinterpret_cast<unsigned char *>(block) + offsetof(State, excitation);
+    constexpr size_t kept = sizeof State::excitation - sizeof newest;
+    // Each vector is finished by itself, or a compiler would call memmove.
+    const auto move = [=](size_t at) {
+        simd::Vector x = simd::load(octets + sizeof newest + at);
+        simd::finish(x);
+        simd::store(octets + at, x);
+    };
+    const simd::Vector last = simd::load(octets + sizeof State::excitation - 16);
+    for (size_t at = 0; at + 16 < kept; at += 16)
+        move(at);
+    simd::store(octets + kept - 16, last);
+    std::memcpy(octets + kept, newest, sizeof newest);
+}
+
 } // namespace
 
 ryxStatus ryxsConcealmentGetStateSize_G728_16s_u8(int *size) {
@@ -145,20 +162,19 @@ ryxStatus ryxsConcealmentExcitation_G728_16s_u8(int16_t *excitation, int16_t *ex
 ryxStatus ryxsConcealmentUpdate_G728_16s_u8(const int16_t *excitation, int16_t exponent, ConcealmentState_G728 *block) {
     if (anyNull(excitation, block)) return ryxStsNullPtr;
     int16_t newest[vectorLength];
-    for (int n = 0; n < vectorLength; n++)
-        newest[n] = toQ2(excitation[n], exponent);
-    auto *const octets = reinterpret_cast<unsigned char *>(block) + offsetof(State, excitation);
-    constexpr size_t kept = sizeof State::excitation - sizeof newest;
-    // Each vector is finished by itself, or a compiler would call memmove.
-    const auto move = [=](size_t at) {
-        simd::Vector x = simd::load(octets + sizeof newest + at);
-        simd::finish(x);
-        simd::store(octets + at, x);
-    };
-    for (size_t at = 0; at + 16 < kept; at += 16)
-        move(at);
-    const simd::Vector last = simd::load(octets + sizeof newest + kept - 16);
-    simd::store(octets + kept - 16, last);
-    std::memcpy(octets + kept, newest, sizeof newest);
+    storeFive(newest, inQ2(loadFive(excitation), exponent));
+    append(newest, block);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsConcealmentUpdateCycle_G728_16s_u8(const int16_t *excitation, const int16_t *exponents,
+                                                 ConcealmentState_G728 *block) {
+    if (anyNull(excitation, exponents, block)) return ryxStsNullPtr;
+    simd::Vector vectors[cycleVectors];
+    for (int v = 0; v < cycleVectors; v++)
+        vectors[v] = inQ2(loadFive(excitation + v * vectorLength), exponents[v]);
+    int16_t newest[cycleLength];
+    storeCycle(newest, vectors);
+    append(newest, block);
     return ryxStsOk;
 }

@@ -4,9 +4,9 @@
 #include "common/checks.h"
 #include "common/product_sums.h"
 #include "g728/arithmetic.h"
+#include "g728/group_filter.h"
 #include "g728/implementations.h"
 #include "g728/tables.h"
-#include "g728/vector_filter.h"
 #include "g728/vectors.h"
 
 using namespace ryxsc;
@@ -39,42 +39,67 @@ Vector wordPairs(int16_t x, int16_t y) {
     return _mm_unpacklo_epi16(simd::words(x), simd::words(y));
 }
 
-struct Peak {
+struct LagPeak {
     int lag;
     int64_t value;
 };
 
-// The correlations of a signal with its past. While the magnitudes, or the energies, tell that sums fit 32 bits they are taken
-// there.
+// Of eight values the last largest among the first `count`.
+IndexedValue lastLargestOfEight(const int32_t *values, int count) {
+    const auto greater = [](Vector x, Vector y) { return simd::select(_mm_cmpgt_epi32(x, y), x, y); };
+    const auto valid = [=](int k, Vector places) {
+        return simd::select(_mm_cmpgt_epi32(simd::dwords(count), places), simd::load(values + k), simd::dwords(min32));
+    };
+    const Vector front = valid(0, _mm_setr_epi32(0, 1, 2, 3)), back = valid(4, _mm_setr_epi32(4, 5, 6, 7));
+    Vector best = greater(front, back);
+    best = greater(best, _mm_shuffle_epi32(best, _MM_SHUFFLE(1, 0, 3, 2)));
+    best = greater(best, _mm_shuffle_epi32(best, _MM_SHUFFLE(2, 3, 0, 1)));
+    const Vector equal = _mm_packs_epi32(_mm_cmpeq_epi32(front, best), _mm_cmpeq_epi32(back, best));
+    const auto places = static_cast<uint32_t>(_mm_movemask_epi8(equal)); // two bits each
+    return {_mm_cvtsi128_si32(best), std::min(floorLog2(places) / 2, count - 1)};
+}
+
+// The correlations of a signal with its past. While the energies tell that sums fit 32 bits they are taken there: by Cauchy's
+// inequality no sum is larger than the root of their product.
 template <int window, int longestLag> class Correlations {
 public:
     explicit Correlations(const int16_t *end) : end_(end) {
-        constexpr int len = window + longestLag;
-        constexpr int32_t small = window > 32 ? 1 << 12 : 1 << 13;
-        static_assert(int64_t{window} * small * small <= max32);
-        fits_ = usedBits<len>(end - len) < small || fitsSums(energy(end - window, window), energy(end - len, len));
+        constexpr int len = window + longestLag, current = (window + 7) / 8 * 8;
+        EnergyBound energy;
+        for (int i = 8; i <= current; i += 8)
+            energy.add(simd::load(end - i));
+        const uint64_t newest = energy.of(current);
+        for (int i = current + 8; i < len + 8; i += 8)
+            energy.add(simd::load(end - std::min(i, len)));
+        fits_ = newest * energy.of(len + 8) < 1 << 30; // in units of 2^32
     }
 
-    // The first largest one, from <= to <= longestLag, of at most `count` lags.
-    template <int count> Peak peak(int from, int to) const {
+    // The first largest one, from <= to <= longestLag, of at most `count` lags: 7, 13 or 32.
+    template <int count> LagPeak peak(int from, int to) const {
         if (!fits_) [[unlikely]]
             return widePeak(from, to);
-        int32_t values[count]; // the longest lag first, and shorter ones than asked for
+        alignas(16) int32_t values[(count + 7) / 8 * 8]; // the longest lag first, and shorter ones than asked for
         const int16_t *const x = end_ - window;
         if constexpr (count == 32) {
             correlation::wide<count>(x, x - to, window, values);
-        } else {
-            constexpr int first = std::min(count, 7);
-            correlation::deep<first>(x, x - to, window, values);
-            if constexpr (first < count) correlation::deep<count - first>(x, x - to + first, window, values + first);
+            const IndexedValue best = lastLargest(values, to - from + 1);
+            return {to - best.index, best.value};
         }
-        const IndexedValue best = lastLargest(values, to - from + 1);
+        correlation::deep<8>(x, x - to, window, values);
+        const IndexedValue best = lastLargestOfEight(values, std::min(to - from + 1, 8));
+        if constexpr (count > 8) {
+            if (to - from >= 8) {
+                correlation::deep<8>(x, x - to + 8, window, values);
+                const IndexedValue other = lastLargestOfEight(values, to - from + 1 - 8);
+                if (other.value >= best.value) return {to - 8 - other.index, other.value};
+            }
+        }
         return {to - best.index, best.value};
     }
 
 private:
-    Peak widePeak(int from, int to) const {
-        Peak best = {from, INT64_MIN};
+    LagPeak widePeak(int from, int to) const {
+        LagPeak best = {from, INT64_MIN};
         for (int lag = from; lag <= to; lag++)
             if (const int64_t value = sumAtLag(end_, window, lag); value > best.value) best = {lag, value};
         return best;
@@ -90,7 +115,7 @@ int32_t energyBefore(const int16_t *x, int lag) {
 }
 
 // Whether the tap at the old lag comes to more than 0.4 of that at the new one, which then is taken for a multiple.
-bool isMultiple(const int16_t *x, const Peak &found, const Peak &old) {
+bool isMultiple(const int16_t *x, const LagPeak &found, const LagPeak &old) {
     const int32_t foundEnergy = energyBefore(x, found.lag), oldEnergy = energyBefore(x, old.lag);
     const int shift = normalisation(std::max(foundEnergy, oldEnergy), 32);
     const auto upper = [&](int64_t value) { return shiftLimited(value, shift) >> 16; };
@@ -98,6 +123,29 @@ bool isMultiple(const int16_t *x, const Peak &found, const Peak &old) {
     const int32_t c = upper(std::clamp<int64_t>(found.value, 0, foundEnergy));
     const int32_t cOld = upper(std::clamp<int64_t>(old.value, 0, oldEnergy));
     return cOld * e > ((c * eOld) >> 16) * 26214;
+}
+
+struct TapSums {
+    int32_t correlation, energy;
+};
+
+// The window's correlation with the one a lag back, and the energy of that. As long as no lane of either window's energy
+// reaches 2^29, no sum leaves 32 bits.
+TapSums tapSums(const int16_t *end, int lag) {
+    const int16_t *const x = end - window, *const y = x - lag;
+    Vector own = _mm_setzero_si128(), energy = own, products = own, seen = own;
+    const auto add = [&](Vector current, Vector past) {
+        own = _mm_add_epi32(own, _mm_madd_epi16(current, current));
+        energy = _mm_add_epi32(energy, _mm_madd_epi16(past, past));
+        products = _mm_add_epi32(products, _mm_madd_epi16(current, past));
+        seen = _mm_or_si128(seen, _mm_or_si128(own, energy));
+    };
+    for (int i = 0; i < window - 4; i += 8)
+        add(simd::load(x + i), simd::load(y + i));
+    add(simd::load64(x + window - 4), simd::load64(y + window - 4));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_srli_epi32(seen, 29), _mm_setzero_si128())) != 0xffff) [[unlikely]]
+        return {sat32(sumAtLag(end, window, lag)), energyBefore(end, lag)};
+    return {simd::sumOfDwords(products), simd::sumOfDwords(energy)};
 }
 
 // Correlation over energy in Q14, between 0 and 1.
@@ -109,56 +157,101 @@ int16_t tapOf(int32_t correlation, int32_t energy) {
     return shift > 30 ? int16_t{0} : static_cast<int16_t>(q.mantissa >> shift);
 }
 
-} // namespace
-
-ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int16_t *src, int16_t *dst) {
-    if (anyNull(coefficients, src, dst)) return ryxStsNullPtr;
-    const Ten factors(coefficients);
-    // A sum of magnitudes below 2^16: 32 bits will do for what the past contributes.
-    if (factors.magnitudeSum() < 65536) [[likely]] {
-        const Vector eight = simd::reverseWords(simd::load(src - 8));
-        const Vector two = _mm_shufflelo_epi16(simd::load32(src - 10), _MM_SHUFFLE(3, 2, 0, 1));
-        const VectorSums sums = zeroSums(factors, Ten(eight, two), reversedVector(src));
-        for (int n = 0; n < vectorLength; n++)
-            dst[n] = roundUpper(sat32(4 * (int64_t{sums.values[n]} + src[n] * 8192)));
-        return ryxStsOk;
+// The inverse filter, eight samples after eight, in 32 bits; fits() tells whether all sums were within them.
+class Residual {
+public:
+    Residual(const int16_t *coefficients, const int16_t *src)
+        : c_(coefficients), filter_(c_), past_(simd::load(src - 8)),
+          older_(_mm_slli_si128(simd::load32(src - 10), 12)) {
+        peak_.add(past_);
+        peak_.add(older_);
     }
-    for (int n = 0; n < vectorLength; n++) {
+
+    Vector operator()(Vector current) {
+        const Eight sums = filter_(current, past_, older_);
+        peak_.add(current);
+        older_ = past_;
+        past_ = current;
+        // With the sample itself, and a rounding.
+        const Vector ones = simd::words(1), weights = simd::words(weight);
+        const auto rounded = [=](Vector sum, Vector pairs) {
+            return _mm_srai_epi32(_mm_add_epi32(sum, _mm_madd_epi16(pairs, weights)), 14);
+        };
+        return _mm_packs_epi32(rounded(sums.front, _mm_unpacklo_epi16(current, ones)),
+                               rounded(sums.back, _mm_unpackhi_epi16(current, ones)));
+    }
+
+    bool fits() const { return (peak_.value() + 1) * (c_.magnitudeSum() + weight) + weight < int64_t{1} << 31; }
+
+private:
+    static constexpr int16_t weight = 8192;
+
+    Ten c_;
+    ZeroGroups filter_;
+    Peak peak_;
+    Vector past_, older_;
+};
+
+void residualPlainly(const int16_t *coefficients, const int16_t *src, int len, int16_t *dst) {
+    for (int n = 0; n < len; n++) {
         int64_t sum = src[n] * 8192;
         for (int i = 1; i <= order; i++)
             sum += coefficients[i - 1] * src[n - i];
         dst[n] = roundUpper(sat32(4 * sum));
     }
+}
+
+} // namespace
+
+ryxStatus ryxsResidualFilter_G728_16s_u8(const int16_t *coefficients, const int16_t *src, int16_t *dst) {
+    if (anyNull(coefficients, src, dst)) return ryxStsNullPtr;
+    Residual residual(coefficients, src);
+    storeFive(dst, residual(loadFive(src)));
+    if (!residual.fits()) [[unlikely]]
+        residualPlainly(coefficients, src, vectorLength, dst);
+    return ryxStsOk;
+}
+
+ryxStatus ryxsResidualFilterCycle_G728_16s_u8(const int16_t *coefficients, const int16_t *src, int16_t *dst) {
+    if (anyNull(coefficients, src, dst)) return ryxStsNullPtr;
+    Residual residual(coefficients, src);
+    simd::store(dst, residual(simd::load(src)));
+    simd::store(dst + 8, residual(simd::load(src + 8)));
+    simd::store64(dst + 16, residual(simd::load64(src + 16)));
+    if (!residual.fits()) [[unlikely]]
+        residualPlainly(coefficients, src, cycleLength, dst);
     return ryxStsOk;
 }
 
 ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int16_t *memory) {
     if (anyNull(src, dst, memory)) return ryxStsNullPtr;
-    constexpr int len = 20;
-    // The magnitudes of the zeros' factors sum up to less than 2^16, so that 32 bits will do.
-    alignas(16) int32_t zeros[len];
+    // The magnitudes of the zeros' factors sum up to less than 2^16, so that 32 bits will do; then to less than 2^25, with
+    // less than 2^31 - 2^29 for the poles.
+    alignas(16) int32_t zeros[cycleLength]; // and the rounding
     const Vector c01 = wordPairs(decimationZeros[0], decimationZeros[1]);
     const Vector c23 = wordPairs(decimationZeros[2], decimationZeros[3]);
-    for (int n = 0; n < len; n += 4) {
+    for (int n = 0; n < cycleLength; n += 4) {
         const auto pairs = [=](int back) {
             return _mm_unpacklo_epi16(simd::load64(src + n - back), simd::load64(src + n - back - 1));
         };
-        simd::store(zeros + n,
-                    _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(pairs(0), c01), _mm_madd_epi16(pairs(2), c23)), 6));
+        const Vector sum = _mm_add_epi32(_mm_madd_epi16(pairs(0), c01), _mm_madd_epi16(pairs(2), c23));
+        simd::store(zeros + n, _mm_add_epi32(_mm_srai_epi32(sum, 6), simd::dwords(1 << 12)));
     }
     int32_t first = memory[2], second = memory[1], third = memory[0]; // by age
-    for (int n = 0; n < len; n++) {
-        int64_t sum = zeros[n];
-        sum -= int64_t{decimationPoles[2]} * third + int64_t{decimationPoles[1]} * second;
-        sum -= int64_t{decimationPoles[0]} * first; // the newest output last
+#pragma GCC unroll 4
+    for (int n = 0; n < cycleLength; n++) {
+        int32_t sum = zeros[n] - decimationPoles[2] * third - decimationPoles[1] * second;
+        sum -= decimationPoles[0] * first; // the newest output last
         third = second;
         second = first;
-        first = upperOf<13>(sum);
-        if (n % decimation == decimation - 1) *dst++ = static_cast<int16_t>(first);
+        first = sum >> 13;
+        if (first != wrap16(first)) [[unlikely]]
+            first = sat16(first); // with a branch the next sample waits for no limits
+        if (n % decimation == decimation - 1) *dst++ = wrap16(first);
     }
-    memory[2] = static_cast<int16_t>(first);
-    memory[1] = static_cast<int16_t>(second);
-    memory[0] = static_cast<int16_t>(third);
+    memory[2] = wrap16(first);
+    memory[1] = wrap16(second);
+    memory[0] = wrap16(third);
     return ryxStsOk;
 }
 
@@ -171,9 +264,9 @@ ryxStatus ryxsPitchSearch_G728_16s_u8(const int16_t *residual, const int16_t *de
     const Correlations<decimatedWindow, longest> low(decimated + decimatedLength);
     const Correlations<window, maxLag> full(end);
     const int coarse = low.peak<32>(shortest, longest).lag * decimation;
-    Peak found = full.peak<7>(std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
+    LagPeak found = full.peak<7>(std::max(coarse - 3, minLag), std::min(coarse + 3, maxLag));
     if (previousLag + reach < found.lag) {
-        const Peak old = full.peak<2 * reach + 1>(std::max(previousLag - reach, minLag), previousLag + reach);
+        const LagPeak old = full.peak<2 * reach + 1>(std::max(previousLag - reach, minLag), previousLag + reach);
         if (isMultiple(end, found, old)) found = old;
     }
     *lag = static_cast<int16_t>(found.lag);
@@ -185,8 +278,8 @@ ryxStatus ryxsPitchTap_G728_16s_u8(const int16_t *speech, int16_t lag, int16_t *
     if (anyNull(speech, tap, gain, pitchGain)) return ryxStsNullPtr;
     if (!isLag(lag)) return ryxStsOutOfRange;
     constexpr int16_t lowestTap = 9830, weight = 9830; // 0.6 and 0.15 in Q14 and Q16
-    const int16_t *const end = speech + historyLength;
-    *tap = tapOf(sat32(sumAtLag(end, window, lag)), energyBefore(end, lag));
+    const TapSums sums = tapSums(speech + historyLength, lag);
+    *tap = tapOf(sums.correlation, sums.energy);
     const int32_t product = weight * (*tap < lowestTap ? 0 : *tap);
     const Scaled q = divide(one, {static_cast<int16_t>((product >> 16) + 16384), 14});
     *pitchGain = static_cast<int16_t>((q.mantissa * (product >> 14)) >> q.exponent);

@@ -6,9 +6,9 @@
 #include "common/checks.h"
 #include "common/state_block.h"
 #include "g728/arithmetic.h"
+#include "g728/group_filter.h"
 #include "g728/implementations.h"
 #include "g728/tables.h"
-#include "g728/vector_filter.h"
 #include "g728/vectors.h"
 
 using namespace ryxsc;
@@ -23,74 +23,253 @@ struct State {
 static_assert(sizeof(State) == 40);
 
 constexpr int minLag = 20, maxLag = 140;
+constexpr int halfCycle = 2 * vectorLength; // in which the long-term filter stays the same
 
-int32_t magnitudeSum(const int16_t *x) {
-    int32_t sum = 0;
-#pragma GCC unroll 5
-    for (int n = 0; n < vectorLength; n++)
-        sum += std::abs(x[n]);
-    return sum;
+bool isLag(int lag) {
+    return lag >= minLag && lag <= maxLag;
+}
+bool isFraction(int fraction) {
+    return fraction >= 0 && fraction <= 15;
 }
 
-// Long-term filter: sums in Q16, and the samples in Q2 that the short-term filter remembers.
-struct LongTerm {
-    int64_t sums[vectorLength];
-    VectorOutputs samples;
-
-    LongTerm(const int16_t *src, const int16_t *periodBefore, int16_t gain, int16_t pitchGain) {
-#pragma GCC unroll 5
-        for (int n = 0; n < vectorLength; n++) {
-            sums[n] = int64_t{gain} * src[n] + pitchGain * periodBefore[n];
-            samples.values[n] = upperOf<14>(sums[n]);
-        }
-    }
-};
-
-// What all inputs and the outputs before the vector contribute: zeros less poles.
-struct PastSums {
-    int64_t values[vectorLength];
-};
-
-PastSums pastSums(const int16_t *zeros, const int16_t *poles, const Ten &pastZeros, const Ten &pastPoles,
-                  const VectorOutputs &current) {
-    PastSums sums;
-    const Ten zeroFactors(zeros), poleFactors(poles);
-    // Sums of magnitudes below 2^16: 32 bits will do.
-    if (std::max(zeroFactors.magnitudeSum(), poleFactors.magnitudeSum()) < 65536) [[likely]] {
-        const VectorSums z = zeroSums(zeroFactors, pastZeros, current.reversed());
-        const VectorSums p = poleSums(poleFactors, pastPoles);
+// From block floating point to fixed point, zeros behind the five words.
+Vector converted(const int16_t *src, int exponent, int fraction) {
+    const int shift = 16 + fraction - exponent;
+    if (shift > 16) [[unlikely]] {
+        int16_t x[vectorLength];
         for (int n = 0; n < vectorLength; n++)
-            sums.values[n] = int64_t{z.values[n]} - p.values[n];
-        return sums;
+            x[n] = roundUpper(shiftLimited(src[n], shift));
+        return loadFive(x);
     }
-    int16_t x[order], y[order];
-    pastZeros.save(x);
-    pastPoles.save(y);
-    for (int n = 0; n < vectorLength; n++) {
-        sums.values[n] = 0;
-        for (int i = 1; i <= order; i++) {
-            sums.values[n] += zeros[i - 1] * (i <= n ? current.values[n - i] : x[i - n - 1]);
-            if (i > n) sums.values[n] -= poles[i - 1] * y[i - n - 1];
+    const Vector x = loadFive(src);
+    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
+    const auto shifted = [=](Vector dwords) { return _mm_sra_epi32(_mm_sll_epi32(dwords, left), right); };
+    return roundedUpperHalves(shifted(simd::frontDwords(x)), shifted(simd::backDwords(x)));
+}
+
+// Long-term filter of a vector or of a cycle, whose halves have their own lags and gains.
+struct LongTerm {
+    const int16_t *src, *speech; // Q2, Q0
+    const int16_t *lags, *gains, *pitchGains;
+
+    int64_t sum(int n) const { // Q16
+        const int half = n / halfCycle;
+        return int64_t{gains[half]} * src[n] + pitchGains[half] * speech[n - lags[half]];
+    }
+    // (gain, pitch gain) in all dwords.
+    Vector factors(int half) const {
+        return _mm_unpacklo_epi16(simd::words(gains[half]), simd::words(pitchGains[half]));
+    }
+    // Whether a rounded sum fits 32 bits.
+    bool fits(int half) const { return std::abs(gains[half]) + std::abs(pitchGains[half]) < 65536; }
+};
+
+struct ShortTerm {
+    const int16_t *zeros, *poles;
+    int16_t tilt;
+};
+
+// The long-term filter's sums, and the samples in Q2 that the short-term filter remembers; zeros behind them.
+template <int vectors> struct LongTermOutput {
+    static constexpr int eights = vectors == 1 ? 1 : 3;
+    Vector sums[2 * eights], words[eights];
+
+    explicit LongTermOutput(const LongTerm &filter) {
+        const int16_t *const x = filter.src, *const period = filter.speech - filter.lags[0];
+        const Vector factors = filter.factors(0);
+        if constexpr (vectors == 1) {
+            set(0, loadFive(x), loadFive(period), factors, factors);
+        } else {
+            const int16_t *const laterPeriod = filter.speech - filter.lags[1];
+            const Vector later = filter.factors(1);
+            const Vector middle = _mm_castps_si128(
+                _mm_move_ss(_mm_castsi128_ps(simd::load(laterPeriod + 8)), _mm_castsi128_ps(simd::load32(period + 8))));
+            set(0, simd::load(x), simd::load(period), factors, factors);
+            set(1, simd::load(x + 8), middle, _mm_unpacklo_epi64(factors, later), later);
+            set(2, simd::load64(x + 16), simd::load64(laterPeriod + 16), later, later);
         }
     }
-    return sums;
+
+private:
+    void set(int k, Vector x, Vector period, Vector frontFactors, Vector backFactors) {
+        const auto rounded = [](Vector sum) { return _mm_srai_epi32(_mm_add_epi32(sum, simd::dwords(1 << 13)), 14); };
+        sums[2 * k] = _mm_madd_epi16(_mm_unpacklo_epi16(x, period), frontFactors);
+        sums[2 * k + 1] = _mm_madd_epi16(_mm_unpackhi_epi16(x, period), backFactors);
+        words[k] = _mm_packs_epi32(rounded(sums[2 * k]), rounded(sums[2 * k + 1]));
+    }
+};
+
+// A vector's five words from two groups of dwords, anything behind them.
+template <int vector> Vector fiveOf(const Vector *groups) {
+    return _mm_srli_si128(_mm_packs_epi32(groups[vector], groups[vector + 1]), 2 * vector);
 }
+template <int vectors> void toVectors(const Vector *groups, Vector *dst) {
+    dst[0] = fiveOf<0>(groups);
+    if constexpr (vectors == 4) {
+        dst[1] = fiveOf<1>(groups);
+        dst[2] = fiveOf<2>(groups);
+        dst[3] = fiveOf<3>(groups);
+    }
+}
+
+// Both filters in 32 bits. False, with nothing changed, where a sum may not fit or an output was limited. None is where the
+// magnitudes of all terms, as far as everything was right, stay below 2^31: the first sum that is not right would not be the
+// first. A long-term sum is at most 2^14 times its output, rounded.
+template <int vectors>
+bool filterGroups(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
+    constexpr int groups = (vectors * vectorLength + 3) / 4;
+    auto *const octets = reinterpret_cast<unsigned char *>(block);
+    auto *const zeroMemory = octets + offsetof(State, zeros), *const poleMemory = octets + offsetof(State, poles);
+    const Ten zeros(shortTerm.zeros), poles(shortTerm.poles), pastZeros(zeroMemory), pastPoles(poleMemory);
+    LongTermOutput<vectors> x(longTerm);
+    Peak largestInput, largestOutput;
+    largestInput.add(pastZeros);
+    largestOutput.add(pastPoles);
+    const ZeroGroups applyZeros(zeros);
+    const Vector inTime = simd::reverseWords(pastZeros.front);
+    Vector past = inTime, older = _mm_slli_si128(_mm_shufflelo_epi16(pastZeros.back, _MM_SHUFFLE(3, 2, 0, 1)), 12);
+    for (int k = 0; k < x.eights; k++) {
+        largestInput.add(x.words[k]);
+        const Eight sums = applyZeros(x.words[k], past, older);
+        x.sums[2 * k] = _mm_add_epi32(x.sums[2 * k], sums.front);
+        x.sums[2 * k + 1] = _mm_add_epi32(x.sums[2 * k + 1], sums.back);
+        older = past;
+        past = x.words[k];
+    }
+
+    PoleGroups applyPoles(poles, pastPoles);
+    Vector outputs[groups], compensated[groups];
+    Vector before = _mm_slli_si128(pastPoles.front, 12);
+    const Vector tilt = simd::dwords(static_cast<uint16_t>(shortTerm.tilt));
+    for (int g = 0; g < groups; g++) {
+        const Vector sums = applyPoles(x.sums[g]);
+        outputs[g] = PoleGroups::outputs(sums);
+        const Vector delayed = _mm_alignr_epi8(outputs[g], before, 12);
+        compensated[g] = PoleGroups::outputs(_mm_add_epi32(sums, _mm_madd_epi16(delayed, tilt)));
+        before = outputs[g];
+    }
+    Vector words[vectors];
+    toVectors<vectors>(outputs, words);
+    for (const Vector &w : words)
+        largestOutput.add(w);
+
+    const int64_t input = largestInput.value(), output = largestOutput.value();
+    if (input == max16 || output == max16 || !longTerm.fits(0) || !longTerm.fits((vectors - 1) / 2) ||
+        (zeros.magnitudeSum() + 16384) * (input + 2) +
+                (poles.magnitudeSum() + std::abs(shortTerm.tilt)) * (output + 1) >=
+            int64_t{1} << 31) [[unlikely]]
+        return false;
+    toVectors<vectors>(compensated, dst);
+    if constexpr (vectors == 1) {
+        advanced(pastZeros, reversedFive(x.words[0])).save(zeroMemory);
+        advanced(pastPoles, reversedFive(words[0])).save(poleMemory);
+    } else {
+        // Newest in front: samples 19..12, 11 and 10.
+        const auto save = [](Vector eight, Vector four, unsigned char *memory) {
+            const Vector newest = _mm_unpacklo_epi64(_mm_unpackhi_epi64(eight, eight), four);
+            const Vector rest = _mm_shufflelo_epi16(_mm_srli_si128(eight, 4), _MM_SHUFFLE(3, 2, 0, 1));
+            Ten(simd::reverseWords(newest), rest).save(memory);
+        };
+        save(x.words[1], x.words[2], zeroMemory);
+        save(_mm_packs_epi32(outputs[2], outputs[3]), _mm_packs_epi32(outputs[4], outputs[4]), poleMemory);
+    }
+    return true;
+}
+
+// The same, whatever the sums.
+template <int vectors>
+void filterPlainly(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
+    constexpr int len = vectors * vectorLength;
+    auto state = loadBlock<State>(block);
+    int16_t x[order + len], y[order + len], out[len];
+    std::reverse_copy(state.zeros, state.zeros + order, x);
+    std::reverse_copy(state.poles, state.poles + order, y);
+    for (int n = 0; n < len; n++) {
+        int64_t sum = longTerm.sum(n);
+        x[order + n] = upperOf<14>(sum);
+        for (int i = 1; i <= order; i++)
+            sum += int64_t{shortTerm.zeros[i - 1]} * x[order + n - i] - shortTerm.poles[i - 1] * y[order + n - i];
+        out[n] = outputOf(sum + shortTerm.tilt * y[order + n - 1]);
+        y[order + n] = outputOf(sum);
+    }
+    std::reverse_copy(x + len, x + len + order, state.zeros);
+    std::reverse_copy(y + len, y + len + order, state.poles);
+    saveBlock(block, state);
+    for (int v = 0; v < vectors; v++)
+        dst[v] = loadFive(out + v * vectorLength);
+}
+
+template <int vectors>
+void postFilter(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
+    if (!filterGroups<vectors>(longTerm, shortTerm, dst, block)) [[unlikely]]
+        filterPlainly<vectors>(longTerm, shortTerm, dst, block);
+}
+
+// Of five words.
+int32_t magnitudeSum(Vector x) {
+    return simd::sumOfDwords(_mm_madd_epi16(x, _mm_sign_epi16(_mm_setr_epi16(1, 1, 1, 1, 1, 0, 0, 0), x)));
+}
+
+// What the smoothed scale gains with each sample, 1 - 0.99 times the ratio of the magnitudes in front of the post-filter and
+// behind it.
+int32_t scaleStep(int32_t wanted, int32_t actual) {
+    const Scaled ratio = actual > 4 ? divide(normalised(wanted, 16), normalised(actual, 16)) : one;
+    const int shift = ratio.exponent - 7;
+    return shift > 30 ? 0 : shiftLimited(20972 * ratio.mantissa, -shift);
+}
+
+// Brings vectors to the level of the speech in front of the post-filter.
+class GainControl {
+public:
+    explicit GainControl(int16_t scale) : scale_(simd::words(scale)) {}
+
+    // To PCM, from five words with anything behind them.
+    Vector operator()(Vector speech, Vector filtered) {
+        // With a step of 2^30 the scale is at its limit, as with a larger one; and then all sums fit 32 bits.
+        const int32_t step = std::min(scaleStep(magnitudeSum(speech), magnitudeSum(filtered)), 1 << 30);
+        const Vector rounded = simd::dwords(step + (1 << 13));
+        Vector scales[vectorLength];
+#pragma GCC unroll 5
+        for (Vector &scale : scales) {
+            const Vector sum = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(scale_, simd::dwords(16220)), rounded), 14);
+            scale = scale_ = _mm_packs_epi32(sum, sum);
+        }
+        const Vector four =
+            _mm_unpacklo_epi32(_mm_unpacklo_epi16(scales[0], scales[1]), _mm_unpacklo_epi16(scales[2], scales[3]));
+        const Vector scaled = scaledWords(_mm_unpacklo_epi64(four, scales[4]), filtered);
+        return _mm_adds_epi16(scaled, scaled);
+    }
+    int16_t scale() const {
+        return static_cast<int16_t>(_mm_cvtsi128_si32(scale_));
+    }
+
+private:
+    // x * y in Q14, rounded and limited.
+    static Vector scaledWords(Vector x, Vector y) {
+        const Vector low = _mm_mullo_epi16(x, y), high = _mm_mulhi_epi16(x, y), half = simd::dwords(1 << 13);
+        const auto rounded = [=](Vector product) { return _mm_srai_epi32(_mm_add_epi32(product, half), 14); };
+        return _mm_packs_epi32(rounded(_mm_unpacklo_epi16(low, high)), rounded(_mm_unpackhi_epi16(low, high)));
+    }
+
+    Vector scale_; // in all words
+};
 
 } // namespace
 
 ryxStatus ryxsConvertBlock_G728_16s_u8(const int16_t *src, int16_t exponent, int16_t fraction, int16_t *dst) {
     if (anyNull(src, dst)) return ryxStsNullPtr;
-    if (fraction < 0 || fraction > 15) return ryxStsOutOfRange;
-    const int shift = 16 + fraction - exponent;
-    if (shift > 16) [[unlikely]] {
-        for (int n = 0; n < vectorLength; n++)
-            dst[n] = roundUpper(shiftLimited(src[n], shift));
-        return ryxStsOk;
-    }
-    const Vector x = loadFive(src);
-    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
-    const auto shifted = [=](Vector dwords) { return _mm_sra_epi32(_mm_sll_epi32(dwords, left), right); };
-    storeFive(dst, roundedUpperHalves(shifted(simd::frontDwords(x)), shifted(simd::backDwords(x))));
+    if (!isFraction(fraction)) return ryxStsOutOfRange;
+    storeFive(dst, converted(src, exponent, fraction));
+    return ryxStsOk;
+}
+
+ryxStatus ryxsConvertCycle_G728_16s_u8(const int16_t *src, const int16_t *exponents, int16_t fraction, int16_t *dst) {
+    if (anyNull(src, exponents, dst)) return ryxStsNullPtr;
+    if (!isFraction(fraction)) return ryxStsOutOfRange;
+    Vector out[cycleVectors];
+    for (int v = 0; v < cycleVectors; v++)
+        out[v] = converted(src + v * vectorLength, exponents[v], fraction);
+    storeCycle(dst, out);
     return ryxStsOk;
 }
 
@@ -110,36 +289,33 @@ ryxStatus ryxsPostFilter_G728_16s_u8(const int16_t *src, const int16_t *speech, 
                                      int16_t pitchGain, const int16_t *zeros, const int16_t *poles, int16_t tilt,
                                      int16_t *dst, PostFilterState_G728 *block) {
     if (anyNull(src, speech, zeros, poles, dst, block)) return ryxStsNullPtr;
-    if (lag < minLag || lag > maxLag) return ryxStsOutOfRange;
-    auto *const octets = reinterpret_cast<unsigned char *>(block);
-    auto *const zeroMemory = octets + offsetof(State, zeros), *const poleMemory = octets + offsetof(State, poles);
-    const LongTerm longTerm(src, speech - lag, gain, pitchGain);
-    const Ten pastZeros(zeroMemory), pastPoles(poleMemory);
-    const PastSums past = pastSums(zeros, poles, pastZeros, pastPoles, longTerm.samples);
-    auto before = static_cast<int16_t>(_mm_cvtsi128_si32(pastPoles.front));
-    const VectorOutputs shortTerm = recurseVector(
-        poles, [&](int n) { return longTerm.sums[n] + past.values[n]; },
-        [&](int n, int64_t sum) {
-            dst[n] = outputOf(sum + tilt * before);
-            return before = outputOf(sum);
-        });
-    advanced(pastZeros, longTerm.samples.reversed()).save(zeroMemory);
-    advanced(pastPoles, shortTerm.reversed()).save(poleMemory);
+    if (!isLag(lag)) return ryxStsOutOfRange;
+    Vector filtered;
+    postFilter<1>({src, speech, &lag, &gain, &pitchGain}, {zeros, poles, tilt}, &filtered, block);
+    storeFive(dst, filtered);
     return ryxStsOk;
 }
 
 ryxStatus ryxsGainControl_G728_16s_u8(const int16_t *speech, const int16_t *src, int16_t *dst, int16_t *scale) {
     if (anyNull(speech, src, dst, scale)) return ryxStsNullPtr;
-    const int32_t wanted = magnitudeSum(speech), actual = magnitudeSum(src);
-    const Scaled ratio = actual > 4 ? divide(normalised(wanted, 16), normalised(actual, 16)) : one;
-    const int shift = ratio.exponent - 7;
-    const int32_t step = shift > 30 ? 0 : shiftLimited(20972 * ratio.mantissa, -shift);
-    int16_t s = *scale;
-    for (int n = 0; n < vectorLength; n++) {
-        s = upperOf<14>(int64_t{step} + 16220 * s);
-        dst[n] = sat16(2 * upperOf<14>(int64_t{s} * src[n]));
-    }
-    *scale = s;
+    GainControl control(*scale);
+    storeFive(dst, control(loadFive(speech), loadFive(src)));
+    *scale = control.scale();
+    return ryxStsOk;
+}
+
+ryxStatus ryxsPostProcess_G728_16s_u8(const int16_t *src, const int16_t *speech, const int16_t *lags,
+                                      const int16_t *gains, const int16_t *pitchGains, const int16_t *zeros,
+                                      const int16_t *poles, int16_t tilt, int16_t *dst, int16_t *scale,
+                                      PostFilterState_G728 *block) {
+    if (anyNull(src, speech, lags, gains, pitchGains, zeros, poles, dst, scale, block)) return ryxStsNullPtr;
+    if (!isLag(lags[0]) || !isLag(lags[1])) return ryxStsOutOfRange;
+    Vector filtered[cycleVectors];
+    postFilter<cycleVectors>({src, speech, lags, gains, pitchGains}, {zeros, poles, tilt}, filtered, block);
+    GainControl control(*scale);
+    for (int v = 0; v < cycleVectors; v++)
+        storeFive(dst + v * vectorLength, control(loadFive(src + v * vectorLength), filtered[v]));
+    *scale = control.scale();
     return ryxStsOk;
 }
 

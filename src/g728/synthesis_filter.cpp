@@ -278,14 +278,7 @@ Response sumOf(const Response &x, const Response &y) {
 
 // A row of the synthesis filter's memory in Q2, newest sample first, zeros behind.
 Vector reversedQ2(Vector row) {
-    const int shift = static_cast<int16_t>(_mm_extract_epi16(row, vectorLength)) - 2;
-    if (shift >= 0) {
-        row = _mm_sra_epi16(row, _mm_cvtsi32_si128(shift));
-    } else {
-        const Vector left = _mm_cvtsi32_si128(std::min(-shift, 16)); // 16 places limit whatever is not 0
-        row = _mm_packs_epi32(_mm_sll_epi32(simd::frontDwords(row), left), _mm_sll_epi32(simd::backDwords(row), left));
-    }
-    return reversedFive(row);
+    return reversedFive(inQ2(row, static_cast<int16_t>(_mm_extract_epi16(row, vectorLength))));
 }
 
 // The newest vector of the memory, five samples and the exponent behind them.

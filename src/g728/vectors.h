@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-// The arithmetic of Annex G on whole vectors.
+// The arithmetic of Annex G on whole vectors, and on the four of a cycle.
 #pragma once
 
 #include <algorithm>
@@ -61,6 +61,21 @@ inline simd::Vector reversedFive(simd::Vector x) {
 inline void storeFive(int16_t *dst, simd::Vector x) {
     simd::store64(dst, x);
     simd::storeWord(dst + 4, _mm_unpackhi_epi64(x, x));
+}
+
+// Words of the given exponent in Q2, rounded down and limited.
+inline simd::Vector inQ2(simd::Vector x, int exponent) {
+    if (exponent >= 2) return _mm_sra_epi16(x, _mm_cvtsi32_si128(exponent - 2));
+    const simd::Vector left = _mm_cvtsi32_si128(std::min(2 - exponent, 16)); // 16 places limit whatever is not 0
+    return _mm_packs_epi32(_mm_sll_epi32(simd::frontDwords(x), left), _mm_sll_epi32(simd::backDwords(x), left));
+}
+
+// The samples of a cycle, four vectors of five in a row with zeros behind each, without a word stored twice.
+inline void storeCycle(int16_t *dst, const simd::Vector *vectors) {
+    simd::store(dst, _mm_or_si128(vectors[0], _mm_slli_si128(vectors[1], 10)));
+    const simd::Vector second = _mm_or_si128(_mm_srli_si128(vectors[1], 6), _mm_slli_si128(vectors[2], 4));
+    simd::store(dst + 8, _mm_or_si128(second, _mm_slli_si128(vectors[3], 14)));
+    simd::store64(dst + 16, _mm_srli_si128(vectors[3], 2));
 }
 
 // n words; src and dst do not overlap. Each vector is finished by itself, or a compiler would make it a call of memcpy, or

@@ -208,4 +208,98 @@ TEST(G728, ArrangedCoefficientsGiveTheSameZeroInputResponse) {
     }
 }
 
+// Any words, of a magnitude of their own.
+Samples randomWords(std::mt19937 &random, size_t count, unsigned mostQuiet) {
+    const auto quiet = static_cast<unsigned>(random() % (mostQuiet + 1));
+    Samples x(count);
+    for (int16_t &value : x)
+        value =
+            static_cast<int16_t>(random() % 64 == 0 && quiet < 2 ? INT16_MIN : static_cast<int16_t>(random()) >> quiet);
+    return x;
+}
+
+// From filters of speech, in 32 bits, to those whose sums leave them.
+TEST(G728, PostFilterOfACycleEqualsItsVectorsAndThePlainForm) {
+    std::mt19937 random(67);
+    uint8_t first[41], second[41];
+    for (int i = 0; i < 600; i++) {
+        auto *const x = reinterpret_cast<PostFilterState_G728 *>(first + i % 2);
+        auto *const y = reinterpret_cast<PostFilterState_G728 *>(second + 1 - i % 2);
+        plain::PostFilter expected;
+        ASSERT_EQ(ryxsPostFilterInit_G728_16s(x), ryxStsOk);
+        ASSERT_EQ(ryxsPostFilterInit_G728_16s(y), ryxStsOk);
+        Samples zeros = randomWords(random, 10, 6), poles = randomWords(random, 10, 6);
+        for (size_t k = 0; k < 10 && i % 3; k++) { // most filters decay
+            zeros[k] = static_cast<int16_t>(zeros[k] >> (1 + k / 2));
+            poles[k] = static_cast<int16_t>(poles[k] >> (1 + k / 2));
+        }
+        const auto tilt = static_cast<int16_t>(static_cast<int16_t>(random()) >> random() % 5);
+        auto scale = static_cast<int16_t>(random()), scaleByVectors = scale;
+        for (int cycle = 0; cycle < 8; cycle++) {
+            const Samples speech = randomWords(random, 160, 12), src = randomWords(random, 20, 12);
+            const bool any = random() % 4 == 0;
+            const Samples anyGains = randomWords(random, 4, 0);
+            const int16_t gains[] = {any ? anyGains[0] : int16_t{14000}, any ? anyGains[1] : int16_t{16384}};
+            const int16_t pitchGains[] = {any ? anyGains[2] : int16_t{8500}, any ? anyGains[3] : int16_t{0}};
+            const int16_t lags[] = {static_cast<int16_t>(20 + random() % 121),
+                                    static_cast<int16_t>(20 + random() % 121)};
+            Samples pcm(20), byVectors(20), filtered(20), plainly(20);
+            const int16_t *const now = speech.data() + 140;
+            ASSERT_EQ(ryxsPostProcess_G728_16s(src.data(), now, lags, gains, pitchGains, zeros.data(), poles.data(),
+                                               tilt, pcm.data(), &scale, x),
+                      ryxStsOk);
+            for (size_t n = 0; n < 20; n++) {
+                const size_t h = n / 10;
+                if (n % 5 == 0) {
+                    ASSERT_EQ(ryxsPostFilter_G728_16s(&src[n], now + n, lags[h], gains[h], pitchGains[h], zeros.data(),
+                                                      poles.data(), tilt, &filtered[n], y),
+                              ryxStsOk);
+                    ASSERT_EQ(ryxsGainControl_G728_16s(&src[n], &filtered[n], &byVectors[n], &scaleByVectors),
+                              ryxStsOk);
+                }
+                plainly[n] = expected(src[n], now[n - lags[h]], gains[h], pitchGains[h], zeros, poles, tilt);
+            }
+            ASSERT_TRUE(filtered == plainly) << i << ", cycle " << cycle;
+            ASSERT_TRUE(pcm == byVectors) << i << ", cycle " << cycle;
+            ASSERT_EQ(scale, scaleByVectors);
+            ASSERT_EQ(std::memcmp(x, y, 40), 0);
+        }
+    }
+}
+
+TEST(G728, ResidualConversionAndExcitationOfACycleEqualThoseOfItsVectors) {
+    std::mt19937 random(68);
+    uint8_t first[365], second[365];
+    auto *const x = reinterpret_cast<ConcealmentState_G728 *>(first + 1);
+    auto *const y = reinterpret_cast<ConcealmentState_G728 *>(second);
+    ASSERT_EQ(ryxsConcealmentInit_G728_16s(x), ryxStsOk);
+    ASSERT_EQ(ryxsConcealmentInit_G728_16s(y), ryxStsOk);
+    for (int i = 0; i < 3000; i++) {
+        const Samples inverse = randomWords(random, 10, 6), src = randomWords(random, 30, 12);
+        const auto fraction = static_cast<int16_t>(random() % 16);
+        Samples residual(20), converted(20), plainly(20), exponents(4);
+        for (int16_t &exponent : exponents)
+            exponent = static_cast<int16_t>(random() % 16 ? static_cast<int>(random() % 40) - 8 : random() % 65536);
+        ASSERT_EQ(ryxsResidualFilterCycle_G728_16s(inverse.data(), &src[10], residual.data()), ryxStsOk);
+        ASSERT_EQ(ryxsConvertCycle_G728_16s(src.data(), exponents.data(), fraction, converted.data()), ryxStsOk);
+        ASSERT_EQ(ryxsConcealmentUpdateCycle_G728_16s(src.data(), exponents.data(), x), ryxStsOk);
+        for (size_t n = 0; n < 20; n++) {
+            int64_t sum = int64_t{src[10 + n]} * 8192;
+            for (size_t k = 0; k < 10; k++)
+                sum += int64_t{inverse[k]} * src[9 + n - k];
+            plainly[n] = plain::rounded(sum, 14);
+        }
+        ASSERT_TRUE(residual == plainly) << i;
+        for (size_t v = 0; v < 20; v += 5) {
+            int16_t out[5];
+            ASSERT_EQ(ryxsResidualFilter_G728_16s(inverse.data(), &src[10 + v], out), ryxStsOk);
+            ASSERT_TRUE(std::equal(out, out + 5, &residual[v])) << i;
+            ASSERT_EQ(ryxsConvertBlock_G728_16s(&src[v], exponents[v / 5], fraction, out), ryxStsOk);
+            ASSERT_TRUE(std::equal(out, out + 5, &converted[v])) << i;
+            ASSERT_EQ(ryxsConcealmentUpdate_G728_16s(&src[v], exponents[v / 5], y), ryxStsOk);
+        }
+        ASSERT_EQ(std::memcmp(x, y, 364), 0) << i;
+    }
+}
+
 } // namespace

@@ -129,4 +129,33 @@ struct HybridWindow {
     }
 };
 
+inline int16_t limited(int64_t x) {
+    return static_cast<int16_t>(std::clamp<int64_t>(x, -32768, 32767));
+}
+// x >> shift, rounded and limited.
+inline int16_t rounded(int64_t x, int shift) {
+    return limited((x + (1 << (shift - 1))) >> shift);
+}
+
+// Long-term and short-term post-filter; memories in time order.
+struct PostFilter {
+    Words inputs = Words(10), outputs = Words(10);
+
+    // period: the sample one lag back.
+    int16_t operator()(int16_t x, int16_t period, int gain, int pitchGain, const Words &zeros, const Words &poles,
+                       int16_t tilt) {
+        int64_t sum = int64_t{gain} * x + int64_t{pitchGain} * period;
+        const int16_t longTerm = rounded(sum, 14), before = outputs.back();
+        for (size_t i = 0; i < 10; i++)
+            sum += int64_t{zeros[i]} * inputs[9 - i] - int64_t{poles[i]} * outputs[9 - i];
+        const auto next = [](Words &memory, int16_t value) {
+            memory.erase(memory.begin());
+            memory.push_back(value);
+        };
+        next(inputs, longTerm);
+        next(outputs, limited(sum >> 14));
+        return limited((sum + tilt * before) >> 14);
+    }
+};
+
 } // namespace reference::g728
