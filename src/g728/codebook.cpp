@@ -71,11 +71,11 @@ bool isBounded(const int16_t *impulse) {
 }
 
 // The target correlated with the impulse response, whose five samples have zeros behind them, Q7.
-[[gnu::always_inline]] inline void convolveBackward(const int16_t *target, int exponent, Vector impulse, bool bounded,
-                                                    int16_t *backward) {
+[[gnu::always_inline]] inline Vector convolveBackward(const int16_t *target, int exponent, Vector impulse,
+                                                      bool bounded) {
     const int shift = exponent + 13 - 7;
     if (!bounded || shift < 0) [[unlikely]] {
-        int16_t h[8];
+        int16_t h[8], backward[vectorLength];
         simd::store(h, impulse);
         for (int n = 0; n < vectorLength; n++) {
             int64_t sum = 0;
@@ -83,7 +83,7 @@ bool isBounded(const int16_t *impulse) {
                 sum += h[m - n] * target[m];
             backward[n] = sat16(shiftLimited(sat32(sum), -shift));
         }
-        return;
+        return loadFive(backward);
     }
     const Vector t = loadFive(target);
     const auto pairsFrom = [=]<int n>() { // samples n and n + 1, n + 1 and n + 2, and so on
@@ -94,10 +94,9 @@ bool isBounded(const int16_t *impulse) {
     const Vector four = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(pairsFrom.template operator()<0>(), h01),
                                                     _mm_madd_epi16(pairsFrom.template operator()<2>(), h23)),
                                       _mm_madd_epi16(pairsFrom.template operator()<4>(), h4));
-    const Vector fifth = _mm_madd_epi16(pairsFrom.template operator()<4>(), h01);
+    const Vector fifth = _mm_madd_epi16(pairsFrom.template operator()<4>(), h01); // zeros behind it
     const Vector count = _mm_cvtsi32_si128(shift);
-    simd::store64(backward, simd::saturateDwords(_mm_sra_epi32(four, count)));
-    simd::storeWord(backward + 4, simd::saturateDwords(_mm_sra_epi32(fifth, count)));
+    return _mm_packs_epi32(_mm_sra_epi32(four, count), _mm_sra_epi32(fifth, count));
 }
 
 int32_t correlationOf(int shape, const int16_t *backward) {
@@ -105,6 +104,11 @@ int32_t correlationOf(int shape, const int16_t *backward) {
     for (int n = 0; n < vectorLength; n++)
         sum += shapeSample(shape, n) * backward[n];
     return sum;
+}
+
+// Five samples, zeros behind them.
+Vector shapeSamples(int shape) {
+    return simd::loadAligned(singleShapes.samples[shape]);
 }
 
 // Index of the magnitude in whose cell the quotient of correlation and energy falls. The boundaries rise.
@@ -137,153 +141,242 @@ private:
 
 // Distortions of four shapes, each with its best gain: square * energy - gain * correlation. The words square and -gain are
 // those of the first gain, changed at each boundary that the correlation exceeds; a boundary exceeded means the lower ones
-// are.
-class Distortion {
-public:
-    explicit Distortion(const int16_t *backward) : correlation_(backward) {
-        for (int i = 0; i < 3; i++) {
-            boundary_[i] = pairs(gainMagnitudes[i].boundary, 0);
-            change_[i] = _mm_xor_si128(weights(i), weights(i + 1));
-        }
+// are. Correlations and energies are dwords.
+Vector distortions(Vector correlations, Vector energies) {
+    const Vector c = _mm_abs_epi32(correlations);
+    const Vector limited = simd::saturateDwords(_mm_srai_epi32(c, 14));
+    const Vector both = _mm_or_si128(energies, _mm_unpacklo_epi16(_mm_setzero_si128(), limited));
+    Vector weights = simd::loadAligned(gainCells.first);
+    for (int i = 0; i < 3; i++) {
+        const Vector exceeded =
+            _mm_cmpgt_epi32(c, _mm_madd_epi16(energies, simd::loadAligned(gainCells.boundaries[i])));
+        weights = _mm_xor_si128(weights, _mm_and_si128(exceeded, simd::loadAligned(gainCells.changes[i])));
     }
+    return _mm_madd_epi16(both, weights);
+}
 
-    Vector operator()(const int16_t (&group)[3][shapesPerGroup][2], const int16_t *energies) const {
-        const Vector correlation = _mm_abs_epi32(correlation_(group));
-        const Vector limited = simd::saturateDwords(_mm_srai_epi32(correlation, 14));
-        const Vector both = _mm_unpacklo_epi16(simd::load64(energies), limited);
-        Vector weight = weights(0);
-        for (int i = 0; i < 3; i++) {
-            const Vector exceeded = _mm_cmpgt_epi32(correlation, _mm_madd_epi16(both, boundary_[i]));
-            weight = _mm_xor_si128(weight, _mm_and_si128(exceeded, change_[i]));
-        }
-        return _mm_madd_epi16(both, weight);
+// The shape of the smallest distortion, the first of equal ones, by looking at all of them.
+int closestOfAll(const int16_t *backward, const int16_t *energies) {
+    const Correlation correlation(backward);
+    Vector smallest = simd::dwords(max32), winners = _mm_setzero_si128();
+    Vector numbers = _mm_setr_epi32(0, 1, 2, 3);
+    for (int g = 0; g < shapes / shapesPerGroup; g++) {
+        const Vector energy = simd::load64(energies + g * shapesPerGroup);
+        const Vector found =
+            distortions(correlation(shapeCodebook[g]), _mm_unpacklo_epi16(energy, _mm_setzero_si128()));
+        const Vector better = _mm_cmpgt_epi32(smallest, found);
+        smallest = simd::select(better, found, smallest);
+        winners = _mm_max_epi16(winners, _mm_and_si128(better, numbers)); // numbers rise
+        numbers = _mm_add_epi32(numbers, simd::dwords(shapesPerGroup));
     }
+    return static_cast<int>(simd::smallest(smallest, winners).index);
+}
 
-private:
-    static Vector weights(int i) {
-        return pairs(gainMagnitudes[i].square, static_cast<int16_t>(-gainMagnitudes[i].gain));
-    }
-
-    Correlation correlation_;
-    Vector boundary_[3], change_[3];
-};
-
-// What searches with the same impulse response share: energies, and in the float form of the distortion's bound the same
-// times 2^-15 and 2^14 by them.
+// What searches with the same impulse response share. A shape of norm n and energy E has the weight n (512 / E)^1/2, rounded
+// up, and the threshold 140 E^1/2, rounded down; they may be off by 2^-10 of themselves. That is what Candidates needs.
 struct State {
-    float energies[shapes], inverses[shapes];
-    int16_t words[shapes];
-    int16_t impulse[vectorLength], bounded, reserved[2];
+    int16_t energies[shapes], weights[shapes], thresholds[shapes];
+    int16_t impulse[vectorLength];
+    int16_t bounded;       // what isBounded() says
+    int16_t weighted;      // whether all weights fit 16 bits
+    int16_t reserved[257]; // the block keeps its size
 };
 static_assert(sizeof(State) == 1296);
+
+// Weights and thresholds of four shapes, from their energies and norms. The processor's estimate of a reciprocal square root
+// is off by up to 1.5 * 2^-12; factors that are off by 2^-11 to the safe side make up for that and all roundings, so that
+// nothing that is found depends on it. A shape without energy gets a weight that does not fit.
+struct Measure {
+    Vector weights, thresholds;
+
+    Measure(Vector energies, const float *norms) {
+        const __m128 energy = _mm_max_ps(_mm_cvtepi32_ps(energies), _mm_set1_ps(0.25F));
+        const __m128 inverse = _mm_rsqrt_ps(energy);
+        const __m128 weightFactor = _mm_set1_ps(22.6274170F * (1 + 0x1p-11F));
+        const __m128 thresholdFactor = _mm_set1_ps(140 * (1 - 0x1p-11F));
+        weights = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_mul_ps(_mm_load_ps(norms), weightFactor)));
+        thresholds = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_mul_ps(energy, thresholdFactor)));
+    }
+};
 
 // A state in its place, at any address.
 class StateView {
 public:
     explicit StateView(const void *block) : octets_(static_cast<const unsigned char *>(block)) {}
 
-    __m128 energies(int shape) const { return four(offsetof(State, energies), shape); }
-    __m128 inverses(int shape) const { return four(offsetof(State, inverses), shape); }
-    int16_t energy(int shape) const {
-        int16_t x;
-        std::memcpy(&x, octets_ + offsetof(State, words) + sizeof x * static_cast<size_t>(shape), sizeof x);
-        return x;
-    }
-    void filterBackward(const int16_t *target, int exponent, int16_t *backward) const {
+    // Of the shapes 8 g to 8 g + 7.
+    Vector weights(size_t g) const { return simd::load(octets_ + offsetof(State, weights) + sizeof(Vector) * g); }
+    Vector thresholds(size_t g) const { return simd::load(octets_ + offsetof(State, thresholds) + sizeof(Vector) * g); }
+
+    int16_t energy(int shape) const { return word(offsetof(State, energies), shape); }
+    void energies(int16_t *all) const { std::memcpy(all, octets_ + offsetof(State, energies), sizeof State::energies); }
+    bool isWeighted() const { return word(offsetof(State, weighted), 0) != 0; }
+
+    Vector filterBackward(const int16_t *target, int exponent) const {
         const Vector row = simd::load(octets_ + offsetof(State, impulse));
-        const bool bounded = _mm_extract_epi16(row, vectorLength) != 0;
-        convolveBackward(target, exponent, _mm_srli_si128(_mm_slli_si128(row, 6), 6), bounded, backward);
+        const bool bounded = word(offsetof(State, bounded), 0) != 0;
+        return convolveBackward(target, exponent, _mm_srli_si128(_mm_slli_si128(row, 6), 6), bounded);
     }
 
 private:
-    __m128 four(size_t from, int shape) const {
-        return _mm_castsi128_ps(simd::load(octets_ + from + sizeof(float) * static_cast<size_t>(shape)));
+    const unsigned char *at(size_t from, int shape) const {
+        return octets_ + from + sizeof(int16_t) * static_cast<size_t>(shape);
+    }
+    int16_t word(size_t from, int shape) const {
+        int16_t x;
+        std::memcpy(&x, at(from, shape), sizeof x);
+        return x;
     }
 
     const unsigned char *octets_;
 };
 
-// The distortion of a shape whose correlation is C and whose energy E is square * E - gain * (C >> 14) for one of four gains,
-// and no square is less than gain^2 / 2^15. So it is not below the least of gain^2 / 2^15 * E - gain * (C >> 14) for any gain
-// in their range, which is easier to find. Few shapes have a bound below the smallest distortion; those are looked at closely.
+// Most shapes can be ruled out with 16 bits. A shape of energy E whose correlation is C has the distortion square * E - gain *
+// (|C| >> 14) for one of four gains, and no square is less than gain^2 / 2^15. With G = gain (E / 2^15)^1/2 and H = |C| /
+// (2^15 E)^1/2 the distortion is not below G^2 - 2 G H for some G from G0 on, that of the lowest gain, which means: not below
+// -H^2; and where H is less than G0, not below G0^2 - 2 G0 H, which exceeds -(2 H - 3/4 G0)^2 by the square of 2 H - 5/4 G0.
+// So with m = min(H, 2 H - 3/4 G0) it is not below -m^2, or, where m is negative, not below 0.
+//
+// What is computed is m * 2^(s - 3), where 2^s scales the target. The correlation with a shape of norm 2^15 comes from five
+// rounded products, off by 2.5, of words that are rounded too: the shape's half a unit counts 5/8 at most with samples below
+// 2^13, and the target's, where it is shifted to the right, less than 5^1/2. One more rounding after the product with the
+// weight, and one of the weight itself, that is 6.5 for the H computed, 13 for 2 H, and 14 with the threshold's.
 class Candidates {
 public:
-    Candidates(StateView state, const int16_t *backward) : state_(state) {
-        const Correlation correlation(backward);
-        const __m128 lowest = _mm_set1_ps(gainMagnitudes[0].gain), highest = _mm_set1_ps(gainMagnitudes[3].gain);
-        __m128 smallest = _mm_set1_ps(0x1p31f);
-#pragma GCC unroll 4
-        for (int g = 0; g < shapes; g += shapesPerGroup) {
-            const Vector sum = correlation(shapeCodebook[g / shapesPerGroup]);
-            simd::store(correlations_ + g, sum);
-            const __m128 scaled = _mm_cvtepi32_ps(_mm_srli_epi32(_mm_abs_epi32(sum), 14));
-            const __m128 wanted = _mm_mul_ps(scaled, state.inverses(g));
-            const __m128 gain = _mm_max_ps(_mm_min_ps(wanted, highest), lowest);
-            const __m128 slope = _mm_sub_ps(_mm_mul_ps(gain, state.energies(g)), scaled);
-            const __m128 bound = _mm_mul_ps(slope, gain);
-            _mm_store_ps(bounds_ + g, bound);
-            smallest = _mm_min_ps(smallest, bound);
+    Candidates(StateView state, Vector backward) : state_(state), backward_(backward) {
+        Vector target = backward;
+        scale_ = std::min(normalisation(simd::bitsOfWords(simd::onesMagnitude(target)), 14), largestScale);
+        target = _mm_sra_epi16(_mm_sll_epi16(target, _mm_cvtsi32_si128(std::max(scale_, 0))),
+                               _mm_cvtsi32_si128(std::max(-scale_, 0)));
+        const Vector t0 = simd::broadcastWord<0>(target), t1 = simd::broadcastWord<2>(target);
+        const Vector t2 = simd::broadcastWord<4>(target), t3 = simd::broadcastWord<6>(target);
+        const Vector t4 = simd::broadcastWord<8>(target);
+        const Vector thresholdShift = _mm_cvtsi32_si128(largestScale - scale_);
+        Vector largest = _mm_setzero_si128();
+#pragma GCC unroll 2
+        for (size_t g = 0; g < shapes / 8; g++) {
+            const auto product = [&](int n, Vector t) {
+                return _mm_mulhrs_epi16(simd::loadAligned(unitShapes.samples[g][n]), t);
+            };
+            const Vector sum = _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(product(0, t0), product(1, t1)),
+                                                           _mm_add_epi16(product(2, t2), product(3, t3))),
+                                             product(4, t4));
+            const Vector h = _mm_mulhrs_epi16(_mm_abs_epi16(sum), state.weights(g));
+            const Vector threshold = _mm_srl_epi16(state.thresholds(g), thresholdShift);
+            const Vector measure = _mm_sub_epi16(h, _mm_subs_epu16(threshold, h));
+            simd::store(measures_ + 8 * g, measure);
+            largest = _mm_max_epi16(largest, measure);
         }
-        smallest = _mm_min_ps(smallest, _mm_movehl_ps(smallest, smallest));
-        smallest_ = _mm_cvtss_f32(_mm_min_ss(smallest, _mm_shuffle_ps(smallest, smallest, 1)));
+        largest_ = largestEverywhere(largest);
     }
 
-    // The shape of the smallest distortion, the first of equal ones.
-    int best() const {
-        // Where the best gain lies between two of the four, the better of them costs less than 0.08 of the distortion.
-        float limit = (smallest_ < 0 ? 0.92F * smallest_ : smallest_) + 2 * tolerance;
-        for (;;) {
-            int winner = 0;
-            int32_t smallest = max32;
-            for (int half = 0; half < shapes; half += shapes / 2)
-                for (uint64_t mask = below(half, limit); mask != 0; mask &= mask - 1) {
-                    const int shape = half + std::countr_zero(mask);
-                    const int32_t found = distortion(shape);
-                    winner = found < smallest ? shape : winner;
-                    smallest = std::min(smallest, found);
-                }
-            const float enough = static_cast<float>(smallest) + tolerance;
-            if (enough <= limit) [[likely]]
-                return winner;
-            limit = enough;
-        }
-    }
-
-    int32_t correlation(int shape) const {
-        return correlations_[shape];
+    // The shape of the smallest distortion, the first of equal ones; none, a negative number, if the measures do not tell.
+    int closest() const {
+        // The better of two gains around the best one costs less than 0.08 of the distortion, the bend of the bound 0.11.
+        const Vector limits = _mm_sub_epi16(_mm_mulhrs_epi16(largest_, simd::words(31293)), simd::words(tolerance));
+        const auto limit = static_cast<int16_t>(_mm_cvtsi128_si32(limits));
+        if (limit < 1) [[unlikely]]
+            return -1;
+        const simd::IndexedDword found = smallestOf(limits);
+        // No shape below the limit comes as far as this.
+        const int64_t square = (limit + tolerance) * (limit + tolerance);
+        if (square << 2 * (largestScale - scale_) <= scaled(found.value)) [[likely]]
+            return static_cast<int>(found.index);
+        return closestFrom(found.value);
     }
 
 private:
-    // More than the roundings of a bound, whose parts do not exceed 2^32.
-    static constexpr float tolerance = 2048;
+    static constexpr int largestScale = 6;
+    static constexpr int tolerance = 14;
 
-    int32_t distortion(int shape) const {
-        const int32_t c = std::abs(correlations_[shape]);
-        const int energy = state_.energy(shape);
-        const GainMagnitude &g = gainMagnitudes[gainOf(c, energy)];
-        return g.square * energy - g.gain * std::min(c >> 14, int32_t{max16});
+    static Vector largestEverywhere(Vector x) {
+        x = _mm_max_epi16(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2)));
+        x = _mm_max_epi16(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
+        return _mm_max_epi16(x, _mm_or_si128(_mm_slli_epi32(x, 16), _mm_srli_epi32(x, 16)));
     }
 
-    // Which of 64 shapes have a bound at or below the limit.
-    uint64_t below(int first, float limit) const {
-        const __m128 limits = _mm_set1_ps(limit);
-        uint64_t mask = 0;
-        for (int i = 0; i < 4; i++) {
-            const auto four = [&](int j) {
-                return _mm_castps_si128(_mm_cmple_ps(_mm_load_ps(bounds_ + first + 16 * i + 4 * j), limits));
+    // Square of the measure, in the largest scale, that would make a distortion as small as this.
+    static int64_t scaled(int32_t distortion) {
+        return -int64_t{distortion} * (1 << 2 * (largestScale - 3));
+    }
+
+    // The same once more with the limit that follows from a distortion.
+    [[gnu::noinline, gnu::cold]] int closestFrom(int32_t distortion) const {
+        if (distortion >= 0) return -1;
+        const auto reached = static_cast<float>(scaled(distortion) >> 2 * (largestScale - scale_));
+        const int limit = _mm_cvttss_si32(_mm_sqrt_ss(_mm_set_ss(reached))) - 1 - tolerance;
+        return limit < 1 ? -1 : static_cast<int>(smallestOf(simd::words(static_cast<int16_t>(limit))).index);
+    }
+
+    // The smallest distortion of the shapes whose measures reach the limit, the first of equal ones. They are looked at in fours,
+    // two of each half of the codebook, with the last shape of the half in place of one that is missing: no branch depends on
+    // how many there are while they are few.
+    simd::IndexedDword smallestOf(Vector limits) const {
+        uint64_t front = reaching(0, limits), back = reaching(shapes / 2, limits);
+        int64_t smallest = INT64_MAX;
+        do {
+            constexpr uint64_t last = uint64_t{1} << 63;
+            const auto next = [](uint64_t &mask) {
+                const int shape = std::countr_zero(mask | last);
+                mask &= mask - 1;
+                return shape;
             };
-            const Vector sixteen =
-                _mm_packs_epi16(_mm_packs_epi32(four(0), four(1)), _mm_packs_epi32(four(2), four(3)));
-            mask |= static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(sixteen))) << (16 * i);
+            const int first = next(front), second = next(front), third = next(back) + 64, fourth = next(back) + 64;
+            smallest = std::min(smallest, smallestOf(first, second, third, fourth));
+        } while ((front | back) != 0);
+        return {static_cast<int32_t>(smallest >> 32), static_cast<uint32_t>(smallest)};
+    }
+
+    // Distortion and shape as one number.
+    int64_t smallestOf(int first, int second, int third, int fourth) const {
+        const auto products = [&](int shape) { return _mm_madd_epi16(shapeSamples(shape), backward_); };
+        const Vector sums[] = {products(first), products(second), products(third), products(fourth)};
+        const Vector energies =
+            _mm_setr_epi32(state_.energy(first), state_.energy(second), state_.energy(third), state_.energy(fourth));
+        const Vector found = distortions(simd::sumsOfDwords(sums), energies);
+        const simd::IndexedDword smallest = simd::smallest(found, _mm_setr_epi32(first, second, third, fourth));
+        return int64_t{smallest.value} * (int64_t{1} << 32) | smallest.index;
+    }
+
+    // Which of 64 shapes have a measure at or above the limit.
+    uint64_t reaching(int first, Vector limits) const {
+        uint64_t mask = 0;
+#pragma GCC unroll 4
+        for (int i = 0; i < 64; i += 16) {
+            const auto below = [&](int j) { return _mm_cmpgt_epi16(limits, simd::loadAligned(measures_ + first + j)); };
+            const auto sixteen = static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(below(i), below(i + 8))));
+            mask |= static_cast<uint64_t>(sixteen) << i;
         }
-        return mask;
+        return ~mask;
     }
 
     StateView state_;
-    float smallest_;
-    alignas(16) float bounds_[shapes];
-    alignas(16) int32_t correlations_[shapes];
+    Vector backward_;
+    Vector largest_;
+    int scale_;
+    alignas(16) int16_t measures_[shapes];
 };
+
+struct Found {
+    int shape;
+    int32_t correlation;
+};
+
+Found closestOfAll(StateView state, Vector backward) {
+    int16_t words[vectorLength], energies[shapes];
+    storeFive(words, backward);
+    state.energies(energies);
+    const int shape = closestOfAll(words, energies);
+    return {shape, correlationOf(shape, words)};
+}
+
+Found closest(StateView state, Vector backward) {
+    const Candidates candidates(state, backward);
+    const int shape = candidates.closest();
+    if (shape < 0) [[unlikely]]
+        return closestOfAll(state, backward);
+    return {shape, simd::sumOfDwords(_mm_madd_epi16(shapeSamples(shape), backward))};
+}
 
 } // namespace
 
@@ -329,18 +422,8 @@ ryxStatus ryxsCodebookSearch_G728_16s_u8(const int16_t *target, int16_t exponent
                                          const int16_t *energies, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, impulse, energies, shape, gainIndex)) return ryxStsNullPtr;
     int16_t backward[vectorLength];
-    convolveBackward(target, exponent, loadFive(impulse), isBounded(impulse), backward);
-    const Distortion distortion(backward);
-    Vector smallest = simd::dwords(max32), winners = _mm_setzero_si128();
-    Vector numbers = _mm_setr_epi32(0, 1, 2, 3);
-    for (int g = 0; g < shapes / shapesPerGroup; g++) {
-        const Vector found = distortion(shapeCodebook[g], energies + g * shapesPerGroup);
-        const Vector better = _mm_cmpgt_epi32(smallest, found);
-        smallest = simd::select(better, found, smallest);
-        winners = _mm_max_epi16(winners, _mm_and_si128(better, numbers)); // numbers rise
-        numbers = _mm_add_epi32(numbers, simd::dwords(shapesPerGroup));
-    }
-    const auto winner = static_cast<int>(simd::smallest(smallest, winners).index);
+    storeFive(backward, convolveBackward(target, exponent, loadFive(impulse), isBounded(impulse)));
+    const int winner = closestOfAll(backward, energies);
     *shape = static_cast<int16_t>(winner);
     *gainIndex = static_cast<int16_t>(gainIndexOf(correlationOf(winner, backward), energies[winner]));
     return ryxStsOk;
@@ -355,28 +438,26 @@ ryxStatus ryxsCodebookGetStateSize_G728_16s_u8(int *size) {
 ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookState_G728 *block) {
     if (anyNull(impulse, block)) return ryxStsNullPtr;
     auto *const octets = reinterpret_cast<unsigned char *>(block);
-    int16_t tail[vectorLength + 3] = {};
-    std::copy_n(impulse, vectorLength, tail);
-    tail[vectorLength] = isBounded(impulse);
-    std::memcpy(octets + offsetof(State, impulse), tail, sizeof tail);
     const FilteredEnergy energy(impulse);
+    Vector large = _mm_setzero_si128();
     for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {
         const Vector first = energy(shapeCodebook[g / shapesPerGroup]);
         const Vector second = energy(shapeCodebook[g / shapesPerGroup + 1]);
         const Vector words = _mm_packs_epi32(first, second);
-        simd::store(octets + offsetof(State, words) + 2 * static_cast<size_t>(g), words);
-        const auto put = [=](int shape, Vector limited) {
-            const size_t at = sizeof(float) * static_cast<size_t>(shape);
-            const __m128 e = _mm_cvtepi32_ps(limited);
-            const __m128 scaled = _mm_mul_ps(e, _mm_set1_ps(0x1p-15F));
-            // A shape without energy takes the largest gain.
-            const __m128 inverse = _mm_div_ps(_mm_set1_ps(0x1p14F), _mm_max_ps(e, _mm_set1_ps(0.5F)));
-            simd::store(octets + offsetof(State, energies) + at, _mm_castps_si128(scaled));
-            simd::store(octets + offsetof(State, inverses) + at, _mm_castps_si128(inverse));
-        };
-        put(g, simd::frontDwords(words));
-        put(g + shapesPerGroup, simd::backDwords(words));
+        const Measure front(simd::frontDwords(words), unitShapes.norms + g),
+            back(simd::backDwords(words), unitShapes.norms + g + 4);
+        const Vector weights = _mm_packs_epi32(front.weights, back.weights);
+        const auto put = [=](size_t from, Vector x) { simd::store(octets + from + 2 * static_cast<size_t>(g), x); };
+        put(offsetof(State, energies), words);
+        put(offsetof(State, weights), weights);
+        put(offsetof(State, thresholds), _mm_packs_epi32(front.thresholds, back.thresholds));
+        large = _mm_max_epi16(large, weights);
     }
+    int16_t tail[vectorLength + 3] = {};
+    std::copy_n(impulse, vectorLength, tail);
+    tail[vectorLength] = isBounded(impulse);
+    tail[vectorLength + 1] = simd::largestWord(large) < max16;
+    std::memcpy(octets + offsetof(State, impulse), tail, sizeof tail);
     return ryxStsOk;
 }
 
@@ -384,12 +465,10 @@ ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t 
                                                  const CodebookState_G728 *block, int16_t *shape, int16_t *gainIndex) {
     if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
     const StateView state(block);
-    int16_t backward[vectorLength];
-    state.filterBackward(target, exponent, backward);
-    const Candidates candidates(state, backward);
-    const int winner = candidates.best();
-    *shape = static_cast<int16_t>(winner);
-    *gainIndex = static_cast<int16_t>(gainIndexOf(candidates.correlation(winner), state.energy(winner)));
+    const Vector backward = state.filterBackward(target, exponent);
+    const Found found = state.isWeighted() ? closest(state, backward) : closestOfAll(state, backward);
+    *shape = static_cast<int16_t>(found.shape);
+    *gainIndex = static_cast<int16_t>(gainIndexOf(found.correlation, state.energy(found.shape)));
     return ryxStsOk;
 }
 
@@ -400,9 +479,7 @@ ryxStatus ryxsCodebookDecode_G728_16s_u8(int16_t shape, int16_t gainIndex, int16
     const GainMagnitude &g = gainMagnitudes[gainIndex & 3];
     const int32_t product = gain * (gainIndex > 3 ? -g.gain : g.gain);
     const int16_t scale = roundUpper(shiftLimited(product, g.shift));
-    const auto &group = shapeCodebook[shape / shapesPerGroup];
-    const auto pair = [&](int i) { return simd::load32(group[i][shape % shapesPerGroup]); };
-    Vector samples = _mm_unpacklo_epi64(_mm_unpacklo_epi32(pair(0), pair(1)), pair(2));
+    Vector samples = shapeSamples(shape);
     const int shift = normaliseFive(samples, 16);
     const simd::Dwords products = simd::products(samples, simd::words(scale));
     storeFive(excitation, roundedUpperHalves(products.front, products.back));

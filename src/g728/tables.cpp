@@ -2,11 +2,13 @@
 // Tables of ITU-T G.728, Annexes G and I.
 #include "g728/tables.h"
 
+#include <cstddef>
+
 namespace ryxsc::g728 {
 
 // Shape codebook, Q11: 128 vectors of 5. Four neighbours share a group, in which the rows are samples 0 and 1, 2 and 3, and
 // 4 with a zero, of the four in turn: the layout of the search's multiplications.
-alignas(16) const int16_t shapeCodebook[32][3][4][2] = {
+alignas(16) constexpr int16_t shapeCodebook[32][3][4][2] = {
     {{{668, -2950}, {-5032, -4577}, {-2819, -2677}, {-6679, -340}},
      {{-1254, -1790}, {-1045, 2908}, {-948, -2825}, {1482, -1276}},
      {{-2553, 0}, {3318, 0}, {-4450, 0}, {1262, 0}}},
@@ -105,6 +107,44 @@ alignas(16) const int16_t shapeCodebook[32][3][4][2] = {
      {{-2332, 0}, {-3138, 0}, {-3301, 0}, {398, 0}}},
 };
 
+namespace {
+
+constexpr double squareRoot(double x) {
+    double root = x;
+    for (int i = 0; i < 40; i++)
+        root = (root + x / root) / 2;
+    return root;
+}
+
+constexpr SingleShapes separatedShapes() {
+    SingleShapes all{};
+    for (size_t shape = 0; shape < 128; shape++)
+        for (size_t n = 0; n < 5; n++)
+            all.samples[shape][n] = shapeCodebook[shape / 4][n / 2][shape % 4][n % 2];
+    return all;
+}
+
+constexpr UnitShapes normalisedShapes(const SingleShapes &shapes) {
+    UnitShapes all{};
+    for (size_t shape = 0; shape < 128; shape++) {
+        const auto sample = [&](size_t n) { return shapes.samples[shape][n]; };
+        double square = 0;
+        for (size_t n = 0; n < 5; n++)
+            square += sample(n) * sample(n);
+        const double norm = squareRoot(square);
+        all.norms[shape] = static_cast<float>(norm);
+        for (size_t n = 0; n < 5; n++)
+            all.samples[shape / 8][n][shape % 8] =
+                static_cast<int16_t>(32767 * sample(n) / norm + (sample(n) < 0 ? -0.5 : 0.5));
+    }
+    return all;
+}
+
+} // namespace
+
+constexpr SingleShapes singleShapes = separatedShapes();
+constexpr UnitShapes unitShapes = normalisedShapes(singleShapes);
+
 // Mean power of the shape codevectors in dB, Q11.
 const int16_t shapeLogGains[128] = {
     -227,   10308, 6549,  7753,  7597,  16563, 6406,  11933, 13569, 10569, 16328, 6536,  15803, 11673, 21318, 9100,
@@ -119,12 +159,34 @@ const int16_t shapeLogGains[128] = {
 
 // Magnitudes of the gain codebook: gain in Q13, its square in Q11, the upper boundary of its cell in Q13 (none for the last
 // one), left shifts that normalise it, gain in dB in Q11.
-const GainMagnitude gainMagnitudes[4] = {
+constexpr GainMagnitude gainMagnitudes[4] = {
     {4224, 545, 5808, 3, -11783},
     {7392, 1668, 10164, 3, -1828},
     {12936, 5107, 17787, 2, 8127},
     {22638, 15640, 0, 1, 18082},
 };
+
+namespace {
+
+constexpr GainCells cellsOfGains() {
+    GainCells cells{};
+    const auto weight = [](size_t gain, size_t i) {
+        return i == 0 ? gainMagnitudes[gain].square : -gainMagnitudes[gain].gain;
+    };
+    for (size_t lane = 0; lane < 4; lane++)
+        for (size_t i = 0; i < 2; i++) {
+            cells.first[lane][i] = static_cast<int16_t>(weight(0, i));
+            for (size_t b = 0; b < 3; b++) {
+                cells.boundaries[b][lane][i] = i == 0 ? gainMagnitudes[b].boundary : int16_t{0};
+                cells.changes[b][lane][i] = static_cast<int16_t>(weight(b, i) ^ weight(b + 1, i));
+            }
+        }
+    return cells;
+}
+
+} // namespace
+
+constexpr GainCells gainCells = cellsOfGains();
 
 // Hybrid windows, Q15, oldest sample first. Synthesis filter: 50 samples of history, 20 that enter the recursive part, 35 of the
 // non-recursive part. Three zeros follow for reads of whole vectors.

@@ -14,7 +14,28 @@ struct GainMagnitude {
     int16_t decibels; // Q11
 };
 
+// The gain magnitudes for four comparisons at once: their boundaries with a zero behind each of them, square and -gain of the
+// first one, and what changes in these two (exclusive or) at each boundary.
+struct GainCells {
+    alignas(16) int16_t boundaries[3][4][2];
+    alignas(16) int16_t first[4][2], changes[3][4][2];
+};
+
+// The shapes one by one, zeros behind their five samples.
+struct SingleShapes {
+    alignas(16) int16_t samples[128][8];
+};
+
+// The shapes with a norm of 32767, rounded, eight to a vector, and the norms that they have in shapeCodebook.
+struct UnitShapes {
+    alignas(16) int16_t samples[16][5][8];
+    alignas(16) float norms[128];
+};
+
 extern const int16_t shapeCodebook[32][3][4][2];
+extern const GainCells gainCells;
+extern const SingleShapes singleShapes;
+extern const UnitShapes unitShapes;
 extern const int16_t shapeLogGains[128];
 extern const GainMagnitude gainMagnitudes[4];
 extern const int16_t synthesisWindow[108];
