@@ -40,7 +40,8 @@ ryxStatus Decoder::decode(const ReceivedFrame &frame, int16_t *speech) {
     if (!erased_) unpack(frame.octets, indices);
     Cycle cycle;
     for (int k = 0; k < vectors; k++) {
-        synthesise(k, erased_ ? conceal() : receive(k, indices[k]), cycle);
+        logGain_.append(k, erased_ ? conceal(k, cycle) : receive(k, indices[k], cycle));
+        synthesise(k, cycle);
         if (k == vectors - 1) postProcess(cycle, speech);
         adapt(k);
     }
@@ -69,35 +70,34 @@ void Decoder::beginCycle(bool usable, bool complete) {
                                       concealment_);
 }
 
-Decoder::Excitation Decoder::receive(int k, Index index) {
-    Excitation e;
-    int16_t gain, gainExponent;
+int16_t Decoder::receive(int k, Index index, Cycle &cycle) {
+    int16_t gain, gainExponent, logGain;
     const int limit = limited_ > 0 ? std::min(before_ + steepestRise, INT16_MAX) : INT16_MAX;
     logGain_.predict(k, static_cast<int16_t>(limit), &before_, &gain, &gainExponent);
-    ryxsCodebookDecode_G728_16s(index.shape, index.gain, gain, gainExponent, e.samples, &e.exponent);
-    ryxsLogGainUpdate_G728_16s(before_, index.shape, index.gain, &e.logGain);
-    return e;
+    ryxsCodebookDecode_G728_16s(index.shape, index.gain, gain, gainExponent, cycle.excitation + k * vectorLength,
+                                &cycle.excitationExponents[k]);
+    ryxsLogGainUpdate_G728_16s(before_, index.shape, index.gain, &logGain);
+    return logGain;
 }
 
-Decoder::Excitation Decoder::conceal() {
-    Excitation e;
-    ryxsConcealmentExcitation_G728_16s(e.samples, &e.exponent, &e.logGain, concealment_);
-    ryxsConcealmentUpdate_G728_16s(e.samples, e.exponent, concealment_);
-    before_ = e.logGain;
-    return e;
+int16_t Decoder::conceal(int k, Cycle &cycle) {
+    int16_t *const excitation = cycle.excitation + k * vectorLength, *const exponent = &cycle.excitationExponents[k];
+    ryxsConcealmentExcitation_G728_16s(excitation, exponent, &before_, concealment_);
+    ryxsConcealmentUpdate_G728_16s(excitation, *exponent, concealment_);
+    return before_;
 }
 
-void Decoder::synthesise(int k, Excitation e, Cycle &cycle) {
-    std::memcpy(cycle.excitation + k * vectorLength, e.samples, sizeof e.samples);
-    cycle.excitationExponents[k] = e.exponent;
+void Decoder::synthesise(int k, Cycle &cycle) {
     int16_t response[vectorLength], exponent;
-    int16_t *const speech = cycle.speech + k * vectorLength;
     ryxsSynthesisFilterZeroInputTaps_G728_16s(synthesis_.taps(), response, &exponent, quantised_);
-    ryxsSynthesisFilter_G728_16s(synthesis_.coefficients(), e.samples, &e.exponent,
+    int16_t excitation[vectorLength]; // the synthesis filter may halve it
+    std::memcpy(excitation, cycle.excitation + k * vectorLength, sizeof excitation);
+    exponent = cycle.excitationExponents[k];
+    int16_t *const speech = cycle.speech + k * vectorLength;
+    ryxsSynthesisFilter_G728_16s(synthesis_.coefficients(), excitation, &exponent,
                                  erased_ ? erasedExponentLimit : INT16_MAX, response, speech, &cycle.exponents[k],
                                  quantised_);
     synthesis_.append(k, speech, cycle.exponents[k]);
-    logGain_.append(k, e.logGain);
 }
 
 // Nothing behind the synthesis feeds back into it within a cycle.

@@ -12,10 +12,6 @@ public:
     ryxStatus decode(const ReceivedFrame &frame, int16_t *speech);
 
 private:
-    struct Excitation {
-        int16_t samples[vectorLength], exponent;
-        int16_t logGain;
-    };
     struct Cycle { // in block floating point, an exponent for each vector
         int16_t excitation[frameLength], excitationExponents[vectors];
         int16_t speech[frameLength], exponents[vectors];
@@ -23,9 +19,10 @@ private:
 
     void beginCycle(bool usable, bool complete);
     bool firstOfPart() const { return erasures_ % 4 == 1; }
-    Excitation receive(int k, Index index);
-    Excitation conceal();
-    void synthesise(int k, Excitation excitation, Cycle &cycle);
+    // The vector's excitation; both return its log-gain.
+    int16_t receive(int k, Index index, Cycle &cycle);
+    int16_t conceal(int k, Cycle &cycle);
+    void synthesise(int k, Cycle &cycle);
     void postProcess(const Cycle &cycle, int16_t *pcm);
     void adapt(int k);
 

@@ -237,21 +237,24 @@ ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int
         const Vector sum = _mm_add_epi32(_mm_madd_epi16(pairs(0), c01), _mm_madd_epi16(pairs(2), c23));
         simd::store(zeros + n, _mm_add_epi32(_mm_srai_epi32(sum, 6), simd::dwords(1 << 12)));
     }
-    int32_t first = memory[2], second = memory[1], third = memory[0]; // by age
-#pragma GCC unroll 4
-    for (int n = 0; n < cycleLength; n++) {
-        int32_t sum = zeros[n] - decimationPoles[2] * third - decimationPoles[1] * second;
-        sum -= decimationPoles[0] * first; // the newest output last
-        third = second;
-        second = first;
-        first = sum >> 13;
-        if (first != wrap16(first)) [[unlikely]]
-            first = sat16(first); // with a branch the next sample waits for no limits
-        if (n % decimation == decimation - 1) *dst++ = wrap16(first);
+    const int32_t c1 = decimationPoles[0], c2 = decimationPoles[1], c3 = decimationPoles[2];
+    const auto next = [=](int32_t zerosSum, int32_t first, int32_t second, int32_t third) { // outputs by age
+        const int32_t output = (zerosSum - c3 * third - c2 * second - c1 * first) >> 13;    // the newest one last
+        if (output != wrap16(output)) [[unlikely]]
+            return int32_t{sat16(output)}; // with a branch the next sample waits for no limits
+        return output;
+    };
+    int32_t y1 = memory[0], y2 = memory[1], y3 = memory[2];
+    for (int n = 0; n < cycleLength; n += decimation) {
+        const int32_t y0 = next(zeros[n], y3, y2, y1);
+        y1 = next(zeros[n + 1], y0, y3, y2);
+        y2 = next(zeros[n + 2], y1, y0, y3);
+        y3 = next(zeros[n + 3], y2, y1, y0);
+        *dst++ = wrap16(y3);
     }
-    memory[2] = wrap16(first);
-    memory[1] = wrap16(second);
-    memory[0] = wrap16(third);
+    memory[0] = wrap16(y1);
+    memory[1] = wrap16(y2);
+    memory[2] = wrap16(y3);
     return ryxStsOk;
 }
 

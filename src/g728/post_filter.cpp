@@ -205,17 +205,32 @@ void postFilter(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *ds
         filterPlainly<vectors>(longTerm, shortTerm, dst, block);
 }
 
-// Of five words.
-int32_t magnitudeSum(Vector x) {
-    return simd::sumOfDwords(_mm_madd_epi16(x, _mm_sign_epi16(_mm_setr_epi16(1, 1, 1, 1, 1, 0, 0, 0), x)));
+// The magnitudes of five words, with anything behind them, in sums to be added up.
+Vector magnitudes(Vector x) {
+    return _mm_madd_epi16(x, _mm_sign_epi16(_mm_setr_epi16(1, 1, 1, 1, 1, 0, 0, 0), x));
 }
 
-// What the smoothed scale gains with each sample, 1 - 0.99 times the ratio of the magnitudes in front of the post-filter and
-// behind it.
-int32_t scaleStep(int32_t wanted, int32_t actual) {
-    const Scaled ratio = actual > 4 ? divide(normalised(wanted, 16), normalised(actual, 16)) : one;
-    const int shift = ratio.exponent - 7;
-    return shift > 30 ? 0 : shiftLimited(20972 * ratio.mantissa, -shift);
+// Of sums below 2^18 the upper 15 bits, rounded, as the normalisation to 16 bits leaves them.
+__m128 mantissas(Vector sums) {
+    const Vector bits = _mm_castps_si128(_mm_cvtepi32_ps(sums)), mantissa = simd::dwords(0x7ffe00);
+    const Vector upper = simd::dwords(-1 << 9);
+    const __m128 rounded = _mm_castsi128_ps(_mm_and_si128(_mm_add_epi32(bits, simd::dwords(1 << 8)), upper));
+    return _mm_min_ps(rounded, _mm_castsi128_ps(_mm_and_si128(_mm_or_si128(bits, mantissa), upper)));
+}
+
+// What the smoothed scales of two vectors gain with each sample, 1 - 0.99 times the ratio of the magnitudes in front of the
+// post-filter and behind it, from these in sums to be added up. With a step of 2^30 a scale is at its limit, as with a larger
+// one.
+// The ratio has 15 bits, to nearest, ties towards zero: as both magnitudes have no more, it is a tie exactly or so far from one
+// that its rounding to 53 bits does not matter, whatever the rounding mode.
+Vector scaleSteps(Vector wanted0, Vector wanted1, Vector actual0, Vector actual1) {
+    const Vector sums = _mm_hadd_epi32(_mm_hadd_epi32(wanted0, wanted1), _mm_hadd_epi32(actual0, actual1));
+    const Vector silent = _mm_cmpgt_epi32(simd::dwords(5), _mm_unpackhi_epi64(sums, sums)); // then the ratio is 1
+    const __m128 both = mantissas(simd::select(silent, simd::dwords(1), sums));
+    const Vector bits = _mm_castpd_si128(_mm_div_pd(_mm_cvtps_pd(both), _mm_cvtps_pd(_mm_movehl_ps(both, both))));
+    const Vector half = _mm_set1_epi64x((int64_t{1} << 37) - 1), upper = _mm_set1_epi64x(-(int64_t{1} << 38));
+    const __m128d ratio = _mm_castsi128_pd(_mm_and_si128(_mm_add_epi64(bits, half), upper));
+    return _mm_cvttpd_epi32(_mm_min_pd(_mm_mul_pd(ratio, _mm_set1_pd(20972 << 7)), _mm_set1_pd(1 << 30)));
 }
 
 // Brings vectors to the level of the speech in front of the post-filter.
@@ -223,11 +238,9 @@ class GainControl {
 public:
     explicit GainControl(int16_t scale) : scale_(simd::words(scale)) {}
 
-    // To PCM, from five words with anything behind them.
-    Vector operator()(Vector speech, Vector filtered) {
-        // With a step of 2^30 the scale is at its limit, as with a larger one; and then all sums fit 32 bits.
-        const int32_t step = std::min(scaleStep(magnitudeSum(speech), magnitudeSum(filtered)), 1 << 30);
-        const Vector rounded = simd::dwords(step + (1 << 13));
+    // A vector to PCM, from five words with anything behind them and its step, up to 2^30, in all dwords: all sums fit 32 bits.
+    Vector operator()(Vector filtered, Vector step) {
+        const Vector rounded = _mm_add_epi32(step, simd::dwords(1 << 13));
         Vector scales[vectorLength];
 #pragma GCC unroll 5
         for (Vector &scale : scales) {
@@ -299,7 +312,8 @@ ryxStatus ryxsPostFilter_G728_16s_u8(const int16_t *src, const int16_t *speech, 
 ryxStatus ryxsGainControl_G728_16s_u8(const int16_t *speech, const int16_t *src, int16_t *dst, int16_t *scale) {
     if (anyNull(speech, src, dst, scale)) return ryxStsNullPtr;
     GainControl control(*scale);
-    storeFive(dst, control(loadFive(speech), loadFive(src)));
+    const Vector x = loadFive(src), wanted = magnitudes(loadFive(speech)), actual = magnitudes(x);
+    storeFive(dst, control(x, _mm_shuffle_epi32(scaleSteps(wanted, wanted, actual, actual), 0)));
     *scale = control.scale();
     return ryxStsOk;
 }
@@ -313,8 +327,14 @@ ryxStatus ryxsPostProcess_G728_16s_u8(const int16_t *src, const int16_t *speech,
     Vector filtered[cycleVectors];
     postFilter<cycleVectors>({src, speech, lags, gains, pitchGains}, {zeros, poles, tilt}, filtered, block);
     GainControl control(*scale);
-    for (int v = 0; v < cycleVectors; v++)
-        storeFive(dst + v * vectorLength, control(loadFive(src + v * vectorLength), filtered[v]));
+    for (int v = 0; v < cycleVectors; v += 2) {
+        const int16_t *const x = src + v * vectorLength;
+        const Vector steps = scaleSteps(magnitudes(loadFive(x)), magnitudes(loadFive(x + vectorLength)),
+                                        magnitudes(filtered[v]), magnitudes(filtered[v + 1]));
+        int16_t *const y = dst + v * vectorLength;
+        storeFive(y, control(filtered[v], _mm_shuffle_epi32(steps, 0)));
+        storeFive(y + vectorLength, control(filtered[v + 1], _mm_shuffle_epi32(steps, 0x55)));
+    }
     *scale = control.scale();
     return ryxStsOk;
 }
