@@ -44,19 +44,28 @@ struct LagPeak {
     int64_t value;
 };
 
-// Of eight values the last largest among the first `count`.
-IndexedValue lastLargestOfEight(const int32_t *values, int count) {
+// The last largest of the first `count` values, which are all but some of the last eight.
+template <int groups> IndexedValue lastLargestOf(const int32_t *values, int count) {
+    static_assert(groups % 2 == 0 && groups <= 8);
     const auto greater = [](Vector x, Vector y) { return simd::select(_mm_cmpgt_epi32(x, y), x, y); };
-    const auto valid = [=](int k, Vector places) {
-        return simd::select(_mm_cmpgt_epi32(simd::dwords(count), places), simd::load(values + k), simd::dwords(min32));
-    };
-    const Vector front = valid(0, _mm_setr_epi32(0, 1, 2, 3)), back = valid(4, _mm_setr_epi32(4, 5, 6, 7));
-    Vector best = greater(front, back);
+    Vector x[groups];
+    for (int g = 0; g < groups; g++)
+        x[g] = simd::load(values + 4 * g);
+    for (int g = groups - 2; g < groups; g++) {
+        const Vector places = _mm_add_epi32(_mm_setr_epi32(0, 1, 2, 3), simd::dwords(4 * g));
+        x[g] = simd::select(_mm_cmpgt_epi32(simd::dwords(count), places), x[g], simd::dwords(min32));
+    }
+    Vector best = greater(x[0], x[1]);
+    for (int g = 2; g < groups; g += 2)
+        best = greater(best, greater(x[g], x[g + 1]));
     best = greater(best, _mm_shuffle_epi32(best, _MM_SHUFFLE(1, 0, 3, 2)));
     best = greater(best, _mm_shuffle_epi32(best, _MM_SHUFFLE(2, 3, 0, 1)));
-    const Vector equal = _mm_packs_epi32(_mm_cmpeq_epi32(front, best), _mm_cmpeq_epi32(back, best));
-    const auto places = static_cast<uint32_t>(_mm_movemask_epi8(equal)); // two bits each
-    return {_mm_cvtsi128_si32(best), std::min(floorLog2(places) / 2, count - 1)};
+    uint32_t places = 0;
+    for (int g = 0; g < groups; g += 2) {
+        const Vector equal = _mm_packs_epi32(_mm_cmpeq_epi32(x[g], best), _mm_cmpeq_epi32(x[g + 1], best));
+        places |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(equal, _mm_setzero_si128()))) << 4 * g;
+    }
+    return {_mm_cvtsi128_si32(best), std::min(floorLog2(places), count - 1)};
 }
 
 // The correlations of a signal with its past. While the energies tell that sums fit 32 bits they are taken there: by Cauchy's
@@ -82,15 +91,15 @@ public:
         const int16_t *const x = end_ - window;
         if constexpr (count == 32) {
             correlation::wide<count>(x, x - to, window, values);
-            const IndexedValue best = lastLargest(values, to - from + 1);
+            const IndexedValue best = lastLargestOf<8>(values, to - from + 1);
             return {to - best.index, best.value};
         }
         correlation::deep<8>(x, x - to, window, values);
-        const IndexedValue best = lastLargestOfEight(values, std::min(to - from + 1, 8));
+        const IndexedValue best = lastLargestOf<2>(values, std::min(to - from + 1, 8));
         if constexpr (count > 8) {
             if (to - from >= 8) {
                 correlation::deep<8>(x, x - to + 8, window, values);
-                const IndexedValue other = lastLargestOfEight(values, to - from + 1 - 8);
+                const IndexedValue other = lastLargestOf<2>(values, to - from + 1 - 8);
                 if (other.value >= best.value) return {to - 8 - other.index, other.value};
             }
         }
