@@ -32,19 +32,14 @@ bool isFraction(int fraction) {
     return fraction >= 0 && fraction <= 15;
 }
 
-// From block floating point to fixed point, zeros behind the five words.
+// From block floating point to fixed point, rounded and limited, zeros behind the five words. More than 15 places to the right
+// leave nothing; 16 to the left limit whatever is not 0.
 Vector converted(const int16_t *src, int exponent, int fraction) {
-    const int shift = 16 + fraction - exponent;
-    if (shift > 16) [[unlikely]] {
-        int16_t x[vectorLength];
-        for (int n = 0; n < vectorLength; n++)
-            x[n] = roundUpper(shiftLimited(src[n], shift));
-        return loadFive(x);
-    }
     const Vector x = loadFive(src);
-    const Vector left = _mm_cvtsi32_si128(std::max(shift, 0)), right = _mm_cvtsi32_si128(std::max(-shift, 0));
-    const auto shifted = [=](Vector dwords) { return _mm_sra_epi32(_mm_sll_epi32(dwords, left), right); };
-    return roundedUpperHalves(shifted(simd::frontDwords(x)), shifted(simd::backDwords(x)));
+    const int right = exponent - fraction;
+    if (right > 0) return _mm_mulhrs_epi16(x, simd::words(static_cast<int16_t>((1 << 15) >> std::min(right, 16))));
+    const Vector left = _mm_cvtsi32_si128(std::min(-right, 16));
+    return _mm_packs_epi32(_mm_sll_epi32(simd::frontDwords(x), left), _mm_sll_epi32(simd::backDwords(x), left));
 }
 
 // Long-term filter of a vector or of a cycle, whose halves have their own lags and gains.
@@ -122,14 +117,14 @@ bool filterGroups(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *
     auto *const zeroMemory = octets + offsetof(State, zeros), *const poleMemory = octets + offsetof(State, poles);
     const Ten zeros(shortTerm.zeros), poles(shortTerm.poles), pastZeros(zeroMemory), pastPoles(poleMemory);
     LongTermOutput<vectors> x(longTerm);
-    Peak largestInput, largestOutput;
-    largestInput.add(pastZeros);
-    largestOutput.add(pastPoles);
+    Peak peak;
+    peak.add(pastZeros);
+    peak.add(pastPoles);
     const ZeroGroups applyZeros(zeros);
     const Vector inTime = simd::reverseWords(pastZeros.front);
     Vector past = inTime, older = _mm_slli_si128(_mm_shufflelo_epi16(pastZeros.back, _MM_SHUFFLE(3, 2, 0, 1)), 12);
     for (int k = 0; k < x.eights; k++) {
-        largestInput.add(x.words[k]);
+        peak.add(x.words[k]);
         const Eight sums = applyZeros(x.words[k], past, older);
         x.sums[2 * k] = _mm_add_epi32(x.sums[2 * k], sums.front);
         x.sums[2 * k + 1] = _mm_add_epi32(x.sums[2 * k + 1], sums.back);
@@ -151,13 +146,12 @@ bool filterGroups(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *
     Vector words[vectors];
     toVectors<vectors>(outputs, words);
     for (const Vector &w : words)
-        largestOutput.add(w);
+        peak.add(w);
 
-    const int64_t input = largestInput.value(), output = largestOutput.value();
-    if (input == max16 || output == max16 || !longTerm.fits(0) || !longTerm.fits((vectors - 1) / 2) ||
-        (zeros.magnitudeSum() + 16384) * (input + 2) +
-                (poles.magnitudeSum() + std::abs(shortTerm.tilt)) * (output + 1) >=
-            int64_t{1} << 31) [[unlikely]]
+    const int64_t largest = peak.value(),
+                  factors = 16384 + zeros.magnitudeSum() + poles.magnitudeSum() + std::abs(shortTerm.tilt);
+    if (largest == max16 || factors * (largest + 2) >= int64_t{1} << 31 || !longTerm.fits(0) ||
+        !longTerm.fits((vectors - 1) / 2)) [[unlikely]]
         return false;
     toVectors<vectors>(compensated, dst);
     if constexpr (vectors == 1) {
