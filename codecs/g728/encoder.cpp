@@ -32,8 +32,13 @@ ryxStatus Encoder::encode(const int16_t *speech, uint8_t *frame, int &octets) {
     for (int i = 0; i < frameLength; i++)
         input_.values()[pastInput + i] = static_cast<int16_t>(speech[i] >> 1);
     Index indices[vectors];
+    int16_t weightedSpeech[frameLength];
     for (int k = 0; k < vectors; k++) {
-        encodeVector(k, indices[k]);
+        // The weighting changes after k = 1.
+        if (k % 2 == 0)
+            ryxsIIR16s_G728_16s(weighting_, input_.values() + pastInput + k * vectorLength,
+                                weightedSpeech + k * vectorLength, 2 * vectorLength, weightedSpeech_);
+        encodeVector(k, weightedSpeech + k * vectorLength, indices[k]);
         adapt(k);
     }
     pack(indices, frame);
@@ -41,17 +46,14 @@ ryxStatus Encoder::encode(const int16_t *speech, uint8_t *frame, int &octets) {
     return ryxStsOk;
 }
 
-void Encoder::encodeVector(int k, Index &index) {
+void Encoder::encodeVector(int k, const int16_t *weightedSpeech, Index &index) {
     const int16_t *const a = synthesis_.coefficients();
-    const int16_t *const input = input_.values() + pastInput + k * vectorLength;
     int16_t prediction, gain, gainExponent;
     logGain_.predict(k, INT16_MAX, &prediction, &gain, &gainExponent);
 
-    int16_t response[vectorLength], exponent;
-    int16_t weightedSpeech[vectorLength], weightedZeroInput[vectorLength];
+    int16_t response[vectorLength], exponent, weightedZeroInput[vectorLength];
     ryxsSynthesisFilterZeroInputTaps_G728_16s(synthesis_.taps(), response, &exponent, quantised_);
     ryxsWeightedZeroInput_G728_16s(weighting_, quantised_, weightedZeroInput, weightedZeroInput_);
-    ryxsIIR16s_G728_16s(weighting_, input, weightedSpeech, vectorLength, weightedSpeech_);
 
     int16_t target[vectorLength], targetExponent;
     ryxsTarget_G728_16s(weightedSpeech, weightedZeroInput, gain, gainExponent, target, &targetExponent);

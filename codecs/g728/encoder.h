@@ -14,7 +14,7 @@ public:
 private:
     static constexpr int pastInput = 50; // before the vector k = 0
 
-    void encodeVector(int k, Index &index);
+    void encodeVector(int k, const int16_t *weightedSpeech, Index &index);
     void adapt(int k);
     void adaptWeighting();
 

@@ -92,31 +92,43 @@ private:
     int32_t poles_[order];
 };
 
-// Five samples at once, in the block itself. False, with nothing changed, where the poles might saturate: while the sum
-// over the zeros is far enough from the limits, they cannot, and the order of their products is free.
-bool filterVector(const int16_t *coefficients, const int16_t *src, int16_t *dst, IIRState_G728 *block) {
+// Vectors of five samples, in the block itself. While the sum over the zeros is far enough from the limits, the poles cannot
+// saturate, and the order of their products is free. Returns how many samples have been filtered that way: all, or those
+// before a vector that does not allow it.
+int filterVectors(const int16_t *coefficients, const int16_t *src, int16_t *dst, int len, IIRState_G728 *block) {
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     auto *const pastInputs = octets + offsetof(State, inputs), *const pastOutputs = octets + offsetof(State, outputs);
-    const g728::Ten zeros(coefficients), poles(coefficients + order), inputs(pastInputs), outputs(pastOutputs);
-    const Vector reversed = g728::reversedVector(src);
-    g728::VectorSums run = g728::zeroSums(zeros, inputs, reversed);
-    const g728::VectorSums past = g728::poleSums(poles, outputs);
-    const int64_t limit = max32 - int64_t{poles.magnitudeSum()} * 32768;
-    bool far = true;
-#pragma GCC unroll 5
-    for (int n = 0; n < g728::vectorLength; n++) {
-        run.values[n] = wrapAdd32(run.values[n], src[n] * (1 << fractionBits));
-        far &= (run.values[n] ^ (run.values[n] >> 31)) <= limit;
+    const g728::PairedTaps zeros(coefficients), poles(coefficients + order);
+    const int32_t magnitudes = poles.words.magnitudeSum();
+    if (magnitudes > max16) [[unlikely]]
+        return 0;
+    const int32_t limit = max32 - magnitudes * 32768;
+    const auto magnitude = [](int32_t x) { return x ^ (x >> 31); };
+    g728::Ten inputs(pastInputs), outputs(pastOutputs);
+    int n = 0;
+    for (; n < len; n += g728::vectorLength) {
+        const Vector samples = g728::loadFive(src + n), reversed = g728::reversedFive(samples);
+        const g728::VectorSums run = g728::zeroSums(zeros, inputs, reversed), past = g728::poleSums(poles, outputs);
+        const Vector current = _mm_srai_epi32(_mm_unpacklo_epi16(_mm_setzero_si128(), samples), 16 - fractionBits);
+        const Vector four = _mm_add_epi32(run.four, current);
+        const int32_t fifth = wrapAdd32(run.fifth, src[n + 4] * (1 << fractionBits));
+        const Vector near = _mm_cmpgt_epi32(_mm_xor_si128(four, _mm_srai_epi32(four, 31)), simd::dwords(limit));
+        if (_mm_movemask_epi8(near) != 0 || magnitude(fifth) > limit) [[unlikely]]
+            break;
+        alignas(16) int32_t starts[4];
+        _mm_store_si128(reinterpret_cast<Vector *>(starts), _mm_sub_epi32(four, past.four));
+        const int32_t last = fifth - past.fifth;
+        const g728::VectorOutputs y = g728::recurseVector(
+            coefficients + order, [&](int i) { return int64_t{i < 4 ? starts[i] : last}; },
+            [](int, int64_t sum) { return g728::outputOf(sum); });
+        const Vector forward = y.forward();
+        g728::storeFive(dst + n, forward);
+        inputs = g728::advanced(inputs, reversed);
+        outputs = g728::advanced(outputs, g728::reversedFive(forward));
     }
-    if (!far) [[unlikely]]
-        return false;
-    const g728::VectorOutputs y = g728::recurseVector(
-        coefficients + order, [&](int n) { return int64_t{run.values[n]} - past.values[n]; },
-        [](int, int64_t sum) { return g728::outputOf(sum); });
-    g728::storeFive(dst, y.forward());
-    g728::advanced(inputs, reversed).save(pastInputs);
-    g728::advanced(outputs, y.reversed()).save(pastOutputs);
-    return true;
+    inputs.save(pastInputs);
+    outputs.save(pastOutputs);
+    return n;
 }
 
 } // namespace
@@ -137,10 +149,15 @@ ryxStatus ryxsIIR16s_G728_16s_u8(const int16_t *coefficients, const int16_t *src
                                  IIRState_G728 *block) {
     if (anyNull(coefficients, src, dst, block)) return ryxStsNullPtr;
     if (len < 1) return ryxStsBadSize;
-    if (len == g728::vectorLength && filterVector(coefficients, src, dst, block)) return ryxStsOk;
+    int done = 0;
+    if (len % g728::vectorLength == 0) {
+        done = filterVectors(coefficients, src, dst, len, block);
+        if (done == len) [[likely]]
+            return ryxStsOk;
+    }
     auto state = loadBlock<State>(block);
     const Filter filter(coefficients);
-    for (int done = 0; done < len;) {
+    while (done < len) {
         const int count = std::min(len - done, samplesPerChunk);
         filter(state, src + done, dst + done, count);
         done += count;

@@ -25,12 +25,10 @@ struct Ten {
         simd::store32(octets + 16, back);
     }
     int32_t magnitudeSum() const {
-        const simd::Vector ones = simd::words(1);
-        // As words without a sign a magnitude of 2^15 would do; as one with a sign it counts as -2^15 and is put right.
-        const auto sum = [=](simd::Vector x) {
-            const simd::Vector most = _mm_cmpeq_epi16(x, simd::words(min16));
-            return _mm_add_epi32(_mm_madd_epi16(_mm_abs_epi16(x), ones),
-                                 _mm_slli_epi32(_mm_madd_epi16(most, simd::words(-1)), 16));
+        // -2^15 has a magnitude with the sign of -1, but none with that of 1.
+        const auto sum = [](simd::Vector x) {
+            const simd::Vector negative = _mm_min_epi16(x, _mm_sub_epi16(_mm_setzero_si128(), x));
+            return _mm_madd_epi16(negative, simd::words(-1));
         };
         return simd::sumOfDwords(_mm_add_epi32(sum(front), sum(back)));
     }
@@ -52,9 +50,21 @@ struct VectorOutputs {
     }
 };
 
-// Sums of products for the five samples, modulo 2^32.
+// Sums of products for the five samples, modulo 2^32: 0 to 3 in the dwords of a vector.
 struct VectorSums {
-    int32_t values[8];
+    simd::Vector four;
+    int32_t fifth;
+};
+
+// Ten coefficients, and the same as pairs: 1 and 2 in all dwords, 3 and 4, and so on.
+struct PairedTaps {
+    Ten words;
+    simd::Vector pairs[5];
+
+    explicit PairedTaps(const int16_t *c)
+        : words(c), pairs{_mm_shuffle_epi32(words.front, 0x00), _mm_shuffle_epi32(words.front, 0x55),
+                          _mm_shuffle_epi32(words.front, 0xaa), _mm_shuffle_epi32(words.front, 0xff),
+                          _mm_shuffle_epi32(words.back, 0x00)} {}
 };
 
 // `past` moved on by five samples, given in reverse order.
@@ -62,37 +72,46 @@ inline Ten advanced(const Ten &past, simd::Vector reversed) {
     return {_mm_or_si128(reversed, _mm_slli_si128(past.front, 10)), _mm_srli_si128(_mm_slli_si128(past.front, 6), 12)};
 }
 
+// Words 3 - n + i and 4 - n + i of x in dword n, 0 where i + 3 - n is below 0.
+template <int i> simd::Vector pairsBackFrom(simd::Vector x) {
+    constexpr auto octet = [](int n, int j) {
+        const int word = i + 3 - n + j / 2;
+        return static_cast<char>(word < 0 ? -1 : 2 * word + j % 2);
+    };
+    return _mm_shuffle_epi8(x,
+                            _mm_setr_epi8(octet(0, 0), octet(0, 1), octet(0, 2), octet(0, 3), octet(1, 0), octet(1, 1),
+                                          octet(1, 2), octet(1, 3), octet(2, 0), octet(2, 1), octet(2, 2), octet(2, 3),
+                                          octet(3, 0), octet(3, 1), octet(3, 2), octet(3, 3)));
+}
+
 // Zeros: sample n gets sum over i = 1..10 of c[i] x[n - i]; all inputs are there.
-inline VectorSums zeroSums(const Ten &c, const Ten &past, simd::Vector reversed) {
+inline VectorSums zeroSums(const PairedTaps &c, const Ten &past, simd::Vector reversed) {
     using simd::Vector;
     const Vector near = _mm_or_si128(reversed, _mm_slli_si128(past.front, 10)); // x[4] .. x[-3]
     const Vector far = _mm_alignr_epi8(past.back, past.front, 6);               // x[-4] .. x[-10]
-    const auto sum = [&]<int n>() {
-        constexpr int skip = 2 * (vectorLength - n);
-        return _mm_add_epi32(_mm_madd_epi16(_mm_alignr_epi8(far, near, skip), c.front),
-                             _mm_madd_epi16(_mm_srli_si128(far, skip), c.back));
-    };
-    const Vector sums[] = {sum.template operator()<0>(), sum.template operator()<1>(), sum.template operator()<2>(),
-                           sum.template operator()<3>()};
-    VectorSums out;
-    simd::store(out.values, simd::sumsOfDwords(sums));
-    out.values[4] = simd::sumOfDwords(sum.template operator()<4>());
-    return out;
+    const Vector middle = _mm_alignr_epi8(far, near, 8);                        // x[0] .. x[-7]
+    const Vector sums[] = {
+        _mm_madd_epi16(pairsBackFrom<2>(near), c.pairs[0]), _mm_madd_epi16(pairsBackFrom<0>(middle), c.pairs[1]),
+        _mm_madd_epi16(pairsBackFrom<2>(middle), c.pairs[2]), _mm_madd_epi16(pairsBackFrom<0>(far), c.pairs[3]),
+        _mm_madd_epi16(pairsBackFrom<2>(far), c.pairs[4])};
+    const Vector fifth = _mm_add_epi32(_mm_madd_epi16(_mm_alignr_epi8(far, near, 2), c.words.front),
+                                       _mm_madd_epi16(_mm_srli_si128(far, 2), c.words.back));
+    return {_mm_add_epi32(_mm_add_epi32(_mm_add_epi32(sums[0], sums[1]), _mm_add_epi32(sums[2], sums[3])), sums[4]),
+            simd::sumOfDwords(fifth)};
 }
 
 // Poles: sample n gets sum over i = n + 1..10 of c[i] y[n - i], what the outputs before the vector contribute.
-inline VectorSums poleSums(const Ten &c, const Ten &past) {
+inline VectorSums poleSums(const PairedTaps &c, const Ten &past) {
     using simd::Vector;
-    const auto sum = [&]<int n>() {
-        const Vector front = _mm_madd_epi16(_mm_slli_si128(past.front, 2 * n), c.front);
-        return _mm_add_epi32(front, _mm_madd_epi16(_mm_alignr_epi8(past.back, past.front, 2 * (8 - n)), c.back));
-    };
-    const Vector sums[] = {sum.template operator()<0>(), sum.template operator()<1>(), sum.template operator()<2>(),
-                           sum.template operator()<3>()};
-    VectorSums out;
-    simd::store(out.values, simd::sumsOfDwords(sums));
-    out.values[4] = simd::sumOfDwords(sum.template operator()<4>());
-    return out;
+    const Vector far = _mm_alignr_epi8(past.back, past.front, 10); // y[-6] .. y[-10]
+    const Vector sums[] = {_mm_madd_epi16(pairsBackFrom<-3>(past.front), c.pairs[0]),
+                           _mm_madd_epi16(pairsBackFrom<-1>(past.front), c.pairs[1]),
+                           _mm_madd_epi16(pairsBackFrom<1>(past.front), c.pairs[2]),
+                           _mm_madd_epi16(pairsBackFrom<3>(past.front), c.pairs[3]),
+                           _mm_madd_epi16(pairsBackFrom<0>(far), c.pairs[4])};
+    const Vector fifth = _mm_madd_epi16(past.front, _mm_alignr_epi8(c.words.back, c.words.front, 8));
+    return {_mm_add_epi32(_mm_add_epi32(_mm_add_epi32(sums[0], sums[1]), _mm_add_epi32(sums[2], sums[3])), sums[4]),
+            simd::sumOfDwords(fifth)};
 }
 
 // x >> 14, limited. Limits are rare: with a branch the next sample does not wait for them.
