@@ -142,18 +142,29 @@ private:
 // Distortions of four shapes, each with its best gain: square * energy - gain * correlation. The words square and -gain are
 // those of the first gain, changed at each boundary that the correlation exceeds; a boundary exceeded means the lower ones
 // are. Correlations and energies are dwords.
-Vector distortions(Vector correlations, Vector energies) {
-    const Vector c = _mm_abs_epi32(correlations);
-    const Vector limited = simd::saturateDwords(_mm_srai_epi32(c, 14));
-    const Vector both = _mm_or_si128(energies, _mm_unpacklo_epi16(_mm_setzero_si128(), limited));
-    Vector weights = simd::loadAligned(gainCells.first);
-    for (int i = 0; i < 3; i++) {
-        const Vector exceeded =
-            _mm_cmpgt_epi32(c, _mm_madd_epi16(energies, simd::loadAligned(gainCells.boundaries[i])));
-        weights = _mm_xor_si128(weights, _mm_and_si128(exceeded, simd::loadAligned(gainCells.changes[i])));
+struct Distortions {
+    Vector values, gains; // and the indices of the best gains without their sign
+
+    Distortions(Vector correlations, Vector energies) : gains(_mm_setzero_si128()) {
+        const Vector c = _mm_abs_epi32(correlations);
+        const Vector limited = simd::saturateDwords(_mm_srai_epi32(c, 14));
+        const Vector both = _mm_or_si128(energies, _mm_unpacklo_epi16(_mm_setzero_si128(), limited));
+        Vector weights = simd::loadAligned(gainCells.first);
+        for (int i = 0; i < 3; i++) {
+            const Vector exceeded =
+                _mm_cmpgt_epi32(c, _mm_madd_epi16(energies, simd::loadAligned(gainCells.boundaries[i])));
+            weights = _mm_xor_si128(weights, _mm_and_si128(exceeded, simd::loadAligned(gainCells.changes[i])));
+            gains = _mm_sub_epi32(gains, exceeded);
+        }
+        values = _mm_madd_epi16(both, weights);
     }
-    return _mm_madd_epi16(both, weights);
-}
+};
+
+// A shape with a gain, and how far from the target it remains.
+struct Choice {
+    int shape, gainIndex;
+    int32_t distortion;
+};
 
 // The shape of the smallest distortion, the first of equal ones, by looking at all of them.
 int closestOfAll(const int16_t *backward, const int16_t *energies) {
@@ -163,7 +174,7 @@ int closestOfAll(const int16_t *backward, const int16_t *energies) {
     for (int g = 0; g < shapes / shapesPerGroup; g++) {
         const Vector energy = simd::load64(energies + g * shapesPerGroup);
         const Vector found =
-            distortions(correlation(shapeCodebook[g]), _mm_unpacklo_epi16(energy, _mm_setzero_si128()));
+            Distortions(correlation(shapeCodebook[g]), _mm_unpacklo_epi16(energy, _mm_setzero_si128())).values;
         const Vector better = _mm_cmpgt_epi32(smallest, found);
         smallest = simd::select(better, found, smallest);
         winners = _mm_max_epi16(winners, _mm_and_si128(better, numbers)); // numbers rise
@@ -253,7 +264,7 @@ public:
         const Vector t4 = simd::broadcastWord<8>(target);
         const Vector thresholdShift = _mm_cvtsi32_si128(largestScale - scale_);
         Vector largest = _mm_setzero_si128();
-#pragma GCC unroll 2
+#pragma GCC unroll 16
         for (size_t g = 0; g < shapes / 8; g++) {
             const auto product = [&](int n, Vector t) {
                 return _mm_mulhrs_epi16(simd::loadAligned(unitShapes.samples[g][n]), t);
@@ -270,19 +281,19 @@ public:
         largest_ = largestEverywhere(largest);
     }
 
-    // The shape of the smallest distortion, the first of equal ones; none, a negative number, if the measures do not tell.
-    int closest() const {
+    // The choice of the smallest distortion, the first of equal ones. Returns false if the measures do not tell.
+    bool find(Choice &best) const {
         // The better of two gains around the best one costs less than 0.08 of the distortion, the bend of the bound 0.11.
         const Vector limits = _mm_sub_epi16(_mm_mulhrs_epi16(largest_, simd::words(31293)), simd::words(tolerance));
         const auto limit = static_cast<int16_t>(_mm_cvtsi128_si32(limits));
         if (limit < 1) [[unlikely]]
-            return -1;
-        const simd::IndexedDword found = smallestOf(limits);
+            return false;
+        best = smallestOf(limits);
         // No shape below the limit comes as far as this.
         const int64_t square = (limit + tolerance) * (limit + tolerance);
-        if (square << 2 * (largestScale - scale_) <= scaled(found.value)) [[likely]]
-            return static_cast<int>(found.index);
-        return closestFrom(found.value);
+        if (square << 2 * (largestScale - scale_) <= scaled(best.distortion)) [[likely]]
+            return true;
+        return findFrom(best);
     }
 
 private:
@@ -300,18 +311,19 @@ private:
         return -int64_t{distortion} * (1 << 2 * (largestScale - 3));
     }
 
-    // The same once more with the limit that follows from a distortion.
-    [[gnu::noinline, gnu::cold]] int closestFrom(int32_t distortion) const {
-        if (distortion >= 0) return -1;
-        const auto reached = static_cast<float>(scaled(distortion) >> 2 * (largestScale - scale_));
+    // The same once more with the limit that follows from a choice.
+    [[gnu::noinline, gnu::cold]] bool findFrom(Choice &best) const {
+        if (best.distortion >= 0) return false;
+        const auto reached = static_cast<float>(scaled(best.distortion) >> 2 * (largestScale - scale_));
         const int limit = _mm_cvttss_si32(_mm_sqrt_ss(_mm_set_ss(reached))) - 1 - tolerance;
-        return limit < 1 ? -1 : static_cast<int>(smallestOf(simd::words(static_cast<int16_t>(limit))).index);
+        if (limit < 1) return false;
+        best = smallestOf(simd::words(static_cast<int16_t>(limit)));
+        return true;
     }
 
-    // The smallest distortion of the shapes whose measures reach the limit, the first of equal ones. They are looked at in fours,
-    // two of each half of the codebook, with the last shape of the half in place of one that is missing: no branch depends on
-    // how many there are while they are few.
-    simd::IndexedDword smallestOf(Vector limits) const {
+    // The best of the shapes whose measures reach the limit. They are looked at in fours, two of each half of the codebook, with
+    // the last shape of the half in place of one that is missing: no branch depends on how many there are while they are few.
+    Choice smallestOf(Vector limits) const {
         uint64_t front = reaching(0, limits), back = reaching(shapes / 2, limits);
         int64_t smallest = INT64_MAX;
         do {
@@ -324,17 +336,22 @@ private:
             const int first = next(front), second = next(front), third = next(back) + 64, fourth = next(back) + 64;
             smallest = std::min(smallest, smallestOf(first, second, third, fourth));
         } while ((front | back) != 0);
-        return {static_cast<int32_t>(smallest >> 32), static_cast<uint32_t>(smallest)};
+        return {static_cast<int>(smallest >> 3) & (shapes - 1), static_cast<int>(smallest & 7),
+                static_cast<int32_t>(smallest >> 32)};
     }
 
-    // Distortion and shape as one number.
+    // Distortion, shape and gain as one number.
     int64_t smallestOf(int first, int second, int third, int fourth) const {
         const auto products = [&](int shape) { return _mm_madd_epi16(shapeSamples(shape), backward_); };
         const Vector sums[] = {products(first), products(second), products(third), products(fourth)};
         const Vector energies =
             _mm_setr_epi32(state_.energy(first), state_.energy(second), state_.energy(third), state_.energy(fourth));
-        const Vector found = distortions(simd::sumsOfDwords(sums), energies);
-        const simd::IndexedDword smallest = simd::smallest(found, _mm_setr_epi32(first, second, third, fourth));
+        const Vector numbers = _mm_slli_epi32(_mm_setr_epi32(first, second, third, fourth), 3);
+        const Vector correlations = simd::sumsOfDwords(sums);
+        const Distortions found(correlations, energies);
+        const Vector negative = _mm_andnot_si128(_mm_cmpgt_epi32(correlations, _mm_setzero_si128()), simd::dwords(4));
+        const Vector choices = _mm_or_si128(_mm_or_si128(numbers, negative), found.gains);
+        const simd::IndexedDword smallest = simd::smallest(found.values, choices);
         return int64_t{smallest.value} * (int64_t{1} << 32) | smallest.index;
     }
 
@@ -357,25 +374,19 @@ private:
     alignas(16) int16_t measures_[shapes];
 };
 
-struct Found {
-    int shape;
-    int32_t correlation;
-};
-
-Found closestOfAll(StateView state, Vector backward) {
+Choice chooseOfAll(StateView state, Vector backward) {
     int16_t words[vectorLength], energies[shapes];
     storeFive(words, backward);
     state.energies(energies);
     const int shape = closestOfAll(words, energies);
-    return {shape, correlationOf(shape, words)};
+    return {shape, gainIndexOf(correlationOf(shape, words), energies[shape]), 0};
 }
 
-Found closest(StateView state, Vector backward) {
-    const Candidates candidates(state, backward);
-    const int shape = candidates.closest();
-    if (shape < 0) [[unlikely]]
-        return closestOfAll(state, backward);
-    return {shape, simd::sumOfDwords(_mm_madd_epi16(shapeSamples(shape), backward))};
+Choice choose(StateView state, Vector backward) {
+    Choice best;
+    if (Candidates(state, backward).find(best)) [[likely]]
+        return best;
+    return chooseOfAll(state, backward);
 }
 
 } // namespace
@@ -444,8 +455,9 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
         const Vector first = energy(shapeCodebook[g / shapesPerGroup]);
         const Vector second = energy(shapeCodebook[g / shapesPerGroup + 1]);
         const Vector words = _mm_packs_epi32(first, second);
-        const Measure front(simd::frontDwords(words), unitShapes.norms + g),
-            back(simd::backDwords(words), unitShapes.norms + g + 4);
+        const Vector zero = _mm_setzero_si128();
+        const Measure front(_mm_unpacklo_epi16(words, zero), unitShapes.norms + g);
+        const Measure back(_mm_unpackhi_epi16(words, zero), unitShapes.norms + g + shapesPerGroup);
         const Vector weights = _mm_packs_epi32(front.weights, back.weights);
         const auto put = [=](size_t from, Vector x) { simd::store(octets + from + 2 * static_cast<size_t>(g), x); };
         put(offsetof(State, energies), words);
@@ -466,9 +478,9 @@ ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t 
     if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
     const StateView state(block);
     const Vector backward = state.filterBackward(target, exponent);
-    const Found found = state.isWeighted() ? closest(state, backward) : closestOfAll(state, backward);
-    *shape = static_cast<int16_t>(found.shape);
-    *gainIndex = static_cast<int16_t>(gainIndexOf(found.correlation, state.energy(found.shape)));
+    const Choice best = state.isWeighted() ? choose(state, backward) : chooseOfAll(state, backward);
+    *shape = static_cast<int16_t>(best.shape);
+    *gainIndex = static_cast<int16_t>(best.gainIndex);
     return ryxStsOk;
 }
 
@@ -479,10 +491,9 @@ ryxStatus ryxsCodebookDecode_G728_16s_u8(int16_t shape, int16_t gainIndex, int16
     const GainMagnitude &g = gainMagnitudes[gainIndex & 3];
     const int32_t product = gain * (gainIndex > 3 ? -g.gain : g.gain);
     const int16_t scale = roundUpper(shiftLimited(product, g.shift));
-    Vector samples = shapeSamples(shape);
-    const int shift = normaliseFive(samples, 16);
-    const simd::Dwords products = simd::products(samples, simd::words(scale));
+    const int16_t *const samples = singleShapes.normalised[shape];
+    const simd::Dwords products = simd::products(simd::loadAligned(samples), simd::words(scale));
     storeFive(excitation, roundedUpperHalves(products.front, products.back));
-    *exponent = asExponent(gainExponent + 13 + g.shift - 16 + 11 + shift - 16);
+    *exponent = asExponent(gainExponent + 13 + g.shift - 16 + 11 + samples[vectorLength] - 16);
     return ryxStsOk;
 }

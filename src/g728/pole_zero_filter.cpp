@@ -92,39 +92,19 @@ private:
     int32_t poles_[order];
 };
 
-// Vectors of five samples, in the block itself. While the sum over the zeros is far enough from the limits, the poles cannot
-// saturate, and the order of their products is free. Returns how many samples have been filtered that way: all, or those
-// before a vector that does not allow it.
+// Vectors of five samples, in the block itself. Returns how many samples have been filtered that way: all, or those before a
+// vector whose poles might saturate.
 int filterVectors(const int16_t *coefficients, const int16_t *src, int16_t *dst, int len, IIRState_G728 *block) {
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     auto *const pastInputs = octets + offsetof(State, inputs), *const pastOutputs = octets + offsetof(State, outputs);
-    const g728::PairedTaps zeros(coefficients), poles(coefficients + order);
-    const int32_t magnitudes = poles.words.magnitudeSum();
-    if (magnitudes > max16) [[unlikely]]
-        return 0;
-    const int32_t limit = max32 - magnitudes * 32768;
-    const auto magnitude = [](int32_t x) { return x ^ (x >> 31); };
+    const g728::WeightingFilter filter(coefficients);
     g728::Ten inputs(pastInputs), outputs(pastOutputs);
     int n = 0;
     for (; n < len; n += g728::vectorLength) {
-        const Vector samples = g728::loadFive(src + n), reversed = g728::reversedFive(samples);
-        const g728::VectorSums run = g728::zeroSums(zeros, inputs, reversed), past = g728::poleSums(poles, outputs);
-        const Vector current = _mm_srai_epi32(_mm_unpacklo_epi16(_mm_setzero_si128(), samples), 16 - fractionBits);
-        const Vector four = _mm_add_epi32(run.four, current);
-        const int32_t fifth = wrapAdd32(run.fifth, src[n + 4] * (1 << fractionBits));
-        const Vector near = _mm_cmpgt_epi32(_mm_xor_si128(four, _mm_srai_epi32(four, 31)), simd::dwords(limit));
-        if (_mm_movemask_epi8(near) != 0 || magnitude(fifth) > limit) [[unlikely]]
+        Vector samples = g728::loadFive(src + n);
+        if (!filter.apply(samples, inputs, outputs)) [[unlikely]]
             break;
-        alignas(16) int32_t starts[4];
-        _mm_store_si128(reinterpret_cast<Vector *>(starts), _mm_sub_epi32(four, past.four));
-        const int32_t last = fifth - past.fifth;
-        const g728::VectorOutputs y = g728::recurseVector(
-            coefficients + order, [&](int i) { return int64_t{i < 4 ? starts[i] : last}; },
-            [](int, int64_t sum) { return g728::outputOf(sum); });
-        const Vector forward = y.forward();
-        g728::storeFive(dst + n, forward);
-        inputs = g728::advanced(inputs, reversed);
-        outputs = g728::advanced(outputs, g728::reversedFive(forward));
+        g728::storeFive(dst + n, samples);
     }
     inputs.save(pastInputs);
     outputs.save(pastOutputs);

@@ -159,7 +159,7 @@ Response zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *bl
     if (!sums.get(parts)) pastParts(a, loadBlock<SynthesisState>(block), exponent, parts);
 
     const VectorOutputs outputs = recurseVector(
-        a, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return outputOf(sum); });
+        a, [&](int n) { return parts[n]; }, [](int, int64_t sum) { return wideOutputOf(sum); });
     return {outputs.forward(), exponent};
 }
 
@@ -243,7 +243,7 @@ Response zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilter
     int16_t a[vectorLength - 1];
     std::memcpy(a, factors + offsetof(Taps, coefficients), sizeof a);
     const VectorOutputs outputs = recurseVector(
-        a, [&](int n) { return int64_t{n < 4 ? first[n] : last}; }, [](int, int64_t x) { return outputOf(x); });
+        a, [&](int n) { return int64_t{n < 4 ? first[n] : last}; }, [](int, int64_t x) { return wideOutputOf(x); });
     return {outputs.forward(), exponent};
 }
 
@@ -255,7 +255,7 @@ Response zeroStateResponse(const int16_t *a, int16_t *excitation, int exponent) 
             a, [&](int n) { return int64_t{excitation[n]} * 16384; },
             [&](int, int64_t sum) {
                 fits &= static_cast<uint64_t>(sum + (1 << 28)) < 1 << 29;
-                return static_cast<int16_t>(sum >> fractionBits);
+                return sum >> fractionBits;
             });
         if (fits) return {outputs.forward(), exponent};
         for (int i = 0; i < vectorLength; i++)
@@ -391,14 +391,28 @@ ryxStatus ryxsSynthesisFilter_G728_16s_u8(const int16_t *coefficients, int16_t *
 ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const SynthesisFilterState_G728 *block,
                                             int16_t *dst, IIRState_G728 *weighting) {
     if (anyNull(coefficients, block, dst, weighting)) return ryxStsNullPtr;
+    // No load spans two of the stores by which enter() has moved the rows just now, or it would have to wait for them.
     const auto *const rows = reinterpret_cast<const unsigned char *>(block);
-    const auto row = [=](int v) { return reversedQ2(simd::load(rows + static_cast<size_t>(v) * sizeof(Newest))); };
-    const Vector newest = row(0), before = row(1), oldest = row(2);
-    const Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
-    int16_t response[vectorLength];
-    storeFive(response, reversedFive(newest));
-    inputs.save(reinterpret_cast<unsigned char *>(weighting) + offsetof(WeightingState, inputs));
-    return ryxsIIR16s_G728_16s_u8(coefficients, response, dst, vectorLength, weighting);
+    const Vector newest = reversedQ2(_mm_unpacklo_epi64(simd::load64(rows), simd::load32(rows + 8)));
+    const Vector before = reversedQ2(simd::load(rows + sizeof(Newest)));
+    const Vector oldest = reversedQ2(_mm_or_si128(simd::load32(rows + 2 * sizeof(Newest)),
+                                                  _mm_slli_si128(simd::load64(rows + 2 * sizeof(Newest) + 4), 4)));
+    Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
+    auto *const octets = reinterpret_cast<unsigned char *>(weighting);
+    auto *const pastInputs = octets + offsetof(WeightingState, inputs);
+    auto *const pastOutputs = octets + offsetof(WeightingState, outputs);
+    Ten outputs(pastOutputs);
+    Vector samples = reversedFive(newest);
+    if (!WeightingFilter(coefficients).apply(samples, inputs, outputs)) [[unlikely]] {
+        int16_t response[vectorLength];
+        storeFive(response, samples);
+        inputs.save(pastInputs);
+        return ryxsIIR16s_G728_16s_u8(coefficients, response, dst, vectorLength, weighting);
+    }
+    storeFive(dst, samples);
+    inputs.save(pastInputs);
+    outputs.save(pastOutputs);
+    return ryxStsOk;
 }
 
 ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const int16_t *response, int16_t exponent,
@@ -413,7 +427,7 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
             zeros[n] += coefficients[i - 1] * response[n - i];
     }
     const VectorOutputs weighted = recurseVector(
-        coefficients + order, [&](int n) { return zeros[n]; }, [](int, int64_t sum) { return outputOf(sum); });
+        coefficients + order, [&](int n) { return zeros[n]; }, [](int, int64_t sum) { return wideOutputOf(sum); });
     // In Q2; 16 places limit whatever is not 0. The last of them is taken before, so that the sums fit.
     Vector reversed = weighted.reversed();
     if (exponent <= 2 - 16) reversed = _mm_adds_epi16(reversed, reversed);

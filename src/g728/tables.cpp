@@ -118,9 +118,20 @@ constexpr double squareRoot(double x) {
 
 constexpr SingleShapes separatedShapes() {
     SingleShapes all{};
-    for (size_t shape = 0; shape < 128; shape++)
+    for (size_t shape = 0; shape < 128; shape++) {
+        int bits = 0;
+        for (size_t n = 0; n < 5; n++) {
+            const int16_t x = shapeCodebook[shape / 4][n / 2][shape % 4][n % 2];
+            all.samples[shape][n] = x;
+            bits |= x < 0 ? ~x : x;
+        }
+        int16_t count = 0;
+        while (bits << count < 1 << 14)
+            count++;
         for (size_t n = 0; n < 5; n++)
-            all.samples[shape][n] = shapeCodebook[shape / 4][n / 2][shape % 4][n % 2];
+            all.normalised[shape][n] = static_cast<int16_t>(all.samples[shape][n] * (1 << count));
+        all.normalised[shape][5] = count;
+    }
     return all;
 }
 

@@ -21,9 +21,10 @@ struct GainCells {
     alignas(16) int16_t first[4][2], changes[3][4][2];
 };
 
-// The shapes one by one, zeros behind their five samples.
+// The shapes one by one: five samples and zeros, and the samples shifted to the left until they use all bits, with the count
+// behind them.
 struct SingleShapes {
-    alignas(16) int16_t samples[128][8];
+    alignas(16) int16_t samples[128][8], normalised[128][8];
 };
 
 // The shapes with a norm of 32767, rounded, eight to a vector, and the norms that they have in shapeCodebook.

@@ -40,14 +40,13 @@ inline simd::Vector reversedVector(const int16_t *x) {
     return reversedFive(loadFive(x));
 }
 struct VectorOutputs {
-    int16_t values[vectorLength];
+    int64_t values[vectorLength]; // of 16 bits
 
-    simd::Vector forward() const {
-        return _mm_setr_epi16(values[0], values[1], values[2], values[3], values[4], 0, 0, 0);
-    }
-    simd::Vector reversed() const {
-        return _mm_setr_epi16(values[4], values[3], values[2], values[1], values[0], 0, 0, 0);
-    }
+    simd::Vector forward() const { return _mm_setr_epi16(at(0), at(1), at(2), at(3), at(4), 0, 0, 0); }
+    simd::Vector reversed() const { return _mm_setr_epi16(at(4), at(3), at(2), at(1), at(0), 0, 0, 0); }
+
+private:
+    int16_t at(int n) const { return static_cast<int16_t>(values[n]); }
 };
 
 // Sums of products for the five samples, modulo 2^32: 0 to 3 in the dwords of a vector.
@@ -114,12 +113,15 @@ inline VectorSums poleSums(const PairedTaps &c, const Ten &past) {
             simd::sumOfDwords(fifth)};
 }
 
-// x >> 14, limited. Limits are rare: with a branch the next sample does not wait for them.
+// x >> 14, limited. Limits are rare: with a branch the next sample waits neither for them nor for the comparison.
+inline int64_t wideOutputOf(int64_t x) {
+    int64_t output = x >> 14;
+    if (static_cast<uint64_t>(output + 32768) > 65535) [[unlikely]]
+        output = output < 0 ? min16 : max16;
+    return output;
+}
 inline int16_t outputOf(int64_t x) {
-    const int64_t output = x >> 14;
-    if (output != static_cast<int16_t>(output)) [[unlikely]]
-        return output < 0 ? min16 : max16;
-    return static_cast<int16_t>(output);
+    return static_cast<int16_t>(wideOutputOf(x));
 }
 
 // The recursion within a vector: output(n, sum) for sum = start(n) - sum over i = 1..n of c[i] y[n - i].
@@ -139,5 +141,46 @@ template <class Start, class Output> VectorOutputs recurseVector(const int16_t *
     }
     return y;
 }
+
+// The pole-zero filter whose poles saturate at every step, on vectors for which they do not: while the sum over the zeros is
+// far enough from the limits, they cannot, and the order of their products is free.
+class WeightingFilter {
+public:
+    explicit WeightingFilter(const int16_t *coefficients)
+        : zeros_(coefficients), poles_(coefficients + order), coefficients_(coefficients + order),
+          limit_(max32 - int64_t{poles_.words.magnitudeSum()} * 32768) {}
+
+    // Five samples, zeros behind them, which the response takes the place of; or false, with nothing changed.
+    bool apply(simd::Vector &samples, Ten &inputs, Ten &outputs) const {
+        using simd::Vector;
+        if (limit_ < 0) [[unlikely]]
+            return false;
+        const Vector reversed = reversedFive(samples);
+        const VectorSums run = zeroSums(zeros_, inputs, reversed), past = poleSums(poles_, outputs);
+        const Vector current = _mm_srai_epi32(_mm_unpacklo_epi16(_mm_setzero_si128(), samples), 2);
+        const Vector four = _mm_add_epi32(run.four, current);
+        const auto newest = static_cast<int16_t>(_mm_extract_epi16(samples, vectorLength - 1));
+        const int32_t fifth = wrapAdd32(run.fifth, newest * (1 << 14));
+        const auto limit = static_cast<int32_t>(limit_);
+        const Vector near = _mm_cmpgt_epi32(_mm_xor_si128(four, _mm_srai_epi32(four, 31)), simd::dwords(limit));
+        if (_mm_movemask_epi8(near) != 0 || (fifth ^ (fifth >> 31)) > limit) [[unlikely]]
+            return false;
+        alignas(16) int32_t starts[4];
+        _mm_store_si128(reinterpret_cast<Vector *>(starts), _mm_sub_epi32(four, past.four));
+        const int32_t last = fifth - past.fifth;
+        const VectorOutputs y = recurseVector(
+            coefficients_, [&](int i) { return int64_t{i < 4 ? starts[i] : last}; },
+            [](int, int64_t sum) { return wideOutputOf(sum); });
+        samples = y.forward();
+        inputs = advanced(inputs, reversed);
+        outputs = advanced(outputs, reversedFive(samples));
+        return true;
+    }
+
+private:
+    PairedTaps zeros_, poles_;
+    const int16_t *coefficients_;
+    int64_t limit_;
+};
 
 } // namespace ryxsc::g728
