@@ -113,6 +113,23 @@ TEST_P(Codecs, RefuseWhatTheyCannotUseAndWriteNothing) {
     EXPECT_EQ(octets, 7);
 }
 
+// The rates rise, the default is one of them, and the largest frame is the largest of all rates.
+TEST_P(Codecs, AreAsTheirRecordsSay) {
+    size_t found = 0;
+    for (const ryxCodecOptions &options : allOptions()) {
+        std::vector<uint8_t> encoder(encoderSize());
+        ASSERT_EQ(ryxcodecEncoderInit(&codec, encoder.data(), &options), ryxStsOk);
+        for (const Frame &frame : encode(encoder.data(), speech()))
+            found = std::max(found, frame.size());
+    }
+    EXPECT_EQ(found, largest);
+    const ryxCodecRate *const end = codec.rates + codec.rateCount;
+    const auto falls = [](const ryxCodecRate &a, const ryxCodecRate &b) { return a.bitsPerSecond >= b.bitsPerSecond; };
+    EXPECT_EQ(std::adjacent_find(codec.rates, end, falls), end);
+    EXPECT_TRUE(
+        std::any_of(codec.rates, end, [&](const auto &rate) { return rate.bitsPerSecond == codec.defaultRate; }));
+}
+
 // Blocks lie at any address; a copy at the same distance from a 16-byte boundary goes on like the original.
 TEST_P(Codecs, GiveTheSameAtAnyAddressAndAfterACopy) {
     const std::vector<int16_t> samples = speech();
@@ -183,8 +200,10 @@ TEST_P(Codecs, DecodeWhateverArrives) {
     }
 }
 
-// Where the rate stays, it does not matter whether the length of a lost frame is known.
+// Where the rate stays, it does not matter whether the length of a lost frame is known, nor what the padding of AMR's
+// table-of-contents octet holds. Without concealment a lost frame is silence.
 TEST_P(Codecs, ConcealWithoutRegardToTheLength) {
+    const bool hasContents = std::string(codec.name).starts_with("gsm-amr") || std::string(codec.name) == "amr-wb";
     const std::vector<int16_t> samples = speech();
     for (const ryxCodecOptions &options : allOptions()) {
         std::vector<uint8_t> encoder(encoderSize()), known(decoderSize()), unknown(decoderSize());
@@ -195,13 +214,18 @@ TEST_P(Codecs, ConcealWithoutRegardToTheLength) {
         ASSERT_EQ(ryxcodecDecoderInit(&codec, unknown.data(), &plain), ryxStsOk);
         std::mt19937 random(1);
         std::vector<int16_t> first(frameLength), second(frameLength);
-        for (const Frame &frame : encode(encoder.data(), samples)) {
+        for (Frame &frame : encode(encoder.data(), samples)) {
             const bool lost = random() % 4 == 0;
             const uint8_t *octets = lost ? nullptr : frame.data();
             const int count = static_cast<int>(frame.size());
+            const bool contents = hasContents && count > 0;
+            if (contents && random() % 4 == 0) frame[0] &= 0xfb; // a bad frame
             ASSERT_EQ(ryxcodecDecode(known.data(), octets, count, first.data()), ryxStsOk);
+            if (contents) frame[0] ^= static_cast<uint8_t>(random() & 0x83);
             ASSERT_EQ(ryxcodecDecode(unknown.data(), octets, lost ? -1 : count, second.data()), ryxStsOk);
             ASSERT_TRUE(first == second) << options.rate;
+            const bool silent = std::all_of(first.begin(), first.end(), [](int16_t x) { return x == 0; });
+            ASSERT_TRUE(!lost || silent || (codec.features & ryxCodecConcealment));
         }
     }
 }

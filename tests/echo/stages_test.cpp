@@ -344,6 +344,20 @@ TEST(EchoStages, ControllerStartsAnewWhereAnErrorIsNotFinite) {
     EXPECT_EQ(call(bad, s), ryxStsOk);
     EXPECT_EQ(event, ryxEcAnew);
     EXPECT_EQ(a.energy() + b.energy(), 0);
+
+    // A microphone that is not finite counts as silence.
+    const auto stateAfter = [&](float value) {
+        Block<SubbandControllerState_EC_32f> other(controllerSize());
+        ryxsSubbandControllerInit_EC_32f(other.get(), bands, taps, block, 8000);
+        std::array<float, block> microphone;
+        microphone.fill(value);
+        EXPECT_EQ(ryxsSubbandController_EC_32f(microphone.data(), s.data(), s.data(), nullptr, a.rows.data(),
+                                               b.rows.data(), &event, other.get()),
+                  ryxStsOk);
+        const auto *const octets = reinterpret_cast<const char *>(other.get());
+        return std::string(octets, octets + controllerSize());
+    };
+    EXPECT_TRUE(stateAfter(bad[0]) == stateAfter(0));
 }
 
 TEST(EchoStages, ProjectionOfOneRegressorIsTheSameUpdate) {

@@ -8,8 +8,9 @@ PATHs are files or folders below src/, codecs/ or echo/. Of all mutants of a fol
 the same seed. Each is one of: a constant by one unit, < for <= and the like, && for ||, a larger for a smaller of two, a
 saturating operation for a wrapping one. Each is compiled into a single object; a header's, into one of those that include
 it. What does not compile, or compiles to the same code, is not counted. A mutant is killed when recorded calls, properties
-or streams that concern it fail (or do not end in time), else it is a survivor and is printed. Some survivors are
-equivalent: no input tells them apart.
+or streams that concern it fail (or do not end in time), else it is a survivor and is printed. What they let through they run once
+more with traps at undefined behaviour, as the sanitizers' run would. Some survivors are equivalent: no input tells them
+apart.
 """
 import argparse
 import concurrent.futures
@@ -27,16 +28,16 @@ import time
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 BUILD = TOP / "build/mutation"
-SOURCES = BUILD / "sources"  # as they were at the start
 LIBRARIES = {"src": "lib/libryxscu8.so.8.2", "codecs": "lib/libryxcodec.so.1.0", "echo": "lib/libryxecho.so.1.0"}
-PROGRAMS = ["ryxsc_conformance", "ryxsc_properties", "ryxsc_codecs", "ryxsc_echo"]
+PROGRAMS = ["ryxsc_conformance", "ryxsc_properties", "ryxsc_codecs", "ryxsc_echo", "ryxsc_g168_tests", "ryxsc_program_tests"]
 OTHER = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "std::min": "std::max", "std::max": "std::min", "==": "!=",
          "&&": "||", "||": "&&"}
 WRAPPING = {"sat16": "wrap16", "sat32": "static_cast<int32_t>", "rarelySaturatingAdd": "wrapAdd32",
             "rarelySaturatingSub": "wrapSub32", "_mm_adds_epi16": "_mm_add_epi16", "_mm_subs_epi16": "_mm_sub_epi16"}
+TRAPS = ("-fsanitize=bounds,shift,signed-integer-overflow", "-fsanitize-undefined-trap-on-error")
 # A row of a table (the streams would have to meet each of its numbers) or a size of memory.
 LEFT_OUT = re.compile(r"\s*(#|\*|/\*|static_assert|template|namespace|using|extern|case |alignas)|.*static_assert|"
-                      r"(.*-?\b\d+\b\s*,){5}|.*(Size|Room|Length|Count)\b.* = [^;]*;$|.*std::array<.*[;,]$|.*\w\[[^]]*\];$")
+                      r"(.*-?\b\d+\b\s*,){5}|.*(Size|Room|Length|Count)\b.* = [^;]*;$|.*(std::array|\bBlock)<.*[;,]$|.*\w\[[^]]*\];$")
 
 
 def run(command, **more):
@@ -49,7 +50,7 @@ def mutants_of_line(line):
     if LEFT_OUT.match(code):
         return
     for match in re.finditer(r"(?<![\w.\"])(\d+)(?![\w.\"])", code):
-        for step in (1, -1):
+        for step in (1, -1) if not code.startswith("] = {", match.end()) else ():  # but the size of an array
             yield line[:match.start()] + str(int(match[1]) + step) + line[match.end():]
     for match in re.finditer(r"(?<![\w.])(\d+\.\d+)(F|f)?\b", code):
         yield line[:match.start()] + repr(float(match[1]) * 1.01) + (match[2] or "") + line[match.end():]
@@ -81,9 +82,10 @@ class Build:
         done = run(["ninja", "-C", BUILD, *LIBRARIES.values(), "bin/ryxcodec", *PROGRAMS])
         if done.returncode:
             sys.exit(done.stdout[-3000:])
-        shutil.rmtree(SOURCES, ignore_errors=True)
+        self.folder = tempfile.TemporaryDirectory(prefix="ryxsc-sources-", dir=BUILD)
+        self.sources = pathlib.Path(self.folder.name)  # as they were at the start
         for top in LIBRARIES:
-            shutil.copytree(TOP / top, SOURCES / top)
+            shutil.copytree(TOP / top, self.sources / top)
         self.compiling, self.includers = {}, {}
         for entry in json.loads((BUILD / "compile_commands.json").read_text()):
             words = shlex.split(entry["command"])
@@ -101,18 +103,18 @@ class Build:
             last = run(["ninja", "-C", BUILD, "-t", "commands", library]).stdout.strip().split("\n")[-1]
             self.linking[library] = last.removeprefix(": && ").removesuffix(" && :")
 
-    def fault(self, path, number, changed, output, work):
+    def fault(self, path, number, changed, output, work, *options):
         """Makes the library with one line changed in one of its objects; says what stands against it."""
         tree = work / "tree"
         top = pathlib.Path(path).parts[0]
-        shutil.copytree(SOURCES / top, tree / top)
-        lines = (SOURCES / path).read_text().split("\n")
+        shutil.copytree(self.sources / top, tree / top)
+        lines = (self.sources / path).read_text().split("\n")
         lines[number - 1] = changed
         (tree / path).write_text("\n".join(lines))
         mutant = work / "mutant.o"
         words = [word.replace(f"{TOP}/{top}", f"{tree}/{top}") for word in self.compiling[output]]
         words[words.index("-o") + 1] = str(mutant)
-        if run([*words, "-w"], cwd=BUILD).returncode:
+        if run([*words, "-w", *options], cwd=BUILD).returncode:
             return "does not compile"
         if mutant.read_bytes() == (BUILD / output).read_bytes():
             return "same code"
@@ -158,12 +160,18 @@ def tests(output):
     if top != "echo":
         for folder in sorted(list.parent for list in streams.glob("*/runs.txt")):
             if shared or family in (folder.name, {"common": folder.name}.get(family)):
-                yield [sys.executable, streams / "replay.py", programs / "ryxcodec", folder], "0x10"
+                yield [sys.executable, streams / "replay.py", "--first", programs / "ryxcodec", folder], "0x10"
     if top == "codecs":
-        yield [programs / "ryxsc_codecs", "--gtest_fail_fast"], "0x10"
+        yield [programs / "ryxsc_codecs", f"--gtest_filter={'*' if shared else f'*/{family}*'}", "--gtest_fail_fast"], "0x10"
+        if shared or family in ("g722", "g726"): # have no streams
+            names = "Bad*:ProgramTest*:Ffmpeg*:Bcg*" if shared else f"*{family.upper()}*"
+            yield [programs / "ryxsc_program_tests", f"--gtest_filter={names}", "--gtest_fail_fast"], "0x10"
     if top == "echo" or family in ("ec", "transform"):
         for mask in ("0x10", "0x30"):
             yield [programs / "ryxsc_echo", "--gtest_fail_fast"], mask
+    if top == "echo":
+        yield [programs / "ryxsc_program_tests", "--gtest_filter=Echo*", "--gtest_fail_fast"], "0x10"
+        yield [programs / "ryxsc_g168_tests", "--gtest_fail_fast"], "0x10"
 
 
 def fails(command, mask, library_path, seconds):
@@ -208,18 +216,20 @@ def main():
         outputs = build.includers.get(path, [])
         near = [output for output in outputs if f"/{pathlib.Path(path).parts[1]}/" in output]
         for output in chance.sample(near or outputs, min(3, len(near or outputs))):
-            with tempfile.TemporaryDirectory(prefix="ryxsc-mutant-", dir=BUILD) as work:
-                if build.fault(path, number, changed, output, pathlib.Path(work)):
-                    continue
-                for command, mask in tests(output):
-                    if fails(command, mask, None, seconds):
-                        print(f"fails without any fault: {command}", flush=True)
-                        os._exit(1)
-                by = any(fails(command, mask, os.path.join(work, "lib"), seconds) for command, mask in tests(output))
-                if not by:
-                    print(f"survivor {path}:{number} in {output.split('/', 3)[3]}\n  - {line.strip()}\n  + {changed.strip()}",
-                          flush=True)
-                return by
+            for options in ((), TRAPS):
+                with tempfile.TemporaryDirectory(prefix="ryxsc-mutant-", dir=BUILD) as work:
+                    if build.fault(path, number, changed, output, pathlib.Path(work), *options):
+                        break
+                    for command, mask in tests(output):
+                        if fails(command, mask, None, seconds):
+                            print(f"fails without any fault: {command}", flush=True)
+                            os._exit(1)
+                    if any(fails(command, mask, os.path.join(work, "lib"), seconds) for command, mask in tests(output)):
+                        return True
+            else:
+                print(f"survivor {path}:{number} in {output.split('/', 3)[3]}\n  - {line.strip()}\n  + {changed.strip()}",
+                      flush=True)
+                return False
         return None
 
     scores = {}

@@ -67,6 +67,53 @@ TEST(EcController, AFilterThatHasRunAwayIsRestoredAndSavedAgainLater) {
     }
 }
 
+// The rules in double precision, over residuals, microphones and coefficients of changing loudness.
+TEST(EcController, FullBandDecidesByItsRules) {
+    std::mt19937 random(34);
+    const auto decibels = [&](int range) {
+        return std::pow(10.0, static_cast<int>(random() % unsigned(range)) / 20.0);
+    };
+    for (const int length : {8, 37}) {
+        Controller controller(length);
+        const auto alpha = [=](double seconds) {
+            const double x = length / (seconds * 8000);
+            return 1 - x + x * x / 2;
+        };
+        const auto smooth = [](double factor, double &old, double value) { old += (1 - factor) * (value - old); };
+        double adaptive = 0, saved = 0, microphone = 0, coefficients = 0, divergence = 1, multiplier = 1;
+        double level[4] = {}, savedTap = 1;
+        int copies = 0;
+        for (int i = 0; i < 20000; i++) {
+            if (i % 40 == 0) std::ranges::generate(level, [&] { return decibels(60); });
+            const double tap = level[3];
+            std::ranges::fill(controller.adaptive, static_cast<float>(tap));
+            const std::vector<float> s(static_cast<size_t>(length), static_cast<float>(level[2]));
+            std::vector<float> x(static_cast<size_t>(Controller::taps + length)), steps(s.size());
+            ryxsFullbandControllerUpdate_EC_32f(&x[Controller::taps], s.data(), steps.data(), controller.state());
+            controller.run(static_cast<float>(level[0]), static_cast<float>(level[1]));
+
+            smooth(alpha(0.05), microphone, length * level[2] * level[2]);
+            smooth(alpha(0.05), adaptive, length * level[0] * level[0]);
+            smooth(alpha(0.05), saved, length * level[1] * level[1]);
+            const double change = std::abs(coefficients - Controller::taps * tap * tap);
+            smooth(alpha(0.05), coefficients, Controller::taps * tap * tap);
+            if (0.1 * saved > adaptive && 0.2 * Controller::taps * tap * tap > change) {
+                savedTap = tap;
+                saved = adaptive;
+                smooth(alpha(0.02), divergence, 0);
+                copies++;
+            } else if (adaptive > 1.3 * saved) {
+                adaptive = saved;
+                smooth(alpha(0.02), divergence, 1);
+            }
+            smooth(alpha(0.01), multiplier, divergence >= 0.5 || saved >= 0.2 * microphone ? 1 : 0);
+            ASSERT_NEAR(controller.multiplier, multiplier, 1e-4) << "block " << i << " of " << length;
+            ASSERT_NEAR(controller.saved[0], savedTap, 1e-4 * savedTap);
+        }
+        EXPECT_GT(copies, 10) << length;
+    }
+}
+
 // A tone of 2100 Hz for three seconds, its phase reversed at regular intervals; 0 for never.
 std::vector<int16_t> tone(int rate, double amplitude, int spacing) {
     std::vector<int16_t> samples(static_cast<size_t>(3 * rate));

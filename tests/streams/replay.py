@@ -2,9 +2,10 @@
 # SPDX-License-Identifier: BSD-2-Clause
 """Replays whole-codec streams through the program ryxcodec, with both processor variants.
 
-    replay.py [--in-turn] RYXCODEC FOLDER...
+    replay.py [--in-turn | --first] RYXCODEC FOLDER...
 
-With --in-turn every run has one of the variants only, its neighbour the other.
+With --in-turn every run has one of the variants only, its neighbour the other; with --first nothing follows the first
+difference.
 
 A folder's runs.txt lists the runs, one a line:
 
@@ -75,8 +76,8 @@ def replay(program, folder, line, variants):
 
 
 def main(*arguments):
-    in_turn = arguments[0] == "--in-turn"
-    program, *folders = arguments[in_turn:]
+    in_turn, first = arguments[0] == "--in-turn", arguments[0] == "--first"
+    program, *folders = arguments[in_turn or first:]
     runs = []
     for folder in map(Path, folders):
         lines = (folder / "runs.txt").read_text().splitlines()
@@ -87,7 +88,12 @@ def main(*arguments):
     variants = [names[i % len(names):][:1] if in_turn else names for i in range(len(runs))]
     with ThreadPoolExecutor(os.cpu_count()) as pool:
         found = pool.map(lambda run, chosen: replay(*run, chosen), runs, variants)
-        failures = [failure for some in found for failure in some]
+        failures = []
+        for some in found:
+            failures += some
+            if failures and first:
+                pool.shutdown(wait=False, cancel_futures=True)
+                break
     print("\n".join(failures))
     print(f"{sum(map(len, variants))} runs, {len(failures)} differ")
     sys.exit(1 if failures else 0)
