@@ -64,113 +64,117 @@ struct ShortTerm {
     int16_t tilt;
 };
 
-// The long-term filter's sums, and the samples in Q2 that the short-term filter remembers; zeros behind them.
-template <int vectors> struct LongTermOutput {
-    static constexpr int eights = vectors == 1 ? 1 : 3;
-    Vector sums[2 * eights], words[eights];
+// Eight samples on their way through the long-term filter, with zeros behind the last ones.
+struct LongTermInput {
+    Vector x, period, frontFactors, backFactors;
+};
+template <int vectors, int k> LongTermInput longTermInput(const LongTerm &filter) {
+    const int16_t *const x = filter.src, *const period = filter.speech - filter.lags[0];
+    const Vector factors = filter.factors(0);
+    if constexpr (vectors == 1) {
+        return {loadFive(x), loadFive(period), factors, factors};
+    } else if constexpr (k == 0) {
+        return {simd::load(x), simd::load(period), factors, factors};
+    } else {
+        const int16_t *const laterPeriod = filter.speech - filter.lags[1];
+        const Vector later = filter.factors(1);
+        if constexpr (k == 2) return {simd::load64(x + 16), simd::load64(laterPeriod + 16), later, later};
+        const Vector middle = _mm_castps_si128(
+            _mm_move_ss(_mm_castsi128_ps(simd::load(laterPeriod + 8)), _mm_castsi128_ps(simd::load32(period + 8))));
+        return {simd::load(x + 8), middle, _mm_unpacklo_epi64(factors, later), later};
+    }
+}
 
-    explicit LongTermOutput(const LongTerm &filter) {
-        const int16_t *const x = filter.src, *const period = filter.speech - filter.lags[0];
-        const Vector factors = filter.factors(0);
+// Both filters for one vector or four, in 32 bits: the long-term filter and the zeros eight samples at a time, the poles four at
+// a time. Whether all sums fit is known in the end; nothing is changed before save().
+template <int vectors> class GroupFilter {
+    static constexpr int groups = (vectors * vectorLength + 3) / 4;
+
+public:
+    GroupFilter(const LongTerm &longTerm, const ShortTerm &shortTerm, PostFilterState_G728 *block)
+        : longTerm_(longTerm), octets_(reinterpret_cast<unsigned char *>(block)), zeros_(shortTerm.zeros),
+          poles_(shortTerm.poles), pastZeros_(octets_ + offsetof(State, zeros)),
+          pastPoles_(octets_ + offsetof(State, poles)), applyZeros_(zeros_), applyPoles_(poles_, pastPoles_),
+          past_(simd::reverseWords(pastZeros_.front)),
+          older_(_mm_slli_si128(_mm_shufflelo_epi16(pastZeros_.back, _MM_SHUFFLE(3, 2, 0, 1)), 12)),
+          before_(_mm_slli_si128(pastPoles_.front, 12)), tilt_(shortTerm.tilt) {
+        peak_.add(pastZeros_);
+        peak_.add(pastPoles_);
+    }
+
+    // The inputs of the groups 2 k and 2 k + 1.
+    template <int k> void prepare() {
+        const LongTermInput in = longTermInput<vectors, k>(longTerm_);
+        const Vector front = _mm_madd_epi16(_mm_unpacklo_epi16(in.x, in.period), in.frontFactors); // Q16
+        const Vector back = _mm_madd_epi16(_mm_unpackhi_epi16(in.x, in.period), in.backFactors);
+        const auto rounded = [](Vector sum) { return _mm_srai_epi32(_mm_add_epi32(sum, simd::dwords(1 << 13)), 14); };
+        const Vector words = _mm_packs_epi32(rounded(front), rounded(back)); // what the short-term filter remembers
+        peak_.add(words);
+        const Eight sums = applyZeros_(words, past_, older_);
+        inputs_[0] = _mm_add_epi32(front, sums.front);
+        inputs_[1] = _mm_add_epi32(back, sums.back);
+        older_ = past_;
+        past_ = words;
+    }
+    // The outputs of a group.
+    template <int g> void recur() {
+        const Vector sums = applyPoles_(inputs_[g % 2]);
+        outputs_[g] = PoleGroups::outputs(sums);
+        const Vector delayed = _mm_alignr_epi8(outputs_[g], before_, 12);
+        const Vector tilt = simd::dwords(static_cast<uint16_t>(tilt_));
+        compensated_[g] = PoleGroups::outputs(_mm_add_epi32(sums, _mm_madd_epi16(delayed, tilt)));
+        before_ = outputs_[g];
+    }
+
+    // A vector's five words, anything behind them, after the groups v and v + 1.
+    template <int v> Vector vector() const {
+        return _mm_srli_si128(_mm_packs_epi32(compensated_[v], compensated_[v + 1]), 2 * v);
+    }
+
+    // Whether no sum may have left 32 bits and no output was limited: the magnitudes of all terms, as far as everything was
+    // right, stay below 2^31, and the first sum that is not right would not be the first. A long-term sum is at most 2^14
+    // times its output, rounded.
+    bool fits() {
+        for (int g = 0; g < groups; g += 2)
+            peak_.add(_mm_packs_epi32(outputs_[g], outputs_[std::min(g + 1, groups - 1)]));
+        const int64_t largest = peak_.value();
+        const int factors = 16384 + zeros_.magnitudeSum() + poles_.magnitudeSum() + std::abs(tilt_);
+        return largest < max16 && factors * (largest + 2) < int64_t{1} << 31 && longTerm_.fits(0) &&
+               longTerm_.fits((vectors - 1) / 2);
+    }
+    void save() const {
+        auto *const zeroMemory = octets_ + offsetof(State, zeros), *const poleMemory = octets_ + offsetof(State, poles);
         if constexpr (vectors == 1) {
-            set(0, loadFive(x), loadFive(period), factors, factors);
+            advanced(pastZeros_, reversedFive(past_)).save(zeroMemory);
+            advanced(pastPoles_, reversedFive(_mm_packs_epi32(outputs_[0], outputs_[1]))).save(poleMemory);
         } else {
-            const int16_t *const laterPeriod = filter.speech - filter.lags[1];
-            const Vector later = filter.factors(1);
-            const Vector middle = _mm_castps_si128(
-                _mm_move_ss(_mm_castsi128_ps(simd::load(laterPeriod + 8)), _mm_castsi128_ps(simd::load32(period + 8))));
-            set(0, simd::load(x), simd::load(period), factors, factors);
-            set(1, simd::load(x + 8), middle, _mm_unpacklo_epi64(factors, later), later);
-            set(2, simd::load64(x + 16), simd::load64(laterPeriod + 16), later, later);
+            saveLatest(older_, past_, zeroMemory);
+            saveLatest(_mm_packs_epi32(outputs_[2], outputs_[3]), _mm_packs_epi32(outputs_[4], outputs_[4]),
+                       poleMemory);
         }
     }
 
 private:
-    void set(int k, Vector x, Vector period, Vector frontFactors, Vector backFactors) {
-        const auto rounded = [](Vector sum) { return _mm_srai_epi32(_mm_add_epi32(sum, simd::dwords(1 << 13)), 14); };
-        sums[2 * k] = _mm_madd_epi16(_mm_unpacklo_epi16(x, period), frontFactors);
-        sums[2 * k + 1] = _mm_madd_epi16(_mm_unpackhi_epi16(x, period), backFactors);
-        words[k] = _mm_packs_epi32(rounded(sums[2 * k]), rounded(sums[2 * k + 1]));
+    // The latest ten of eight words and four behind them.
+    static void saveLatest(Vector eight, Vector four, unsigned char *memory) {
+        const Vector newest = _mm_unpacklo_epi64(_mm_unpackhi_epi64(eight, eight), four);
+        const Vector rest = _mm_shufflelo_epi16(_mm_srli_si128(eight, 4), _MM_SHUFFLE(3, 2, 0, 1));
+        Ten(simd::reverseWords(newest), rest).save(memory);
     }
+
+    const LongTerm &longTerm_;
+    unsigned char *octets_;
+    Ten zeros_, poles_, pastZeros_, pastPoles_;
+    ZeroGroups applyZeros_;
+    PoleGroups applyPoles_;
+    Vector past_, older_; // what the short-term filter remembers
+    Vector before_;       // the group before, of which the last output counts
+    int16_t tilt_;
+    Peak peak_;
+    Vector inputs_[2], outputs_[groups], compensated_[groups];
 };
 
-// A vector's five words from two groups of dwords, anything behind them.
-template <int vector> Vector fiveOf(const Vector *groups) {
-    return _mm_srli_si128(_mm_packs_epi32(groups[vector], groups[vector + 1]), 2 * vector);
-}
-template <int vectors> void toVectors(const Vector *groups, Vector *dst) {
-    dst[0] = fiveOf<0>(groups);
-    if constexpr (vectors == 4) {
-        dst[1] = fiveOf<1>(groups);
-        dst[2] = fiveOf<2>(groups);
-        dst[3] = fiveOf<3>(groups);
-    }
-}
-
-// Both filters in 32 bits. False, with nothing changed, where a sum may not fit or an output was limited. None is where the
-// magnitudes of all terms, as far as everything was right, stay below 2^31: the first sum that is not right would not be the
-// first. A long-term sum is at most 2^14 times its output, rounded.
-template <int vectors>
-bool filterGroups(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
-    constexpr int groups = (vectors * vectorLength + 3) / 4;
-    auto *const octets = reinterpret_cast<unsigned char *>(block);
-    auto *const zeroMemory = octets + offsetof(State, zeros), *const poleMemory = octets + offsetof(State, poles);
-    const Ten zeros(shortTerm.zeros), poles(shortTerm.poles), pastZeros(zeroMemory), pastPoles(poleMemory);
-    LongTermOutput<vectors> x(longTerm);
-    Peak peak;
-    peak.add(pastZeros);
-    peak.add(pastPoles);
-    const ZeroGroups applyZeros(zeros);
-    const Vector inTime = simd::reverseWords(pastZeros.front);
-    Vector past = inTime, older = _mm_slli_si128(_mm_shufflelo_epi16(pastZeros.back, _MM_SHUFFLE(3, 2, 0, 1)), 12);
-    for (int k = 0; k < x.eights; k++) {
-        peak.add(x.words[k]);
-        const Eight sums = applyZeros(x.words[k], past, older);
-        x.sums[2 * k] = _mm_add_epi32(x.sums[2 * k], sums.front);
-        x.sums[2 * k + 1] = _mm_add_epi32(x.sums[2 * k + 1], sums.back);
-        older = past;
-        past = x.words[k];
-    }
-
-    PoleGroups applyPoles(poles, pastPoles);
-    Vector outputs[groups], compensated[groups];
-    Vector before = _mm_slli_si128(pastPoles.front, 12);
-    const Vector tilt = simd::dwords(static_cast<uint16_t>(shortTerm.tilt));
-    for (int g = 0; g < groups; g++) {
-        const Vector sums = applyPoles(x.sums[g]);
-        outputs[g] = PoleGroups::outputs(sums);
-        const Vector delayed = _mm_alignr_epi8(outputs[g], before, 12);
-        compensated[g] = PoleGroups::outputs(_mm_add_epi32(sums, _mm_madd_epi16(delayed, tilt)));
-        before = outputs[g];
-    }
-    Vector words[vectors];
-    toVectors<vectors>(outputs, words);
-    for (const Vector &w : words)
-        peak.add(w);
-
-    const int64_t largest = peak.value(),
-                  factors = 16384 + zeros.magnitudeSum() + poles.magnitudeSum() + std::abs(shortTerm.tilt);
-    if (largest == max16 || factors * (largest + 2) >= int64_t{1} << 31 || !longTerm.fits(0) ||
-        !longTerm.fits((vectors - 1) / 2)) [[unlikely]]
-        return false;
-    toVectors<vectors>(compensated, dst);
-    if constexpr (vectors == 1) {
-        advanced(pastZeros, reversedFive(x.words[0])).save(zeroMemory);
-        advanced(pastPoles, reversedFive(words[0])).save(poleMemory);
-    } else {
-        // Newest in front: samples 19..12, 11 and 10.
-        const auto save = [](Vector eight, Vector four, unsigned char *memory) {
-            const Vector newest = _mm_unpacklo_epi64(_mm_unpackhi_epi64(eight, eight), four);
-            const Vector rest = _mm_shufflelo_epi16(_mm_srli_si128(eight, 4), _MM_SHUFFLE(3, 2, 0, 1));
-            Ten(simd::reverseWords(newest), rest).save(memory);
-        };
-        save(x.words[1], x.words[2], zeroMemory);
-        save(_mm_packs_epi32(outputs[2], outputs[3]), _mm_packs_epi32(outputs[4], outputs[4]), poleMemory);
-    }
-    return true;
-}
-
-// The same, whatever the sums.
+// Both filters, whatever the sums.
 template <int vectors>
 void filterPlainly(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
     constexpr int len = vectors * vectorLength;
@@ -191,12 +195,6 @@ void filterPlainly(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector 
     saveBlock(block, state);
     for (int v = 0; v < vectors; v++)
         dst[v] = loadFive(out + v * vectorLength);
-}
-
-template <int vectors>
-void postFilter(const LongTerm &longTerm, const ShortTerm &shortTerm, Vector *dst, PostFilterState_G728 *block) {
-    if (!filterGroups<vectors>(longTerm, shortTerm, dst, block)) [[unlikely]]
-        filterPlainly<vectors>(longTerm, shortTerm, dst, block);
 }
 
 // The magnitudes of five words, with anything behind them, in sums to be added up.
@@ -230,24 +228,20 @@ Vector scaleSteps(Vector wanted0, Vector wanted1, Vector actual0, Vector actual1
 // Brings vectors to the level of the speech in front of the post-filter.
 class GainControl {
 public:
-    explicit GainControl(int16_t scale) : scale_(simd::words(scale)) {}
+    explicit GainControl(int16_t scale) : scale_(scale) {}
 
-    // A vector to PCM, from five words with anything behind them and its step, up to 2^30, in all dwords: all sums fit 32 bits.
-    Vector operator()(Vector filtered, Vector step) {
-        const Vector rounded = _mm_add_epi32(step, simd::dwords(1 << 13));
-        Vector scales[vectorLength];
-#pragma GCC unroll 5
-        for (Vector &scale : scales) {
-            const Vector sum = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(scale_, simd::dwords(16220)), rounded), 14);
-            scale = scale_ = _mm_packs_epi32(sum, sum);
-        }
-        const Vector four =
-            _mm_unpacklo_epi32(_mm_unpacklo_epi16(scales[0], scales[1]), _mm_unpacklo_epi16(scales[2], scales[3]));
-        const Vector scaled = scaledWords(_mm_unpacklo_epi64(four, scales[4]), filtered);
+    // A vector to PCM, from five words with anything behind them and its step, up to 2^30: all sums fit 32 bits.
+    Vector operator()(Vector filtered, int32_t step) {
+        uint64_t four = 0;
+#pragma GCC unroll 4
+        for (int n = 0; n < 4; n++)
+            four |= static_cast<uint64_t>(static_cast<uint16_t>(next(step))) << 16 * n;
+        const Vector front = _mm_cvtsi64_si128(static_cast<int64_t>(four));
+        const Vector scaled = scaledWords(_mm_unpacklo_epi64(front, _mm_cvtsi32_si128(next(step))), filtered);
         return _mm_adds_epi16(scaled, scaled);
     }
     int16_t scale() const {
-        return static_cast<int16_t>(_mm_cvtsi128_si32(scale_));
+        return static_cast<int16_t>(scale_);
     }
 
 private:
@@ -258,7 +252,39 @@ private:
         return _mm_packs_epi32(rounded(_mm_unpacklo_epi16(low, high)), rounded(_mm_unpackhi_epi16(low, high)));
     }
 
-    Vector scale_; // in all words
+    int32_t next(int32_t step) {
+        scale_ = (16220 * scale_ + (step + (1 << 13))) >> 14;
+        if (scale_ > max16) [[unlikely]]
+            scale_ = max16;
+        return scale_;
+    }
+
+    int32_t scale_;
+};
+
+// The vectors of a cycle, two by two.
+class Levelling {
+public:
+    Levelling(const int16_t *speech, int16_t scale) : speech_(speech), control_(scale) {}
+
+    void two(int v, Vector first, Vector second) {
+        const int16_t *const x = speech_ + v * vectorLength;
+        const Vector steps = scaleSteps(magnitudes(loadFive(x)), magnitudes(loadFive(x + vectorLength)),
+                                        magnitudes(first), magnitudes(second));
+        const int64_t both = _mm_cvtsi128_si64(steps);
+        pcm_[v] = control_(first, static_cast<int32_t>(both));
+        pcm_[v + 1] = control_(second, static_cast<int32_t>(both >> 32));
+    }
+    void store(int16_t *dst, int16_t *scale) const {
+        for (int v = 0; v < cycleVectors; v++)
+            storeFive(dst + v * vectorLength, pcm_[v]);
+        *scale = control_.scale();
+    }
+
+private:
+    const int16_t *speech_;
+    GainControl control_;
+    Vector pcm_[cycleVectors];
 };
 
 } // namespace
@@ -297,8 +323,16 @@ ryxStatus ryxsPostFilter_G728_16s_u8(const int16_t *src, const int16_t *speech, 
                                      int16_t *dst, PostFilterState_G728 *block) {
     if (anyNull(src, speech, zeros, poles, dst, block)) return ryxStsNullPtr;
     if (!isLag(lag)) return ryxStsOutOfRange;
-    Vector filtered;
-    postFilter<1>({src, speech, &lag, &gain, &pitchGain}, {zeros, poles, tilt}, &filtered, block);
+    const LongTerm longTerm = {src, speech, &lag, &gain, &pitchGain};
+    GroupFilter<1> filter(longTerm, {zeros, poles, tilt}, block);
+    filter.prepare<0>();
+    filter.recur<0>();
+    filter.recur<1>();
+    Vector filtered = filter.vector<0>();
+    if (filter.fits()) [[likely]]
+        filter.save();
+    else
+        filterPlainly<1>(longTerm, {zeros, poles, tilt}, &filtered, block);
     storeFive(dst, filtered);
     return ryxStsOk;
 }
@@ -307,7 +341,7 @@ ryxStatus ryxsGainControl_G728_16s_u8(const int16_t *speech, const int16_t *src,
     if (anyNull(speech, src, dst, scale)) return ryxStsNullPtr;
     GainControl control(*scale);
     const Vector x = loadFive(src), wanted = magnitudes(loadFive(speech)), actual = magnitudes(x);
-    storeFive(dst, control(x, _mm_shuffle_epi32(scaleSteps(wanted, wanted, actual, actual), 0)));
+    storeFive(dst, control(x, _mm_cvtsi128_si32(scaleSteps(wanted, wanted, actual, actual))));
     *scale = control.scale();
     return ryxStsOk;
 }
@@ -318,18 +352,30 @@ ryxStatus ryxsPostProcess_G728_16s_u8(const int16_t *src, const int16_t *speech,
                                       PostFilterState_G728 *block) {
     if (anyNull(src, speech, lags, gains, pitchGains, zeros, poles, dst, scale, block)) return ryxStsNullPtr;
     if (!isLag(lags[0]) || !isLag(lags[1])) return ryxStsOutOfRange;
-    Vector filtered[cycleVectors];
-    postFilter<cycleVectors>({src, speech, lags, gains, pitchGains}, {zeros, poles, tilt}, filtered, block);
-    GainControl control(*scale);
-    for (int v = 0; v < cycleVectors; v += 2) {
-        const int16_t *const x = src + v * vectorLength;
-        const Vector steps = scaleSteps(magnitudes(loadFive(x)), magnitudes(loadFive(x + vectorLength)),
-                                        magnitudes(filtered[v]), magnitudes(filtered[v + 1]));
-        int16_t *const y = dst + v * vectorLength;
-        storeFive(y, control(filtered[v], _mm_shuffle_epi32(steps, 0)));
-        storeFive(y + vectorLength, control(filtered[v + 1], _mm_shuffle_epi32(steps, 0x55)));
+    const LongTerm longTerm = {src, speech, lags, gains, pitchGains};
+    GroupFilter<cycleVectors> filter(longTerm, {zeros, poles, tilt}, block);
+    Levelling levelling(src, *scale);
+    // The recursion has the zeros of samples to come and the gain of earlier ones beside it.
+    filter.prepare<0>();
+    filter.recur<0>();
+    filter.recur<1>();
+    filter.prepare<1>();
+    filter.recur<2>();
+    filter.recur<3>();
+    levelling.two(0, filter.vector<0>(), filter.vector<1>());
+    filter.prepare<2>();
+    filter.recur<4>();
+    levelling.two(2, filter.vector<2>(), filter.vector<3>());
+    if (filter.fits()) [[likely]] {
+        filter.save();
+    } else {
+        Vector filtered[cycleVectors];
+        filterPlainly<cycleVectors>(longTerm, {zeros, poles, tilt}, filtered, block);
+        levelling = Levelling(src, *scale);
+        levelling.two(0, filtered[0], filtered[1]);
+        levelling.two(2, filtered[2], filtered[3]);
     }
-    *scale = control.scale();
+    levelling.store(dst, scale);
     return ryxStsOk;
 }
 
