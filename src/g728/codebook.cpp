@@ -255,14 +255,12 @@ private:
 class Candidates {
 public:
     Candidates(StateView state, Vector backward) : state_(state), backward_(backward) {
-        Vector target = backward;
-        scale_ = std::min(normalisation(simd::bitsOfWords(simd::onesMagnitude(target)), 14), largestScale);
-        target = _mm_sra_epi16(_mm_sll_epi16(target, _mm_cvtsi32_si128(std::max(scale_, 0))),
-                               _mm_cvtsi32_si128(std::max(-scale_, 0)));
+        const Vector scale = normalisationCount(backward, 14, largestScale), target = shiftedByCount(backward, scale);
+        scale_ = _mm_cvtsi128_si32(scale);
         const Vector t0 = simd::broadcastWord<0>(target), t1 = simd::broadcastWord<2>(target);
         const Vector t2 = simd::broadcastWord<4>(target), t3 = simd::broadcastWord<6>(target);
         const Vector t4 = simd::broadcastWord<8>(target);
-        const Vector thresholdShift = _mm_cvtsi32_si128(largestScale - scale_);
+        const Vector thresholdShift = _mm_sub_epi32(_mm_cvtsi32_si128(largestScale), scale);
         Vector largest = _mm_setzero_si128();
 #pragma GCC unroll 16
         for (size_t g = 0; g < shapes / 8; g++) {

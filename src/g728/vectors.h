@@ -43,12 +43,29 @@ template <int len> int16_t usedBits(const int16_t *src) {
     return simd::bitsOfWords(_mm_or_si128(largest, _mm_xor_si128(smallest, simd::words(-1))));
 }
 
+// A count for shifts of all words: of those to the left (negative: to the right) after which the word of largest magnitude takes
+// `bits` bits, `largest` at most. A value below 0 takes as many bits as its one's complement. The exponent of a float says it
+// without a way through scalar registers.
+inline simd::Vector normalisationCount(simd::Vector x, int bits, int largest) {
+    simd::Vector used = simd::onesMagnitude(x);
+    used = _mm_or_si128(used, _mm_unpackhi_epi64(used, used));
+    used = _mm_or_si128(used, _mm_srli_epi64(used, 32));
+    used = _mm_or_si128(used, _mm_srli_epi64(used, 16));
+    const simd::Vector exponent = _mm_srli_epi32(simd::floatBits(_mm_and_si128(used, _mm_cvtsi32_si128(0xffff))), 23);
+    return _mm_min_epi16(_mm_sub_epi32(_mm_cvtsi32_si128(bits + 125), exponent), _mm_cvtsi32_si128(largest));
+}
+inline simd::Vector shiftedByCount(simd::Vector x, simd::Vector count) {
+    const simd::Vector zero = _mm_setzero_si128();
+    const simd::Vector left = _mm_max_epi16(count, zero), right = _mm_max_epi16(_mm_sub_epi32(zero, count), zero);
+    return _mm_sra_epi16(_mm_sll_epi16(x, left), right);
+}
+
 // Shifts five words, zeros behind them, so that the one of largest magnitude takes `bits` bits, and returns by how much to the
-// left. A value below 0 takes as many bits as its one's complement.
+// left.
 inline int normaliseFive(simd::Vector &x, int bits) {
-    const int shift = normalisation(simd::bitsOfWords(simd::onesMagnitude(x)), bits);
-    x = _mm_sra_epi16(_mm_sll_epi16(x, _mm_cvtsi32_si128(std::max(shift, 0))), _mm_cvtsi32_si128(std::max(-shift, 0)));
-    return shift;
+    const simd::Vector count = normalisationCount(x, bits, bits - 1);
+    x = bits == 16 ? _mm_sll_epi16(x, count) : shiftedByCount(x, count);
+    return _mm_cvtsi128_si32(count);
 }
 
 inline simd::Vector loadFive(const int16_t *src) {
