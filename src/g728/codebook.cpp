@@ -244,25 +244,51 @@ private:
 
 // Most shapes can be ruled out with 16 bits. A shape of energy E whose correlation is C has the distortion square * E - gain *
 // (|C| >> 14) for one of four gains, and no square is less than gain^2 / 2^15. With G = gain (E / 2^15)^1/2 and H = |C| /
-// (2^15 E)^1/2 the distortion is not below G^2 - 2 G H for some G from G0 on, that of the lowest gain, which means: not below
-// -H^2; and where H is less than G0, not below G0^2 - 2 G0 H, which exceeds -(2 H - 3/4 G0)^2 by the square of 2 H - 5/4 G0.
-// So with m = min(H, 2 H - 3/4 G0) it is not below -m^2, or, where m is negative, not below 0.
+// (2^15 E)^1/2 the distortion is not below G^2 - 2 G H for some G from G0 on, that of the lowest gain. This means:
+// - It is not below -H^2; and where H is less than G0, not below G0^2 - 2 G0 H, which exceeds -(2 H - 3/4 G0)^2 by the square of
+//   2 H - 5/4 G0. So with m = min(H, 2 H - 3/4 G0) it is not below -m^2, or, where m is negative, not below 0.
+// - A target that is weak for the gain leaves no distortion below 0. Then 3/4 (G0^2 - 2 G0 H)^1/2, a concave function of H, is
+//   not below its chords between H = 0, 3/8 G0 and 1/2 G0: with n = min(3/4 G0 - H, 3/2 G0 - 3 H) the distortion is not below
+//   16/9 n^2 where n is positive.
 //
-// What is computed is m * 2^(s - 3), where 2^s scales the target. The correlation with a shape of norm 2^15 comes from five
-// rounded products, off by 2.5, of words that are rounded too: the shape's half a unit counts 5/8 at most with samples below
-// 2^13, and the target's, where it is shifted to the right, less than 5^1/2. One more rounding after the product with the
-// weight, and one of the weight itself, that is 6.5 for the H computed, 13 for 2 H, and 14 with the threshold's.
+// What is computed is m * 2^(s - 3) and -n * 2^(s - 3), where 2^s scales the target. The correlation with a shape of norm 2^15
+// comes from five rounded products, off by 2.5, of words that are rounded too: the shape's half a unit counts 5/8 at most with
+// samples below 2^13, and the target's, where it is shifted to the right, less than 5^1/2. One more rounding after the product
+// with the weight, and one of the weight itself, that is 6.5 for the H computed. The threshold, 3/4 G0, is off by 1. So m is off
+// by 14 at most and n by 22.
 class Candidates {
 public:
     Candidates(StateView state, Vector backward) : state_(state), backward_(backward) {
-        const Vector scale = normalisationCount(backward, 14, largestScale), target = shiftedByCount(backward, scale);
-        scale_ = _mm_cvtsi128_si32(scale);
-        const Vector t0 = simd::broadcastWord<0>(target), t1 = simd::broadcastWord<2>(target);
-        const Vector t2 = simd::broadcastWord<4>(target), t3 = simd::broadcastWord<6>(target);
-        const Vector t4 = simd::broadcastWord<8>(target);
-        const Vector thresholdShift = _mm_sub_epi32(_mm_cvtsi32_si128(largestScale), scale);
-        Vector largest = _mm_setzero_si128();
-#pragma GCC unroll 16
+        const Vector scale = normalisationCount(backward, 14, largestScale);
+        target_ = shiftedByCount(backward, scale);
+        thresholdShift_ = _mm_sub_epi32(_mm_cvtsi32_si128(largestScale), scale);
+    }
+
+    // The choice of the smallest distortion, the first of equal ones. Returns false if the measures do not tell.
+    bool find(Choice &best) {
+        largest_ = measureAll([](Vector h, Vector t) { return _mm_sub_epi16(h, _mm_subs_epu16(t, h)); });
+        // The better of two gains around the best one costs less than 0.08 of the distortion, the bend of the bound 0.11.
+        const Vector limits = _mm_sub_epi16(_mm_mulhrs_epi16(largest_, simd::words(31293)), simd::words(14));
+        const auto limit = static_cast<int16_t>(_mm_cvtsi128_si32(limits));
+        if (limit < 1) [[unlikely]]
+            return findWeak(best);
+        best = smallestOf(limits);
+        // No shape below the limit comes as far as this.
+        if (scaled((limit + 14) * (limit + 14)) <= -int64_t{64} * best.distortion) [[likely]]
+            return true;
+        return findFrom(best);
+    }
+
+private:
+    static constexpr int largestScale = 6;
+
+    // Measures of all shapes by their H and thresholds; returns the largest one in all words.
+    template <class Measure> [[gnu::always_inline]] Vector measureAll(Measure measure) {
+        const Vector t0 = simd::broadcastWord<0>(target_), t1 = simd::broadcastWord<2>(target_);
+        const Vector t2 = simd::broadcastWord<4>(target_), t3 = simd::broadcastWord<6>(target_);
+        const Vector t4 = simd::broadcastWord<8>(target_);
+        Vector largest = simd::words(min16);
+#pragma GCC unroll 4
         for (size_t g = 0; g < shapes / 8; g++) {
             const auto product = [&](int n, Vector t) {
                 return _mm_mulhrs_epi16(simd::loadAligned(unitShapes.samples[g][n]), t);
@@ -270,53 +296,50 @@ public:
             const Vector sum = _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(product(0, t0), product(1, t1)),
                                                            _mm_add_epi16(product(2, t2), product(3, t3))),
                                              product(4, t4));
-            const Vector h = _mm_mulhrs_epi16(_mm_abs_epi16(sum), state.weights(g));
-            const Vector threshold = _mm_srl_epi16(state.thresholds(g), thresholdShift);
-            const Vector measure = _mm_sub_epi16(h, _mm_subs_epu16(threshold, h));
-            simd::store(measures_ + 8 * g, measure);
-            largest = _mm_max_epi16(largest, measure);
+            const Vector measured = measure(_mm_mulhrs_epi16(_mm_abs_epi16(sum), state_.weights(g)),
+                                            _mm_srl_epi16(state_.thresholds(g), thresholdShift_));
+            simd::store(measures_ + 8 * g, measured);
+            largest = _mm_max_epi16(largest, measured);
         }
-        largest_ = largestEverywhere(largest);
+        largest = _mm_max_epi16(largest, _mm_shuffle_epi32(largest, _MM_SHUFFLE(1, 0, 3, 2)));
+        largest = _mm_max_epi16(largest, _mm_shuffle_epi32(largest, _MM_SHUFFLE(2, 3, 0, 1)));
+        return _mm_max_epi16(largest, _mm_or_si128(_mm_slli_epi32(largest, 16), _mm_srli_epi32(largest, 16)));
     }
 
-    // The choice of the smallest distortion, the first of equal ones. Returns false if the measures do not tell.
-    bool find(Choice &best) const {
-        // The better of two gains around the best one costs less than 0.08 of the distortion, the bend of the bound 0.11.
-        const Vector limits = _mm_sub_epi16(_mm_mulhrs_epi16(largest_, simd::words(31293)), simd::words(tolerance));
-        const auto limit = static_cast<int16_t>(_mm_cvtsi128_si32(limits));
-        if (limit < 1) [[unlikely]]
-            return false;
-        best = smallestOf(limits);
-        // No shape below the limit comes as far as this.
-        const int64_t square = (limit + tolerance) * (limit + tolerance);
-        if (square << 2 * (largestScale - scale_) <= scaled(best.distortion)) [[likely]]
-            return true;
-        return findFrom(best);
+    // Square of a measure in the largest scale, in which 1 stands for 1/64 of a distortion.
+    int64_t scaled(int square) const {
+        return int64_t{square} << 2 * _mm_cvtsi128_si32(thresholdShift_);
     }
-
-private:
-    static constexpr int largestScale = 6;
-    static constexpr int tolerance = 14;
-
-    static Vector largestEverywhere(Vector x) {
-        x = _mm_max_epi16(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(1, 0, 3, 2)));
-        x = _mm_max_epi16(x, _mm_shuffle_epi32(x, _MM_SHUFFLE(2, 3, 0, 1)));
-        return _mm_max_epi16(x, _mm_or_si128(_mm_slli_epi32(x, 16), _mm_srli_epi32(x, 16)));
-    }
-
-    // Square of the measure, in the largest scale, that would make a distortion as small as this.
-    static int64_t scaled(int32_t distortion) {
-        return -int64_t{distortion} * (1 << 2 * (largestScale - 3));
+    // The measure for 1/64 of a distortion, rounded down or 1 less.
+    int rootOf(int64_t distortion) const {
+        const auto square = static_cast<float>(distortion >> 2 * _mm_cvtsi128_si32(thresholdShift_));
+        return _mm_cvttss_si32(_mm_sqrt_ss(_mm_set_ss(square))) - 1;
     }
 
     // The same once more with the limit that follows from a choice.
-    [[gnu::noinline, gnu::cold]] bool findFrom(Choice &best) const {
-        if (best.distortion >= 0) return false;
-        const auto reached = static_cast<float>(scaled(best.distortion) >> 2 * (largestScale - scale_));
-        const int limit = _mm_cvttss_si32(_mm_sqrt_ss(_mm_set_ss(reached))) - 1 - tolerance;
-        if (limit < 1) return false;
+    [[gnu::noinline, gnu::cold]] bool findFrom(Choice &best) {
+        if (best.distortion >= 0) return findWeak(best);
+        const int limit = rootOf(-int64_t{64} * best.distortion) - 14;
+        if (limit < 1) return findWeak(best);
         best = smallestOf(simd::words(static_cast<int16_t>(limit)));
         return true;
+    }
+
+    // With -n, that is max(H - t, 3 H - 2 t) for a threshold t, as the measure. 3 H - 2 t fits 16 bits because H does not exceed
+    // the greater one of t and the largest m.
+    [[gnu::noinline, gnu::cold]] bool findWeak(Choice &best) {
+        if (_mm_cvtsi128_si32(largest_) >> 16 > 8191) return false;
+        const Vector largest = measureAll([](Vector h, Vector t) {
+            return _mm_add_epi16(_mm_sub_epi16(h, t), _mm_subs_epu16(_mm_add_epi16(h, h), t));
+        });
+        int limit = std::min((_mm_cvtsi128_si32(largest) >> 16) * 35 / 32 - 24, -22);
+        while (limit >= min16) {
+            best = smallestOf(simd::words(static_cast<int16_t>(limit)));
+            const int reached = -limit - 21; // by any shape below the limit
+            if (scaled(reached * reached) > int64_t{36} * best.distortion) return true;
+            limit = -26 - rootOf(int64_t{36} * best.distortion);
+        }
+        return false;
     }
 
     // The best of the shapes whose measures reach the limit. They are looked at in fours, two of each half of the codebook, with
@@ -366,9 +389,7 @@ private:
     }
 
     StateView state_;
-    Vector backward_;
-    Vector largest_;
-    int scale_;
+    Vector backward_, target_, thresholdShift_, largest_;
     alignas(16) int16_t measures_[shapes];
 };
 
@@ -382,7 +403,8 @@ Choice chooseOfAll(StateView state, Vector backward) {
 
 Choice choose(StateView state, Vector backward) {
     Choice best;
-    if (Candidates(state, backward).find(best)) [[likely]]
+    Candidates candidates(state, backward);
+    if (candidates.find(best)) [[likely]]
         return best;
     return chooseOfAll(state, backward);
 }
