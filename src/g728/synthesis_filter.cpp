@@ -163,7 +163,8 @@ Response zeroInputResponse(const int16_t *a, const SynthesisFilterState_G728 *bl
     return {outputs.forward(), exponent};
 }
 
-// Predictor coefficients in the order of the zero-input response's multiplications, and whether all its sums fit 32 bits.
+// Predictor coefficients with the opposite sign in the order of the zero-input response's multiplications, and whether all of
+// them and their sums fit.
 struct Taps {
     int16_t pairs[SynthesisState::vectors][4][8]; // of samples 0 to 3 with those of a past vector, and of sample 4
     int16_t coefficients[synthesisOrder];
@@ -171,12 +172,16 @@ struct Taps {
 };
 static_assert(sizeof(Taps) == 744);
 
-// Samples in a state have at most 15 bits. No coefficient meets more than one of them on the way to one sample.
+// Samples in a state have at most 15 bits. No coefficient meets more than one of them on the way to one sample. -2^15 has no
+// opposite.
 bool sumsFit(const int16_t *a) {
     int32_t magnitudes = 0;
-    for (int i = 0; i < synthesisOrder; i++)
+    int16_t smallest = 0;
+    for (int i = 0; i < synthesisOrder; i++) {
         magnitudes += std::abs(a[i]);
-    return magnitudes < 1 << 17;
+        smallest = std::min(smallest, a[i]);
+    }
+    return magnitudes < 1 << 17 && smallest > min16;
 }
 
 void arrange(const int16_t *a, SynthesisTaps_G728 *block) {
@@ -184,7 +189,8 @@ void arrange(const int16_t *a, SynthesisTaps_G728 *block) {
     int16_t padded[margin + synthesisOrder + 14];
     for (const int at : {0, margin + synthesisOrder - 2, margin + synthesisOrder + 6})
         simd::store(padded + at, _mm_setzero_si128());
-    copyWords(a, synthesisOrder, padded + margin);
+    for (const int at : {0, 8, 16, 24, 32, 40, synthesisOrder - 8})
+        simd::store(padded + margin + at, _mm_sub_epi16(_mm_setzero_si128(), simd::load(a + at)));
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     const Vector zero = _mm_setzero_si128();
 #pragma GCC unroll 10
@@ -210,7 +216,7 @@ Response zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilter
     const auto *const factors = reinterpret_cast<const unsigned char *>(taps);
     int shifts[vectors], exponent = max16;
 #pragma GCC unroll 10
-    for (int v = 0; v < vectors; v++) {
+    for (int v = vectors - 1; v >= 0; v--) { // the newest one, for which all have to wait, last
         int16_t e;
         std::memcpy(&e, rows + static_cast<size_t>(v) * sizeof(Newest) + offsetof(Newest, exponent), sizeof e);
         shifts[v] = e;
@@ -221,9 +227,9 @@ Response zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilter
     fifth[vectors] = fifth[vectors + 1] = _mm_setzero_si128();
 #pragma GCC unroll 10
     for (int v = 0; v < vectors; v++) {
-        shifts[v] -= exponent;
+        shifts[v] = std::min(shifts[v] - exponent, 31);
         const auto tap = [=](int i) { return simd::load(factors + 64 * v + 16 * i); };
-        Vector past = _mm_sub_epi16(_mm_setzero_si128(), simd::load(rows + static_cast<size_t>(v) * sizeof(Newest)));
+        Vector past = simd::load(rows + static_cast<size_t>(v) * sizeof(Newest));
         if (v == vectors - 1 && shifts[v] >= 30) past = _mm_setzero_si128();
         const Vector four = _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi32(past, 0x00), tap(0)),
                                                         _mm_madd_epi16(_mm_shuffle_epi32(past, 0x55), tap(1))),
@@ -239,7 +245,7 @@ Response zeroInputResponse(const SynthesisTaps_G728 *taps, const SynthesisFilter
     int32_t last = 0;
 #pragma GCC unroll 10
     for (int v = 0; v < vectors; v++)
-        last += shiftRight(parts[v], shifts[v]);
+        last += parts[v] >> shifts[v];
     int16_t a[vectorLength - 1];
     std::memcpy(a, factors + offsetof(Taps, coefficients), sizeof a);
     const VectorOutputs outputs = recurseVector(
@@ -297,7 +303,8 @@ Response loadNewest(const SynthesisFilterState_G728 *block) {
 }
 
 // The response, normalised, as the newest vector of the memory.
-void enter(Response response, int16_t *dst, int16_t *exponent, SynthesisFilterState_G728 *block) {
+[[gnu::always_inline]] inline void enter(Response response, int16_t *dst, int16_t *exponent,
+                                         SynthesisFilterState_G728 *block) {
     response.exponent += normaliseFive(response.samples, 15);
     *exponent = asExponent(response.exponent);
     storeFive(dst, response.samples);
