@@ -32,31 +32,43 @@ Vector limitedPairs(Vector x, Vector y) {
     return _mm_shuffle_epi8(_mm_packs_epi32(x, y), _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
 }
 
-// Energies in Q5 of four shapes behind the filter h. Sums of a pair of squares fit 32 bits without a sign; where one takes
-// its upper two bits the energy is limited.
+// Energies in Q5 of shapes behind the filter h. Sums of a pair of squares fit 32 bits without a sign; where one takes its upper
+// two bits the energy is limited.
 class FilteredEnergy {
 public:
     explicit FilteredEnergy(const int16_t *h)
         : h0_(pairs(h[0], 0)), h1_(pairs(h[1], h[0])), h2_(pairs(h[2], h[1])), h3_(pairs(h[3], h[2])),
           h4_(pairs(h[4], h[3])) {}
 
-    Vector operator()(const int16_t (&group)[3][shapesPerGroup][2]) const {
-        const Vector y01 = simd::loadAligned(group[0]), y23 = simd::loadAligned(group[1]);
-        const Vector y4 = simd::loadAligned(group[2]);
-        const auto product = [](Vector y, Vector h) { return _mm_madd_epi16(y, h); };
-        const auto filtered = [](Vector sum) { return _mm_srai_epi32(sum, 14); };
-        const Vector f0 = filtered(product(y01, h0_)), f1 = filtered(product(y01, h1_));
-        const Vector f2 = filtered(_mm_add_epi32(product(y01, h2_), product(y23, h0_)));
-        const Vector f3 = filtered(_mm_add_epi32(product(y01, h3_), product(y23, h1_)));
-        const Vector f4 =
-            filtered(_mm_add_epi32(_mm_add_epi32(product(y01, h4_), product(y23, h2_)), product(y4, h0_)));
-        const auto squares = [](Vector x) { return _mm_madd_epi16(x, x); };
-        const Vector e01 = squares(limitedPairs(f0, f1)), e23 = squares(limitedPairs(f2, f3));
-        const Vector e4 = squares(limitedPairs(f4, _mm_setzero_si128()));
-        const Vector excess = _mm_srli_epi32(_mm_or_si128(_mm_or_si128(e01, e23), e4), 30);
-        const Vector energy = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(e01, e23), e4), 15);
-        return _mm_or_si128(energy, _mm_slli_epi32(excess, 16));
+    // Words, of eight shapes from the given one on.
+    Vector ofEight(int shape) const {
+        const Sums front(*this, shapeCodebook[shape / shapesPerGroup]);
+        const Sums back(*this, shapeCodebook[shape / shapesPerGroup + 1]);
+        // While the sum of all squares fits, the bits in any of its terms are no more than it; otherwise they are above 16 bits.
+        return _mm_max_epi16(_mm_packs_epi32(front.sum, back.sum), _mm_packs_epi32(front.bits, back.bits));
     }
+
+private:
+    struct Sums {
+        Vector sum, bits; // of the squares, and what any term has, both >> 15
+
+        Sums(const FilteredEnergy &h, const int16_t (&group)[3][shapesPerGroup][2]) {
+            const Vector y01 = simd::loadAligned(group[0]), y23 = simd::loadAligned(group[1]);
+            const Vector y4 = simd::loadAligned(group[2]);
+            const auto product = [](Vector y, Vector factor) { return _mm_madd_epi16(y, factor); };
+            const auto filtered = [](Vector x) { return _mm_srai_epi32(x, 14); };
+            const Vector f0 = filtered(product(y01, h.h0_)), f1 = filtered(product(y01, h.h1_));
+            const Vector f2 = filtered(_mm_add_epi32(product(y01, h.h2_), product(y23, h.h0_)));
+            const Vector f3 = filtered(_mm_add_epi32(product(y01, h.h3_), product(y23, h.h1_)));
+            const Vector f4 =
+                filtered(_mm_add_epi32(_mm_add_epi32(product(y01, h.h4_), product(y23, h.h2_)), product(y4, h.h0_)));
+            const auto squares = [](Vector x) { return _mm_madd_epi16(x, x); };
+            const Vector e01 = squares(limitedPairs(f0, f1)), e23 = squares(limitedPairs(f2, f3));
+            const Vector e4 = squares(limitedPairs(f4, _mm_setzero_si128()));
+            sum = _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(e01, e23), e4), 15);
+            bits = _mm_srli_epi32(_mm_or_si128(_mm_or_si128(e01, e23), e4), 15);
+        }
+    };
 
 private:
     Vector h0_, h1_, h2_, h3_, h4_;
@@ -107,7 +119,7 @@ int32_t correlationOf(int shape, const int16_t *backward) {
 }
 
 // Five samples, zeros behind them.
-Vector shapeSamples(int shape) {
+Vector shapeSamples(size_t shape) {
     return simd::loadAligned(singleShapes.samples[shape]);
 }
 
@@ -194,8 +206,8 @@ struct State {
 };
 static_assert(sizeof(State) == 1296);
 
-// Weights and thresholds of four shapes, from their energies and norms. The processor's estimate of a reciprocal square root
-// is off by up to 1.5 * 2^-12; factors that are off by 2^-11 to the safe side make up for that and all roundings, so that
+// Weights and thresholds of four shapes, from their energies and scaled norms. The processor's estimate of a reciprocal square
+// root is off by up to 1.5 * 2^-12; factors that are off by 2^-11 to the safe side make up for that and all roundings, so that
 // nothing that is found depends on it. A shape without energy gets a weight that does not fit.
 struct Measure {
     Vector weights, thresholds;
@@ -203,9 +215,8 @@ struct Measure {
     Measure(Vector energies, const float *norms) {
         const __m128 energy = _mm_max_ps(_mm_cvtepi32_ps(energies), _mm_set1_ps(0.25F));
         const __m128 inverse = _mm_rsqrt_ps(energy);
-        const __m128 weightFactor = _mm_set1_ps(22.6274170F * (1 + 0x1p-11F));
         const __m128 thresholdFactor = _mm_set1_ps(140 * (1 - 0x1p-11F));
-        weights = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_mul_ps(_mm_load_ps(norms), weightFactor)));
+        weights = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_load_ps(norms)));
         thresholds = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_mul_ps(energy, thresholdFactor)));
     }
 };
@@ -219,7 +230,10 @@ public:
     Vector weights(size_t g) const { return simd::load(octets_ + offsetof(State, weights) + sizeof(Vector) * g); }
     Vector thresholds(size_t g) const { return simd::load(octets_ + offsetof(State, thresholds) + sizeof(Vector) * g); }
 
-    int16_t energy(int shape) const { return word(offsetof(State, energies), shape); }
+    // In word 0, with anything in word 1.
+    Vector energyAndMore(size_t shape) const {
+        return simd::load32(octets_ + offsetof(State, energies) + sizeof(int16_t) * shape);
+    }
     void energies(int16_t *all) const { std::memcpy(all, octets_ + offsetof(State, energies), sizeof State::energies); }
     bool isWeighted() const { return word(offsetof(State, weighted), 0) != 0; }
 
@@ -350,26 +364,32 @@ private:
         do {
             constexpr uint64_t last = uint64_t{1} << 63;
             const auto next = [](uint64_t &mask) {
-                const int shape = std::countr_zero(mask | last);
+                const auto shape = static_cast<size_t>(std::countr_zero(mask | last));
                 mask &= mask - 1;
                 return shape;
             };
-            const int first = next(front), second = next(front), third = next(back) + 64, fourth = next(back) + 64;
+            const size_t first = next(front), second = next(front), third = next(back) + 64, fourth = next(back) + 64;
             smallest = std::min(smallest, smallestOf(first, second, third, fourth));
         } while ((front | back) != 0);
         return {static_cast<int>(smallest >> 3) & (shapes - 1), static_cast<int>(smallest & 7),
                 static_cast<int32_t>(smallest >> 32)};
     }
 
+    static Vector fourDwords(Vector x, Vector y, Vector z, Vector w) {
+        return _mm_unpacklo_epi64(_mm_unpacklo_epi32(x, y), _mm_unpacklo_epi32(z, w));
+    }
+
     // Distortion, shape and gain as one number.
-    int64_t smallestOf(int first, int second, int third, int fourth) const {
-        const auto products = [&](int shape) { return _mm_madd_epi16(shapeSamples(shape), backward_); };
+    int64_t smallestOf(size_t first, size_t second, size_t third, size_t fourth) const {
+        const auto products = [&](size_t shape) { return _mm_madd_epi16(shapeSamples(shape), backward_); };
         const Vector sums[] = {products(first), products(second), products(third), products(fourth)};
-        const Vector energies =
-            _mm_setr_epi32(state_.energy(first), state_.energy(second), state_.energy(third), state_.energy(fourth));
-        const Vector numbers = _mm_slli_epi32(_mm_setr_epi32(first, second, third, fourth), 3);
+        const Vector energies = fourDwords(state_.energyAndMore(first), state_.energyAndMore(second),
+                                           state_.energyAndMore(third), state_.energyAndMore(fourth));
+        const auto number = [](size_t shape) { return _mm_cvtsi32_si128(static_cast<int>(shape)); };
+        const Vector numbers =
+            _mm_slli_epi32(fourDwords(number(first), number(second), number(third), number(fourth)), 3);
         const Vector correlations = simd::sumsOfDwords(sums);
-        const Distortions found(correlations, energies);
+        const Distortions found(correlations, _mm_and_si128(energies, simd::dwords(0xffff)));
         const Vector negative = _mm_andnot_si128(_mm_cmpgt_epi32(correlations, _mm_setzero_si128()), simd::dwords(4));
         const Vector choices = _mm_or_si128(_mm_or_si128(numbers, negative), found.gains);
         const simd::IndexedDword smallest = simd::smallest(found.values, choices);
@@ -443,9 +463,8 @@ ryxStatus ryxsImpulseResponse_G728_16s_u8(const int16_t *synthesis, const int16_
 ryxStatus ryxsCodebookEnergy_G728_16s_u8(const int16_t *impulse, int16_t *energies) {
     if (anyNull(impulse, energies)) return ryxStsNullPtr;
     const FilteredEnergy energy(impulse);
-    for (int g = 0; g < shapes / shapesPerGroup; g += 2)
-        simd::store(energies + g * shapesPerGroup,
-                    _mm_packs_epi32(energy(shapeCodebook[g]), energy(shapeCodebook[g + 1])));
+    for (int shape = 0; shape < shapes; shape += 8)
+        simd::store(energies + shape, energy.ofEight(shape));
     return ryxStsOk;
 }
 
@@ -471,15 +490,12 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     const FilteredEnergy energy(impulse);
     Vector large = _mm_setzero_si128();
-    for (int g = 0; g < shapes; g += 2 * shapesPerGroup) {
-        const Vector first = energy(shapeCodebook[g / shapesPerGroup]);
-        const Vector second = energy(shapeCodebook[g / shapesPerGroup + 1]);
-        const Vector words = _mm_packs_epi32(first, second);
-        const Vector zero = _mm_setzero_si128();
-        const Measure front(_mm_unpacklo_epi16(words, zero), unitShapes.norms + g);
-        const Measure back(_mm_unpackhi_epi16(words, zero), unitShapes.norms + g + shapesPerGroup);
+    for (int shape = 0; shape < shapes; shape += 8) {
+        const Vector words = energy.ofEight(shape), zero = _mm_setzero_si128();
+        const Measure front(_mm_unpacklo_epi16(words, zero), unitShapes.scaledNorms + shape);
+        const Measure back(_mm_unpackhi_epi16(words, zero), unitShapes.scaledNorms + shape + 4);
         const Vector weights = _mm_packs_epi32(front.weights, back.weights);
-        const auto put = [=](size_t from, Vector x) { simd::store(octets + from + 2 * static_cast<size_t>(g), x); };
+        const auto put = [=](size_t from, Vector x) { simd::store(octets + from + 2 * static_cast<size_t>(shape), x); };
         put(offsetof(State, energies), words);
         put(offsetof(State, weights), weights);
         put(offsetof(State, thresholds), _mm_packs_epi32(front.thresholds, back.thresholds));

@@ -143,7 +143,7 @@ constexpr UnitShapes normalisedShapes(const SingleShapes &shapes) {
         for (size_t n = 0; n < 5; n++)
             square += sample(n) * sample(n);
         const double norm = squareRoot(square);
-        all.norms[shape] = static_cast<float>(norm);
+        all.scaledNorms[shape] = static_cast<float>(norm * squareRoot(512) * (1 + 0x1p-11));
         for (size_t n = 0; n < 5; n++)
             all.samples[shape / 8][n][shape % 8] =
                 static_cast<int16_t>(32767 * sample(n) / norm + (sample(n) < 0 ? -0.5 : 0.5));

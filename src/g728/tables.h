@@ -27,10 +27,11 @@ struct SingleShapes {
     alignas(16) int16_t samples[128][8], normalised[128][8];
 };
 
-// The shapes with a norm of 32767, rounded, eight to a vector, and the norms that they have in shapeCodebook.
+// The shapes with a norm of 32767, rounded, eight to a vector, and the norms that they have in shapeCodebook, times
+// 512^1/2 (1 + 2^-11).
 struct UnitShapes {
     alignas(16) int16_t samples[16][5][8];
-    alignas(16) float norms[128];
+    alignas(16) float scaledNorms[128];
 };
 
 extern const int16_t shapeCodebook[32][3][4][2];
