@@ -234,8 +234,8 @@ TEST(G728, PostFilterOfACycleEqualsItsVectorsAndThePlainForm) {
             zeros[k] = static_cast<int16_t>(zeros[k] >> (1 + k / 2));
             poles[k] = static_cast<int16_t>(poles[k] >> (1 + k / 2));
         }
-        const bool wrapping = i % 7 == 0; // sums so far beyond 32 bits that they come back
-        if (wrapping) {
+        const bool limited = i % 7 == 0; // sums far beyond 32 bits, nearly all outputs limited
+        if (limited) {
             zeros.assign(10, 20000);
             poles.assign(10, 0);
         }
@@ -244,8 +244,8 @@ TEST(G728, PostFilterOfACycleEqualsItsVectorsAndThePlainForm) {
         for (int cycle = 0; cycle < 8; cycle++) {
             const Samples speech = randomWords(random, 160, 12);
             const Samples src =
-                wrapping ? Samples(20, static_cast<int16_t>(17500 + random() % 4800)) : randomWords(random, 20, 12);
-            const bool any = random() % 4 == 0 && !wrapping;
+                limited ? Samples(20, static_cast<int16_t>(17500 + random() % 4800)) : randomWords(random, 20, 12);
+            const bool any = random() % 4 == 0 && !limited;
             const Samples anyGains = randomWords(random, 4, 0);
             const int16_t gains[] = {any ? anyGains[0] : int16_t{16384}, any ? anyGains[1] : int16_t{14000}};
             const int16_t pitchGains[] = {any ? anyGains[2] : int16_t{0}, any ? anyGains[3] : int16_t{8500}};
