@@ -282,9 +282,18 @@ Response sumOf(const Response &x, const Response &y) {
             common};
 }
 
-// A row of the synthesis filter's memory in Q2, newest sample first, zeros behind.
-Vector reversedQ2(Vector row) {
-    return reversedFive(inQ2(row, static_cast<int16_t>(_mm_extract_epi16(row, vectorLength))));
+// Row v of the synthesis filter's memory in Q2, anything behind the five samples. Each vector is loaded from where enter() has
+// stored it as part of one, or it would have to wait.
+template <int v> Vector rowInQ2(const SynthesisFilterState_G728 *block) {
+    const auto *const row = reinterpret_cast<const unsigned char *>(block) + v * sizeof(Newest);
+    int16_t exponent;
+    std::memcpy(&exponent, row + offsetof(Newest, exponent), sizeof exponent);
+    if constexpr (v == 0)
+        return inQ2(_mm_unpacklo_epi64(simd::load64(row), simd::load32(row + 8)), exponent);
+    else if constexpr (v == 1)
+        return inQ2(simd::load(row), exponent);
+    else
+        return inQ2(_mm_or_si128(simd::load32(row), _mm_slli_si128(simd::load64(row + 4), 4)), exponent);
 }
 
 // The newest vector of the memory, five samples and the exponent behind them.
@@ -398,18 +407,13 @@ ryxStatus ryxsSynthesisFilter_G728_16s_u8(const int16_t *coefficients, int16_t *
 ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const SynthesisFilterState_G728 *block,
                                             int16_t *dst, IIRState_G728 *weighting) {
     if (anyNull(coefficients, block, dst, weighting)) return ryxStsNullPtr;
-    // No load spans two of the stores by which enter() has moved the rows just now, or it would have to wait for them.
-    const auto *const rows = reinterpret_cast<const unsigned char *>(block);
-    const Vector newest = reversedQ2(_mm_unpacklo_epi64(simd::load64(rows), simd::load32(rows + 8)));
-    const Vector before = reversedQ2(simd::load(rows + sizeof(Newest)));
-    const Vector oldest = reversedQ2(_mm_or_si128(simd::load32(rows + 2 * sizeof(Newest)),
-                                                  _mm_slli_si128(simd::load64(rows + 2 * sizeof(Newest) + 4), 4)));
+    const Vector before = reversedFive(rowInQ2<1>(block)), oldest = reversedFive(rowInQ2<2>(block));
     Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
     auto *const octets = reinterpret_cast<unsigned char *>(weighting);
     auto *const pastInputs = octets + offsetof(WeightingState, inputs);
     auto *const pastOutputs = octets + offsetof(WeightingState, outputs);
     Ten outputs(pastOutputs);
-    Vector samples = reversedFive(newest);
+    Vector samples = _mm_and_si128(rowInQ2<0>(block), _mm_setr_epi16(-1, -1, -1, -1, -1, 0, 0, 0));
     if (!WeightingFilter(coefficients).apply(samples, inputs, outputs)) [[unlikely]] {
         int16_t response[vectorLength];
         storeFive(response, samples);
@@ -436,7 +440,7 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
     const VectorOutputs weighted = recurseVector(
         coefficients + order, [&](int n) { return zeros[n]; }, [](int, int64_t sum) { return wideOutputOf(sum); });
     // In Q2; 16 places limit whatever is not 0. The last of them is taken before, so that the sums fit.
-    Vector reversed = weighted.reversed();
+    Vector reversed = reversedFive(weighted.forward());
     if (exponent <= 2 - 16) reversed = _mm_adds_epi16(reversed, reversed);
     const Vector left = _mm_cvtsi32_si128(std::clamp(2 - exponent, 0, 15));
     const Vector right = _mm_cvtsi32_si128(std::max(exponent - 2, 0));

@@ -42,11 +42,12 @@ inline simd::Vector reversedVector(const int16_t *x) {
 struct VectorOutputs {
     int64_t values[vectorLength]; // of 16 bits
 
-    simd::Vector forward() const { return _mm_setr_epi16(at(0), at(1), at(2), at(3), at(4), 0, 0, 0); }
-    simd::Vector reversed() const { return _mm_setr_epi16(at(4), at(3), at(2), at(1), at(0), 0, 0, 0); }
-
-private:
-    int16_t at(int n) const { return static_cast<int16_t>(values[n]); }
+    // Put together in scalar registers: a word that had to be stored in between could not be loaded as part of more.
+    simd::Vector forward() const {
+        const auto word = [this](int n) { return uint64_t{static_cast<uint16_t>(values[n])}; };
+        return _mm_set_epi64x(static_cast<int64_t>(word(4)),
+                              static_cast<int64_t>(word(0) | word(1) << 16 | word(2) << 32 | word(3) << 48));
+    }
 };
 
 // Sums of products for the five samples, modulo 2^32: 0 to 3 in the dwords of a vector.
@@ -94,7 +95,7 @@ inline VectorSums zeroSums(const PairedTaps &c, const Ten &past, simd::Vector re
         _mm_madd_epi16(pairsBackFrom<2>(middle), c.pairs[2]), _mm_madd_epi16(pairsBackFrom<0>(far), c.pairs[3]),
         _mm_madd_epi16(pairsBackFrom<2>(far), c.pairs[4])};
     const Vector fifth = _mm_add_epi32(_mm_madd_epi16(_mm_alignr_epi8(far, near, 2), c.words.front),
-                                       _mm_madd_epi16(_mm_srli_si128(far, 2), c.words.back));
+                                       _mm_madd_epi16(far, _mm_slli_si128(c.words.back, 2)));
     return {_mm_add_epi32(_mm_add_epi32(_mm_add_epi32(sums[0], sums[1]), _mm_add_epi32(sums[2], sums[3])), sums[4]),
             simd::sumOfDwords(fifth)};
 }
