@@ -51,7 +51,8 @@ void hybridWindow(benchmark::State &run) {
     });
 }
 
-void levinson(benchmark::State &run) {
+// Order 50 alone, or with two of order 10 beside it.
+void levinson(benchmark::State &run, int count) {
     StateBlock<HybridWindowState_G728> state(ryxsHybridWindowGetStateSize_G728_16s);
     require(ryxsHybridWindowInit_G728_16s(state));
     const std::vector<int16_t> exponents(21, 2);
@@ -61,10 +62,15 @@ void levinson(benchmark::State &run) {
         require(ryxsHybridWindowSynthesis_G728_16s(quantised(&speech8k()[i], 105).data(), exponents.data(),
                                                    &autoCorr[autoCorr.size() - 51], state));
     }
-    int16_t coefficients[50], energy, fraction, reflection;
+    LevinsonDurbin_G728 all[3] = {}, *const recursions[] = {&all[0], &all[1], &all[2]};
+    const int orders[] = {50, 10, 10};
     const Workload work{.inputLength = 51, .seconds = cycle, .units = 1, .unit = "cycle"};
     measure(run, work, autoCorr, [&](const int16_t *in) {
-        return ryxsLevinsonDurbin_G728_16s(in, 0, 50, coefficients, &energy, &fraction, &reflection);
+        for (LevinsonDurbin_G728 &r : all) {
+            std::copy_n(in, 51, r.autoCorr);
+            r.order = 0;
+        }
+        return ryxsLevinsonDurbinJoint_G728_16s(recursions, orders, count);
     });
 }
 
@@ -165,7 +171,8 @@ const Registration registration([] {
     addCase("G728/iir/160", filter, weighting, 160);
     addCase("G728/iir_saturating/160", filter, extreme, 160);
     addCase("G728/hybrid_window", hybridWindow);
-    addCase("G728/levinson/50", levinson);
+    addCase("G728/levinson/50", levinson, 1);
+    addCase("G728/levinson/50_10_10", levinson, 3);
     addCase("G728/codebook_search", codebookSearch);
     addCase("G728/codebook_energy", codebookEnergy);
     addCase("G728/codebook_search_filtered", codebookSearchFiltered);

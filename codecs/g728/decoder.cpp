@@ -113,15 +113,21 @@ void Decoder::postProcess(const Cycle &cycle, int16_t *pcm) {
 // The work of a cycle, spread over its vectors. During an erasure the predictors stay, but for a bandwidth that grows.
 void Decoder::adapt(int k) {
     if (k == 0) {
-        if (!erased_ || erasures_ == 1) synthesis_.extend();
-        logGain_.analyse(!erased_);
+        logGain_.analyse();
+        Recursions all;
+        if (!erased_ || erasures_ == 1) synthesis_.extend(all);
+        if (!erased_) logGain_.extend(all);
+        all.run();
+        synthesis_.expand();
+        logGain_.adopt();
     } else if (k == 1) {
         if (!erased_)
             synthesis_.adopt();
         else if (firstOfPart())
             synthesis_.attenuate(erasures_ == 1);
-    } else if (k == 3 && synthesis_.analyse()) {
-        postFilter_.adapt(synthesis_.tenth());
+    } else if (k == 3) {
+        synthesis_.analyse();
+        if (const Recursion *const tenth = synthesis_.tenth()) postFilter_.adapt(*tenth);
     }
 }
 

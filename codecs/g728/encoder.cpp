@@ -70,14 +70,22 @@ void Encoder::encodeVector(int k, const int16_t *weightedSpeech, Index &index) {
     logGain_.append(k, logGain);
 }
 
-// The work of a cycle, spread over its vectors.
+// The work of a cycle, spread over its vectors. The weighting filter follows the input up to k = 1, which is there from the
+// beginning, so that its recursion can go beside the others.
 void Encoder::adapt(int k) {
     if (k == 0) {
-        synthesis_.extend();
-        logGain_.analyse(true);
+        logGain_.analyse();
+        analyseWeighting();
+        Recursions all;
+        synthesis_.extend(all);
+        logGain_.extend(all);
+        if (weightingValid_) all.add(weightingRecursion_, predictorOrder);
+        all.run();
+        synthesis_.expand();
+        logGain_.adopt();
     } else if (k == 1) {
         synthesis_.adopt();
-        adaptWeighting();
+        adoptWeighting();
         ryxsImpulseResponse_G728_16s(synthesis_.coefficients(), weighting_, impulse_);
         ryxsCodebookSetFilter_G728_16s(impulse_, codebook_);
     } else if (k == 3) {
@@ -85,11 +93,16 @@ void Encoder::adapt(int k) {
     }
 }
 
-void Encoder::adaptWeighting() {
-    int16_t autoCorr[predictorOrder + 1], expanded[2 * predictorOrder];
-    Recursion recursion;
-    if (ryxsHybridWindowWeighting_G728_16s(input_.values(), autoCorr, window_) != ryxStsOk) return;
-    if (!recursion.run(autoCorr, 0, predictorOrder)) return;
+void Encoder::analyseWeighting() {
+    weightingRecursion_.order = 0;
+    weightingValid_ =
+        ryxsHybridWindowWeighting_G728_16s(input_.values(), weightingRecursion_.autoCorr, window_) == ryxStsOk;
+}
+
+void Encoder::adoptWeighting() {
+    const Recursion &recursion = weightingRecursion_;
+    int16_t expanded[2 * predictorOrder];
+    if (recursion.order != predictorOrder) return;
     if (ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728WeightingZeroExpansion,
                                      expanded) != ryxStsOk ||
         ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728WeightingPoleExpansion,

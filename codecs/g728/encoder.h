@@ -16,7 +16,8 @@ private:
 
     void encodeVector(int k, const int16_t *weightedSpeech, Index &index);
     void adapt(int k);
-    void adaptWeighting();
+    void analyseWeighting();
+    void adoptWeighting();
 
     SynthesisPredictor synthesis_;
     LogGainPredictor logGain_;
@@ -26,6 +27,8 @@ private:
     int16_t weighting_[2 * predictorOrder];               // zeros, poles
     Block<IIRState_G728, 64> weightedSpeech_, weightedZeroInput_;
     Block<HybridWindowState_G728, 112> window_;
+    Recursion weightingRecursion_;
+    bool weightingValid_;
 
     int16_t impulse_[vectorLength];
     Block<CodebookState_G728, 1296> codebook_;

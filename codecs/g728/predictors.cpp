@@ -24,19 +24,28 @@ void SynthesisPredictor::append(int k, const int16_t *speech, int16_t exponent) 
     exponents_.values()[at] = exponent;
 }
 
-bool SynthesisPredictor::analyse() {
-    valid_ =
-        ryxsHybridWindowSynthesis_G728_16s(speech_.values(), exponents_.values(), autoCorr_, window_) == ryxStsOk &&
-        recursion_.run(autoCorr_, 0, predictorOrder);
-    return valid_;
+void SynthesisPredictor::analyse() {
+    recursion_.order = 0;
+    valid_ = ryxsHybridWindowSynthesis_G728_16s(speech_.values(), exponents_.values(), recursion_.autoCorr, window_) ==
+             ryxStsOk;
 }
 
-void SynthesisPredictor::extend() {
-    if (!valid_) return;
-    Recursion whole = recursion_;
-    valid_ =
-        whole.run(autoCorr_, predictorOrder, synthesisOrder) &&
-        ryxsBandwidthExpand_G728_16s(whole.coefficients, whole.fraction, ryxG728SynthesisExpansion, next_) == ryxStsOk;
+const Recursion *SynthesisPredictor::tenth() {
+    Recursions alone;
+    extend(alone, predictorOrder);
+    alone.run();
+    valid_ = recursion_.order == predictorOrder;
+    return valid_ ? &recursion_ : nullptr;
+}
+
+void SynthesisPredictor::extend(Recursions &all, int order) {
+    if (valid_) all.add(recursion_, order);
+}
+
+void SynthesisPredictor::expand() {
+    valid_ = recursion_.order == synthesisOrder &&
+             ryxsBandwidthExpand_G728_16s(recursion_.coefficients, recursion_.fraction, ryxG728SynthesisExpansion,
+                                          next_) == ryxStsOk;
 }
 
 void SynthesisPredictor::adopt() {
@@ -63,13 +72,20 @@ void LogGainPredictor::predict(int k, int16_t limit, int16_t *prediction, int16_
                                 exponent);
 }
 
-void LogGainPredictor::analyse(bool adopt) {
-    int16_t autoCorr[predictorOrder + 1], expanded[predictorOrder];
-    Recursion recursion;
-    if (ryxsHybridWindowLogGain_G728_16s(logGains_.values(), autoCorr, window_) != ryxStsOk || !adopt) return;
-    if (!recursion.run(autoCorr, 0, predictorOrder)) return;
-    if (ryxsBandwidthExpand_G728_16s(recursion.coefficients, recursion.fraction, ryxG728LogGainExpansion, expanded) ==
-        ryxStsOk)
+void LogGainPredictor::analyse() {
+    recursion_.order = 0;
+    valid_ = ryxsHybridWindowLogGain_G728_16s(logGains_.values(), recursion_.autoCorr, window_) == ryxStsOk;
+}
+
+void LogGainPredictor::extend(Recursions &all) {
+    if (valid_) all.add(recursion_, predictorOrder);
+}
+
+void LogGainPredictor::adopt() {
+    int16_t expanded[predictorOrder];
+    if (recursion_.order == predictorOrder &&
+        ryxsBandwidthExpand_G728_16s(recursion_.coefficients, recursion_.fraction, ryxG728LogGainExpansion, expanded) ==
+            ryxStsOk)
         std::copy_n(expanded, predictorOrder, coefficients_);
 }
 

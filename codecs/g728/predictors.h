@@ -36,15 +36,24 @@ private:
     int start_;
 };
 
-// A predictor of order 10 or 50 on its way through the recursion.
-struct Recursion {
-    int16_t coefficients[synthesisOrder];
-    int16_t energy, fraction, reflection;
+// A predictor on its way through the recursion. One that does not succeed stays at the order that it had.
+using Recursion = LevinsonDurbin_G728;
 
-    bool run(const int16_t *autoCorr, int from, int to) {
-        return ryxsLevinsonDurbin_G728_16s(autoCorr, from, to, coefficients, &energy, &fraction, &reflection) ==
-               ryxStsOk;
+// Predictors whose recursions go side by side.
+class Recursions {
+public:
+    void add(Recursion &recursion, int order) {
+        recursions_[count_] = &recursion;
+        orders_[count_++] = order;
     }
+    void run() const {
+        if (count_ > 0) ryxsLevinsonDurbinJoint_G728_16s(recursions_, orders_, count_);
+    }
+
+private:
+    Recursion *recursions_[3];
+    int orders_[3];
+    int count_ = 0;
 };
 
 // Predictor of order 50 over the quantised speech.
@@ -57,10 +66,11 @@ public:
     void beginCycle();
     void append(int k, const int16_t *speech, int16_t exponent);
 
-    bool analyse();                                       // k = 3: window, and the recursion up to order 10
-    const Recursion &tenth() const { return recursion_; } // after a successful analyse()
-    void extend();                                        // k = 0: up to order 50
-    void adopt();                                         // k = 1
+    void analyse();           // k = 3
+    const Recursion *tenth(); // then, for those who need it: the predictor of order 10, or null
+    void extend(Recursions &all, int order = synthesisOrder); // k = 0
+    void expand();                                            // then
+    void adopt();                                             // k = 1
     void attenuate(bool first); // k = 1 in erasures: a wider bandwidth, of the new coefficients in the first part
 
 private:
@@ -70,7 +80,6 @@ private:
     Block<SynthesisTaps_G728, 752> taps_; // of the current ones
     History<pastVectors * vectorLength, frameLength> speech_;
     History<pastVectors, vectors> exponents_;
-    int16_t autoCorr_[synthesisOrder + 1];
     Recursion recursion_;
     bool valid_;
     Block<HybridWindowState_G728, 112> window_;
@@ -84,12 +93,16 @@ public:
     void beginCycle() { logGains_.advance(); }
     void append(int k, int16_t logGain) { logGains_.values()[past + k] = logGain; }
     void predict(int k, int16_t limit, int16_t *prediction, int16_t *gain, int16_t *exponent) const;
-    void analyse(bool adopt); // k = 0
+    void analyse();               // k = 0
+    void extend(Recursions &all); // then
+    void adopt();                 // then
 
 private:
     static constexpr int past = 33;
 
     int16_t coefficients_[predictorOrder];
+    Recursion recursion_;
+    bool valid_;
     History<past + vectors, vectors> logGains_;
     Block<HybridWindowState_G728, 112> window_;
 };

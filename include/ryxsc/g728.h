@@ -374,6 +374,35 @@ ryxStatus ryxsHybridWindowLogGain_G728_16s(const int16_t *src, int16_t *dst, Hyb
 ryxStatus ryxsLevinsonDurbin_G728_16s(const int16_t *autoCorr, int from, int to, int16_t *coefficients, int16_t *energy,
                                       int16_t *fraction, int16_t *reflection);
 
+/**
+ * A Levinson-Durbin recursion of ryxsLevinsonDurbinJoint_G728_16s(). With `autoCorr` filled, by a hybrid window for example,
+ * and `order` 0 it is ready to begin. It holds no pointers and may be copied.
+ */
+typedef struct LevinsonDurbin_G728 {
+    int16_t autoCorr[51];     /**< autocorrelations, lag 0 first, as far as the order to reach */
+    int16_t coefficients[50]; /**< predictor coefficients a[1..order] */
+    int16_t order;            /**< order that is there already */
+    int16_t energy;           /**< residual energy in the scale of autoCorr[0] */
+    int16_t fraction;         /**< 15, 14 or 13: fraction bits of the coefficients */
+    int16_t reflection;       /**< first reflection coefficient in Q15 */
+} LevinsonDurbin_G728;
+
+/**
+ * @brief Levinson-Durbin recursions side by side (G.728 Annex G, blocks 37, 44 and 50).
+ *
+ * Each ends as with ryxsLevinsonDurbin_G728_16s() of its own. A recursion is a chain of steps that wait for each other; those
+ * of two recursions up to order 16, or of one of them up to order 50, share the time of one.
+ *
+ * @param[in,out] recursions `count` different recursions; the ones that fail stay as they are, and their `order` tells
+ * @param[in]     orders     order to reach of each, above its `order` and up to 50
+ * @param[in]     count      number of recursions, 1 or more
+ * @return #ryxStsOk; #ryxStsOverflow when one or more failed as ryxsLevinsonDurbin_G728_16s() does; #ryxStsNullPtr, also for
+ *         one of `recursions`; #ryxStsBadSize for count < 1; then for the first of the recursions with such a fault
+ *         #ryxStsBadSize for order < 0 or an order to reach that is not above it, or #ryxStsOutOfRange for one above 50 or,
+ *         order > 0, another number of fraction bits
+ */
+ryxStatus ryxsLevinsonDurbinJoint_G728_16s(LevinsonDurbin_G728 *const *recursions, const int *orders, int count);
+
 /** Bandwidth expansions of ryxsBandwidthExpand_G728_16s(): coefficient i is multiplied by the i-th power of a number. */
 enum {
     ryxG728SynthesisExpansion = 0,      /**< 253/256, 50 coefficients: synthesis filter */

@@ -19,12 +19,14 @@ namespace {
 
 constexpr int room = 56; // for 50 coefficients in whole vectors
 
-// A recursion in progress: coefficients in Q(15 - scale), zeros behind them, and residual energy.
+// A recursion in progress: coefficients in Q(15 - scale) with zeros in front of them, and residual energy.
 struct Recursion {
-    alignas(16) int16_t a[room];
+    alignas(16) int16_t words[8 + room];
     int16_t energy;
     int scale;
     int16_t reflection;
+
+    int16_t *a() { return words + 8; }
 };
 
 // floor(65536 n / d), at most 65535; n >= 0, d > 0.
@@ -33,10 +35,11 @@ int32_t quotient(int32_t n, int32_t d) {
 }
 
 bool start(const int16_t *r, Recursion &s) {
-    if (r[0] <= 0) return false;
     s.scale = 0;
+    s.energy = 0;
+    if (r[0] <= 0) return false;
     const int16_t k = roundUpper(quotient(std::abs(r[1]), r[0]) << 15);
-    s.a[0] = s.reflection = r[1] > 0 ? negate(k) : k;
+    s.a()[0] = s.reflection = r[1] > 0 ? negate(k) : k;
     s.energy = roundUpper(sat32(r[0] * int64_t{65536} + 2 * int64_t{s.reflection} * r[1]));
     return true;
 }
@@ -66,7 +69,7 @@ bool update(int16_t *a, int i, int32_t k, int &scale) {
 bool step(const int16_t *r, int i, Recursion &s) {
     int64_t sum = 0;
     for (int n = 1; n <= i; n++)
-        sum += r[n - 1] * s.a[i - n];
+        sum += r[n - 1] * s.a()[i - n];
     const int64_t total = r[i] * int64_t{65536} + sum * (2 << s.scale);
     const int32_t x =
         roundUpper(sat32(total)); // 32767 or -32768 where the sum leaves 32 bits, so the recursion ends here
@@ -77,9 +80,9 @@ bool step(const int16_t *r, int i, Recursion &s) {
     const int64_t energy = s.energy * int64_t{65536} + int64_t{k} * x;
     if (energy <= 0) return false;
     s.energy = roundUpper(sat32(energy));
-    if (!update(s.a, i, k, s.scale)) return false;
+    if (!update(s.a(), i, k, s.scale)) return false;
     const int16_t last = roundUpper(u >> s.scale);
-    s.a[i] = x > 0 ? negate(last) : last;
+    s.a()[i] = x > 0 ? negate(last) : last;
     return true;
 }
 
@@ -111,53 +114,71 @@ void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
     clear(dst, whole + 1, vectors);
 }
 
-// The same in reverse order.
-void reversePadded(const int16_t *src, int n, int16_t *dst, int vectors) {
-    const int whole = n / 8;
-    for (int v = 0; v < whole; v++)
-        simd::store(dst + 8 * v, simd::reverseWords(simd::load(src + n - 8 - 8 * v)));
-    clear(dst, whole, vectors);
-    if (n % 8 == 2)
-        simd::store(dst + 8 * whole, _mm_shufflelo_epi16(simd::load32(src), _MM_SHUFFLE(3, 2, 0, 1)));
-    else
-        std::reverse_copy(src, src + n % 8, dst + 8 * whole);
+// The coefficients of order i in two halves that are updated together,
+//     low[f] = a[f],    high[f] = a[i - 1 - f]:    low'[f] = low[f] + k high[f],    high'[f + 1] = high[f] + k low[f],
+// where the new coefficient becomes high'[0]. With products rounded as pmulhrsw does it: a * 65536 + 2 k b, rounded to the
+// upper half, is a plus (k b + 2^14) >> 15. Each half has whole vectors: 8 * count words serve the orders up to 16 * count,
+// and what they hold beyond the middle, the other half has as well, or it is zero.
+struct Halves {
+    alignas(16) int16_t low[32], high[32];
+};
+
+constexpr int vectorsOfHalf(int order) {
+    return order / 16 + 1;
 }
 
-// Ones in word 8.
-alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
-
-// A recursion in vectors. Beside the coefficients it keeps them in reverse order: the sum of step(), which is the next
-// reflection coefficient's numerator, is then a plain dot product with the autocorrelation, and the update needs no reversal,
-//     a'[m] = a[m] + k * b[m],    b'[m + 1] = b[m] + k * a[m],
-// with products rounded as pmulhrsw does it: a * 65536 + 2 k b, rounded to the upper half, is a plus (k b + 2^14) >> 15.
-// Both go from one buffer to the other, so that a step that does not succeed has changed nothing.
+// A recursion in vectors. The halves go from one place to the other, so that a step that does not succeed has changed
+// nothing. The numerator of the next reflection coefficient, the sum of step(), is the dot product of high with the
+// autocorrelation, and of low with the reverse of it from a place that moves with the order. The lags that high meets are
+// zeros there, so that what stands in both halves counts once.
 struct Lattice {
-    alignas(16) int16_t a[2][room], b[2][room];
-    alignas(16) int16_t r[room + 8]; // the autocorrelation from lag 1 on, zeros behind it
-    int now;                         // which buffer
-    int order;
-    int vectors; // that the coefficients take in the end
+    static constexpr int front = 56;
+
+    Halves halves[2];
+    alignas(16) int16_t r[room + 8];         // the autocorrelation from lag 1 on, zeros behind it
+    alignas(16) int16_t reversed[front + 8]; // lag m is at front - m
+    int now;                                 // which halves
+    int order, to;
     Recursion state;
 
-    // Sets out from the given coefficients.
-    void load(const int16_t *coefficients) {
-        now = 0;
-        copyPadded(coefficients, order, a[0], vectors);
-        reversePadded(coefficients, order, b[0], vectors);
-        for (int16_t *const rest : {a[1], b[1]})
-            clear(rest, (order + 7) / 8, vectors);
+    void setAutoCorr(const int16_t *autoCorr) {
+        const int vectors = (to + 7) / 8;
+        copyPadded(autoCorr + 1, to, r, vectors + 1);
+        for (int v = 0; v < vectors; v++)
+            simd::store(reversed + front - 8 - 8 * v, simd::reverseWords(simd::loadAligned(r + 8 * v)));
     }
-    // Sets out from one coefficient.
+    // Of order 1.
     void load(int16_t coefficient) {
         now = 0;
-        for (int16_t *const buffer : {a[0], a[1], b[0], b[1]})
-            clear(buffer, 0, vectors);
-        for (int16_t *const first : {a[0], b[0]})
-            simd::store(first, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
+        order = 1;
+        clear(reversed, front / 8 - 1, front / 8 + 1);
+        for (int16_t *const half : {halves[0].low, halves[0].high})
+            simd::store(half, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
     }
+    // The halves from the coefficients of the state.
+    void load() {
+        now = 0;
+        const int count = vectorsOfHalf(order);
+        clear(reversed, front / 8 - count, front / 8 + 1);
+        for (int v = 0; v < count; v++) {
+            simd::store(halves[0].low + 8 * v, simd::load(state.a() + 8 * v));
+            simd::store(halves[0].high + 8 * v, simd::reverseWords(simd::load(state.a() + order - 8 - 8 * v)));
+        }
+    }
+    // The other way round, `order` of them; those of order 8 and above.
+    void store(int16_t *dst) const {
+        const int count = (order + 15) / 16;
+        for (int v = 0; v < count; v++)
+            simd::store(dst + order - 8 - 8 * v, simd::reverseWords(simd::loadAligned(halves[now].high + 8 * v)));
+        for (int v = 0; v < count; v++)
+            simd::store(dst + 8 * v, simd::loadAligned(halves[now].low + 8 * v));
+    }
+    // Into the state; with zeros behind fewer than 8.
     void save() {
-        for (int v = 0; v < vectors; v++)
-            simd::store(state.a + 8 * v, simd::loadAligned(a[now] + 8 * v));
+        if (order < 8)
+            simd::store(state.a(), simd::loadAligned(halves[now].low));
+        else
+            store(state.a());
     }
 };
 
@@ -165,26 +186,30 @@ struct Lattice {
 // around.
 class Sum {
 public:
-    void add(Vector b, const int16_t *r) {
-        const Vector product = _mm_madd_epi16(b, simd::loadAligned(r));
+    void add(Vector a, Vector r) {
+        const Vector product = _mm_madd_epi16(a, r);
         exact_ = _mm_add_epi32(exact_, product);
         coarse_ = _mm_add_epi32(coarse_, _mm_srai_epi32(product, 10));
     }
     // In dwords 0 and 1, on top of those of `start`.
     Vector total(Vector start) const {
         const Vector both = _mm_add_epi32(_mm_unpacklo_epi32(exact_, coarse_), _mm_unpackhi_epi32(exact_, coarse_));
-        return _mm_add_epi32(_mm_add_epi32(both, start), _mm_unpackhi_epi64(both, both));
+        Vector first = _mm_add_epi32(both, start);
+        simd::finish(first);
+        return _mm_add_epi32(first, _mm_unpackhi_epi64(both, both));
     }
 
 private:
     Vector exact_ = _mm_setzero_si128(), coarse_ = _mm_setzero_si128();
 };
 
-// floor(65536 n / E) for 0 <= n < E is n * (R + 1) >> count, where R are the leading 32 bits of the double 1 / E, which are
-// those of the true value: that is not near enough to a place where they change. By what R + 1 is too large, at most 1, the
-// product grows by less than the 1 / E that it may be away from the next integer: n * E < 2^count.
+// floor(65536 n / E) for 0 <= n < E is (n * R + 32767) >> count, where R are the leading 32 bits of the double 1 / E, which
+// are those of the true value: that is not near enough to a place where they change. By what R is too small, less than 1, the
+// product falls short by less than n, at most 32766; and up to the next integer there is 2^count / E, at least 2^15.
 struct Energy {
-    Vector value; // in dword 0, the others are 0
+    static constexpr int32_t shortfall = 32767;
+
+    Vector value; // in dword 0; the others limit what a numerator has there
     Vector reciprocal, count;
 
     explicit Energy(Vector energy) : value(energy) {
@@ -194,111 +219,117 @@ struct Energy {
     }
 };
 
+// Ones in word 8.
+alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
+
 // The steps of a lattice. What one leaves to the next stays in registers, as far as there are any.
 class Steps {
 public:
     [[gnu::always_inline]] explicit Steps(Lattice &l)
-        : r_(l.r), order_(l.order), energy_(_mm_cvtsi32_si128(l.state.energy)) {
-        a_ = l.a[l.now];
-        b_ = l.b[l.now];
-        newA_ = l.a[l.now ^ 1];
-        newB_ = l.b[l.now ^ 1];
+        : now_(&l.halves[l.now]), next_(&l.halves[l.now ^ 1]), r_(l.r),
+          reversed_(l.reversed + Lattice::front - l.order), order_(l.order),
+          energy_(_mm_setr_epi32(l.state.energy, 31, max32, max32)) {
         const int fraction = 15 - l.state.scale;
-        scale_ = _mm_cvtsi32_si128(l.state.scale + 1);
-        half_ = _mm_cvtsi32_si128(1 << l.state.scale);
+        scale_ = _mm_cvtsi32_si128(l.state.scale);
+        place_ = simd::load(wordMasks + std::max(8 - order_, 0));
         weights_ = _mm_unpacklo_epi32(simd::words(static_cast<int16_t>(1 << (fraction - 1))),
                                       simd::words(static_cast<int16_t>(1 << (fraction - 11))));
         rounding_ = _mm_cvtsi32_si128(1 << (fraction - 1));
         fraction_ = _mm_cvtsi32_si128(fraction);
-        for (int v = 0; 8 * v < order_; v++)
-            sum_.add(simd::loadAligned(b_ + 8 * v), r_ + 8 * v);
+        Sum sum;
+        for (int v = 0; v < vectorsOfHalf(order_); v++) {
+            sum.add(simd::loadAligned(now_->high + 8 * v), simd::loadAligned(r_ + 8 * v));
+            sum.add(simd::loadAligned(now_->low + 8 * v), simd::load(reversed_ + 8 * v));
+        }
+        x_ = numerator(sum);
     }
 
     [[gnu::always_inline]] void save(Lattice &l) const {
-        l.now = a_ == l.a[0] ? 0 : 1;
+        l.now = now_ == &l.halves[0] ? 0 : 1;
         l.order = order_;
         l.state.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_.value));
     }
 
     int order() const { return order_; }
 
-    // To the next order, from coefficients that need `count` vectors then. False, with nothing changed, where the sum may leave 32 bits or a coefficient 16 bits, and where the
-    // recursion ends.
+    // To the next order, from halves of `count` vectors. False, with nothing changed, where the sum may leave 32 bits or a
+    // coefficient 16 bits, and where the recursion ends.
     template <int count> [[gnu::always_inline]] bool step() {
-        const Vector x = _mm_sra_epi32(sum_.total(newest()), fraction_);
-        const Vector magnitude = _mm_abs_epi32(x);
-        const Vector limits = _mm_add_epi32(energy_.value, _mm_setr_epi32(-1, 30, max32, max32));
-        if (_mm_movemask_epi8(_mm_cmpgt_epi32(magnitude, limits)) != 0) [[unlikely]]
-            return false;
+        const Vector n = _mm_abs_epi32(x_), zero = _mm_setzero_si128(), sign = _mm_sub_epi32(zero, x_);
+        const Vector within = _mm_cmpgt_epi32(energy_.value, n);
 
-        // k is half the quotient, rounded, with the other sign.
-        const Vector only = _mm_cvtsi32_si128(-1), unit = _mm_cvtsi32_si128(1);
-        const Vector n = _mm_and_si128(magnitude, only), sign = _mm_sub_epi32(_mm_setzero_si128(), x);
+        // k is half the quotient, rounded, with the other sign; the average with 0 is that half.
         const Vector product = _mm_mul_epu32(n, energy_.reciprocal);
-        const Vector half = _mm_add_epi64(n, _mm_sll_epi64(unit, energy_.count));
-        const Vector k =
-            _mm_sign_epi32(_mm_srl_epi64(_mm_add_epi64(product, half), _mm_add_epi64(energy_.count, unit)), sign);
-        const Vector quotient = _mm_srl_epi64(_mm_add_epi64(product, n), energy_.count);
+        const Vector quotient =
+            _mm_srl_epi64(_mm_add_epi64(product, _mm_cvtsi32_si128(Energy::shortfall)), energy_.count);
+        const Vector k = _mm_sign_epi16(_mm_avg_epu16(quotient, zero), sign);
         const Vector last =
-            simd::broadcastWord<0>(_mm_sign_epi32(_mm_srl_epi32(_mm_add_epi32(quotient, half_), scale_), sign));
+            simd::broadcastWord<0>(_mm_sign_epi16(_mm_avg_epu16(_mm_srl_epi16(quotient, scale_), zero), sign));
         const Vector factor = simd::broadcastWord<0>(k);
 
         // E + (k x + 2^14) >> 15. It stays above 0: x is smaller than E, and the rounding of k worth less than half a unit.
         // The division takes longest of all.
-        Energy energy(_mm_add_epi16(energy_.value, _mm_mulhrs_epi16(k, _mm_and_si128(x, only))));
+        Energy energy(_mm_add_epi16(energy_.value, _mm_mulhrs_epi16(k, x_)));
         simd::finish(energy.reciprocal);
 
         Sum sum;
-        Vector before = last;
-#pragma GCC unroll 8
+        Vector before = last, lowest, highest;
+#pragma GCC unroll 4
         for (int v = 0; v < count; v++) {
-            const Vector updated =
-                _mm_adds_epi16(_mm_mulhrs_epi16(factor, simd::loadAligned(a_ + 8 * v)), simd::loadAligned(b_ + 8 * v));
-            const Vector moved = _mm_alignr_epi8(updated, before, 14);
-            simd::store(newB_ + 8 * v, moved);
-            sum.add(moved, r_ + 8 * v);
-            before = updated;
-        }
-        Vector lowest = _mm_setzero_si128(), highest = lowest;
-#pragma GCC unroll 8
-        for (int v = 0; v < count; v++) {
-            Vector updated =
-                _mm_adds_epi16(_mm_mulhrs_epi16(factor, simd::loadAligned(b_ + 8 * v)), simd::loadAligned(a_ + 8 * v));
-            lowest = _mm_min_epi16(lowest, updated);
-            highest = _mm_max_epi16(highest, updated);
-            if (v == count - 1)
-                updated = _mm_or_si128(
-                    updated, _mm_and_si128(last, simd::load(wordMasks + 8 - static_cast<unsigned>(order_) % 8)));
-            simd::store(newA_ + 8 * v, updated);
+            const Vector low = simd::loadAligned(now_->low + 8 * v), high = simd::loadAligned(now_->high + 8 * v);
+            const Vector rising = _mm_adds_epi16(_mm_mulhrs_epi16(factor, low), high);
+            const Vector moved = _mm_alignr_epi8(rising, before, 14);
+            Vector updated = _mm_adds_epi16(_mm_mulhrs_epi16(factor, high), low);
+            before = rising;
+            simd::store(next_->high + 8 * v, moved);
+            lowest = v == 0 ? _mm_min_epi16(rising, updated) : _mm_min_epi16(_mm_min_epi16(lowest, rising), updated);
+            highest = v == 0 ? _mm_max_epi16(rising, updated) : _mm_max_epi16(_mm_max_epi16(highest, rising), updated);
+            sum.add(updated, simd::load(reversed_ - 1 + 8 * v));
+            sum.add(moved, simd::loadAligned(r_ + 8 * v));
+            if (count == 1) // the lower half may not be full yet; the new word meets a zero
+                updated = _mm_or_si128(updated, _mm_and_si128(last, place_));
+            simd::store(next_->low + 8 * v, updated);
         }
         // A coefficient of 32767 or -32768 may have been limited.
         const Vector limited =
-            _mm_or_si128(_mm_cmpeq_epi16(lowest, simd::words(min16)), _mm_cmpeq_epi16(highest, simd::words(max16)));
-        if (_mm_movemask_epi8(limited) != 0) [[unlikely]]
+            _mm_cmpeq_epi16(_mm_min_epi16(lowest, _mm_xor_si128(highest, simd::words(-1))), simd::words(min16));
+        if (_mm_movemask_epi8(_mm_andnot_si128(limited, within)) != 0xffff) [[unlikely]]
             return false;
 
         energy_ = energy;
-        sum_ = sum;
-        std::swap(a_, newA_);
-        std::swap(b_, newB_);
+        std::swap(now_, next_);
+        reversed_--;
         order_++;
+        x_ = numerator(sum);
+        if (count == 1) place_ = _mm_slli_si128(place_, 2);
         return true;
     }
 
-private:
-    // What the newest value adds to the sum, and half a unit of the numerator.
-    Vector newest() const {
-        const Vector words = _mm_shufflelo_epi16(simd::load32(r_ + order_), _MM_SHUFFLE(0, 0, 0, 0));
-        return _mm_add_epi32(_mm_madd_epi16(words, weights_), rounding_);
+    // From halves of `count` vectors, full at order 16 * count, to one vector more.
+    template <int count> void widen(Lattice &l) const {
+        const Vector low = simd::loadAligned(now_->low + 8 * count - 8);
+        const Vector high = simd::loadAligned(now_->high + 8 * count - 8);
+        simd::store(now_->low + 8 * count, simd::reverseWords(high));
+        simd::store(now_->high + 8 * count, simd::reverseWords(low));
+        simd::store(l.reversed + Lattice::front - 8 * (count + 1), _mm_setzero_si128());
     }
 
-    const int16_t *r_;
-    int16_t *a_, *b_, *newA_, *newB_;
+private:
+    // The next numerator, rounded, and 2^-10 of it, from the sum and the newest value.
+    Vector numerator(const Sum &sum) const {
+        const Vector words = _mm_shufflelo_epi16(simd::load32(r_ + order_), _MM_SHUFFLE(0, 0, 0, 0));
+        Vector start = _mm_add_epi32(_mm_madd_epi16(words, weights_), rounding_);
+        simd::finish(start); // the sum is what everything waits for
+        return _mm_sra_epi32(sum.total(start), fraction_);
+    }
+
+    Halves *now_, *next_;
+    const int16_t *r_, *reversed_;
     int order_;
     Energy energy_;
-    Sum sum_;
-    Vector scale_, half_; // scale + 1 and 2^scale
-    Vector weights_, rounding_, fraction_;
+    Vector x_;     // in dwords 0 and 1, see numerator()
+    Vector place_; // of the next coefficient in the lower half, below order 8
+    Vector scale_, weights_, rounding_, fraction_;
 };
 
 // One order further by the book, and the lattice ready to go on.
@@ -306,7 +337,7 @@ private:
     l.save();
     if (!step(l.r, l.order, l.state)) return false;
     l.order++;
-    l.load(l.state.a);
+    l.load();
     return true;
 }
 
@@ -320,23 +351,51 @@ template <int count> [[gnu::always_inline]] inline bool proceed(Steps &steps, La
     return true;
 }
 
-// Up to order `to`, while the coefficients fit `count` vectors.
-template <int count> [[gnu::always_inline]] inline bool advance(Steps &steps, Lattice &l, int to) {
-    const int end = std::min(to, 8 * count);
+// On to order 16 * count, or to the end; false where the recursion ends before.
+template <int count> [[gnu::always_inline]] inline bool advance(Steps &steps, Lattice &l) {
+    const int end = std::min(l.to, 16 * count);
     while (steps.order() < end)
         if (!proceed<count>(steps, l)) return false;
+    if (count < 4 && steps.order() == 16 * count) steps.widen<count>(l);
     return true;
 }
 
-// Up to order `to`.
-bool recurse(Lattice &l, int to) {
-    Steps steps(l);
-    const bool done = advance<1>(steps, l, to) && advance<2>(steps, l, to) && advance<3>(steps, l, to) &&
-                      advance<4>(steps, l, to) && advance<5>(steps, l, to) && advance<6>(steps, l, to) &&
-                      advance<7>(steps, l, to);
+// On to the end.
+[[gnu::always_inline]] inline bool recurse(Steps &steps, Lattice &l) {
+    const bool done = advance<1>(steps, l) && advance<2>(steps, l) && advance<3>(steps, l) && advance<4>(steps, l);
     steps.save(l);
     return done;
 }
+bool recurse(Lattice &l) {
+    if (l.order == l.to) return true;
+    Steps steps(l);
+    return recurse(steps, l);
+}
+
+// Two recursions, one step of each in turn: one has its chain of dependent operations in the time of the other's.
+struct Pair {
+    Lattice &first, &second;
+    bool firstHolds = true, secondHolds = true;
+
+    // On to order 16 * count of the first recursion and at most 16 of the second. Whether there is a way further.
+    template <int count> [[gnu::always_inline]] bool advance(Steps &a, Steps &b) {
+        const int end = std::min(first.to, 16 * count), secondEnd = std::min(second.to, 16);
+        while (a.order() < end && b.order() < secondEnd && firstHolds && secondHolds) {
+            firstHolds = proceed<count>(a, first);
+            secondHolds = proceed<1>(b, second);
+        }
+        if (a.order() != 16 * count) return a.order() > 16 * count;
+        if (count < 4) a.widen<count>(first);
+        return true;
+    }
+    // As far as they go together.
+    [[gnu::always_inline]] void recurse(Steps &a) {
+        Steps b(second);
+        if (advance<1>(a, b) && advance<2>(a, b) && advance<3>(a, b)) advance<4>(a, b);
+        if (b.order() == 16) b.widen<1>(second);
+        b.save(second);
+    }
+};
 
 struct Expansion {
     const int16_t *factors; // Q14
@@ -362,30 +421,40 @@ struct Arguments {
         if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
         return ryxStsOk;
     }
+    // False where there is no recursion.
     bool begin(Lattice &l) const {
         Recursion &s = l.state;
-        l.vectors = (to + 7) / 8;
-        copyPadded(autoCorr + 1, to, l.r, l.vectors + 1);
+        l.to = to;
+        l.setAutoCorr(autoCorr);
+        clear(s.words, 0, 2);
         if (from == 0) {
-            if (!start(autoCorr, s)) return false;
-            l.order = 1;
-            l.load(s.a[0]);
+            const bool isPositive = start(autoCorr, s);
+            l.load(s.a()[0]);
+            if (!isPositive) return false;
         } else {
             s.energy = *energy;
             s.scale = 15 - *fraction;
             s.reflection = *reflection;
             l.order = from;
-            l.load(coefficients);
+            copyPadded(coefficients, from, s.a(), (from + 7) / 8);
+            l.load();
         }
         return l.order == to || s.energy > 0;
     }
     void end(const Lattice &l) const {
-        copyWords(l.a[l.now], to, coefficients);
+        if (to < 8)
+            copyWords(l.halves[l.now].low, to, coefficients);
+        else
+            l.store(coefficients);
         *energy = l.state.energy;
         *fraction = static_cast<int16_t>(15 - l.state.scale);
         *reflection = l.state.reflection;
     }
 };
+
+Arguments argumentsOf(LevinsonDurbin_G728 &r, int order) {
+    return {r.autoCorr, r.order, order, r.coefficients, &r.energy, &r.fraction, &r.reflection};
+}
 
 } // namespace
 
@@ -394,9 +463,47 @@ ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int 
     const Arguments arguments = {autoCorr, from, to, coefficients, energy, fraction, reflection};
     if (const ryxStatus status = arguments.check(); status != ryxStsOk) return status;
     Lattice l;
-    if (!arguments.begin(l) || !recurse(l, to)) return ryxStsOverflow;
+    if (!arguments.begin(l) || !recurse(l)) return ryxStsOverflow;
     arguments.end(l);
     return ryxStsOk;
+}
+
+ryxStatus ryxsLevinsonDurbinJoint_G728_16s_u8(LevinsonDurbin_G728 *const *recursions, const int *orders, int count) {
+    if (anyNull(recursions, orders)) return ryxStsNullPtr;
+    if (count < 1) return ryxStsBadSize;
+    if (std::any_of(recursions, recursions + count, [](const auto *r) { return r == nullptr; })) return ryxStsNullPtr;
+    int longest = 0;
+    for (int i = 0; i < count; i++) {
+        const ryxStatus status = argumentsOf(*recursions[i], orders[i]).check();
+        if (status != ryxStsOk) return status;
+        if (orders[i] > orders[longest]) longest = i;
+    }
+    bool all = true;
+    const auto begin = [&](int i, Lattice &l) { return argumentsOf(*recursions[i], orders[i]).begin(l); };
+    const auto end = [&](int i, Lattice &l, bool holds) {
+        all = all && holds;
+        if (!holds) return;
+        argumentsOf(*recursions[i], orders[i]).end(l);
+        recursions[i]->order = static_cast<int16_t>(orders[i]);
+    };
+    // The others go beside the longest, one after the other.
+    Lattice l;
+    bool holds = begin(longest, l);
+    Steps steps(l);
+    for (int i = 0; i < count; i++) {
+        if (i == longest) continue;
+        Lattice beside;
+        bool besideHolds = begin(i, beside);
+        if (holds && besideHolds) {
+            Pair pair = {l, beside};
+            pair.recurse(steps);
+            holds = pair.firstHolds;
+            besideHolds = pair.secondHolds;
+        }
+        end(i, beside, besideHolds && recurse(beside));
+    }
+    end(longest, l, holds && recurse(steps, l));
+    return all ? ryxStsOk : ryxStsOverflow;
 }
 
 ryxStatus ryxsBandwidthExpand_G728_16s_u8(const int16_t *src, int16_t fraction, int16_t expansion, int16_t *dst) {
