@@ -296,14 +296,21 @@ TEST(G728, PostFilterOfACycleEqualsItsVectorsAndThePlainForm) {
             zeros[k] = static_cast<int16_t>(zeros[k] >> (1 + k / 2));
             poles[k] = static_cast<int16_t>(poles[k] >> (1 + k / 2));
         }
+        const bool limited = i % 7 == 0; // sums far beyond 32 bits, nearly all outputs limited
+        if (limited) {
+            zeros.assign(10, 20000);
+            poles.assign(10, 0);
+        }
         const auto tilt = static_cast<int16_t>(static_cast<int16_t>(random()) >> random() % 5);
         auto scale = static_cast<int16_t>(random()), scaleByVectors = scale;
         for (int cycle = 0; cycle < 8; cycle++) {
-            const Samples speech = randomWords(random, 160, 12), src = randomWords(random, 20, 12);
-            const bool any = random() % 4 == 0;
+            const Samples speech = randomWords(random, 160, 12);
+            const Samples src =
+                limited ? Samples(20, static_cast<int16_t>(17500 + random() % 4800)) : randomWords(random, 20, 12);
+            const bool any = random() % 4 == 0 && !limited;
             const Samples anyGains = randomWords(random, 4, 0);
-            const int16_t gains[] = {any ? anyGains[0] : int16_t{14000}, any ? anyGains[1] : int16_t{16384}};
-            const int16_t pitchGains[] = {any ? anyGains[2] : int16_t{8500}, any ? anyGains[3] : int16_t{0}};
+            const int16_t gains[] = {any ? anyGains[0] : int16_t{16384}, any ? anyGains[1] : int16_t{14000}};
+            const int16_t pitchGains[] = {any ? anyGains[2] : int16_t{0}, any ? anyGains[3] : int16_t{8500}};
             const int16_t lags[] = {static_cast<int16_t>(20 + random() % 121),
                                     static_cast<int16_t>(20 + random() % 121)};
             Samples pcm(20), byVectors(20), filtered(20), plainly(20);
@@ -325,8 +332,38 @@ TEST(G728, PostFilterOfACycleEqualsItsVectorsAndThePlainForm) {
             ASSERT_TRUE(filtered == plainly) << i << ", cycle " << cycle;
             ASSERT_TRUE(pcm == byVectors) << i << ", cycle " << cycle;
             ASSERT_EQ(scale, scaleByVectors);
-            ASSERT_EQ(std::memcmp(x, y, 40), 0);
+            const int16_t wrongLags[] = {lags[0], random() % 2 ? int16_t{19} : int16_t{141}};
+            ASSERT_EQ(ryxsPostProcess_G728_16s(src.data(), now, wrongLags, gains, pitchGains, zeros.data(),
+                                               poles.data(), tilt, pcm.data(), &scale, x),
+                      ryxStsOutOfRange);
+            ASSERT_TRUE(pcm == byVectors && scale == scaleByVectors && std::memcmp(x, y, 40) == 0);
         }
+    }
+}
+
+// Magnitudes that round up to a power of two, silence, and ratios up to where the scale is at its limit.
+TEST(G728, GainControlEqualsThePlainForm) {
+    std::mt19937 random(69);
+    const auto vectorOf = [&](int32_t sum) {
+        Samples x(5);
+        for (int16_t &value : x) {
+            value = static_cast<int16_t>(std::min(sum, 32767));
+            sum -= value;
+            if (random() % 2) value = static_cast<int16_t>(-value);
+        }
+        return x;
+    };
+    const auto sum = [&]() -> int32_t {
+        const int32_t some[] = {0, 4, 5, 65534, 65535, 131069, 131070, 131071};
+        return random() % 2 ? some[random() % 8] : static_cast<int32_t>(random() % 163836) >> random() % 18;
+    };
+    for (int i = 0; i < 20000; i++) {
+        const Samples speech = vectorOf(sum()), src = vectorOf(sum());
+        auto scale = static_cast<int16_t>(random()), expectedScale = scale;
+        int16_t pcm[5], expected[5];
+        ASSERT_EQ(ryxsGainControl_G728_16s(speech.data(), src.data(), pcm, &scale), ryxStsOk);
+        plain::gainControl(speech.data(), src.data(), expected, expectedScale);
+        ASSERT_TRUE(std::equal(pcm, pcm + 5, expected) && scale == expectedScale) << i;
     }
 }
 

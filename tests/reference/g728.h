@@ -158,4 +158,31 @@ struct PostFilter {
     }
 };
 
+// Automatic gain control of a vector.
+inline void gainControl(const int16_t *speech, const int16_t *src, int16_t *dst, int16_t &scale) {
+    int32_t wanted = 0, actual = 0;
+    for (int n = 0; n < 5; n++) {
+        wanted += std::abs(speech[n]);
+        actual += std::abs(src[n]);
+    }
+    int ratio = 16384, exponent = 14;
+    if (actual > 4) {
+        const auto mantissa = [](int32_t sum) { return int64_t{upper(int64_t{sum} << norm(sum))}; };
+        int64_t n = mantissa(wanted);
+        const int64_t d = mantissa(actual);
+        exponent += norm(wanted) - norm(actual);
+        if (n < d) {
+            exponent++;
+            n *= 2;
+        }
+        ratio = static_cast<int>((32768 * n + d - 1) / (2 * d));
+    }
+    const int64_t product = int64_t{20972} * ratio;
+    const int64_t step = exponent >= 7 ? shifted(product, exponent - 7) : int64_t{sat32(product << (7 - exponent))};
+    for (int n = 0; n < 5; n++) {
+        scale = rounded(step + int64_t{16220} * scale, 14);
+        dst[n] = limited(2 * rounded(int64_t{scale} * src[n], 14));
+    }
+}
+
 } // namespace reference::g728
