@@ -275,7 +275,7 @@ ryxStatus ryxsCodebookGetStateSize_G728_16s(int *size);
 ryxStatus ryxsCodebookSetFilter_G728_16s(const int16_t *impulse, CodebookState_G728 *state);
 
 /**
- * @brief The search of ryxsCodebookSearch_G728_16s(), in about half the time.
+ * @brief The search of ryxsCodebookSearch_G728_16s(), in about two thirds of the time.
  *
  * It finds the same shape and gain, as if called with the impulse response of the block and the energies that
  * ryxsCodebookEnergy_G728_16s() gives for it.
