@@ -230,6 +230,38 @@ TEST_P(Codecs, ConcealWithoutRegardToTheLength) {
     }
 }
 
+// A homing frame makes a decoder what it was at the start, and a second one is answered without decoding.
+TEST_P(Codecs, AreAsNewAfterAHomingFrame) {
+    const std::string name = codec.name;
+    if (name != "gsm-amr" && name != "amr-wb" && name != "gsm-fr") return; // the others have none
+    const std::vector<int16_t> homing(frameLength, 8);
+    for (const ryxCodecOptions &options : allOptions()) {
+        if (options.dtx != 0) continue;
+        std::vector<uint8_t> encoder(encoderSize()), used(decoderSize()), fresh(decoderSize());
+        ASSERT_EQ(ryxcodecEncoderInit(&codec, encoder.data(), &options), ryxStsOk);
+        ASSERT_EQ(ryxcodecDecoderInit(&codec, used.data(), &options), ryxStsOk);
+        ASSERT_EQ(ryxcodecDecoderInit(&codec, fresh.data(), &options), ryxStsOk);
+        const Frame home = encode(encoder.data(), homing)[0];
+        const std::vector<Frame> frames = encode(encoder.data(), speech());
+        std::vector<int16_t> first(frameLength), second(frameLength);
+        const auto decode = [&](std::vector<uint8_t> &decoder, const Frame *frame, std::vector<int16_t> &output) {
+            const int count = frame != nullptr ? static_cast<int>(frame->size()) : -1;
+            ASSERT_EQ(ryxcodecDecode(decoder.data(), frame != nullptr ? frame->data() : nullptr, count, output.data()),
+                      ryxStsOk);
+        };
+        for (const Frame &frame : frames)
+            decode(used, &frame, first);
+        decode(used, &home, first);
+        decode(used, &home, first);
+        EXPECT_TRUE(first == homing) << options.rate;
+        for (size_t i = 0; i < frames.size(); i++) {
+            decode(used, i % 3 == 0 ? nullptr : &frames[i], first);
+            decode(fresh, i % 3 == 0 ? nullptr : &frames[i], second);
+            ASSERT_TRUE(first == second) << options.rate << ", frame " << i;
+        }
+    }
+}
+
 // A stream that is read from a format is the one that was written.
 TEST_P(Codecs, ComeBackFromEveryFormatThatTakesThem) {
     const std::vector<int16_t> samples = speech();
