@@ -37,7 +37,7 @@ WRAPPING = {"sat16": "wrap16", "sat32": "static_cast<int32_t>", "rarelySaturatin
 TRAPS = ("-fsanitize=bounds,shift,signed-integer-overflow", "-fsanitize-undefined-trap-on-error")
 # A row of a table (the streams would have to meet each of its numbers) or a size of memory.
 LEFT_OUT = re.compile(r"\s*(#|\*|/\*|static_assert|template|namespace|using|extern|case |alignas)|.*static_assert|"
-                      r"(.*-?\b\d+\b\s*,){5}|.*(Size|Room|Length|Count)\b.* = [^;]*;$|.*(std::array|\bBlock)<.*[;,]$|.*\w\[[^]]*\];$")
+                      r"(.*-?\b\d+\b\s*,){5}|.*(Size|Room|Length|Count)\b.* = [^;]*;$|.*(std::array|\bBlock)<.*[;,]$|.*[\w\]]\[[^]]*\];$")
 
 
 def run(command, **more):
