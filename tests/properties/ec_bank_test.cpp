@@ -156,6 +156,7 @@ TEST(FilterBank, SixteenBitsEqualTheFormulas) {
 // The caller's fault, but a size that was overwritten must not become a write elsewhere.
 TEST(FilterBank, RefusesSizesThatWereOverwritten) {
     EXPECT_EQ(ryxsSubbandProcessGetSize_32f(1, 1, nullptr, nullptr, nullptr), ryxStsNullPtr); // looked at first
+    EXPECT_EQ(ryxsSubbandProcessGetSize_16s(1, 1, nullptr, nullptr, nullptr), ryxStsNullPtr);
     constexpr size_t transformOrder =
         9; // the word behind the transform's identifier; sizes and offsets are words 0 to 4
     const auto refuses = [](Block intact, size_t word, int32_t value, auto... calls) {
