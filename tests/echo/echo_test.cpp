@@ -178,6 +178,9 @@ TEST(EchoInterface, RefusesWhatItDoesNotHaveAndWritesNothing) {
     ryxEchoInfo info;
     EXPECT_EQ(ryxechoDefaults(nullptr), ryxStsNullPtr);
     EXPECT_EQ(ryxechoProcess(canceller.get(), samples, nullptr, samples, 80), ryxStsNullPtr);
+    EXPECT_EQ(ryxechoProcess(canceller.get(), nullptr, samples, samples, 80), ryxStsNullPtr);
+    EXPECT_EQ(ryxechoProcess(canceller.get(), samples, samples, nullptr, 80), ryxStsNullPtr);
+    EXPECT_EQ(ryxechoProcess(nullptr, samples, samples, samples, 80), ryxStsNullPtr);
     EXPECT_EQ(ryxechoReset(nullptr), ryxStsNullPtr);
     for (const int len : {0, -1, 481})
         EXPECT_EQ(ryxechoProcess(canceller.get(), samples, samples, samples, len), ryxStsBadSize);
