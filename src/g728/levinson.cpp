@@ -124,7 +124,7 @@ struct Halves {
 };
 
 constexpr int vectorsOfHalf(int order) {
-    return order / 16 + 1;
+    return static_cast<int>(static_cast<unsigned>(order) / 16) + 1;
 }
 
 // A recursion in vectors. The halves go from one place to the other, so that a step that does not succeed has changed
@@ -141,44 +141,55 @@ struct Lattice {
     int order, to;
     Recursion state;
 
-    void setAutoCorr(const int16_t *autoCorr) {
-        const int vectors = (to + 7) / 8;
-        copyPadded(autoCorr + 1, to, r, vectors + 1);
-        for (int v = 0; v < vectors; v++)
-            simd::store(reversed + front - 8 - 8 * v, simd::reverseWords(simd::loadAligned(r + 8 * v)));
+    // `highest` lags, on the way from order `from`. Known orders make this straight code.
+    [[gnu::always_inline]] void setAutoCorr(const int16_t *autoCorr, int from, int highest) {
+        if (highest < 8) {
+            copyPadded(autoCorr + 1, highest, r, 2);
+        } else {
+            const int whole = highest / 8;
+            for (int v = 0; v < whole; v++)
+                simd::store(r + 8 * v, simd::load(autoCorr + 1 + 8 * v));
+            simd::store(r + 8 * whole, few(autoCorr + 1 + 8 * whole, highest % 8));
+            for (int lag = highest - 7; lag > 8 * vectorsOfHalf(from) - 7; lag -= 8)
+                simd::store(reversed + front - 7 - lag, simd::reverseWords(simd::load(autoCorr + lag)));
+        }
+        for (int v = front / 8 - vectorsOfHalf(from); v <= front / 8; v++)
+            simd::store(reversed + 8 * v, _mm_setzero_si128());
     }
     // Of order 1.
-    void load(int16_t coefficient) {
+    [[gnu::always_inline]] void load(int16_t coefficient) {
         now = 0;
         order = 1;
-        clear(reversed, front / 8 - 1, front / 8 + 1);
         for (int16_t *const half : {halves[0].low, halves[0].high})
             simd::store(half, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
     }
-    // The halves from the coefficients of the state.
-    void load() {
+    // The halves from coefficients, with zeros around them where they are fewer than 8.
+    [[gnu::always_inline]] void load(const int16_t *a, int from) {
         now = 0;
-        const int count = vectorsOfHalf(order);
-        clear(reversed, front / 8 - count, front / 8 + 1);
-        for (int v = 0; v < count; v++) {
-            simd::store(halves[0].low + 8 * v, simd::load(state.a() + 8 * v));
-            simd::store(halves[0].high + 8 * v, simd::reverseWords(simd::load(state.a() + order - 8 - 8 * v)));
+        order = from;
+        for (int v = 0; v < vectorsOfHalf(from); v++) {
+            simd::store(halves[0].low + 8 * v, simd::load(a + 8 * v));
+            simd::store(halves[0].high + 8 * v, simd::reverseWords(simd::load(a + from - 8 - 8 * v)));
         }
     }
-    // The other way round, `order` of them; those of order 8 and above.
-    void store(int16_t *dst) const {
-        const int count = (order + 15) / 16;
+    // Those of the state, after a step that is not one of the vectors.
+    void load() {
+        clear(reversed, front / 8 - vectorsOfHalf(order), front / 8);
+        load(state.a(), order);
+    }
+    // The other way round: the n coefficients, 8 or more.
+    [[gnu::always_inline]] void store(int16_t *dst, int n) const {
+        const int count = (n + 15) / 16;
         for (int v = 0; v < count; v++)
-            simd::store(dst + order - 8 - 8 * v, simd::reverseWords(simd::loadAligned(halves[now].high + 8 * v)));
+            simd::store(dst + n - 8 - 8 * v, simd::reverseWords(simd::loadAligned(halves[now].high + 8 * v)));
         for (int v = 0; v < count; v++)
             simd::store(dst + 8 * v, simd::loadAligned(halves[now].low + 8 * v));
     }
-    // Into the state; with zeros behind fewer than 8.
+    // Into the state; fewer than 8 with zeros around them.
     void save() {
-        if (order < 8)
-            simd::store(state.a(), simd::loadAligned(halves[now].low));
-        else
-            store(state.a());
+        if (order >= 8) return store(state.a(), order);
+        simd::store(state.words, _mm_setzero_si128());
+        simd::store(state.a(), simd::loadAligned(halves[now].low));
     }
 };
 
@@ -423,29 +434,49 @@ struct Arguments {
     }
     // False where there is no recursion.
     bool begin(Lattice &l) const {
+        // The coder's orders have code of their own.
+        if (goes(0, order)) return begin(0, order, l);
+        if (goes(order, synthesisOrder)) return begin(order, synthesisOrder, l);
+        if (goes(0, synthesisOrder)) return begin(0, synthesisOrder, l);
+        return beginAny(l);
+    }
+    void end(const Lattice &l) const {
+        if (to == order) return end(order, l);
+        if (to == synthesisOrder) return end(synthesisOrder, l);
+        endAny(l);
+    }
+
+private:
+    bool goes(int a, int b) const { return from == a && to == b; }
+    [[gnu::noinline]] bool beginAny(Lattice &l) const { return begin(from, to, l); }
+    [[gnu::noinline]] void endAny(const Lattice &l) const { end(to, l); }
+
+    [[gnu::always_inline]] bool begin(int a, int b, Lattice &l) const {
         Recursion &s = l.state;
-        l.to = to;
-        l.setAutoCorr(autoCorr);
-        clear(s.words, 0, 2);
-        if (from == 0) {
-            const bool isPositive = start(autoCorr, s);
+        l.to = b;
+        if (a == 0) {
+            if (!start(autoCorr, s)) return false;
             l.load(s.a()[0]);
-            if (!isPositive) return false;
         } else {
             s.energy = *energy;
             s.scale = 15 - *fraction;
             s.reflection = *reflection;
-            l.order = from;
-            copyPadded(coefficients, from, s.a(), (from + 7) / 8);
-            l.load();
+            if (a >= 8) {
+                l.load(coefficients, a);
+            } else {
+                std::fill_n(s.words, 16, int16_t{0});
+                std::copy_n(coefficients, a, s.a());
+                l.load(s.a(), a);
+            }
         }
-        return l.order == to || s.energy > 0;
+        l.setAutoCorr(autoCorr, l.order, b);
+        return l.order == b || s.energy > 0;
     }
-    void end(const Lattice &l) const {
-        if (to < 8)
-            copyWords(l.halves[l.now].low, to, coefficients);
+    [[gnu::always_inline]] void end(int b, const Lattice &l) const {
+        if (b < 8)
+            copyWords(l.halves[l.now].low, b, coefficients);
         else
-            l.store(coefficients);
+            l.store(coefficients, b);
         *energy = l.state.energy;
         *fraction = static_cast<int16_t>(15 - l.state.scale);
         *reflection = l.state.reflection;
@@ -486,15 +517,20 @@ ryxStatus ryxsLevinsonDurbinJoint_G728_16s_u8(LevinsonDurbin_G728 *const *recurs
         argumentsOf(*recursions[i], orders[i]).end(l);
         recursions[i]->order = static_cast<int16_t>(orders[i]);
     };
-    // The others go beside the longest, one after the other.
     Lattice l;
-    bool holds = begin(longest, l);
+    if (count == 1 || orders[longest] == 1 || !begin(longest, l)) {
+        for (int i = 0; i < count; i++)
+            end(i, l, begin(i, l) && recurse(l));
+        return all ? ryxStsOk : ryxStsOverflow;
+    }
+    // The others go beside the longest, one after the other.
+    bool holds = true;
     Steps steps(l);
     for (int i = 0; i < count; i++) {
         if (i == longest) continue;
         Lattice beside;
         bool besideHolds = begin(i, beside);
-        if (holds && besideHolds) {
+        if (holds && besideHolds && orders[i] > 1) {
             Pair pair = {l, beside};
             pair.recurse(steps);
             holds = pair.firstHolds;
