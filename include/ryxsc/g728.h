@@ -233,8 +233,8 @@ ryxStatus ryxsImpulseResponse_G728_16s(const int16_t *synthesis, const int16_t *
 /**
  * @brief Energies of the filtered shapes (G.728 Annex G, blocks 14 and 15).
  * @param[in]  impulse  impulse response, 5 samples in Q13
- * @param[out] energies 128 energies in Q5. Filtered samples (Q10) and energies are limited to 16 bits, which the coder
- *                      never makes use of
+ * @param[out] energies 128 energies in Q5. Filtered samples (Q10) and energies are limited to 16 bits. The coder
+ *                      exceeds them now and then at a loud onset, see ryxsCodebookSearchFiltered_G728_16s()
  * @return #ryxStsOk; #ryxStsNullPtr
  */
 ryxStatus ryxsCodebookEnergy_G728_16s(const int16_t *impulse, int16_t *energies);
@@ -278,7 +278,7 @@ ryxStatus ryxsCodebookSetFilter_G728_16s(const int16_t *impulse, CodebookState_G
  * @brief The search of ryxsCodebookSearch_G728_16s(), in about two thirds of the time.
  *
  * It finds the same shape and gain, as if called with the impulse response of the block and the energies that
- * ryxsCodebookEnergy_G728_16s() gives for it.
+ * ryxsCodebookEnergy_G728_16s() gives for it. Where that function limits energies, this one takes them as they are.
  *
  * @param[in]  target    from ryxsTarget_G728_16s()
  * @param[in]  exponent  its exponent

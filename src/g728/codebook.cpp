@@ -160,7 +160,7 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
     if (anyNull(impulse, block)) return ryxStsNullPtr;
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     const FilteredEnergy energy(impulse);
-    Vector large = _mm_setzero_si128();
+    Vector large = _mm_setzero_si128(), loud = large;
     for (int shape = 0; shape < shapes; shape += 8) {
         const Vector words = energy.ofEight(shape), zero = _mm_setzero_si128();
         const Measure front(_mm_unpacklo_epi16(words, zero), unitShapes.scaledNorms + shape);
@@ -171,11 +171,16 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
         put(offsetof(CodebookState, weights), weights);
         put(offsetof(CodebookState, thresholds), _mm_packs_epi32(front.thresholds, back.thresholds));
         large = _mm_max_epi16(large, weights);
+        loud = _mm_max_epi16(loud, words);
     }
+    // A sample that was limited, to 32767 or to -32768, gives this energy or more.
+    constexpr int16_t limited = max16 * max16 >> 15;
+    const bool fits = simd::largestWord(loud) < limited;
     int16_t tail[vectorLength + 3] = {};
     std::copy_n(impulse, vectorLength, tail);
     tail[vectorLength] = isBounded(impulse);
-    tail[vectorLength + 1] = simd::largestWord(large) < max16;
+    tail[vectorLength + 1] = fits;
+    tail[vectorLength + 2] = fits && simd::largestWord(large) < max16;
     std::memcpy(octets + offsetof(CodebookState, impulse), tail, sizeof tail);
     return ryxStsOk;
 }

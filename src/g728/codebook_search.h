@@ -39,7 +39,7 @@ inline Vector shapeSamples(size_t shape) {
 }
 
 // Index of the magnitude in whose cell the quotient of correlation and energy falls. The boundaries rise.
-inline int gainOf(int32_t correlation, int energy) {
+inline int gainOf(int32_t correlation, int64_t energy) {
     int index = 0;
     for (int i = 0; i < 3; i++)
         index += correlation > gainMagnitudes[i].boundary * energy ? 1 : 0;
@@ -116,8 +116,9 @@ struct CodebookState {
     int16_t energies[shapes], weights[shapes], thresholds[shapes];
     int16_t impulse[vectorLength];
     int16_t bounded;       // what isBounded() says
-    int16_t weighted;      // whether all weights fit 16 bits
-    int16_t reserved[257]; // the block keeps its size
+    int16_t fits;          // whether all energies fit 16 bits
+    int16_t weighted;      // and all weights
+    int16_t reserved[256]; // the block keeps its size
 };
 static_assert(sizeof(CodebookState) == 1296);
 
@@ -156,6 +157,7 @@ public:
     void energies(int16_t *all) const {
         std::memcpy(all, octets_ + offsetof(CodebookState, energies), sizeof CodebookState::energies);
     }
+    bool fits() const { return flag(offsetof(CodebookState, fits)); }
     bool isWeighted() const { return flag(offsetof(CodebookState, weighted)); }
 
     // The impulse response, zeros behind it, and whether it is bounded.
@@ -331,9 +333,37 @@ private:
     alignas(16) int16_t measures_[shapes];
 };
 
+// The choice where the impulse response gives filtered shapes or their energies more than 16 bits: one by one, from the
+// response itself. In the encoder it does so now and then, between the adaptation of the weighting filter to a loud onset and
+// that of the predictor.
+[[gnu::noinline, gnu::cold]] inline Choice chooseWidely(const int16_t *impulse, const int16_t *backward) {
+    Choice best = {0, 0, max32};
+    for (int shape = 0; shape < shapes; shape++) {
+        int64_t energy = 0;
+        for (int n = 0; n < vectorLength; n++) {
+            int32_t sum = 0;
+            for (int m = 0; m <= n; m++)
+                sum += shapeSample(shape, m) * impulse[n - m];
+            energy += int64_t{sum >> 14} * (sum >> 14);
+        }
+        energy >>= 15;
+        const int32_t correlation = correlationOf(shape, backward), magnitude = std::abs(correlation);
+        const int gain = gainOf(magnitude, energy);
+        const GainMagnitude &g = gainMagnitudes[gain];
+        const int64_t distortion = g.square * energy - g.gain * std::min<int32_t>(magnitude >> 14, max16);
+        if (distortion < best.distortion)
+            best = {shape, gain + (correlation <= 0 ? 4 : 0), static_cast<int32_t>(distortion)};
+    }
+    return best;
+}
+
 inline Choice chooseOfAll(StateView state, Vector backward) {
-    int16_t words[vectorLength], energies[shapes];
+    int16_t words[vectorLength], impulse[8], energies[shapes];
     storeFive(words, backward);
+    if (!state.fits()) {
+        simd::store(impulse, state.impulse());
+        return chooseWidely(impulse, words);
+    }
     state.energies(energies);
     const int shape = closestOfAll(words, energies);
     return {shape, gainIndexOf(correlationOf(shape, words), energies[shape]), 0};

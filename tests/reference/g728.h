@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/fixed_point.h"
+#include "g728/tables.h"
 
 namespace reference::g728 {
 
@@ -135,6 +136,53 @@ inline int16_t limited(int64_t x) {
 // x >> shift, rounded and limited.
 inline int16_t rounded(int64_t x, int shift) {
     return limited((x + (1 << (shift - 1))) >> shift);
+}
+
+// Energies of the filtered shapes, exactly.
+inline std::vector<int64_t> energies(const int16_t *impulse) {
+    std::vector<int64_t> all;
+    for (const auto &shape : ryxsc::g728::singleShapes.samples) {
+        int64_t sum = 0;
+        for (int n = 0; n < 5; n++) {
+            int64_t x = 0;
+            for (int m = 0; m <= n; m++)
+                x += shape[m] * impulse[n - m];
+            sum += (x >> 14) * (x >> 14);
+        }
+        all.push_back(sum >> 15);
+    }
+    return all;
+}
+
+// Index of shape and gain: 8 times the shape, 4 for a negative gain, and its magnitude.
+inline int codebookSearch(const int16_t *target, int exponent, const int16_t *impulse,
+                          const std::vector<int64_t> &energies) {
+    int64_t backward[5], smallest = max32;
+    for (int n = 0; n < 5; n++) {
+        int64_t sum = 0;
+        for (int m = n; m < 5; m++)
+            sum += impulse[m - n] * target[m];
+        sum = sat32(sum);
+        backward[n] =
+            limited(exponent >= -6 ? shifted(sum, exponent + 6) : sat32(sum * (int64_t{1} << -(exponent + 6))));
+    }
+    int index = 0;
+    for (size_t j = 0; j < energies.size(); j++) {
+        int64_t correlation = 0;
+        for (int n = 0; n < 5; n++)
+            correlation += ryxsc::g728::singleShapes.samples[j][n] * backward[n];
+        const int64_t magnitude = std::abs(correlation), energy = energies[j];
+        int gain = 0;
+        while (gain < 3 && magnitude > ryxsc::g728::gainMagnitudes[gain].boundary * energy)
+            gain++;
+        const auto &g = ryxsc::g728::gainMagnitudes[gain];
+        const int64_t distortion = g.square * energy - g.gain * std::min<int64_t>(magnitude >> 14, max16);
+        if (distortion < smallest) {
+            smallest = distortion;
+            index = static_cast<int>(8 * j) + gain + (correlation <= 0 ? 4 : 0);
+        }
+    }
+    return index;
 }
 
 // Long-term and short-term post-filter; memories in time order.
