@@ -15,7 +15,12 @@ namespace ryxsc::g728 {
 inline constexpr int vectorLength = 5;
 inline constexpr int cycleVectors = 4, cycleLength = cycleVectors * vectorLength; // of an adaptation cycle
 inline constexpr int synthesisOrder = 50;
-inline constexpr int order = 10; // of the log-gain predictor, the weighting filter and the post-filter
+inline constexpr int order = 10;                // of the log-gain predictor, the weighting filter and the post-filter
+inline constexpr int minLag = 20, maxLag = 140; // of the pitch
+
+constexpr bool isLag(int lag) {
+    return lag >= minLag && lag <= maxLag;
+}
 
 // Any count; from 31 on only the sign is left.
 constexpr int32_t shiftRight(int32_t x, int count) {

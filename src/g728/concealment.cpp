@@ -111,7 +111,7 @@ ryxStatus ryxsConcealmentInit_G728_16s_u8(ConcealmentState_G728 *block) {
 
 ryxStatus ryxsConcealmentSetup_G728_16s_u8(int elapsed, int16_t tap, int16_t lag, ConcealmentState_G728 *block) {
     if (anyNull(block)) return ryxStsNullPtr;
-    if (elapsed < 0 || lag < 20 || lag > 140) return ryxStsOutOfRange;
+    if (elapsed < 0 || !isLag(lag)) return ryxStsOutOfRange;
     auto state = loadBlock<State>(block);
     if (elapsed == 0) {
         state.voiced = tap > 7022;

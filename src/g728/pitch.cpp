@@ -15,16 +15,11 @@ using simd::Vector;
 
 namespace {
 
-constexpr int minLag = 20, maxLag = 140;
 constexpr int window = 100;
 constexpr int historyLength = 240;
 constexpr int decimation = 4;
 constexpr int decimatedWindow = window / decimation, decimatedLength = historyLength / decimation;
 constexpr int reach = 6; // how far the lag may have moved without a look at its old neighbourhood
-
-bool isLag(int lag) {
-    return lag >= minLag && lag <= maxLag;
-}
 
 // Sum of the newest `len` samples times those `lag` before them; x points behind the newest one.
 int64_t sumAtLag(const int16_t *x, int len, int lag) {

@@ -16,15 +16,11 @@ using simd::Vector;
 
 namespace {
 
-constexpr int order = 10;
+using g728::order;
 constexpr int fractionBits = 14;
 constexpr int samplesPerChunk = 160;
 
-struct State {
-    int16_t inputs[order], reserved1[6]; // newest first
-    int16_t outputs[order], reserved2[6];
-};
-static_assert(sizeof(State) == 64);
+using State = g728::PoleZeroState;
 
 // A chunk of inputs or outputs in time order, behind a zero and the history, which in the state has the newest in front.
 class Signal {

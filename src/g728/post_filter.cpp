@@ -22,12 +22,8 @@ struct State {
 };
 static_assert(sizeof(State) == 40);
 
-constexpr int minLag = 20, maxLag = 140;
 constexpr int halfCycle = 2 * vectorLength; // in which the long-term filter stays the same
 
-bool isLag(int lag) {
-    return lag >= minLag && lag <= maxLag;
-}
 bool isFraction(int fraction) {
     return fraction >= 0 && fraction <= 15;
 }

@@ -332,12 +332,6 @@ Response loadNewest(const SynthesisFilterState_G728 *block) {
     saveNewest(response.samples, *exponent, block);
 }
 
-// Memory of the pole-zero filter, as ryxsIIR16s_G728_16s() documents it.
-struct WeightingState {
-    int16_t inputs[order], reserved1[6]; // newest first
-    int16_t outputs[order], reserved2[6];
-};
-
 } // namespace
 
 ryxStatus ryxsSynthesisFilterGetStateSize_G728_16s_u8(int *size) {
@@ -410,8 +404,8 @@ ryxStatus ryxsWeightedZeroInput_G728_16s_u8(const int16_t *coefficients, const S
     const Vector before = reversedFive(rowInQ2<1>(block)), oldest = reversedFive(rowInQ2<2>(block));
     Ten inputs(_mm_or_si128(before, _mm_slli_si128(oldest, 10)), _mm_srli_si128(oldest, 6));
     auto *const octets = reinterpret_cast<unsigned char *>(weighting);
-    auto *const pastInputs = octets + offsetof(WeightingState, inputs);
-    auto *const pastOutputs = octets + offsetof(WeightingState, outputs);
+    auto *const pastInputs = octets + offsetof(PoleZeroState, inputs);
+    auto *const pastOutputs = octets + offsetof(PoleZeroState, outputs);
     Ten outputs(pastOutputs);
     Vector samples = _mm_and_si128(rowInQ2<0>(block), _mm_setr_epi16(-1, -1, -1, -1, -1, 0, 0, 0));
     if (!WeightingFilter(coefficients).apply(samples, inputs, outputs)) [[unlikely]] {
@@ -444,7 +438,7 @@ ryxStatus ryxsWeightedZeroState_G728_16s_u8(const int16_t *coefficients, const i
     if (exponent <= 2 - 16) reversed = _mm_adds_epi16(reversed, reversed);
     const Vector left = _mm_cvtsi32_si128(std::clamp(2 - exponent, 0, 15));
     const Vector right = _mm_cvtsi32_si128(std::max(exponent - 2, 0));
-    auto *const outputs = reinterpret_cast<unsigned char *>(weighting) + offsetof(WeightingState, outputs);
+    auto *const outputs = reinterpret_cast<unsigned char *>(weighting) + offsetof(PoleZeroState, outputs);
     const auto added = [=](Vector x, Vector output) {
         return _mm_add_epi32(_mm_sra_epi32(_mm_sll_epi32(x, left), right), simd::frontDwords(output));
     };

@@ -11,6 +11,13 @@
 
 namespace ryxsc::g728 {
 
+// Memory of the pole-zero filter, as ryxsIIR16s_G728_16s() documents it.
+struct PoleZeroState {
+    int16_t inputs[order], reserved1[6]; // newest first
+    int16_t outputs[order], reserved2[6];
+};
+static_assert(sizeof(PoleZeroState) == 64);
+
 // Ten words, the newest sample or first coefficient in front, in two vectors.
 struct Ten {
     simd::Vector front, back; // words 0 to 7; 8 and 9 with zeros behind
@@ -34,11 +41,7 @@ struct Ten {
     }
 };
 
-// Five words in reverse order, zeros behind them: from memory, or from registers, which spares the wait for memory that was
-// written word by word.
-inline simd::Vector reversedVector(const int16_t *x) {
-    return reversedFive(loadFive(x));
-}
+// Outputs of a vector.
 struct VectorOutputs {
     int64_t values[vectorLength]; // of 16 bits
 
