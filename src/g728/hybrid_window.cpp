@@ -36,6 +36,11 @@ constexpr Layout synthesisLayout = {synthesisOrder, 20, 35, 2};
 constexpr Layout weightingLayout = {order, 20, 30, 1};
 constexpr Layout logGainLayout = {order, 4, 20, 2};
 
+// x / 2, rounded up: pmulhrsw gives (2^14 x + 2^14) >> 15.
+Vector halvedWords(Vector x) {
+    return _mm_mulhrs_epi16(x, simd::words(1 << 14));
+}
+
 // A windowed signal in time order and its correlations. Lags stand side by side in the dwords of a vector: a pair of
 // neighbouring samples, in all lanes, times the pairs before it at each of four lags.
 template <const Layout &layout> class Windowed {
@@ -71,11 +76,11 @@ public:
         // From pair t - 3, which is entry t - 2 of the first array and entry t of the second.
         const auto accumulate = [&](const int32_t *pairs) __attribute__((always_inline)) {
             asm("" : "+r"(pairs)); // or vectors would be kept for the next step, for which there is no room
-            Vector pair = _mm_shuffle_epi32(simd::loadAligned(pairs), _MM_SHUFFLE(3, 3, 3, 3));
+            const Vector pair = _mm_shuffle_epi32(simd::loadAligned(pairs), _MM_SHUFFLE(3, 3, 3, 3));
 #pragma GCC unroll 13
             for (int g = 0; g < groups; g++) {
                 Vector sum = _mm_add_epi32(partial[g], _mm_madd_epi16(pair, simd::loadAligned(pairs - 4 * g)));
-                finishBefore(sum, pair);
+                finishHere(sum);
                 partial[g] = sum;
             }
         };
@@ -99,15 +104,22 @@ private:
     alignas(16) int32_t pairs_[2][length + 4]; // pair t - 1 of the samples t - 1 and t is entry t, or t + 2
 };
 
-// Upper halves, rounded, of the sums shifted left by `shift`, limited.
-template <int groups> void normalisedHalves(const Vector *sums, int shift, int16_t *dst) {
-    const auto put = [=](auto upper) {
+// Upper halves, rounded, of the sums shifted left by `shift`, limited: `len` of them.
+template <int len> [[gnu::always_inline]] inline void normalisedHalves(const Vector *sums, int shift, int16_t *dst) {
+    constexpr int groups = (len + 3) / 4;
+    const auto put = [=](auto upper) __attribute__((always_inline)) {
+#pragma GCC unroll 7
         for (int g = 0; g < groups; g += 2) {
             const Vector x = _mm_packs_epi32(upper(sums[g]), upper(sums[std::min(g + 1, groups - 1)]));
-            if (g + 1 < groups)
+            if (g + 1 < groups) {
                 simd::store(dst + 4 * g, x);
-            else
+            } else if (len % 4 == 0) {
                 simd::store64(dst + 4 * g, x);
+            } else {
+                static_assert(len % 4 == 0 || (len % 4 == 3 && groups % 2 == 1));
+                simd::store32(dst + 4 * g, x);
+                simd::storeWord(dst + 4 * g + 2, _mm_srli_epi64(x, 32));
+            }
         }
     };
     if (shift <= 15) [[likely]] { // the packing limits
@@ -138,7 +150,7 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
         }
     }
     const int n0 = normalisation(_mm_cvtsi128_si32(sums[0]), 32);
-    normalisedHalves<groups>(sums, n0, state.words);
+    normalisedHalves<4 * groups>(sums, n0, state.words);
 
     nr = std::min(nr, na) + n0 - 1;
     w.template correlate<layout.lags + layout.entering, layout.nonRecursive>(sums);
@@ -152,10 +164,8 @@ bool analyse(const Windowed<layout> &w, int exponent, int largestExponent, State
     const int32_t energy = _mm_cvtsi128_si32(sums[0]);
     const int32_t raised = sat32(int64_t{energy} + (energy >> 8)); // white noise
     const int n1 = normalisation(raised, 32);
-    alignas(16) int16_t correlations[4 * groups];
-    normalisedHalves<groups>(sums, n1, correlations);
-    correlations[0] = roundUpper(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
-    std::copy_n(correlations, layout.lags + 1, dst);
+    normalisedHalves<layout.lags + 1>(sums, n1, dst);
+    dst[0] = roundUpper(static_cast<int32_t>(static_cast<uint32_t>(raised) << n1));
     state.words[State::exponent] = asExponent(std::min(nr, largestExponent));
     static_assert(layout.lags % 4 == 2);
     return _mm_cvtsi128_si32(_mm_unpackhi_epi64(sums[groups - 1], sums[groups - 1])) != 0;
@@ -192,7 +202,7 @@ template <const Layout &layout> ryxStatus hybridWindow(const int16_t *src, const
         const Vector left = _mm_cvtsi32_si128(shift + 1);
         put([=](Vector x, Vector w) {
             const Vector doubled = _mm_mulhi_epi16(_mm_sll_epi16(x, left), w);
-            return _mm_srai_epi16(_mm_add_epi16(doubled, simd::words(1)), 1);
+            return halvedWords(doubled);
         });
     } else {
         const Vector right = _mm_cvtsi32_si128(-shift);
@@ -232,18 +242,20 @@ ryxStatus ryxsHybridWindowSynthesis_G728_16s_u8(const int16_t *src, const int16_
     Windowed<synthesisLayout> windowed;
     // Each vector as the first five of eight words; the next one covers the others.
     const auto put = [&](auto rounded) {
-        for (int v = 0; v < vectors; v++) {
-            const bool last = v == vectors - 1;
-            const Vector x = last ? _mm_srli_si128(simd::load(src + len - 8), 6) : simd::load(src + vectorLength * v);
+        const auto putOne = [&](int v, Vector x) __attribute__((always_inline)) {
             windowed.put(vectorLength * v,
                          rounded(x, simd::load(synthesisWindow + vectorLength * v), exponents[v] - common));
-        }
+        };
+#pragma GCC unroll 5
+        for (int v = 0; v < vectors - 1; v++)
+            putOne(v, simd::load(src + vectorLength * v));
+        putOne(vectors - 1, _mm_srli_si128(simd::load(src + len - 8), 6));
     };
     // 2 P >> shift, and from that the upper half, rounded: P >> (shift + 14), and half of that, rounded.
     if (usedBits<len>(src) < 1 << 13) [[likely]] {
         put([](Vector x, Vector w, int shift) {
             const Vector doubled = _mm_sra_epi16(_mm_mulhi_epi16(_mm_slli_epi16(x, 2), w), _mm_cvtsi32_si128(shift));
-            return _mm_srai_epi16(_mm_add_epi16(doubled, simd::words(1)), 1);
+            return halvedWords(doubled);
         });
     } else {
         put([](Vector x, Vector w, int shift) {

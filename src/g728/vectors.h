@@ -9,9 +9,9 @@
 
 namespace ryxsc::g728 {
 
-// Finishes x before anything that uses `next` begins: sums that fill all registers have none for products ahead of them.
-inline void finishBefore(simd::Vector &x, simd::Vector &next) {
-    asm("" : "+x"(x), "+x"(next));
+// Finishes x before anything more is loaded: sums that fill all registers have none for products ahead of them.
+inline void finishHere(simd::Vector &x) {
+    asm volatile("" : "+x"(x) : : "memory");
 }
 
 // x / 2, rounded up.
