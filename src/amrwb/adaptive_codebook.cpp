@@ -66,7 +66,7 @@ struct Candidate {
 // high(2 * (x / 2 - gain * y)), truncated. The gain is at most 19661: half the sum fits 31 bits, and it saturates where the
 // recommendation's steps do.
 void removeContribution(const int16_t *x, const int16_t *y, int16_t gain, int16_t *rest) {
-    const Vector factors = _mm_unpacklo_epi16(simd::words(16384), simd::words(static_cast<int16_t>(-gain)));
+    const Vector factors = simd::wordPairs(16384, static_cast<int16_t>(-gain));
     for (int i = 0; i < subframeLength; i += 8) {
         const Vector a = simd::load(x + i), b = simd::load(y + i);
         const Vector front = _mm_madd_epi16(_mm_unpacklo_epi16(a, b), factors);

@@ -141,7 +141,7 @@ inline int largestMagnitude(const int16_t *x, int len) {
 // as the factor is not -32768.
 inline Vector addProduct(Vector x, Vector y, int16_t factor) {
     const Vector zero = _mm_setzero_si128(), one = simd::words(1);
-    const Vector factors = _mm_unpacklo_epi16(simd::words(factor), simd::words(0x4000));
+    const Vector factors = simd::wordPairs(factor, 0x4000);
     const Vector front = _mm_add_epi32(_mm_srai_epi32(_mm_unpacklo_epi16(zero, x), 1),
                                        _mm_madd_epi16(_mm_unpacklo_epi16(y, one), factors));
     const Vector back = _mm_add_epi32(_mm_srai_epi32(_mm_unpackhi_epi16(zero, x), 1),

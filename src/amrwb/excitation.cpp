@@ -60,8 +60,8 @@ ryxStatus ryxsExcitation_AMRWB_16s_u8(const int16_t *vector, int pitchGain, cons
     // With 2^5 times the product of code and gain within 2^30, half of the sum stays within 31 bits, and it saturates
     // where the recommendation's steps do.
     if (largestMagnitude(code, subframeLength) * std::abs(int{gain}) < 1 << 25) {
-        const Vector gains = _mm_unpacklo_epi16(simd::words(gain), _mm_setzero_si128());
-        const Vector pitches = _mm_unpacklo_epi16(simd::words(pitch), simd::words(0x2000));
+        const Vector gains = simd::wordPairs(gain, 0);
+        const Vector pitches = simd::wordPairs(pitch, 0x2000);
         const Vector one = simd::words(1);
         for (int i = 0; i < subframeLength; i += 8) {
             const Vector c = simd::load(code + i), v = simd::load(vector + i);

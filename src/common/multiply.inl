@@ -30,8 +30,7 @@ private:
 class ScaledByConstant {
 public:
     ScaledByConstant(int16_t factor, int sf)
-        : pair_(_mm_unpacklo_epi16(simd::words(factor), simd::words(wrap16(-roundingConstant(sf))))),
-          shift_(_mm_cvtsi32_si128(sf)) {}
+        : pair_(simd::wordPairs(factor, wrap16(-roundingConstant(sf)))), shift_(_mm_cvtsi32_si128(sf)) {}
 
     simd::Vector operator()(simd::Vector x) const {
         const simd::Vector minusOnes = simd::words(-1);

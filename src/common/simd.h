@@ -50,6 +50,10 @@ inline void storeWord(int16_t *to, Vector x) {
 inline Vector words(int16_t x) {
     return _mm_set1_epi16(x);
 }
+// Words x and y in all dwords, as factors of _mm_madd_epi16().
+inline Vector wordPairs(int16_t x, int16_t y) {
+    return _mm_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(y) << 16 | static_cast<uint16_t>(x)));
+}
 inline Vector dwords(int32_t x) {
     return _mm_set1_epi32(x);
 }

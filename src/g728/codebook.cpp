@@ -26,8 +26,8 @@ Vector limitedPairs(Vector x, Vector y) {
 class FilteredEnergy {
 public:
     explicit FilteredEnergy(const int16_t *h)
-        : h0_(pairs(h[0], 0)), h1_(pairs(h[1], h[0])), h2_(pairs(h[2], h[1])), h3_(pairs(h[3], h[2])),
-          h4_(pairs(h[4], h[3])) {}
+        : h0_(simd::wordPairs(h[0], 0)), h1_(simd::wordPairs(h[1], h[0])), h2_(simd::wordPairs(h[2], h[1])),
+          h3_(simd::wordPairs(h[3], h[2])), h4_(simd::wordPairs(h[4], h[3])) {}
 
     // Words, of eight shapes from the given one on.
     Vector ofEight(int shape) const {
@@ -59,7 +59,6 @@ private:
         }
     };
 
-private:
     Vector h0_, h1_, h2_, h3_, h4_;
 };
 

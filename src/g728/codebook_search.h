@@ -21,11 +21,6 @@ inline int16_t shapeSample(int shape, int n) {
     return shapeCodebook[shape >> 2][n >> 1][shape & 3][n & 1];
 }
 
-// Words x and y in all dwords.
-inline Vector pairs(int16_t x, int16_t y) {
-    return _mm_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(y) << 16 | static_cast<uint16_t>(x)));
-}
-
 inline int32_t correlationOf(int shape, const int16_t *backward) {
     int32_t sum = 0;
     for (int n = 0; n < vectorLength; n++)
@@ -54,7 +49,8 @@ inline int gainIndexOf(int32_t correlation, int energy) {
 class Correlation {
 public:
     explicit Correlation(const int16_t *backward)
-        : b01_(pairs(backward[0], backward[1])), b23_(pairs(backward[2], backward[3])), b4_(pairs(backward[4], 0)) {}
+        : b01_(simd::wordPairs(backward[0], backward[1])), b23_(simd::wordPairs(backward[2], backward[3])),
+          b4_(simd::wordPairs(backward[4], 0)) {}
 
     Vector operator()(const int16_t (&group)[3][shapesPerGroup][2]) const {
         return _mm_add_epi32(_mm_add_epi32(_mm_madd_epi16(simd::loadAligned(group[0]), b01_),
@@ -115,10 +111,9 @@ inline int closestOfAll(const int16_t *backward, const int16_t *energies) {
 struct CodebookState {
     int16_t energies[shapes], weights[shapes], thresholds[shapes];
     int16_t impulse[vectorLength];
-    int16_t bounded;       // what isBounded() says
-    int16_t fits;          // whether all energies fit 16 bits
-    int16_t weighted;      // and all weights
-    int16_t reserved[256]; // the block keeps its size
+    int16_t bounded;  // what isBounded() says
+    int16_t fits;     // whether all energies fit 16 bits
+    int16_t weighted; // and all weights
 };
 static_assert(sizeof(CodebookState) == 1296);
 

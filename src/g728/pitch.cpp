@@ -29,11 +29,6 @@ int64_t sumAtLag(const int16_t *x, int len, int lag) {
     return sum;
 }
 
-// Words x and y in all dwords.
-Vector wordPairs(int16_t x, int16_t y) {
-    return _mm_unpacklo_epi16(simd::words(x), simd::words(y));
-}
-
 struct LagPeak {
     int lag;
     int64_t value;
@@ -232,8 +227,8 @@ ryxStatus ryxsDecimationFilter_G728_16s_u8(const int16_t *src, int16_t *dst, int
     // The magnitudes of the zeros' factors sum up to less than 2^16, so that 32 bits will do; then to less than 2^25, with
     // less than 2^31 - 2^29 for the poles.
     alignas(16) int32_t zeros[cycleLength]; // and the rounding
-    const Vector c01 = wordPairs(decimationZeros[0], decimationZeros[1]);
-    const Vector c23 = wordPairs(decimationZeros[2], decimationZeros[3]);
+    const Vector c01 = simd::wordPairs(decimationZeros[0], decimationZeros[1]);
+    const Vector c23 = simd::wordPairs(decimationZeros[2], decimationZeros[3]);
     for (int n = 0; n < cycleLength; n += 4) {
         const auto pairs = [=](int back) {
             return _mm_unpacklo_epi16(simd::load64(src + n - back), simd::load64(src + n - back - 1));

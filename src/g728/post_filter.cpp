@@ -47,10 +47,7 @@ struct LongTerm {
         const int half = n / halfCycle;
         return int64_t{gains[half]} * src[n] + pitchGains[half] * speech[n - lags[half]];
     }
-    // (gain, pitch gain) in all dwords.
-    Vector factors(int half) const {
-        return _mm_unpacklo_epi16(simd::words(gains[half]), simd::words(pitchGains[half]));
-    }
+    Vector factors(int half) const { return simd::wordPairs(gains[half], pitchGains[half]); }
     // Whether a rounded sum fits 32 bits.
     bool fits(int half) const { return std::abs(gains[half]) + std::abs(pitchGains[half]) < 65536; }
 };

@@ -102,9 +102,7 @@ private:
     // energy * squares - square * energies > 0. The products of 16-bit words differ by less than 2^31, since no square is
     // -32768.
     unsigned better(simd::Vector squares, simd::Vector energies) const {
-        const simd::Vector factors =
-            _mm_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(energy)) |
-                                                static_cast<uint32_t>(static_cast<uint16_t>(-square)) << 16));
+        const simd::Vector factors = simd::wordPairs(energy, static_cast<int16_t>(-square));
         const simd::Vector zero = _mm_setzero_si128();
         const simd::Vector low = _mm_madd_epi16(_mm_unpacklo_epi16(squares, energies), factors);
         const simd::Vector high = _mm_madd_epi16(_mm_unpackhi_epi16(squares, energies), factors);
