@@ -256,11 +256,11 @@ ryxStatus ryxsCodebookEnergy_G728_16s(const int16_t *impulse, int16_t *energies)
 ryxStatus ryxsCodebookSearch_G728_16s(const int16_t *target, int16_t exponent, const int16_t *impulse,
                                       const int16_t *energies, int16_t *shape, int16_t *gainIndex);
 
-/** What searches of the codebook with one impulse response share: an opaque block of 1296 bytes at any address. */
+/** What searches of the codebook with one impulse response share: an opaque block of 784 bytes at any address. */
 typedef struct CodebookState_G728 CodebookState_G728;
 
 /**
- * @brief Reports the size of the codebook's block: 1296 bytes.
+ * @brief Reports the size of the codebook's block: 784 bytes.
  * @param[out] size number of bytes
  * @return #ryxStsOk, or #ryxStsNullPtr
  */
@@ -269,7 +269,7 @@ ryxStatus ryxsCodebookGetStateSize_G728_16s(int *size);
 /**
  * @brief Filters the shapes (G.728 Annex G, blocks 14 and 15), for ryxsCodebookSearchFiltered_G728_16s().
  * @param[in]  impulse impulse response, 5 samples in Q13, from ryxsImpulseResponse_G728_16s()
- * @param[out] state   block of 1296 bytes, which needs no other initialisation
+ * @param[out] state   block of 784 bytes, which needs no other initialisation
  * @return #ryxStsOk; #ryxStsNullPtr
  */
 ryxStatus ryxsCodebookSetFilter_G728_16s(const int16_t *impulse, CodebookState_G728 *state);

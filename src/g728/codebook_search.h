@@ -115,7 +115,7 @@ struct CodebookState {
     int16_t fits;     // whether all energies fit 16 bits
     int16_t weighted; // and all weights
 };
-static_assert(sizeof(CodebookState) == 1296);
+static_assert(sizeof(CodebookState) == 784);
 
 // Weights and thresholds of four shapes, from their energies and scaled norms. The processor's estimate of a reciprocal square
 // root is off by up to 1.5 * 2^-12; factors that are off by 2^-11 to the safe side make up for that and all roundings, so that

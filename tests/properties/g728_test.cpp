@@ -210,7 +210,7 @@ TEST(G728, HybridWindowOfTheSynthesisFilterEqualsThePlainForm) {
 // Energies beyond 16 bits are limited where they have to be handed over, and nowhere else.
 TEST(G728, BothSearchesOfTheCodebookEqualThePlainForm) {
     std::mt19937 random(63);
-    uint8_t octets[1297];
+    uint8_t octets[785];
     int beyond = 0;
     for (int i = 0; i < 3000; i++) {
         auto *const state = reinterpret_cast<CodebookState_G728 *>(octets + i % 2);
