@@ -3,7 +3,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 
 #include "common/simd.h"
@@ -43,19 +42,12 @@ struct DelayedExcitation {
     }
 };
 
-inline void predictInOrder(const DelayedExcitation &delayed, const int16_t *gains, int16_t *dst) {
-    for (int i = 0; i < subframeLength; i++)
-        dst[i] = round(L_shl(dotProduct(delayed.words + i, gains, pitchTaps), 1));
-}
-
-// The predictor's output with the gains of one vector. Where their magnitudes sum up to less than 2^15, no sum of doubled
-// products saturates, and with the sum S of the undoubled ones round(L_shl(2 S, 1)) = sat16((S + 2^13) >> 14).
+// The predictor's output with the gains of one vector. The magnitudes of the first four sum up to less than 2^15, and so is
+// that of the last one: of the sums of doubled products only the last one can saturate, where the output does so, too, and
+// no sum S of undoubled ones leaves 32 bits. round(L_shl(2 S, 1)) = sat16((S + 2^13) >> 14).
 inline void predict(const DelayedExcitation &delayed, const PitchGains &gains, int16_t *dst) {
     using simd::Vector;
-    const int16_t *g = gains.value;
-    if (std::abs(g[0]) + std::abs(g[1]) + std::abs(g[2]) + std::abs(g[3]) + std::abs(g[4]) > max16)
-        return predictInOrder(delayed, g, dst);
-    const Vector all = simd::loadAligned(g);
+    const Vector all = simd::loadAligned(gains.value);
     const Vector first = _mm_shuffle_epi32(all, 0x00), second = _mm_shuffle_epi32(all, 0x55),
                  last = _mm_shuffle_epi32(all, 0xaa);
     const Vector rounding = simd::dwords(1 << 13);

@@ -269,11 +269,15 @@ constexpr int16_t vectors170[170][pitchTerms] = {
 
 // clang-format on
 
-constexpr bool isLarge(const int16_t *vector) {
+constexpr int sumOfMagnitudes(const int16_t *vector, int count) {
     int sum = 0;
-    for (int j = 0; j < pitchTerms; j++)
+    for (int j = 0; j < count; j++)
         sum += vector[j] < 0 ? -vector[j] : vector[j];
-    return sum >= 1 << 16;
+    return sum;
+}
+
+constexpr bool isLarge(const int16_t *vector) {
+    return sumOfMagnitudes(vector, pitchTerms) >= 1 << 16;
 }
 
 template <class Book, int size> constexpr Book arrange(const int16_t (&vectors)[size][pitchTerms]) {
@@ -298,6 +302,14 @@ template <int size> constexpr GainList<size> gainsOf(const int16_t (&vectors)[si
             list.gains[i].value[j] = vectors[i][j];
     return list;
 }
+
+// What lets predict() do without saturation in order.
+template <int size> constexpr bool onlyLastSumsSaturate(const int16_t (&vectors)[size][pitchTerms]) {
+    for (const int16_t *vector : vectors)
+        if (sumOfMagnitudes(vector, 4) >= 1 << 15 || sumOfMagnitudes(vector + 4, 1) >= 1 << 15) return false;
+    return true;
+}
+static_assert(onlyLastSumsSaturate(vectors85) && onlyLastSumsSaturate(vectors170));
 
 } // namespace
 
