@@ -7,6 +7,7 @@
 #include "amrwb/implementations.h"
 #include "common/checks.h"
 #include "common/double_precision.h"
+#include "common/gain_control.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;
@@ -64,31 +65,15 @@ int32_t inverseRootOf(int32_t x) {
     return L_shl(root.mantissa, root.exponent);
 }
 
-int32_t energyOfQuarter(const int16_t *x) {
-    int16_t quarter[subframeLength];
-    for (int i = 0; i < subframeLength; i += 8)
-        simd::store(quarter + i, _mm_srai_epi16(simd::load(x + i), 2));
-    return macEnergy(quarter, subframeLength).value;
-}
-
 // agc2: signal at the level of the reference, written over the latter.
 void controlGain(const int16_t *signal, int16_t *reference) {
-    int32_t power = energyOfQuarter(signal);
-    if (power == 0) {
+    const int32_t energy = energyOfQuarters<subframeLength>(signal);
+    if (energy == 0) {
         std::copy_n(signal, subframeLength, reference);
         return;
     }
-    int exponent = norm_l(power) - 1;
-    const int16_t out = round(L_shl(power, exponent));
-    int16_t gain = 0;
-    power = energyOfQuarter(reference);
-    if (power != 0) {
-        const int n = norm_l(power);
-        const int16_t in = round(L_shl(power, n));
-        exponent -= n;
-        const int32_t ratio = L_shr(L_shl(div_s(out, in), 7), exponent);
-        gain = round(L_shl(inverseRootOf(ratio), 9));
-    }
+    const int32_t wanted = energyOfQuarters<subframeLength>(reference);
+    const int16_t gain = wanted == 0 ? int16_t{0} : round(L_shl(inverseRootOf(energyRatio(energy, wanted)), 9)); // Q13
     // high(2^3 * signal * gain), saturated
     for (int i = 0; i < subframeLength; i += 8)
         simd::store(reference + i, simd::mulShiftSaturated<13>(simd::load(signal + i), simd::words(gain)));

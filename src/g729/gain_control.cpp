@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive gain control behind the post-filter of ITU-T G.729 (clause 4.2.4).
+#include "common/gain_control.h"
 #include "common/checks.h"
 #include "common/fixed_point.h"
 #include "common/simd.h"
 #include "g729/adaptive_vector.h"
-#include "g729/gain_recursion.h"
 #include "g729/implementations.h"
 
 using namespace ryxsc;

@@ -5,13 +5,12 @@
 #include <utility>
 
 #include "common/checks.h"
+#include "common/gain_control.h"
 #include "common/high_pass_section.h"
-#include "common/inv_sqrt.h"
 #include "common/lp_lanes.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
 #include "g729/adaptive_vector.h"
-#include "g729/gain_recursion.h"
 #include "g729/implementations.h"
 
 using namespace ryxsc;
@@ -163,55 +162,10 @@ void compensateTilt(const int16_t *x, int16_t tilt, int16_t *v) {
     }
 }
 
-// 2 * sum of (x[n] >> 2)^2, saturating.
-int32_t energyOfQuarter(const int16_t *x) {
-    Vector sum = _mm_setzero_si128();
-    for (int n = 0; n < subframe; n += 8) {
-        const Vector quarter = _mm_srai_epi16(simd::load(x + n), 2);
-        sum = _mm_add_epi32(sum, _mm_madd_epi16(quarter, quarter));
-    }
-    return doubled(static_cast<uint32_t>(simd::sumOfDwords(sum)));
+// Brings 40 samples to the level of the reference, both as quarters of their samples.
+template <class Next> GainControl<Next> controlOf(const int16_t *reference, const int16_t *src, int16_t gain) {
+    return {energyOfQuarters<subframe>(src), energyOfQuarters<subframe>(reference), gain};
 }
-
-// Brings 40 samples to the level of the reference, eight at a time.
-class GainControl {
-    // (g * 29491 >> 15) + step; 29491 / 2^15 is 1 - 6554 / 2^16. With a step of 3276 at most no gain leaves 16 bits.
-    struct Next {
-        Vector steps;
-        Vector operator()(Vector g) const {
-            return _mm_add_epi16(_mm_mulhi_epi16(g, simd::words(-6554)), _mm_add_epi16(g, steps));
-        }
-    };
-
-public:
-    // A silent signal stays as it is and clears the gain.
-    GainControl(const int16_t *reference, const int16_t *src, int16_t gain)
-        : GainControl(reference, energyOfQuarter(src), gain) {}
-
-    Vector twoGains() { return recursion_.two(); }
-    Vector eightGains() { return recursion_.eight(); }
-    Vector apply(Vector gains, Vector words) const { // hi(L_shl(2 * g * x, 3)) = sat16(g * x >> 12)
-        return silent_ ? words : simd::mulShiftSaturated<12>(gains, words);
-    }
-    int16_t gain() const { return silent_ ? int16_t{0} : recursion_.latest(); }
-
-private:
-    GainControl(const int16_t *reference, int32_t energy, int16_t gain)
-        : silent_(energy == 0), recursion_(gain, Next{simd::words(silent_ ? int16_t{0} : stepTo(reference, energy))}) {}
-
-    // The root of the ratio of the energies, times 1 - 0.9.
-    static int16_t stepTo(const int16_t *reference, int32_t energy) {
-        const int32_t in = energyOfQuarter(reference);
-        if (in == 0) return 0;
-        const int up = norm_l(energy) - 1, upIn = norm_l(in);
-        const int16_t quotient = div_s(round(L_shl(energy, up)), round(L_shl(in, upIn)));
-        const int32_t ratio = L_shl(L_shl(quotient, 7), upIn - up);
-        return mult(round(L_shl(inverseSqrt(ratio), 9)), 3276);
-    }
-
-    bool silent_;
-    GainRecursion<Next> recursion_;
-};
 
 // Powers of a weighting factor as ryxsMulPowerC_NR_16s_Sfs() forms them, the first one's place left out.
 constexpr std::array<int16_t, 16> powersOf(int16_t factor) {
@@ -304,7 +258,9 @@ public:
         const FilterRun run = recursion(s);
         synthesisInPlaceOfHistory<order>(run.a, run.a[0], run.x, run.y, subframe, 3, beside);
     }
-    GainControl gainControl(int s, int16_t gain) { return {synthesis_ + subframe * s, output(s), gain}; }
+    GainControl<> gainControl(int s, int16_t gain) {
+        return controlOf<NextFromZero>(synthesis_ + subframe * s, output(s), gain);
+    }
     int16_t *output(int s) { return out_ + order + subframe * s; }
 
     void save(int16_t gain) const {
@@ -324,7 +280,7 @@ private:
 // A signal brought to its level two samples at a time, as other chains take their steps; whole blocks of eight go on.
 template <class Use> class Levelling {
 public:
-    Levelling(const GainControl &control, const int16_t *src, Use use) : control_(control), src_(src), use_(use) {}
+    Levelling(const GainControl<> &control, const int16_t *src, Use use) : control_(control), src_(src), use_(use) {}
 
     void pair(int n, int k) { // k = 0 .. 3 of the block from sample n on
         pairs_[k] = control_.twoGains();
@@ -333,7 +289,7 @@ public:
     int16_t gain() const { return control_.gain(); }
 
 private:
-    GainControl control_;
+    GainControl<> control_;
     const int16_t *src_;
     Use use_;
     Vector pairs_[4];
@@ -439,7 +395,7 @@ ryxStatus ryxsShortTermPostFilter_G729A_16s_u8(const int16_t *numerator, const i
 
 ryxStatus ryxsGainControl_G729A_16s_I_u8(const int16_t *reference, int16_t *srcDst, int16_t *gain) {
     if (anyNull(reference, srcDst, gain)) return ryxStsNullPtr;
-    GainControl control(reference, srcDst, *gain);
+    auto control = controlOf<NextOfAny>(reference, srcDst, *gain); // of the caller: it may be below 0
     for (int n = 0; n < subframe; n += 8)
         simd::store(srcDst + n, control.apply(control.eightGains(), simd::load(srcDst + n)));
     *gain = control.gain();

@@ -23,7 +23,7 @@ ryxStatus ryxsPitchEmphasis_GSMAMR_16s_u8(const int16_t *excitation, const int16
         simd::store(emphasised + n, _mm_adds_epi16(scaled, simd::load(excitation + n)));
     }
     if (const int32_t energy = levelEnergy(emphasised); energy != 0) {
-        const simd::Vector gain = simd::words(levelRatio(energy, levelEnergy(excitation)));
+        const simd::Vector gain = simd::words(levelGain(energy, levelEnergy(excitation)));
         for (int n = 0; n < subframeLength; n += 8)
             simd::store(emphasised + n, simd::mulShiftSaturated<12>(simd::load(emphasised + n), gain));
     }

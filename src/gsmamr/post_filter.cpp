@@ -125,77 +125,33 @@ void compensateTilt(const int16_t *residual, const int16_t (&tilts)[subframes], 
     }
 }
 
-// Brings a subframe's output to the level of the input, from sample to sample more: gain = 0.9 * gain + step. With gains of
-// 0..32767 and steps of 0..3275 nothing saturates in the recursion: 29490 + 3275 < 32768. It is as long a chain as the
-// filter that the output comes from, and done in the shade of the next subframe's.
-class GainControl {
-public:
-    explicit GainControl(int16_t gain) : gain_(_mm_cvtsi32_si128(gain)) {}
-
-    // The subframe that the next eights belong to. Where it is silent, it stays as it is, and the gain ends as 0.
-    void start(const int16_t *input, const int16_t *filtered, int16_t *dst) {
-        const int32_t energy = levelEnergy(filtered);
-        isSilent_ = energy == 0;
-        step_ = _mm_cvtsi32_si128(isSilent_ ? int16_t{0} : mult(levelRatio(energy, levelEnergy(input)), 3276));
-        filtered_ = filtered;
-        dst_ = dst;
-    }
-
-    void eight(int n) {
-        if (isSilent_) [[unlikely]]
-            return simd::store(dst_ + n, simd::load(filtered_ + n));
-        const simd::Vector g0 = next(), g1 = next(), g2 = next(), g3 = next();
-        const simd::Vector front = _mm_unpacklo_epi32(_mm_unpacklo_epi16(g0, g1), _mm_unpacklo_epi16(g2, g3));
-        const simd::Vector g4 = next(), g5 = next(), g6 = next(), g7 = next();
-        const simd::Vector back = _mm_unpacklo_epi32(_mm_unpacklo_epi16(g4, g5), _mm_unpacklo_epi16(g6, g7));
-        const simd::Vector gains = _mm_unpacklo_epi64(front, back);
-        simd::store(dst_ + n, simd::mulShiftSaturated<12>(simd::load(filtered_ + n), gains));
-    }
-
-    void end() {
-        if (isSilent_) gain_ = _mm_setzero_si128();
-    }
-
-    int16_t gain() const { return extract_l(_mm_cvtsi128_si32(gain_)); }
-
-private:
-    // (gain * 29491) >> 15
-    simd::Vector next() {
-        gain_ = _mm_add_epi16(_mm_mulhi_epu16(gain_, simd::words(static_cast<int16_t>(2 * 29491))), step_);
-        return gain_;
-    }
-
-    simd::Vector gain_, step_ = _mm_setzero_si128();
-    const int16_t *filtered_ = nullptr;
-    int16_t *dst_ = nullptr;
-    bool isSilent_ = false;
-};
-
 // The residual through the denominators, with the gain control of each subframe beside the next one's filter. Ten samples
 // stand in front of `filtered`.
 void synthesise(const Filters &denominators, const int16_t *residual, const int16_t *input, int16_t *filtered,
                 int16_t *dst, int16_t &gain) {
-    GainControl control(gain);
-    for (int k = 0; k < subframes; k++) {
+    const auto filter = [&](int k, auto beside) {
         const int start = k * subframeLength;
-        const auto filter = [&](auto beside) {
-            simd::Vector ending[2];
-            ryxsc::synthesise<lpOrder>(denominators.a[k], denominators.a[k][0], residual + start, filtered + start,
-                                       subframeLength, filtered + start - lpOrder, 3, ending, beside);
-        };
-        if (k == 0) {
-            filter(NothingBeside());
-        } else {
-            filter([&](int n, int pair) {
-                if (pair == 0) control.eight(n);
-            });
-            control.end();
-        }
-        control.start(input + start, filtered + start, dst + start);
+        synthesisInPlaceOfHistory<lpOrder>(denominators.a[k], denominators.a[k][0], residual + start, filtered + start,
+                                           subframeLength, 3, beside);
+    };
+    const auto controlOf = [&](int k) {
+        const int start = k * subframeLength;
+        return GainControl<>(levelEnergy(filtered + start), levelEnergy(input + start), gain);
+    };
+    const auto level = [&](GainControl<> &control, int n) {
+        simd::store(dst + n, control.apply(control.eightGains(), simd::load(filtered + n)));
+    };
+    filter(0, NothingBeside());
+    for (int k = 1; k < subframes; k++) {
+        GainControl<> control = controlOf(k - 1);
+        filter(k, [&](int n, int pair) {
+            if (pair == 0) level(control, (k - 1) * subframeLength + n);
+        });
+        gain = control.gain();
     }
-    for (int n = 0; n < subframeLength; n += 8)
-        control.eight(n);
-    control.end();
+    GainControl<> control = controlOf(subframes - 1);
+    for (int n = frameLength - subframeLength; n < frameLength; n += 8)
+        level(control, n);
     gain = control.gain();
 }
 
