@@ -260,7 +260,7 @@ ryxStatus ryxsCodebookSearch_G728_16s(const int16_t *target, int16_t exponent, c
 typedef struct CodebookState_G728 CodebookState_G728;
 
 /**
- * @brief Reports the size of the codebook's block: 784 bytes.
+ * @brief Reports the size of the codebook's block: 272 bytes.
  * @param[out] size number of bytes
  * @return #ryxStsOk, or #ryxStsNullPtr
  */

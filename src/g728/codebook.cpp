@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Excitation codebook of ITU-T G.728, Annex G: 128 shapes of five samples, four gains with a sign.
+#include <bit>
 #include <cstddef>
 #include <cstring>
 
@@ -159,27 +160,23 @@ ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookStat
     if (anyNull(impulse, block)) return ryxStsNullPtr;
     auto *const octets = reinterpret_cast<unsigned char *>(block);
     const FilteredEnergy energy(impulse);
-    Vector large = _mm_setzero_si128(), loud = large;
-    for (int shape = 0; shape < shapes; shape += 8) {
-        const Vector words = energy.ofEight(shape), zero = _mm_setzero_si128();
-        const Measure front(_mm_unpacklo_epi16(words, zero), unitShapes.scaledNorms + shape);
-        const Measure back(_mm_unpackhi_epi16(words, zero), unitShapes.scaledNorms + shape + 4);
-        const Vector weights = _mm_packs_epi32(front.weights, back.weights);
-        const auto put = [=](size_t from, Vector x) { simd::store(octets + from + 2 * static_cast<size_t>(shape), x); };
-        put(offsetof(CodebookState, energies), words);
-        put(offsetof(CodebookState, weights), weights);
-        put(offsetof(CodebookState, thresholds), _mm_packs_epi32(front.thresholds, back.thresholds));
-        large = _mm_max_epi16(large, weights);
-        loud = _mm_max_epi16(loud, words);
+    Vector energies[shapes / 8], loud = _mm_setzero_si128();
+    for (int g = 0; g < shapes / 8; g++) {
+        energies[g] = energy.ofEight(8 * g);
+        loud = _mm_max_epi16(loud, energies[g]);
     }
+    const int16_t loudest = simd::largestWord(loud);
     // A sample that was limited, to 32767 or to -32768, gives this energy or more.
     constexpr int16_t limited = max16 * max16 >> 15;
-    const bool fits = simd::largestWord(loud) < limited;
+    const auto shift = static_cast<int16_t>(std::min(std::countl_zero(static_cast<uint16_t>(loudest)), 4));
+    for (size_t g = 0; g < shapes / 8; g++)
+        simd::store(octets + offsetof(CodebookState, energies) + sizeof(Vector) * g,
+                    _mm_sll_epi16(energies[g], _mm_cvtsi32_si128(shift)));
     int16_t tail[vectorLength + 3] = {};
     std::copy_n(impulse, vectorLength, tail);
     tail[vectorLength] = isBounded(impulse);
-    tail[vectorLength + 1] = fits;
-    tail[vectorLength + 2] = fits && simd::largestWord(large) < max16;
+    tail[vectorLength + 1] = loudest < limited;
+    tail[vectorLength + 2] = shift;
     std::memcpy(octets + offsetof(CodebookState, impulse), tail, sizeof tail);
     return ryxStsOk;
 }
@@ -189,7 +186,7 @@ ryxStatus ryxsCodebookSearchFiltered_G728_16s_u8(const int16_t *target, int16_t 
     if (anyNull(target, block, shape, gainIndex)) return ryxStsNullPtr;
     const StateView state(block);
     const Vector backward = convolveBackward(target, exponent, state.impulse(), state.isBounded());
-    const Choice best = state.isWeighted() ? choose(state, backward) : chooseOfAll(state, backward);
+    const Choice best = choose(state, backward);
     *shape = static_cast<int16_t>(best.shape);
     *gainIndex = static_cast<int16_t>(best.gainIndex);
     return ryxStsOk;

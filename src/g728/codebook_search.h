@@ -106,169 +106,123 @@ inline int closestOfAll(const int16_t *backward, const int16_t *energies) {
     return static_cast<int>(simd::smallest(smallest, winners).index);
 }
 
-// What searches with the same impulse response share. A shape of norm n and energy E has the weight n (512 / E)^1/2, rounded
-// up, and the threshold 140 E^1/2, rounded down; they may be off by 2^-10 of themselves. That is what Candidates needs.
+// What searches with the same impulse response share.
 struct CodebookState {
-    int16_t energies[shapes], weights[shapes], thresholds[shapes];
+    uint16_t energies[shapes]; // shifted to the left as far as 16 bits allow, 4 places at most
     int16_t impulse[vectorLength];
-    int16_t bounded;  // what isBounded() says
-    int16_t fits;     // whether all energies fit 16 bits
-    int16_t weighted; // and all weights
+    int16_t bounded; // what isBounded() says
+    int16_t fits;    // whether all energies fit 16 bits; they are worthless if not
+    int16_t shift;   // of the energies
 };
-static_assert(sizeof(CodebookState) == 784);
-
-// Weights and thresholds of four shapes, from their energies and scaled norms. The processor's estimate of a reciprocal square
-// root is off by up to 1.5 * 2^-12; factors that are off by 2^-11 to the safe side make up for that and all roundings, so that
-// nothing that is found depends on it. A shape without energy gets a weight that does not fit.
-struct Measure {
-    Vector weights, thresholds;
-
-    Measure(Vector energies, const float *norms) {
-        const __m128 energy = _mm_max_ps(_mm_cvtepi32_ps(energies), _mm_set1_ps(0.25F));
-        const __m128 inverse = _mm_rsqrt_ps(energy);
-        const __m128 thresholdFactor = _mm_set1_ps(140 * (1 - 0x1p-11F));
-        weights = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_load_ps(norms)));
-        thresholds = _mm_cvtps_epi32(_mm_mul_ps(inverse, _mm_mul_ps(energy, thresholdFactor)));
-    }
-};
+static_assert(sizeof(CodebookState) == 272);
 
 // A state in its place, at any address.
 class StateView {
 public:
     explicit StateView(const void *block) : octets_(static_cast<const unsigned char *>(block)) {}
 
-    // Of the shapes 8 g to 8 g + 7.
-    Vector weights(size_t g) const {
-        return simd::load(octets_ + offsetof(CodebookState, weights) + sizeof(Vector) * g);
+    // Of the shapes 8 g to 8 g + 7, shifted.
+    Vector energies(size_t g) const {
+        return simd::load(octets_ + offsetof(CodebookState, energies) + sizeof(Vector) * g);
     }
-    Vector thresholds(size_t g) const {
-        return simd::load(octets_ + offsetof(CodebookState, thresholds) + sizeof(Vector) * g);
-    }
-
-    // In word 0, with anything in word 1.
+    // In word 0, shifted, with anything in word 1.
     Vector energyAndMore(size_t shape) const {
         return simd::load32(octets_ + offsetof(CodebookState, energies) + sizeof(int16_t) * shape);
     }
-    void energies(int16_t *all) const {
-        std::memcpy(all, octets_ + offsetof(CodebookState, energies), sizeof CodebookState::energies);
-    }
-    bool fits() const { return flag(offsetof(CodebookState, fits)); }
-    bool isWeighted() const { return flag(offsetof(CodebookState, weighted)); }
+    Vector shift() const { return _mm_cvtsi32_si128(word(offsetof(CodebookState, shift))); }
+    bool fits() const { return word(offsetof(CodebookState, fits)) != 0; }
 
     // The impulse response, zeros behind it, and whether it is bounded.
     Vector impulse() const {
         return _mm_srli_si128(_mm_slli_si128(simd::load(octets_ + offsetof(CodebookState, impulse)), 6), 6);
     }
-    bool isBounded() const { return flag(offsetof(CodebookState, bounded)); }
+    bool isBounded() const { return word(offsetof(CodebookState, bounded)) != 0; }
 
 private:
-    bool flag(size_t at) const {
+    int16_t word(size_t at) const {
         int16_t x;
         std::memcpy(&x, octets_ + at, sizeof x);
-        return x != 0;
+        return x;
     }
 
     const unsigned char *octets_;
 };
 
-// Most shapes can be ruled out with 16 bits. A shape of energy E whose correlation is C has the distortion square * E - gain *
-// (|C| >> 14) for one of four gains, and no square is less than gain^2 / 2^15. With G = gain (E / 2^15)^1/2 and H = |C| /
-// (2^15 E)^1/2 the distortion is not below G^2 - 2 G H for some G from G0 on, that of the lowest gain. This means:
-// - It is not below -H^2; and where H is less than G0, not below G0^2 - 2 G0 H, which exceeds -(2 H - 3/4 G0)^2 by the square of
-//   2 H - 5/4 G0. So with m = min(H, 2 H - 3/4 G0) it is not below -m^2, or, where m is negative, not below 0.
-// - A target that is weak for the gain leaves no distortion below 0. Then 3/4 (G0^2 - 2 G0 H)^1/2, a concave function of H, is
-//   not below its chords between H = 0, 3/8 G0 and 1/2 G0: with n = min(3/4 G0 - H, 3/2 G0 - 3 H) the distortion is not below
-//   16/9 n^2 where n is positive.
+// Most shapes can be ruled out with 16 bits. With the lowest gain g and its square s, a shape of energy E and correlation C
+// gains g |C| - s E, in scales left out here, and with each higher one more from a boundary on: the largest of four lines in
+// |C|. What the distortion really falls below 0 comes from one of these lines, and from |C| without its last bits: it is no more
+// than the largest.
 //
-// What is computed is m * 2^(s - 3) and -n * 2^(s - 3), where 2^s scales the target. The correlation with a shape of norm 2^15
-// comes from five rounded products, off by 2.5, of words that are rounded too: the shape's half a unit counts 5/8 at most with
-// samples below 2^13, and the target's, where it is shifted to the right, less than 5^1/2. One more rounding after the product
-// with the weight, and one of the weight itself, that is 6.5 for the H computed. The threshold, 3/4 G0, is off by 1. So m is off
-// by 14 at most and n by 22.
+// What is computed is a quarter of that over g, where the correlation is scaled by 2^(scale - 15): 2^(scale - 3) / g for 1 of a
+// distortion. It is not below the truth by 3 or more:
+// - |C| is off by 5/2 for five rounded products, and by 47018 / 2^15 where the target, shifted to the right, is rounded down. With
+//   4 more it is not below the truth, and it does not exceed 23516 with samples up to 2^14.
+// - The multiples of E are rounded down, from factors rounded down, which makes the measure larger.
+// - The quarter is rounded down, by 3/4 at most, and the three products by 1/2.
+// All slopes together are 1.34, so that everything fits.
 class Candidates {
 public:
     Candidates(StateView state, Vector backward) : state_(state), backward_(backward) {
-        const Vector scale = normalisationCount(backward, 14, largestScale);
-        target_ = shiftedByCount(backward, scale);
-        thresholdShift_ = _mm_sub_epi32(_mm_cvtsi32_si128(largestScale), scale);
+        const Vector largest = _mm_add_epi32(state.shift(), _mm_cvtsi32_si128(2));
+        scale_ = _mm_min_epi16(normalisationCount(backward, 15, 15), largest);
+        energyShift_ = _mm_sub_epi32(largest, scale_);
     }
 
-    // The choice of the smallest distortion, the first of equal ones. Returns false if the measures do not tell.
-    bool find(Choice &best) {
-        largest_ = measureAll([](Vector h, Vector t) { return _mm_sub_epi16(h, _mm_subs_epu16(t, h)); });
-        // The better of two gains around the best one costs less than 0.08 of the distortion, the bend of the bound 0.11.
-        const Vector limits = _mm_sub_epi16(_mm_mulhrs_epi16(largest_, simd::words(31293)), simd::words(14));
-        const auto limit = static_cast<int16_t>(_mm_cvtsi128_si32(limits));
-        if (limit < 1) [[unlikely]]
-            return findWeak(best);
-        best = smallestOf(limits);
-        // No shape below the limit comes as far as this.
-        if (scaled((limit + 14) * (limit + 14)) <= -int64_t{64} * best.distortion) [[likely]]
-            return true;
-        return findFrom(best);
+    // The choice of the smallest distortion, the first of equal ones. What the best shape gains is less than its measure, for all
+    // that the measure has too much and for the last bits of the correlation. Where that is more than expected, so that a shape
+    // that was not looked at may come as far, the search looks again, with a limit that follows from the first choice.
+    Choice find() {
+        const int whole = 1 << (_mm_cvtsi128_si32(scale_) + 1); // the scale is -1 or more
+        int limit = measureAll() - 8 - (whole >> 4);
+        for (;;) {
+            const Choice best = smallestOf(simd::words(static_cast<int16_t>(limit)));
+            const int64_t gained = -int64_t{best.distortion} * whole;
+            constexpr int unit = 16 * 4224; // a measure of 1 is 2^-(scale + 1) of it as a distortion: 4224 is g
+            if (int64_t{limit + error} * unit <= gained) [[likely]]
+                return best;
+            limit =
+                static_cast<int>(gained / unit) - 1 - error; // -4300 or more, as the shifted energies are below 2^16
+        }
     }
 
 private:
-    static constexpr int largestScale = 6;
+    static constexpr int error = 3;
 
-    // Measures of all shapes by their H and thresholds; returns the largest one in all words.
-    template <class Measure> [[gnu::always_inline]] Vector measureAll(Measure measure) {
-        const Vector t0 = simd::broadcastWord<0>(target_), t1 = simd::broadcastWord<2>(target_);
-        const Vector t2 = simd::broadcastWord<4>(target_), t3 = simd::broadcastWord<6>(target_);
-        const Vector t4 = simd::broadcastWord<8>(target_);
+    // Measures of all shapes; returns the largest one.
+    [[gnu::always_inline]] int measureAll() {
+        const Vector target = shiftedByCount(backward_, scale_);
+        const Vector t0 = simd::broadcastWord<0>(target), t1 = simd::broadcastWord<2>(target);
+        const Vector t2 = simd::broadcastWord<4>(target), t3 = simd::broadcastWord<6>(target);
+        const Vector t4 = simd::broadcastWord<8>(target);
+        const auto multiple = [&](size_t i) {
+            return _mm_srl_epi16(simd::loadAligned(gainLines.multiples[i]), energyShift_);
+        };
+        const Vector m0 = multiple(0), m1 = multiple(1), m2 = multiple(2), m3 = multiple(3);
+        const StateView state = state_;
         Vector largest = simd::words(min16);
 #pragma GCC unroll 4
         for (size_t g = 0; g < shapes / 8; g++) {
             const auto product = [&](int n, Vector t) {
-                return _mm_mulhrs_epi16(simd::loadAligned(unitShapes.samples[g][n]), t);
+                return _mm_mulhrs_epi16(simd::loadAligned(shapeGroups.samples[g][n]), t);
             };
+            const auto line = [](size_t i, Vector x) {
+                return _mm_mulhrs_epi16(x, simd::loadAligned(gainLines.slopes[i]));
+            };
+            const auto ofEnergies = [&](Vector m) { return _mm_mulhi_epu16(state.energies(g), m); };
             const Vector sum = _mm_add_epi16(_mm_add_epi16(_mm_add_epi16(product(0, t0), product(1, t1)),
                                                            _mm_add_epi16(product(2, t2), product(3, t3))),
                                              product(4, t4));
-            const Vector measured = measure(_mm_mulhrs_epi16(_mm_abs_epi16(sum), state_.weights(g)),
-                                            _mm_srl_epi16(state_.thresholds(g), thresholdShift_));
+            const Vector c = _mm_add_epi16(_mm_abs_epi16(sum), simd::words(4));
+            Vector measured = _mm_srai_epi16(_mm_sub_epi16(c, ofEnergies(m0)), 2);
+            const Vector first = _mm_subs_epu16(c, ofEnergies(m1));
+            const Vector second = _mm_subs_epu16(first, ofEnergies(m2));
+            const Vector third = _mm_subs_epu16(second, ofEnergies(m3));
+            measured =
+                _mm_add_epi16(_mm_add_epi16(measured, line(0, first)), _mm_add_epi16(line(1, second), line(2, third)));
             simd::store(measures_ + 8 * g, measured);
             largest = _mm_max_epi16(largest, measured);
         }
-        largest = _mm_max_epi16(largest, _mm_shuffle_epi32(largest, _MM_SHUFFLE(1, 0, 3, 2)));
-        largest = _mm_max_epi16(largest, _mm_shuffle_epi32(largest, _MM_SHUFFLE(2, 3, 0, 1)));
-        return _mm_max_epi16(largest, _mm_or_si128(_mm_slli_epi32(largest, 16), _mm_srli_epi32(largest, 16)));
-    }
-
-    // Square of a measure in the largest scale, in which 1 stands for 1/64 of a distortion.
-    int64_t scaled(int square) const {
-        return int64_t{square} << 2 * _mm_cvtsi128_si32(thresholdShift_);
-    }
-    // The measure for 1/64 of a distortion, rounded down or 1 less.
-    int rootOf(int64_t distortion) const {
-        const auto square = static_cast<float>(distortion >> 2 * _mm_cvtsi128_si32(thresholdShift_));
-        return _mm_cvttss_si32(_mm_sqrt_ss(_mm_set_ss(square))) - 1;
-    }
-
-    // The same once more with the limit that follows from a choice.
-    [[gnu::noinline, gnu::cold]] bool findFrom(Choice &best) {
-        if (best.distortion >= 0) return findWeak(best);
-        const int limit = rootOf(-int64_t{64} * best.distortion) - 14;
-        if (limit < 1) return findWeak(best);
-        best = smallestOf(simd::words(static_cast<int16_t>(limit)));
-        return true;
-    }
-
-    // With -n, that is max(H - t, 3 H - 2 t) for a threshold t, as the measure. 3 H - 2 t fits 16 bits because H does not exceed
-    // the greater one of t and the largest m.
-    [[gnu::noinline, gnu::cold]] bool findWeak(Choice &best) {
-        if (_mm_cvtsi128_si32(largest_) >> 16 > 8191) return false;
-        const Vector largest = measureAll([](Vector h, Vector t) {
-            return _mm_add_epi16(_mm_sub_epi16(h, t), _mm_subs_epu16(_mm_add_epi16(h, h), t));
-        });
-        int limit = std::min((_mm_cvtsi128_si32(largest) >> 16) * 35 / 32 - 24, -22);
-        while (limit >= min16) {
-            best = smallestOf(simd::words(static_cast<int16_t>(limit)));
-            const int reached = -limit - 21; // by any shape below the limit
-            if (scaled(reached * reached) > int64_t{36} * best.distortion) return true;
-            limit = -26 - rootOf(int64_t{36} * best.distortion);
-        }
-        return false;
+        return simd::largestWord(largest);
     }
 
     // The best of the shapes whose measures reach the limit. They are looked at in fours, two of each half of the codebook, with
@@ -304,7 +258,8 @@ private:
         const Vector numbers =
             _mm_slli_epi32(fourDwords(number(first), number(second), number(third), number(fourth)), 3);
         const Vector correlations = simd::sumsOfDwords(sums);
-        const Distortions found(correlations, _mm_and_si128(energies, simd::dwords(0xffff)));
+        const Distortions found(correlations,
+                                _mm_srl_epi32(_mm_and_si128(energies, simd::dwords(0xffff)), state_.shift()));
         const Vector negative = _mm_andnot_si128(_mm_cmpgt_epi32(correlations, _mm_setzero_si128()), simd::dwords(4));
         const Vector choices = _mm_or_si128(_mm_or_si128(numbers, negative), found.gains);
         const simd::IndexedDword smallest = simd::smallest(found.values, choices);
@@ -324,7 +279,7 @@ private:
     }
 
     StateView state_;
-    Vector backward_, target_, thresholdShift_, largest_;
+    Vector backward_, scale_, energyShift_;
     alignas(16) int16_t measures_[shapes];
 };
 
@@ -352,24 +307,13 @@ private:
     return best;
 }
 
-inline Choice chooseOfAll(StateView state, Vector backward) {
-    int16_t words[vectorLength], impulse[8], energies[shapes];
-    storeFive(words, backward);
-    if (!state.fits()) {
-        simd::store(impulse, state.impulse());
-        return chooseWidely(impulse, words);
-    }
-    state.energies(energies);
-    const int shape = closestOfAll(words, energies);
-    return {shape, gainIndexOf(correlationOf(shape, words), energies[shape]), 0};
-}
-
 inline Choice choose(StateView state, Vector backward) {
-    Choice best;
-    Candidates candidates(state, backward);
-    if (candidates.find(best)) [[likely]]
-        return best;
-    return chooseOfAll(state, backward);
+    if (state.fits()) [[likely]]
+        return Candidates(state, backward).find();
+    int16_t impulse[8], words[vectorLength];
+    simd::store(impulse, state.impulse());
+    storeFive(words, backward);
+    return chooseWidely(impulse, words);
 }
 
 } // namespace ryxsc::g728

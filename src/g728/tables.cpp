@@ -109,13 +109,6 @@ alignas(16) constexpr int16_t shapeCodebook[32][3][4][2] = {
 
 namespace {
 
-constexpr double squareRoot(double x) {
-    double root = x;
-    for (int i = 0; i < 40; i++)
-        root = (root + x / root) / 2;
-    return root;
-}
-
 constexpr SingleShapes separatedShapes() {
     SingleShapes all{};
     for (size_t shape = 0; shape < 128; shape++) {
@@ -135,26 +128,18 @@ constexpr SingleShapes separatedShapes() {
     return all;
 }
 
-constexpr UnitShapes normalisedShapes(const SingleShapes &shapes) {
-    UnitShapes all{};
-    for (size_t shape = 0; shape < 128; shape++) {
-        const auto sample = [&](size_t n) { return shapes.samples[shape][n]; };
-        double square = 0;
+constexpr ShapeGroups groupedShapes(const SingleShapes &shapes) {
+    ShapeGroups all{};
+    for (size_t shape = 0; shape < 128; shape++)
         for (size_t n = 0; n < 5; n++)
-            square += sample(n) * sample(n);
-        const double norm = squareRoot(square);
-        all.scaledNorms[shape] = static_cast<float>(norm * squareRoot(512) * (1 + 0x1p-11));
-        for (size_t n = 0; n < 5; n++)
-            all.samples[shape / 8][n][shape % 8] =
-                static_cast<int16_t>(32767 * sample(n) / norm + (sample(n) < 0 ? -0.5 : 0.5));
-    }
+            all.samples[shape / 8][n][shape % 8] = shapes.samples[shape][n];
     return all;
 }
 
 } // namespace
 
 constexpr SingleShapes singleShapes = separatedShapes();
-constexpr UnitShapes unitShapes = normalisedShapes(singleShapes);
+constexpr ShapeGroups shapeGroups = groupedShapes(singleShapes);
 
 // Mean power of the shape codevectors in dB, Q11.
 const int16_t shapeLogGains[128] = {
@@ -195,9 +180,26 @@ constexpr GainCells cellsOfGains() {
     return cells;
 }
 
+constexpr GainLines linesOfGains() {
+    GainLines lines{};
+    const auto &all = gainMagnitudes;
+    for (size_t lane = 0; lane < 8; lane++) {
+        double multiple = static_cast<double>(all[0].square) / all[0].gain, before = 0;
+        lines.multiples[0][lane] = static_cast<uint16_t>(multiple * (1 << 17));
+        for (size_t i = 0; i < 3; i++, before = multiple) {
+            const int difference = all[i + 1].gain - all[i].gain;
+            multiple = static_cast<double>(all[i + 1].square - all[i].square) / difference;
+            lines.multiples[i + 1][lane] = static_cast<uint16_t>((multiple - before) * (1 << 17));
+            lines.slopes[i][lane] = static_cast<int16_t>(difference * 8192 / all[0].gain); // without a remainder
+        }
+    }
+    return lines;
+}
+
 } // namespace
 
 constexpr GainCells gainCells = cellsOfGains();
+constexpr GainLines gainLines = linesOfGains();
 
 // Hybrid windows, Q15, oldest sample first. Synthesis filter: 50 samples of history, 20 that enter the recursive part, 35 of the
 // non-recursive part. Three zeros follow for reads of whole vectors.

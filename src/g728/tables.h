@@ -27,17 +27,25 @@ struct SingleShapes {
     alignas(16) int16_t samples[128][8], normalised[128][8];
 };
 
-// The shapes with a norm of 32767, rounded, eight to a vector, and the norms that they have in shapeCodebook, times
-// 512^1/2 (1 + 2^-11).
-struct UnitShapes {
+// The shapes eight to a vector.
+struct ShapeGroups {
     alignas(16) int16_t samples[16][5][8];
-    alignas(16) float scaledNorms[128];
+};
+
+// The gain magnitudes as lines, for eight shapes. A shape of energy E and correlation C gains g C - s E with the lowest gain g,
+// whose square is s; with a higher one more from a boundary on, in proportion to what C exceeds that multiple of E. The
+// multiples of E, times 2^17 and rounded down: s / g, the first boundary, and what the second and the third one add. The slopes
+// of what they add, over 4 g, Q15.
+struct GainLines {
+    alignas(16) uint16_t multiples[4][8];
+    alignas(16) int16_t slopes[3][8];
 };
 
 extern const int16_t shapeCodebook[32][3][4][2];
 extern const GainCells gainCells;
 extern const SingleShapes singleShapes;
-extern const UnitShapes unitShapes;
+extern const ShapeGroups shapeGroups;
+extern const GainLines gainLines;
 extern const int16_t shapeLogGains[128];
 extern const GainMagnitude gainMagnitudes[4];
 extern const int16_t synthesisWindow[108];
