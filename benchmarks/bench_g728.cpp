@@ -51,8 +51,8 @@ void hybridWindow(benchmark::State &run) {
     });
 }
 
-// Order 50 alone, or with two of order 10 beside it.
-void levinson(benchmark::State &run, int count) {
+// Order 50 alone, or with two of order 10 beside it, or with one and what it is itself at order 10.
+void levinson(benchmark::State &run, int count, int via) {
     StateBlock<HybridWindowState_G728> state(ryxsHybridWindowGetStateSize_G728_16s);
     require(ryxsHybridWindowInit_G728_16s(state));
     const std::vector<int16_t> exponents(21, 2);
@@ -62,7 +62,7 @@ void levinson(benchmark::State &run, int count) {
         require(ryxsHybridWindowSynthesis_G728_16s(quantised(&speech8k()[i], 105).data(), exponents.data(),
                                                    &autoCorr[autoCorr.size() - 51], state));
     }
-    LevinsonDurbin_G728 all[3] = {}, *const recursions[] = {&all[0], &all[1], &all[2]};
+    LevinsonDurbin_G728 passed, all[3] = {}, *const recursions[] = {&all[0], &all[1], &all[2]};
     const int orders[] = {50, 10, 10};
     const Workload work{.inputLength = 51, .seconds = cycle, .units = 1, .unit = "cycle"};
     measure(run, work, autoCorr, [&](const int16_t *in) {
@@ -70,7 +70,8 @@ void levinson(benchmark::State &run, int count) {
             std::copy_n(in, 51, r.autoCorr);
             r.order = 0;
         }
-        return ryxsLevinsonDurbinJoint_G728_16s(recursions, orders, count);
+        return via > 0 ? ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, count, via, &passed)
+                       : ryxsLevinsonDurbinJoint_G728_16s(recursions, orders, count);
     });
 }
 
@@ -171,8 +172,9 @@ const Registration registration([] {
     addCase("G728/iir/160", filter, weighting, 160);
     addCase("G728/iir_saturating/160", filter, extreme, 160);
     addCase("G728/hybrid_window", hybridWindow);
-    addCase("G728/levinson/50", levinson, 1);
-    addCase("G728/levinson/50_10_10", levinson, 3);
+    addCase("G728/levinson/50", levinson, 1, 0);
+    addCase("G728/levinson/50_10_10", levinson, 3, 0);
+    addCase("G728/levinson/50_10_via_10", levinson, 2, 10);
     addCase("G728/codebook_search", codebookSearch);
     addCase("G728/codebook_energy", codebookEnergy);
     addCase("G728/codebook_search_filtered", codebookSearchFiltered);

@@ -115,11 +115,13 @@ void Decoder::adapt(int k) {
     if (k == 0) {
         logGain_.analyse();
         Recursions all;
-        if (!erased_ || erasures_ == 1) synthesis_.extend(all);
+        Recursion tenth;
+        synthesis_.extend(all, !erased_ || erasures_ == 1 ? synthesisOrder : predictorOrder, tenth);
         if (!erased_) logGain_.extend(all);
         all.run();
         synthesis_.expand();
         logGain_.adopt();
+        if (tenth.order == predictorOrder) postFilter_.adapt(tenth);
     } else if (k == 1) {
         if (!erased_)
             synthesis_.adopt();
@@ -127,7 +129,6 @@ void Decoder::adapt(int k) {
             synthesis_.attenuate(erasures_ == 1);
     } else if (k == 3) {
         synthesis_.analyse();
-        if (const Recursion *const tenth = synthesis_.tenth()) postFilter_.adapt(*tenth);
     }
 }
 

@@ -30,16 +30,13 @@ void SynthesisPredictor::analyse() {
              ryxStsOk;
 }
 
-const Recursion *SynthesisPredictor::tenth() {
-    Recursions alone;
-    extend(alone, predictorOrder);
-    alone.run();
-    valid_ = recursion_.order == predictorOrder;
-    return valid_ ? &recursion_ : nullptr;
+void SynthesisPredictor::extend(Recursions &all) {
+    if (valid_) all.add(recursion_, synthesisOrder);
 }
 
-void SynthesisPredictor::extend(Recursions &all, int order) {
-    if (valid_) all.add(recursion_, order);
+void SynthesisPredictor::extend(Recursions &all, int order, Recursion &tenth) {
+    tenth.order = 0;
+    if (valid_) all.add(recursion_, order, predictorOrder, tenth);
 }
 
 void SynthesisPredictor::expand() {

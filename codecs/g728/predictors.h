@@ -46,14 +46,24 @@ public:
         recursions_[count_] = &recursion;
         orders_[count_++] = order;
     }
+    // The first one, which leaves what it is at an order on its way; `passed` has order 0 if it does not get there.
+    void add(Recursion &recursion, int order, int via, Recursion &passed) {
+        add(recursion, order);
+        via_ = via;
+        passed_ = &passed;
+    }
     void run() const {
-        if (count_ > 0) ryxsLevinsonDurbinJoint_G728_16s(recursions_, orders_, count_);
+        if (passed_ != nullptr)
+            ryxsLevinsonDurbinJointVia_G728_16s(recursions_, orders_, count_, via_, passed_);
+        else if (count_ > 0)
+            ryxsLevinsonDurbinJoint_G728_16s(recursions_, orders_, count_);
     }
 
 private:
     Recursion *recursions_[3];
     int orders_[3];
-    int count_ = 0;
+    int count_ = 0, via_ = 0;
+    Recursion *passed_ = nullptr;
 };
 
 // Predictor of order 50 over the quantised speech.
@@ -66,11 +76,11 @@ public:
     void beginCycle();
     void append(int k, const int16_t *speech, int16_t exponent);
 
-    void analyse();           // k = 3
-    const Recursion *tenth(); // then, for those who need it: the predictor of order 10, or null
-    void extend(Recursions &all, int order = synthesisOrder); // k = 0
-    void expand();                                            // then
-    void adopt();                                             // k = 1
+    void analyse();                                            // k = 3
+    void extend(Recursions &all);                              // k = 0
+    void extend(Recursions &all, int order, Recursion &tenth); // or so, before others: also the predictor of order 10
+    void expand();                                             // then
+    void adopt();                                              // k = 1
     void attenuate(bool first); // k = 1 in erasures: a wider bandwidth, of the new coefficients in the first part
 
 private:

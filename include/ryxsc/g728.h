@@ -390,8 +390,8 @@ typedef struct LevinsonDurbin_G728 {
 /**
  * @brief Levinson-Durbin recursions side by side (G.728 Annex G, blocks 37, 44 and 50).
  *
- * Each ends as with ryxsLevinsonDurbin_G728_16s() of its own. A recursion is a chain of steps that wait for each other; those
- * of two recursions up to order 16, or of one of them up to order 50, share the time of one.
+ * Each ends as with ryxsLevinsonDurbin_G728_16s() of its own. A recursion is a chain of steps that wait for each other; of
+ * each three recursions that begin together, the steps up to order 16 share the time of those of one.
  *
  * @param[in,out] recursions `count` different recursions; the ones that fail stay as they are, and their `order` tells
  * @param[in]     orders     order to reach of each, above its `order` and up to 50
@@ -402,6 +402,25 @@ typedef struct LevinsonDurbin_G728 {
  *         order > 0, another number of fraction bits
  */
 ryxStatus ryxsLevinsonDurbinJoint_G728_16s(LevinsonDurbin_G728 *const *recursions, const int *orders, int count);
+
+/**
+ * @brief ryxsLevinsonDurbinJoint_G728_16s() that also tells what the first recursion is at an order on its way (G.728 Annex G,
+ * block 50 of the decoder).
+ *
+ * The decoder's post-filter follows the predictor at order 10 and the synthesis filter the one at order 50: so neither needs
+ * a recursion of its own, and the first 10 orders go beside another recursion as well.
+ *
+ * @param[in,out] recursions as with ryxsLevinsonDurbinJoint_G728_16s()
+ * @param[in]     orders     as with ryxsLevinsonDurbinJoint_G728_16s()
+ * @param[in]     count      as with ryxsLevinsonDurbinJoint_G728_16s()
+ * @param[in]     via        order, above that of the first recursion and up to the one that it is to reach
+ * @param[out]    passed     the first recursion at that order, without its autocorrelations, whether or not it fails later;
+ *                           with `order` 0 and else as before if it does not get there. Not one of `recursions`
+ * @return as ryxsLevinsonDurbinJoint_G728_16s(), then #ryxStsBadSize for a `via` that is not above the first recursion's order,
+ *         or #ryxStsOutOfRange for one above the order that it is to reach; #ryxStsNullPtr also for `passed`
+ */
+ryxStatus ryxsLevinsonDurbinJointVia_G728_16s(LevinsonDurbin_G728 *const *recursions, const int *orders, int count,
+                                              int via, LevinsonDurbin_G728 *passed);
 
 /** Bandwidth expansions of ryxsBandwidthExpand_G728_16s(): coefficient i is multiplied by the i-th power of a number. */
 enum {

@@ -19,14 +19,12 @@ namespace {
 
 constexpr int room = 56; // for 50 coefficients in whole vectors
 
-// A recursion in progress: coefficients in Q(15 - scale) with zeros in front of them, and residual energy.
+// A recursion in progress: coefficients in Q(15 - scale) and residual energy.
 struct Recursion {
-    alignas(16) int16_t words[8 + room];
+    alignas(16) int16_t a[room];
     int16_t energy;
     int scale;
     int16_t reflection;
-
-    int16_t *a() { return words + 8; }
 };
 
 // floor(65536 n / d), at most 65535; n >= 0, d > 0.
@@ -34,14 +32,11 @@ int32_t quotient(int32_t n, int32_t d) {
     return n >= d ? 65535 : static_cast<int32_t>((static_cast<uint32_t>(n) << 16) / static_cast<uint32_t>(d));
 }
 
-bool start(const int16_t *r, Recursion &s) {
-    s.scale = 0;
-    s.energy = 0;
-    if (r[0] <= 0) return false;
-    const int16_t k = roundUpper(quotient(std::abs(r[1]), r[0]) << 15);
-    s.a()[0] = s.reflection = r[1] > 0 ? negate(k) : k;
-    s.energy = roundUpper(sat32(r[0] * int64_t{65536} + 2 * int64_t{s.reflection} * r[1]));
-    return true;
+// Order 1 by the book. The energy is that of the signal.
+void start(int16_t r, Recursion &s) {
+    const int16_t k = roundUpper(quotient(std::abs(r), s.energy) << 15);
+    s.a[0] = s.reflection = r > 0 ? negate(k) : k;
+    s.energy = roundUpper(sat32(s.energy * int64_t{65536} + 2 * int64_t{s.reflection} * r));
 }
 
 bool fits32(int64_t x) {
@@ -65,25 +60,35 @@ bool update(int16_t *a, int i, int32_t k, int &scale) {
     return true;
 }
 
-// One order further by the book, with the autocorrelation from lag 1 on. The fast form below leaves rare cases to it.
-bool step(const int16_t *r, int i, Recursion &s) {
+// The numerator of the next reflection coefficient, with the autocorrelation from lag 1 on: 32767 or -32768 where the sum
+// leaves 32 bits, which ends the recursion.
+int32_t numeratorByTheBook(const int16_t *r, int i, const Recursion &s) {
     int64_t sum = 0;
-    for (int n = 1; n <= i; n++)
-        sum += r[n - 1] * s.a()[i - n];
-    const int64_t total = r[i] * int64_t{65536} + sum * (2 << s.scale);
-    const int32_t x =
-        roundUpper(sat32(total)); // 32767 or -32768 where the sum leaves 32 bits, so the recursion ends here
-    const int32_t magnitude = std::abs(x);
+    for (int n = 0; n < i; n++)
+        sum += r[n] * s.a[i - 1 - n];
+    return roundUpper(sat32(r[i] * int64_t{65536} + sum * (2 << s.scale)));
+}
+
+// One order further by the book. The fast form below leaves rare cases to it.
+bool step(const int16_t *r, int i, Recursion &s) {
+    const int32_t x = numeratorByTheBook(r, i, s), magnitude = std::abs(x);
     if (magnitude >= s.energy) return false;
     const int32_t u = quotient(magnitude, s.energy) << 15;
     const int32_t k = x > 0 ? -2 * roundUpper(u) : 2 * roundUpper(u);
     const int64_t energy = s.energy * int64_t{65536} + int64_t{k} * x;
     if (energy <= 0) return false;
     s.energy = roundUpper(sat32(energy));
-    if (!update(s.a(), i, k, s.scale)) return false;
+    if (!update(s.a, i, k, s.scale)) return false;
     const int16_t last = roundUpper(u >> s.scale);
-    s.a()[i] = x > 0 ? negate(last) : last;
+    s.a[i] = x > 0 ? negate(last) : last;
     return true;
+}
+
+// Whether one of two coefficients that are updated together leaves 32 bits. Not where the recursion ends.
+[[gnu::noinline]] bool leavesFormat(int32_t x, int32_t energy, int32_t a, int32_t b) {
+    if (std::abs(x) >= energy) return false;
+    const int32_t magnitude = 2 * roundUpper(quotient(std::abs(x), energy) << 15), k = x > 0 ? -magnitude : magnitude;
+    return !fits32(a * int64_t{65536} + int64_t{k} * b) || !fits32(b * int64_t{65536} + int64_t{k} * a);
 }
 
 // n words with zeros behind them, n below 8; in the codec it is 2.
@@ -95,36 +100,20 @@ Vector few(const int16_t *x, int n) {
     return simd::load(words);
 }
 
-// Each vector is finished by itself, or a compiler would call memset.
-void clear(int16_t *dst, int from, int to) {
-    for (int v = from; v < to; v++) {
-        Vector zero = _mm_setzero_si128();
-        simd::finish(zero);
-        simd::store(dst + 8 * v, zero);
-    }
-}
-
-// n words into whole vectors, zeros behind them. No vector is stored in parts, so that one that is loaded does not wait.
-void copyPadded(const int16_t *src, int n, int16_t *dst, int vectors) {
-    const int whole = n / 8;
-    for (int v = 0; v < whole; v++)
-        simd::store(dst + 8 * v, simd::load(src + 8 * v));
-    if (n % 8 == 0) return clear(dst, whole, vectors);
-    simd::store(dst + 8 * whole, few(src + 8 * whole, n % 8));
-    clear(dst, whole + 1, vectors);
-}
-
 // The coefficients of order i in two halves that are updated together,
 //     low[f] = a[f],    high[f] = a[i - 1 - f]:    low'[f] = low[f] + k high[f],    high'[f + 1] = high[f] + k low[f],
 // where the new coefficient becomes high'[0]. With products rounded as pmulhrsw does it: a * 65536 + 2 k b, rounded to the
-// upper half, is a plus (k b + 2^14) >> 15. Each half has whole vectors: 8 * count words serve the orders up to 16 * count,
-// and what they hold beyond the middle, the other half has as well, or it is zero.
+// upper half, is a plus (k b + 2^14) >> 15. Each half has whole vectors: 8 * count words serve the orders from 8 up to
+// 16 * count, and what they hold beyond the middle, the other half has as well.
 struct Halves {
     alignas(16) int16_t low[32], high[32];
 };
 
 constexpr int vectorsOfHalf(int order) {
-    return static_cast<int>(static_cast<unsigned>(order) / 16) + 1;
+    return order < 8 ? 0 : order / 16 + 1;
+}
+constexpr int largestOrder(int count) {
+    return count == 0 ? 8 : 16 * count;
 }
 
 // A recursion in vectors. The halves go from one place to the other, so that a step that does not succeed has changed
@@ -141,55 +130,38 @@ struct Lattice {
     int order, to;
     Recursion state;
 
-    // `highest` lags, on the way from order `from`. Known orders make this straight code.
-    [[gnu::always_inline]] void setAutoCorr(const int16_t *autoCorr, int from, int highest) {
-        if (highest < 8) {
-            copyPadded(autoCorr + 1, highest, r, 2);
-        } else {
-            const int whole = highest / 8;
-            for (int v = 0; v < whole; v++)
-                simd::store(r + 8 * v, simd::load(autoCorr + 1 + 8 * v));
-            simd::store(r + 8 * whole, few(autoCorr + 1 + 8 * whole, highest % 8));
-            for (int lag = highest - 7; lag > 8 * vectorsOfHalf(from) - 7; lag -= 8)
-                simd::store(reversed + front - 7 - lag, simd::reverseWords(simd::load(autoCorr + lag)));
-        }
-        for (int v = front / 8 - vectorsOfHalf(from); v <= front / 8; v++)
+    // `highest` lags. Known orders make this straight code.
+    [[gnu::always_inline]] void setAutoCorr(const int16_t *autoCorr, int highest) {
+        const int whole = highest / 8;
+        for (int v = 0; v < whole; v++)
+            simd::store(r + 8 * v, simd::load(autoCorr + 1 + 8 * v));
+        simd::store(r + 8 * whole, few(autoCorr + 1 + 8 * whole, highest % 8));
+        for (int lag = highest - 7; lag > 1; lag -= 8)
+            simd::store(reversed + front - 7 - lag, simd::reverseWords(simd::load(autoCorr + lag)));
+        clearReversed(1);
+    }
+    // The lags that high meets.
+    [[gnu::always_inline]] void clearReversed(int vectors) {
+        for (int v = front / 8 - vectors; v <= front / 8; v++)
             simd::store(reversed + 8 * v, _mm_setzero_si128());
     }
-    // Of order 1.
-    [[gnu::always_inline]] void load(int16_t coefficient) {
+    // From order 8 on.
+    [[gnu::always_inline]] void load() {
         now = 0;
-        order = 1;
-        for (int16_t *const half : {halves[0].low, halves[0].high})
-            simd::store(half, _mm_cvtsi32_si128(static_cast<uint16_t>(coefficient)));
-    }
-    // The halves from coefficients, with zeros around them where they are fewer than 8.
-    [[gnu::always_inline]] void load(const int16_t *a, int from) {
-        now = 0;
-        order = from;
-        for (int v = 0; v < vectorsOfHalf(from); v++) {
-            simd::store(halves[0].low + 8 * v, simd::load(a + 8 * v));
-            simd::store(halves[0].high + 8 * v, simd::reverseWords(simd::load(a + from - 8 - 8 * v)));
+        const int count = vectorsOfHalf(order);
+        clearReversed(count);
+        for (int v = 0; v < count; v++) {
+            simd::store(halves[0].low + 8 * v, simd::load(state.a + 8 * v));
+            simd::store(halves[0].high + 8 * v, simd::reverseWords(simd::load(state.a + order - 8 - 8 * v)));
         }
     }
-    // Those of the state, after a step that is not one of the vectors.
-    void load() {
-        clear(reversed, front / 8 - vectorsOfHalf(order), front / 8);
-        load(state.a(), order);
-    }
-    // The other way round: the n coefficients, 8 or more.
+    // The other way round: n coefficients, 8 or more.
     [[gnu::always_inline]] void store(int16_t *dst, int n) const {
         const int count = (n + 15) / 16;
         for (int v = 0; v < count; v++)
             simd::store(dst + n - 8 - 8 * v, simd::reverseWords(simd::loadAligned(halves[now].high + 8 * v)));
         for (int v = 0; v < count; v++)
             simd::store(dst + 8 * v, simd::loadAligned(halves[now].low + 8 * v));
-    }
-    // Into the state; fewer than 8 with zeros around them.
-    void save() {
-        if (order >= 8) return store(state.a(), order);
-        simd::store(state.words, _mm_setzero_si128());
-        simd::store(state.a(), simd::loadAligned(halves[now].low));
     }
 };
 
@@ -214,199 +186,309 @@ private:
     Vector exact_ = _mm_setzero_si128(), coarse_ = _mm_setzero_si128();
 };
 
+// What a step needs to know about the coefficients' format, in dwords 0 and 1 of vectors: the numerator has `fraction` bits
+// to lose, and beside it is 2^-10 of it. Weights are for the newest value, four times. Constants of all formats stand here
+// as well: as operands in memory that a compiler does not copy to the stack before each loop.
+struct Format {
+    alignas(16) int16_t weights[8];
+    alignas(16) int32_t rounding[4], fraction[4], scale[4];
+    alignas(16) int64_t shortfall[2] = {32767}, leading[2] = {int64_t{1} << 31}, exponents[2] = {1038};
+    alignas(16) double one[2] = {1};
+
+    explicit constexpr Format(int s) : weights{}, rounding{1 << (14 - s)}, fraction{15 - s}, scale{s} {
+        weights[0] = weights[1] = static_cast<int16_t>(1 << (14 - s));
+        weights[2] = weights[3] = static_cast<int16_t>(1 << (4 - s));
+    }
+};
+constexpr Format formats[3] = {Format(0), Format(1), Format(2)};
+
 // floor(65536 n / E) for 0 <= n < E is (n * R + 32767) >> count, where R are the leading 32 bits of the double 1 / E, which
 // are those of the true value: that is not near enough to a place where they change. By what R is too small, less than 1, the
 // product falls short by less than n, at most 32766; and up to the next integer there is 2^count / E, at least 2^15.
 struct Energy {
-    static constexpr int32_t shortfall = 32767;
-
     Vector value; // in dword 0; the others limit what a numerator has there
     Vector reciprocal, count;
 
-    explicit Energy(Vector energy) : value(energy) {
-        const Vector bits = _mm_castpd_si128(_mm_div_sd(_mm_set_sd(1), _mm_cvtepi32_pd(energy)));
-        reciprocal = _mm_or_si128(_mm_srli_epi64(bits, 21), _mm_cvtsi32_si128(min32));
-        count = _mm_sub_epi64(_mm_cvtsi32_si128(1038), _mm_srli_epi64(bits, 52));
+    Energy() = default;
+    Energy(Vector energy, const Format &constants) : value(energy) {
+        const Vector bits = _mm_castpd_si128(_mm_div_sd(_mm_load_pd(constants.one), _mm_cvtepi32_pd(energy)));
+        reciprocal = _mm_or_si128(_mm_srli_epi64(bits, 21), simd::loadAligned(constants.leading));
+        count = _mm_sub_epi64(simd::loadAligned(constants.exponents), _mm_srli_epi64(bits, 52));
     }
 };
 
-// Ones in word 8.
-alignas(16) constexpr int16_t wordMasks[16] = {0, 0, 0, 0, 0, 0, 0, 0, -1};
+// For a step from an order below 8: where the new coefficient belongs, and the bytes that turn all of them round.
+struct Turn {
+    alignas(16) int16_t place[8];
+    alignas(16) int8_t reversal[16];
 
-// The steps of a lattice. What one leaves to the next stays in registers, as far as there are any.
+    explicit constexpr Turn(int from) : place{}, reversal{} {
+        place[from] = -1;
+        for (int i = 0; i < 8; i++) {
+            const bool inside = i <= from;
+            reversal[2 * i] = static_cast<int8_t>(inside ? 2 * (from - i) : -1);
+            reversal[2 * i + 1] = static_cast<int8_t>(inside ? 2 * (from - i) + 1 : -1);
+        }
+    }
+};
+constexpr Turn turns[8] = {Turn(0), Turn(1), Turn(2), Turn(3), Turn(4), Turn(5), Turn(6), Turn(7)};
+
+// The steps of a lattice. What one leaves to the next stays in registers, as far as there are any; up to order 8 these are
+// also the coefficients, `rising` a[0] first and `falling` the other way round.
 class Steps {
 public:
-    [[gnu::always_inline]] explicit Steps(Lattice &l)
-        : now_(&l.halves[l.now]), next_(&l.halves[l.now ^ 1]), r_(l.r),
-          reversed_(l.reversed + Lattice::front - l.order), order_(l.order),
-          energy_(_mm_setr_epi32(l.state.energy, 31, max32, max32)) {
-        const int fraction = 15 - l.state.scale;
-        scale_ = _mm_cvtsi32_si128(l.state.scale);
-        place_ = simd::load(wordMasks + std::max(8 - order_, 0));
-        weights_ = _mm_unpacklo_epi32(simd::words(static_cast<int16_t>(1 << (fraction - 1))),
-                                      simd::words(static_cast<int16_t>(1 << (fraction - 11))));
-        rounding_ = _mm_cvtsi32_si128(1 << (fraction - 1));
-        fraction_ = _mm_cvtsi32_si128(fraction);
-        Sum sum;
-        for (int v = 0; v < vectorsOfHalf(order_); v++) {
-            sum.add(simd::loadAligned(now_->high + 8 * v), simd::loadAligned(r_ + 8 * v));
-            sum.add(simd::loadAligned(now_->low + 8 * v), simd::load(reversed_ + 8 * v));
-        }
-        x_ = numerator(sum);
+    Steps() = default;
+    // Of order 0.
+    explicit Steps(Lattice &l)
+        : now_(&l.halves[0]), next_(&l.halves[1]), reversed_(l.reversed + Lattice::front), order_(0),
+          format_(&formats[0]), turn_(&turns[0]), energy_(startOf(l.state.energy), *format_),
+          x_(_mm_cvtsi32_si128(l.r[0])), rising_(_mm_setzero_si128()), falling_(_mm_setzero_si128()) {}
+    // Of any other, below 8 with zeros behind the coefficients.
+    Steps(Lattice &l, int order)
+        : now_(&l.halves[0]), next_(&l.halves[1]), reversed_(l.reversed + Lattice::front - order), order_(order),
+          format_(&formats[l.state.scale]), turn_(&turns[std::min(order, 7)]),
+          energy_(startOf(l.state.energy), *format_), x_(_mm_cvtsi32_si128(numeratorByTheBook(l.r, order, l.state))),
+          rising_(simd::loadAligned(l.state.a)),
+          falling_(_mm_shuffle_epi8(rising_, simd::loadAligned(turns[std::min(order, 8) - 1].reversal))) {
+        l.order = order;
+        if (order >= 8) l.load();
     }
 
-    [[gnu::always_inline]] void save(Lattice &l) const {
+    void save(Lattice &l) const {
         l.now = now_ == &l.halves[0] ? 0 : 1;
-        l.order = order_;
+        l.order = order();
         l.state.energy = static_cast<int16_t>(_mm_cvtsi128_si32(energy_.value));
+        l.state.scale = format_->scale[0];
+        if (l.order < 8) simd::store(l.state.a, rising_);
     }
 
-    int order() const { return order_; }
+    int order() const { return static_cast<int>(order_); }
+    int16_t first() const { return static_cast<int16_t>(_mm_cvtsi128_si32(rising_)); }
 
-    // To the next order, from halves of `count` vectors. False, with nothing changed, where the sum may leave 32 bits or a
-    // coefficient 16 bits, and where the recursion ends.
-    template <int count> [[gnu::always_inline]] bool step() {
+    // To the next order, from halves of `count` vectors, or with 0 below order 8. False, with nothing changed, where the sum
+    // may leave 32 bits or a coefficient 16 bits, and where the recursion ends.
+    template <int count> [[gnu::always_inline]] bool step(const Lattice &l) {
         const Vector n = _mm_abs_epi32(x_), zero = _mm_setzero_si128(), sign = _mm_sub_epi32(zero, x_);
         const Vector within = _mm_cmpgt_epi32(energy_.value, n);
 
         // k is half the quotient, rounded, with the other sign; the average with 0 is that half.
         const Vector product = _mm_mul_epu32(n, energy_.reciprocal);
         const Vector quotient =
-            _mm_srl_epi64(_mm_add_epi64(product, _mm_cvtsi32_si128(Energy::shortfall)), energy_.count);
+            _mm_srl_epi64(_mm_add_epi64(product, simd::loadAligned(format_->shortfall)), energy_.count);
         const Vector k = _mm_sign_epi16(_mm_avg_epu16(quotient, zero), sign);
-        const Vector last =
-            simd::broadcastWord<0>(_mm_sign_epi16(_mm_avg_epu16(_mm_srl_epi16(quotient, scale_), zero), sign));
+        const Vector scaled = _mm_srl_epi16(quotient, simd::loadAligned(format_->scale));
+        const Vector last = simd::broadcastWord<0>(_mm_sign_epi16(_mm_avg_epu16(scaled, zero), sign));
         const Vector factor = simd::broadcastWord<0>(k);
 
         // E + (k x + 2^14) >> 15. It stays above 0: x is smaller than E, and the rounding of k worth less than half a unit.
         // The division takes longest of all.
-        Energy energy(_mm_add_epi16(energy_.value, _mm_mulhrs_epi16(k, x_)));
+        Energy energy(_mm_add_epi16(energy_.value, _mm_mulhrs_epi16(k, x_)), *format_);
         simd::finish(energy.reciprocal);
 
         Sum sum;
-        Vector before = last, lowest, highest;
+        if constexpr (count == 0) {
+            const Vector longer = _mm_or_si128(rising_, _mm_and_si128(last, simd::loadAligned(turn_->place)));
+            const Vector rising = _mm_adds_epi16(_mm_mulhrs_epi16(factor, falling_), longer);
+            const Vector falling = _mm_shuffle_epi8(rising, simd::loadAligned(turn_->reversal));
+            // 32767 or -32768: the average of their magnitudes and 0 is 2^14.
+            const Vector limited = _mm_cmpeq_epi16(_mm_avg_epu16(_mm_abs_epi16(rising), zero), simd::words(1 << 14));
+            if (!all(_mm_andnot_si128(limited, within))) [[unlikely]]
+                return false;
+            sum.add(falling, simd::loadAligned(l.r));
+            rising_ = rising;
+            falling_ = falling;
+            turn_++;
+        } else {
+            Vector before = last, lowest, highest;
 #pragma GCC unroll 4
-        for (int v = 0; v < count; v++) {
-            const Vector low = simd::loadAligned(now_->low + 8 * v), high = simd::loadAligned(now_->high + 8 * v);
-            const Vector rising = _mm_adds_epi16(_mm_mulhrs_epi16(factor, low), high);
-            const Vector moved = _mm_alignr_epi8(rising, before, 14);
-            Vector updated = _mm_adds_epi16(_mm_mulhrs_epi16(factor, high), low);
-            before = rising;
-            simd::store(next_->high + 8 * v, moved);
-            lowest = v == 0 ? _mm_min_epi16(rising, updated) : _mm_min_epi16(_mm_min_epi16(lowest, rising), updated);
-            highest = v == 0 ? _mm_max_epi16(rising, updated) : _mm_max_epi16(_mm_max_epi16(highest, rising), updated);
-            sum.add(updated, simd::load(reversed_ - 1 + 8 * v));
-            sum.add(moved, simd::loadAligned(r_ + 8 * v));
-            if (count == 1) // the lower half may not be full yet; the new word meets a zero
-                updated = _mm_or_si128(updated, _mm_and_si128(last, place_));
-            simd::store(next_->low + 8 * v, updated);
+            for (int v = 0; v < count; v++) {
+                const Vector low = simd::loadAligned(now_->low + 8 * v), high = simd::loadAligned(now_->high + 8 * v);
+                const Vector rising = _mm_adds_epi16(_mm_mulhrs_epi16(factor, low), high);
+                const Vector moved = _mm_alignr_epi8(rising, before, 14);
+                const Vector updated = _mm_adds_epi16(_mm_mulhrs_epi16(factor, high), low);
+                before = rising;
+                simd::store(next_->high + 8 * v, moved);
+                simd::store(next_->low + 8 * v, updated);
+                lowest = _mm_min_epi16(v == 0 ? rising : _mm_min_epi16(lowest, rising), updated);
+                highest = _mm_max_epi16(v == 0 ? rising : _mm_max_epi16(highest, rising), updated);
+                sum.add(updated, simd::load(reversed_ - 1 + 8 * v));
+                sum.add(moved, simd::loadAligned(l.r + 8 * v));
+            }
+            // A coefficient of 32767 or -32768 may have been limited.
+            const Vector limited =
+                _mm_cmpeq_epi16(_mm_min_epi16(lowest, _mm_xor_si128(highest, simd::words(-1))), simd::words(min16));
+            if (!all(_mm_andnot_si128(limited, within))) [[unlikely]]
+                return false;
+            std::swap(now_, next_);
         }
-        // A coefficient of 32767 or -32768 may have been limited.
-        const Vector limited =
-            _mm_cmpeq_epi16(_mm_min_epi16(lowest, _mm_xor_si128(highest, simd::words(-1))), simd::words(min16));
-        if (_mm_movemask_epi8(_mm_andnot_si128(limited, within)) != 0xffff) [[unlikely]]
-            return false;
-
         energy_ = energy;
-        std::swap(now_, next_);
         reversed_--;
         order_++;
-        x_ = numerator(sum);
-        if (count == 1) place_ = _mm_slli_si128(place_, 2);
+        x_ = numerator(sum, l);
         return true;
     }
 
-    // From halves of `count` vectors, full at order 16 * count, to one vector more.
-    template <int count> void widen(Lattice &l) const {
-        const Vector low = simd::loadAligned(now_->low + 8 * count - 8);
-        const Vector high = simd::loadAligned(now_->high + 8 * count - 8);
-        simd::store(now_->low + 8 * count, simd::reverseWords(high));
-        simd::store(now_->high + 8 * count, simd::reverseWords(low));
-        simd::store(l.reversed + Lattice::front - 8 * (count + 1), _mm_setzero_si128());
+    // After a step from an order below 8 that did not succeed: where the first pair of coefficients does not fit, all are
+    // halved before any goes further, and the step can be tried again.
+    bool halve() {
+        if (format_ == &formats[2]) return false;
+        const auto word = [](Vector x) { return static_cast<int16_t>(_mm_cvtsi128_si32(x)); };
+        const int64_t x = _mm_cvtsi128_si64(x_);
+        if (std::abs(static_cast<int32_t>(x >> 32)) > 30) return false; // not known
+        if (!leavesFormat(static_cast<int32_t>(x), word(energy_.value), word(rising_), word(falling_))) return false;
+        rising_ = _mm_srai_epi16(rising_, 1);
+        falling_ = _mm_srai_epi16(falling_, 1);
+        format_++;
+        return true;
+    }
+
+    // From halves of `count` vectors, full at the largest order that they serve, to one vector more.
+    template <int count> [[gnu::always_inline]] void widen(Lattice &l) const {
+        if constexpr (count == 0) {
+            simd::store(now_->low, rising_);
+            simd::store(now_->high, falling_);
+        } else {
+            const Vector low = simd::loadAligned(now_->low + 8 * count - 8);
+            const Vector high = simd::loadAligned(now_->high + 8 * count - 8);
+            simd::store(now_->low + 8 * count, simd::reverseWords(high));
+            simd::store(now_->high + 8 * count, simd::reverseWords(low));
+            simd::store(l.reversed + Lattice::front - 8 * (count + 1), _mm_setzero_si128());
+        }
     }
 
 private:
+    static Vector startOf(int16_t energy) {
+        return _mm_setr_epi32(energy, 31, max32, max32);
+    }
+    static bool all(Vector mask) {
+        return _mm_movemask_epi8(mask) == 0xffff;
+    }
+
     // The next numerator, rounded, and 2^-10 of it, from the sum and the newest value.
-    Vector numerator(const Sum &sum) const {
-        const Vector words = _mm_shufflelo_epi16(simd::load32(r_ + order_), _MM_SHUFFLE(0, 0, 0, 0));
-        Vector start = _mm_add_epi32(_mm_madd_epi16(words, weights_), rounding_);
+    [[gnu::always_inline]] Vector numerator(const Sum &sum, const Lattice &l) const {
+        const Vector words = _mm_shufflelo_epi16(simd::load32(l.r + order_), _MM_SHUFFLE(0, 0, 0, 0));
+        Vector start = _mm_add_epi32(_mm_madd_epi16(words, simd::loadAligned(format_->weights)),
+                                     simd::loadAligned(format_->rounding));
         simd::finish(start); // the sum is what everything waits for
-        return _mm_sra_epi32(sum.total(start), fraction_);
+        return _mm_sra_epi32(sum.total(start), simd::loadAligned(format_->fraction));
     }
 
     Halves *now_, *next_;
-    const int16_t *r_, *reversed_;
-    int order_;
+    const int16_t *reversed_;
+    std::ptrdiff_t order_;
+    const Format *format_;
+    const Turn *turn_;
     Energy energy_;
-    Vector x_;     // in dwords 0 and 1, see numerator()
-    Vector place_; // of the next coefficient in the lower half, below order 8
-    Vector scale_, weights_, rounding_, fraction_;
+    Vector x_; // in dwords 0 and 1, see numerator()
+    Vector rising_, falling_;
 };
 
-// One order further by the book, and the lattice ready to go on.
-[[gnu::noinline]] bool stepByTheBook(Lattice &l) {
-    l.save();
+// One order further by the book.
+[[gnu::noinline]] bool stepByTheBook(Steps &steps, Lattice &l) {
+    if (l.order >= 8) l.store(l.state.a, l.order);
     if (!step(l.r, l.order, l.state)) return false;
-    l.order++;
-    l.load();
+    steps = Steps(l, l.order + 1);
     return true;
+}
+[[gnu::noinline]] bool halveAndStep(Steps &steps, Lattice &l) {
+    steps.save(l);
+    while (steps.halve())
+        if (steps.step<0>(l)) return true;
+    return stepByTheBook(steps, l);
 }
 
 // One order further; false where the recursion ends.
 template <int count> [[gnu::always_inline]] inline bool proceed(Steps &steps, Lattice &l) {
-    if (steps.step<count>()) [[likely]]
+    if (steps.step<count>(l)) [[likely]]
         return true;
-    steps.save(l);
-    if (!stepByTheBook(l)) return false;
-    steps = Steps(l);
+    if constexpr (count == 0) {
+        Steps next = steps; // so that only these have an address
+        if (!halveAndStep(next, l)) return false;
+        steps = next;
+    } else {
+        steps.save(l);
+        Steps next;
+        if (!stepByTheBook(next, l)) return false;
+        steps = next;
+    }
     return true;
 }
 
-// On to order 16 * count, or to the end; false where the recursion ends before.
+// On to the largest order of halves of `count` vectors, or to the end; false where the recursion ends before.
 template <int count> [[gnu::always_inline]] inline bool advance(Steps &steps, Lattice &l) {
-    const int end = std::min(l.to, 16 * count);
-    while (steps.order() < end)
+    if (vectorsOfHalf(steps.order()) != count) return true;
+    for (int n = std::min(l.to, largestOrder(count)) - steps.order(); n > 0; n--)
         if (!proceed<count>(steps, l)) return false;
-    if (count < 4 && steps.order() == 16 * count) steps.widen<count>(l);
+    if (count < 4 && steps.order() == largestOrder(count)) steps.widen<count>(l);
     return true;
 }
 
 // On to the end.
-[[gnu::always_inline]] inline bool recurse(Steps &steps, Lattice &l) {
-    const bool done = advance<1>(steps, l) && advance<2>(steps, l) && advance<3>(steps, l) && advance<4>(steps, l);
+[[gnu::noinline]] bool recurse(const Steps &from, Lattice &l) {
+    Steps steps = from; // which has no address
+    const bool done = advance<0>(steps, l) && advance<1>(steps, l) && advance<2>(steps, l) && advance<3>(steps, l) &&
+                      advance<4>(steps, l);
     steps.save(l);
     return done;
 }
-bool recurse(Lattice &l) {
-    if (l.order == l.to) return true;
-    Steps steps(l);
-    return recurse(steps, l);
-}
 
-// Two recursions, one step of each in turn: one has its chain of dependent operations in the time of the other's.
-struct Pair {
-    Lattice &first, &second;
-    bool firstHolds = true, secondHolds = true;
+// A recursion among others.
+struct Member {
+    Lattice lattice;
+    Steps steps;
+    bool holds;
 
-    // On to order 16 * count of the first recursion and at most 16 of the second. Whether there is a way further.
-    template <int count> [[gnu::always_inline]] bool advance(Steps &a, Steps &b) {
-        const int end = std::min(first.to, 16 * count), secondEnd = std::min(second.to, 16);
-        while (a.order() < end && b.order() < secondEnd && firstHolds && secondHolds) {
-            firstHolds = proceed<count>(a, first);
-            secondHolds = proceed<1>(b, second);
-        }
-        if (a.order() != 16 * count) return a.order() > 16 * count;
-        if (count < 4) a.widen<count>(first);
-        return true;
+    // How far it goes with halves of `count` vectors; -1 if it has others.
+    template <int count> int way(const Steps &now) const {
+        if (!holds || vectorsOfHalf(now.order()) != count) return -1;
+        return std::min(lattice.to, largestOrder(count)) - now.order();
     }
-    // As far as they go together.
-    [[gnu::always_inline]] void recurse(Steps &a) {
-        Steps b(second);
-        if (advance<1>(a, b) && advance<2>(a, b) && advance<3>(a, b)) advance<4>(a, b);
-        if (b.order() == 16) b.widen<1>(second);
-        b.save(second);
+    template <int count> [[gnu::always_inline]] bool proceed(Steps &now) {
+        if (::proceed<count>(now, lattice)) [[likely]]
+            return true;
+        holds = false;
+        return false;
+    }
+    template <int count> [[gnu::always_inline]] void widen(const Steps &now) {
+        if (now.order() == largestOrder(count)) now.widen<count>(lattice);
+    }
+    void save(const Steps &now) {
+        now.save(lattice);
+        steps = now;
     }
 };
+
+// Two or three recursions, one step of each in turn: one has its chain of dependent operations in the time of the others'.
+// On as far as all have halves of `count` vectors.
+template <int count> [[gnu::always_inline]] inline void advance(Steps &a, Steps &b, Member &one, Member &two) {
+    for (int n = std::min(one.way<count>(a), two.way<count>(b)); n > 0; n--)
+        if (!one.proceed<count>(a) || !two.proceed<count>(b)) break;
+    one.widen<count>(a);
+    two.widen<count>(b);
+}
+template <int count>
+[[gnu::always_inline]] inline void advance(Steps &a, Steps &b, Steps &c, Member &one, Member &two, Member &three) {
+    for (int n = std::min(std::min(one.way<count>(a), two.way<count>(b)), three.way<count>(c)); n > 0; n--)
+        if (!one.proceed<count>(a) || !two.proceed<count>(b) || !three.proceed<count>(c)) break;
+    one.widen<count>(a);
+    two.widen<count>(b);
+    three.widen<count>(c);
+}
+[[gnu::noinline]] void abreast(Member &one, Member &two) {
+    Steps a = one.steps, b = two.steps; // which have no address
+    advance<0>(a, b, one, two);
+    advance<1>(a, b, one, two);
+    one.save(a);
+    two.save(b);
+}
+[[gnu::noinline]] void abreast(Member &one, Member &two, Member &three) {
+    Steps a = one.steps, b = two.steps, c = three.steps;
+    advance<0>(a, b, c, one, two, three);
+    advance<1>(a, b, c, one, two, three);
+    one.save(a);
+    two.save(b);
+    three.save(c);
+}
 
 struct Expansion {
     const int16_t *factors; // Q14
@@ -419,127 +501,174 @@ constexpr Expansion expansions[] = {
 };
 static_assert(ryxG728ErasureExpansion == std::size(expansions) - 1);
 
-// What a recursion reads and writes.
-struct Arguments {
-    const int16_t *autoCorr;
-    int from, to;
-    int16_t *coefficients, *energy, *fraction, *reflection;
-
-    ryxStatus check() const {
-        if (anyNull(autoCorr, coefficients, energy, fraction, reflection)) return ryxStsNullPtr;
-        if (from < 0 || to <= from) return ryxStsBadSize;
-        if (to > synthesisOrder) return ryxStsOutOfRange;
-        if (from > 0 && (*fraction < 13 || *fraction > 15)) return ryxStsOutOfRange;
-        return ryxStsOk;
+// From the beginning to order 1; false where there is no recursion.
+[[gnu::noinline]] bool begin(const int16_t *autoCorr, int to, Lattice &l, Steps &steps) {
+    if (autoCorr[0] <= 0) return false;
+    l.to = to;
+    l.state.energy = autoCorr[0];
+    l.state.scale = 0;
+    if (to == order)
+        l.setAutoCorr(autoCorr, order);
+    else if (to == synthesisOrder)
+        l.setAutoCorr(autoCorr, synthesisOrder);
+    else
+        l.setAutoCorr(autoCorr, to);
+    steps = Steps(l);
+    if (steps.step<0>(l)) [[likely]] {
+        l.state.reflection = steps.first();
+        return true;
     }
-    // False where there is no recursion.
-    bool begin(Lattice &l) const {
-        // The coder's orders have code of their own.
-        if (goes(0, order)) return begin(0, order, l);
-        if (goes(order, synthesisOrder)) return begin(order, synthesisOrder, l);
-        if (goes(0, synthesisOrder)) return begin(0, synthesisOrder, l);
-        return beginAny(l);
-    }
-    void end(const Lattice &l) const {
-        if (to == order) return end(order, l);
-        if (to == synthesisOrder) return end(synthesisOrder, l);
-        endAny(l);
-    }
+    simd::store(l.state.a, _mm_setzero_si128());
+    start(l.r[0], l.state);
+    steps = Steps(l, 1);
+    return true;
+}
 
-private:
-    bool goes(int a, int b) const { return from == a && to == b; }
-    [[gnu::noinline]] bool beginAny(Lattice &l) const { return begin(from, to, l); }
-    [[gnu::noinline]] void endAny(const Lattice &l) const { end(to, l); }
+// From an order that is there already, which the state describes except for the coefficients.
+[[gnu::noinline]] bool resume(const int16_t *autoCorr, int from, int to, const int16_t *coefficients, Lattice &l,
+                              Steps &steps) {
+    if (l.state.energy <= 0) return false;
+    l.to = to;
+    l.setAutoCorr(autoCorr, to);
+    simd::store(l.state.a, _mm_setzero_si128());
+    copyWords(coefficients, from, l.state.a);
+    steps = Steps(l, from);
+    return true;
+}
 
-    [[gnu::always_inline]] bool begin(int a, int b, Lattice &l) const {
-        Recursion &s = l.state;
-        l.to = b;
-        if (a == 0) {
-            if (!start(autoCorr, s)) return false;
-            l.load(s.a()[0]);
-        } else {
-            s.energy = *energy;
-            s.scale = 15 - *fraction;
-            s.reflection = *reflection;
-            if (a >= 8) {
-                l.load(coefficients, a);
-            } else {
-                std::fill_n(s.words, 16, int16_t{0});
-                std::copy_n(coefficients, a, s.a());
-                l.load(s.a(), a);
-            }
+[[gnu::noinline]] void end(const Lattice &l, int to, int16_t *coefficients) {
+    if (to == order)
+        l.store(coefficients, order);
+    else if (to == synthesisOrder)
+        l.store(coefficients, synthesisOrder);
+    else if (to >= 8)
+        l.store(coefficients, to);
+    else
+        copyWords(l.state.a, to, coefficients);
+}
+
+ryxStatus check(int from, int to, int16_t fraction) {
+    if (from < 0 || to <= from) return ryxStsBadSize;
+    if (to > synthesisOrder) return ryxStsOutOfRange;
+    if (from > 0 && (fraction < 13 || fraction > 15)) return ryxStsOutOfRange;
+    return ryxStsOk;
+}
+bool begin(const LevinsonDurbin_G728 &r, int to, Lattice &l, Steps &steps) {
+    if (r.order == 0) return begin(r.autoCorr, to, l, steps);
+    l.state.energy = r.energy;
+    l.state.scale = 15 - r.fraction;
+    l.state.reflection = r.reflection;
+    return resume(r.autoCorr, r.order, to, r.coefficients, l, steps);
+}
+void end(const Lattice &l, int to, LevinsonDurbin_G728 &r) {
+    end(l, to, r.coefficients);
+    r.order = static_cast<int16_t>(to);
+    r.energy = l.state.energy;
+    r.fraction = static_cast<int16_t>(15 - l.state.scale);
+    r.reflection = l.state.reflection;
+}
+
+// Tells what a recursion is at the order that it was to reach so far, and makes it go on from there.
+[[gnu::noinline]] void pass(Member &m, int to, LevinsonDurbin_G728 &passed) {
+    Lattice &l = m.lattice;
+    if (m.holds && m.steps.order() < l.to) {
+        m.holds = recurse(m.steps, l);
+        if (l.order >= 8) l.store(l.state.a, l.order);
+        if (m.holds) m.steps = Steps(l, l.order);
+    }
+    if (m.holds) {
+        m.steps.save(l);
+        end(l, l.to, passed);
+    }
+    l.to = to;
+}
+
+// Several recursions, three at a time. With `via` above 0 the first of them also tells what it is at that order.
+ryxStatus joint(LevinsonDurbin_G728 *const *recursions, const int *orders, int count, int via,
+                LevinsonDurbin_G728 *passed) {
+    for (int i = 0; i < count; i++) {
+        const ryxStatus status = check(recursions[i]->order, orders[i], recursions[i]->fraction);
+        if (status != ryxStsOk) return status;
+    }
+    if (via > 0) {
+        if (via <= recursions[0]->order) return ryxStsBadSize;
+        if (via > orders[0]) return ryxStsOutOfRange;
+        passed->order = 0;
+    }
+    bool all = true;
+    constexpr int most = 3;
+    for (int from = 0; from < count; from += most) {
+        Member members[most], *begun[most];
+        const int n = std::min(most, count - from);
+        int begunCount = 0;
+        for (int i = 0; i < n; i++) {
+            Member &m = members[i];
+            m.holds = begin(*recursions[from + i], orders[from + i], m.lattice, m.steps);
+            if (m.holds) begun[begunCount++] = &m;
         }
-        l.setAutoCorr(autoCorr, l.order, b);
-        return l.order == b || s.energy > 0;
+        const bool passing = via > 0 && from == 0 && members[0].holds;
+        if (passing) members[0].lattice.to = via;
+        if (begunCount == 3)
+            abreast(*begun[0], *begun[1], *begun[2]);
+        else if (begunCount == 2)
+            abreast(*begun[0], *begun[1]);
+        if (passing) pass(members[0], orders[0], *passed);
+        for (int i = 0; i < n; i++) {
+            Member &m = members[i];
+            if (m.holds && (begunCount == 1 || m.lattice.order < m.lattice.to)) m.holds = recurse(m.steps, m.lattice);
+            if (m.holds)
+                end(m.lattice, orders[from + i], *recursions[from + i]);
+            else
+                all = false;
+        }
     }
-    [[gnu::always_inline]] void end(int b, const Lattice &l) const {
-        if (b < 8)
-            copyWords(l.halves[l.now].low, b, coefficients);
-        else
-            l.store(coefficients, b);
-        *energy = l.state.energy;
-        *fraction = static_cast<int16_t>(15 - l.state.scale);
-        *reflection = l.state.reflection;
-    }
-};
+    return all ? ryxStsOk : ryxStsOverflow;
+}
 
-Arguments argumentsOf(LevinsonDurbin_G728 &r, int order) {
-    return {r.autoCorr, r.order, order, r.coefficients, &r.energy, &r.fraction, &r.reflection};
+ryxStatus checkJoint(LevinsonDurbin_G728 *const *recursions, const int *orders, int count) {
+    if (anyNull(recursions, orders)) return ryxStsNullPtr;
+    if (count < 1) return ryxStsBadSize;
+    for (int i = 0; i < count; i++)
+        if (recursions[i] == nullptr) return ryxStsNullPtr;
+    return ryxStsOk;
 }
 
 } // namespace
 
 ryxStatus ryxsLevinsonDurbin_G728_16s_u8(const int16_t *autoCorr, int from, int to, int16_t *coefficients,
                                          int16_t *energy, int16_t *fraction, int16_t *reflection) {
-    const Arguments arguments = {autoCorr, from, to, coefficients, energy, fraction, reflection};
-    if (const ryxStatus status = arguments.check(); status != ryxStsOk) return status;
+    if (anyNull(autoCorr, coefficients, energy, fraction, reflection)) return ryxStsNullPtr;
+    if (const ryxStatus status = check(from, to, *fraction); status != ryxStsOk) return status;
     Lattice l;
-    if (!arguments.begin(l) || !recurse(l)) return ryxStsOverflow;
-    arguments.end(l);
+    Steps steps;
+    bool begun;
+    if (from == 0) {
+        begun = begin(autoCorr, to, l, steps);
+    } else {
+        l.state.energy = *energy;
+        l.state.scale = 15 - *fraction;
+        l.state.reflection = *reflection;
+        begun = resume(autoCorr, from, to, coefficients, l, steps);
+    }
+    if (!begun || !recurse(steps, l)) return ryxStsOverflow;
+    end(l, to, coefficients);
+    *energy = l.state.energy;
+    *fraction = static_cast<int16_t>(15 - l.state.scale);
+    *reflection = l.state.reflection;
     return ryxStsOk;
 }
 
 ryxStatus ryxsLevinsonDurbinJoint_G728_16s_u8(LevinsonDurbin_G728 *const *recursions, const int *orders, int count) {
-    if (anyNull(recursions, orders)) return ryxStsNullPtr;
-    if (count < 1) return ryxStsBadSize;
-    if (std::any_of(recursions, recursions + count, [](const auto *r) { return r == nullptr; })) return ryxStsNullPtr;
-    int longest = 0;
-    for (int i = 0; i < count; i++) {
-        const ryxStatus status = argumentsOf(*recursions[i], orders[i]).check();
-        if (status != ryxStsOk) return status;
-        if (orders[i] > orders[longest]) longest = i;
-    }
-    bool all = true;
-    const auto begin = [&](int i, Lattice &l) { return argumentsOf(*recursions[i], orders[i]).begin(l); };
-    const auto end = [&](int i, Lattice &l, bool holds) {
-        all = all && holds;
-        if (!holds) return;
-        argumentsOf(*recursions[i], orders[i]).end(l);
-        recursions[i]->order = static_cast<int16_t>(orders[i]);
-    };
-    Lattice l;
-    if (count == 1 || orders[longest] == 1 || !begin(longest, l)) {
-        for (int i = 0; i < count; i++)
-            end(i, l, begin(i, l) && recurse(l));
-        return all ? ryxStsOk : ryxStsOverflow;
-    }
-    // The others go beside the longest, one after the other.
-    bool holds = true;
-    Steps steps(l);
-    for (int i = 0; i < count; i++) {
-        if (i == longest) continue;
-        Lattice beside;
-        bool besideHolds = begin(i, beside);
-        if (holds && besideHolds && orders[i] > 1) {
-            Pair pair = {l, beside};
-            pair.recurse(steps);
-            holds = pair.firstHolds;
-            besideHolds = pair.secondHolds;
-        }
-        end(i, beside, besideHolds && recurse(beside));
-    }
-    end(longest, l, holds && recurse(steps, l));
-    return all ? ryxStsOk : ryxStsOverflow;
+    const ryxStatus status = checkJoint(recursions, orders, count);
+    return status != ryxStsOk ? status : joint(recursions, orders, count, 0, nullptr);
+}
+
+ryxStatus ryxsLevinsonDurbinJointVia_G728_16s_u8(LevinsonDurbin_G728 *const *recursions, const int *orders, int count,
+                                                 int via, LevinsonDurbin_G728 *passed) {
+    if (anyNull(passed)) return ryxStsNullPtr;
+    const ryxStatus status = checkJoint(recursions, orders, count);
+    if (status != ryxStsOk) return status;
+    return via < 1 ? ryxStsBadSize : joint(recursions, orders, count, via, passed);
 }
 
 ryxStatus ryxsBandwidthExpand_G728_16s_u8(const int16_t *src, int16_t fraction, int16_t expansion, int16_t *dst) {

@@ -69,16 +69,18 @@ TEST(G728, RecursionEqualsThePlainFormWhereverItStops) {
     EXPECT_GT(halved, 500);
 }
 
-// Any recursions together end as each does by itself; those that fail stay as they are.
+// Any recursions together end as each does by itself; those that fail stay as they are. At an order on its way the first one
+// is what a recursion up to there would be.
 TEST(G728, RecursionsTogetherEqualRecursionsAlone) {
     std::mt19937 random(67);
     int failed = 0;
     for (int i = 0; i < 10000; i++) {
-        LevinsonDurbin_G728 together[4], alone[4];
+        LevinsonDurbin_G728 together[4], alone[4], passed = {}, expected = {};
         LevinsonDurbin_G728 *recursions[4];
         int orders[4];
         const size_t count = 1 + random() % 4;
         bool all = true;
+        int via = 0;
         for (size_t j = 0; j < count; j++) {
             LevinsonDurbin_G728 &r = alone[j] = {};
             std::ranges::copy(autoCorrelation(random, static_cast<int>(random() % 5)), r.autoCorr);
@@ -94,14 +96,24 @@ TEST(G728, RecursionsTogetherEqualRecursionsAlone) {
             together[j] = r;
             recursions[j] = &together[j];
             orders[j] = order;
+            if (j == 0 && random() % 2 == 0) {
+                via = r.order + 1 + static_cast<int>(random() % static_cast<unsigned>(order - r.order));
+                const LevinsonDurbin_G728 before = r;
+                if (advance(via)) expected = r;
+                std::ranges::fill(expected.autoCorr, 0);
+                r = before;
+            }
             if (!advance(order)) {
                 all = false;
                 failed++;
             }
         }
-        ASSERT_EQ(ryxsLevinsonDurbinJoint_G728_16s(recursions, orders, static_cast<int>(count)),
+        const int n = static_cast<int>(count);
+        ASSERT_EQ(via == 0 ? ryxsLevinsonDurbinJoint_G728_16s(recursions, orders, n)
+                           : ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, n, via, &passed),
                   all ? ryxStsOk : ryxStsOverflow);
         ASSERT_EQ(std::memcmp(together, alone, count * sizeof *alone), 0) << i;
+        ASSERT_EQ(std::memcmp(&passed, &expected, sizeof passed), 0) << i;
     }
     EXPECT_GT(failed, 2000);
     EXPECT_LT(failed, 20000);
@@ -129,6 +141,12 @@ TEST(G728, RecursionsTogetherAreCheckedBeforeAnyBegins) {
         EXPECT_EQ(std::memcmp(&good, &before, sizeof good), 0);
     }
     EXPECT_EQ(ryxsLevinsonDurbinJoint_G728_16s(recursions, nullptr, 1), ryxStsNullPtr);
+    const int orders[] = {2};
+    LevinsonDurbin_G728 passed;
+    EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 1, nullptr), ryxStsNullPtr);
+    EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 0, &passed), ryxStsBadSize);
+    EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 3, &passed), ryxStsOutOfRange);
+    EXPECT_EQ(std::memcmp(&good, &before, sizeof good), 0);
 }
 
 // Speech, extremes, and silence after them, in which exponents drift far apart.
