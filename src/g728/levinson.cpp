@@ -192,8 +192,8 @@ private:
 struct Format {
     alignas(16) int16_t weights[8];
     alignas(16) int32_t rounding[4], fraction[4], scale[4];
-    alignas(16) int64_t shortfall[2] = {32767}, leading[2] = {int64_t{1} << 31}, exponents[2] = {1038};
-    alignas(16) double one[2] = {1};
+    alignas(16) int64_t leading[2] = {int64_t{1} << 31}, exponents[2] = {1038};
+    alignas(16) double numerator[2] = {1 + 0x1p-31};
 
     explicit constexpr Format(int s) : weights{}, rounding{1 << (14 - s)}, fraction{15 - s}, scale{s} {
         weights[0] = weights[1] = static_cast<int16_t>(1 << (14 - s));
@@ -202,16 +202,17 @@ struct Format {
 };
 constexpr Format formats[3] = {Format(0), Format(1), Format(2)};
 
-// floor(65536 n / E) for 0 <= n < E is (n * R + 32767) >> count, where R are the leading 32 bits of the double 1 / E, which
-// are those of the true value: that is not near enough to a place where they change. By what R is too small, less than 1, the
-// product falls short by less than n, at most 32766; and up to the next integer there is 2^count / E, at least 2^15.
+// floor(65536 n / E) for 0 <= n < E is n * R >> count, where R are the leading 32 bits of the double (1 + 2^-31) / E. R is
+// not below the true value of 2^count * 65536 / E: that is at least 2^31, so what is put on top of it is at least the 1 that
+// truncation may take. By what R is too large, 2^-31 of itself, the quotient grows by less than n / (2^15 E), and up to the
+// next integer there is 1 / E. The division's own error is far smaller than what these two have left, or it is exact.
 struct Energy {
     Vector value; // in dword 0; the others limit what a numerator has there
     Vector reciprocal, count;
 
     Energy() = default;
     Energy(Vector energy, const Format &constants) : value(energy) {
-        const Vector bits = _mm_castpd_si128(_mm_div_sd(_mm_load_pd(constants.one), _mm_cvtepi32_pd(energy)));
+        const Vector bits = _mm_castpd_si128(_mm_div_sd(_mm_load_pd(constants.numerator), _mm_cvtepi32_pd(energy)));
         reciprocal = _mm_or_si128(_mm_srli_epi64(bits, 21), simd::loadAligned(constants.leading));
         count = _mm_sub_epi64(simd::loadAligned(constants.exponents), _mm_srli_epi64(bits, 52));
     }
@@ -273,8 +274,7 @@ public:
 
         // k is half the quotient, rounded, with the other sign; the average with 0 is that half.
         const Vector product = _mm_mul_epu32(n, energy_.reciprocal);
-        const Vector quotient =
-            _mm_srl_epi64(_mm_add_epi64(product, simd::loadAligned(format_->shortfall)), energy_.count);
+        const Vector quotient = _mm_srl_epi64(product, energy_.count);
         const Vector k = _mm_sign_epi16(_mm_avg_epu16(quotient, zero), sign);
         const Vector scaled = _mm_srl_epi16(quotient, simd::loadAligned(format_->scale));
         const Vector last = simd::broadcastWord<0>(_mm_sign_epi16(_mm_avg_epu16(scaled, zero), sign));
