@@ -5,7 +5,7 @@
 #include <array>
 
 #include "harness/signals.h"
-#include "reference/amrwb_vad.h"
+#include "reference/vad_filter_bank.h"
 #include "ryxsc.h"
 
 namespace {
@@ -26,7 +26,7 @@ TEST(AmrWbVad, BandLevelsEqualThePlainForm) {
         SCOPED_TRACE(name);
         Detector detector;
         ryxsVADInit_AMRWB_16s(detector.state());
-        reference::amrwb::VadFilterBank plain;
+        reference::AmrWbFilterBank plain;
         for (size_t i = 0; i < input.size(); i += frameLength) {
             Levels levels, plainLevels;
             ASSERT_EQ(detector.decide(&input[i]), ryxStsOk);

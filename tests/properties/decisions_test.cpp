@@ -93,6 +93,83 @@ TEST(Decisions, VoiceActivityOfAmrWbEqualsThePlainForm) {
     }
 }
 
+void putAtALimit(reference::GsmAmrVad &vad, const int16_t *frame, std::mt19937 &random) {
+    const int beside = between(random, -1, 1), noise = oneOf(random, 40, 80, 89, 100, 192, 5000, 15990, 16000, 32767);
+    const auto near = [beside](int limit) { return static_cast<int16_t>(std::clamp(limit + beside, -32768, 32767)); };
+    for (uint16_t *reg : {&vad.vadreg, &vad.pitch, &vad.tone, &vad.complex_high, &vad.complex_low}) {
+        const int most = oneOf(random, 0, 0x7fff, 0x4000, 0x7f80, 0x7f00, 0x0080, 0x3ff0, 0x0010, 0x0008);
+        *reg = static_cast<uint16_t>(most ^ oneOf(random, 0, 0, 0x0800, 0x6000, 0x2000, 0x7c00, 0x0400, 0x0001));
+    }
+    vad.complex_hang_timer = near(oneOf(random, 1, 99, 100, 101));
+    vad.complex_hang_count = static_cast<int16_t>(oneOf(random, 0, 0, 0, 1, 2, 249, 250, 251));
+    vad.corr_hp_fast = near(oneOf(random, 13107, 16383, 19660, 21298, 21298, 22936));
+    vad.best_corr_hp = near(oneOf(random, 13106, 16383, 19660, 21298, 22936, 32766));
+    if (oneOf(random, 0, 1) != 0) vad.best_corr_hp = vad.corr_hp_fast;
+    vad.stat_count = static_cast<int16_t>(oneOf(random, 0, 1, 4, 5, 6, 19, 20));
+    vad.burst_count = near(oneOf(random, 0, 3, 4, 32767));
+    vad.hang_count = near(oneOf(random, 0, 1, 7));
+
+    // Averages at the levels, or one of them beside the largest change that is stationary.
+    int16_t level[9];
+    reference::GsmAmrFilterBank(vad.filters).levels(frame, level);
+    std::copy_n(level, 9, vad.ave_level);
+    const int most = oneOf(random, 1000, 1001);
+    int16_t &average = vad.ave_level[between(random, 0, 8)];
+    if (oneOf(random, 0, 1) != 0)
+        for (average = static_cast<int16_t>(std::min(7 * average, 32767)); vad.change(level) < most && average < 32767;)
+            average++;
+    // Noise anywhere, or where the frame is beside the threshold.
+    std::fill_n(vad.bckr_est, 9, std::max<int16_t>(near(noise), 40));
+    if (oneOf(random, 0, 1) == 0) return;
+    for (int i = 0; i < 1000 && std::abs(vad.excess(level)) > oneOf(random, 0, 1); i++) {
+        int16_t &some = vad.bckr_est[between(random, 0, 8)];
+        const int step = i < 300 ? 1 + some / 16 : 1 + some / 256;
+        some = static_cast<int16_t>(std::clamp(some + (vad.excess(level) > 0 ? step : -step), 40, 16000));
+    }
+}
+
+TEST(Decisions, VoiceActivityOfGsmAmrEqualsThePlainForm) {
+    std::mt19937 random(54);
+    std::vector<int16_t> input = noisySpeech(8000 * 120, random);
+    for (const auto &[name, samples] : signals::nasty(8000, 55))
+        input.insert(input.end(), samples.begin(), samples.end());
+    reference::GsmAmrVad own;
+    const auto state = reinterpret_cast<VADState_GSMAMR *>(&own);
+    std::memset(static_cast<void *>(&own), -1, sizeof own);
+    ASSERT_EQ(ryxsVADInit_GSMAMR_16s(state), ryxStsOk);
+    ASSERT_TRUE(same(own, reference::GsmAmrVad()));
+    for (size_t i = 0; i + 200 <= input.size(); i += 160) {
+        int16_t samples[200];
+        std::copy_n(&input[i], 200, samples);
+        if (i / 160 % 12 == 11) { // powers at the limits, twice 7500 or 171520, or a little less
+            constexpr int16_t limits[2][5] = {{86, 10, 2}, {414, 10, 4, 2, 2}};
+            std::fill_n(samples, 160, int16_t{0});
+            std::copy_n(limits[oneOf(random, 0, 1)], oneOf(random, 2, 5), samples + 10);
+        }
+        if (i / 160 % 6 == 5) putAtALimit(own, samples + 40, random);
+        reference::GsmAmrVad plain = own;
+        int16_t vad = -1;
+        ASSERT_EQ(ryxsVAD_GSMAMR_16s(samples + 40, state, &vad), ryxStsOk);
+        ASSERT_EQ(plain.decide(samples + 40), vad) << "frame " << i / 160;
+        ASSERT_TRUE(same(own, plain)) << "frame " << i / 160;
+
+        int32_t correlations[3], energies[3];
+        for (int k = 0; k < 3; k++) { // the correlation beside 0.65 of the energy
+            energies[k] = oneOf(random, between(random, 0, INT32_MAX), 0x7fff, 0x8000, 0, INT32_MAX);
+            const int64_t energy = std::min((energies[k] + int64_t{0x8000}) >> 16, int64_t{32767});
+            correlations[k] = static_cast<int32_t>(2 * energy * 21298 + oneOf(random, -1, 0, 1, -70000));
+        }
+        const int oneLag = oneOf(random, 0, 1), highPass = oneOf(random, 13000, 16384, 19660, 21300, 24000, 32767);
+        const int16_t last = own.oldlag, lags[2] = {static_cast<int16_t>(last + oneOf(random, 0, 3, -3, 4, -4)),
+                                                    static_cast<int16_t>(oneOf(random, 20, 21, 23, 24, 143))};
+        ASSERT_EQ(ryxsVADToneDetection_GSMAMR_16s(correlations, energies, oneLag, state), ryxStsOk);
+        ASSERT_EQ(ryxsVADPitchDetection_GSMAMR_16s(lags, static_cast<int16_t>(highPass), state), ryxStsOk);
+        plain.takeTones(correlations, energies, oneLag != 0);
+        plain.takeLags(lags, static_cast<int16_t>(highPass));
+        ASSERT_TRUE(same(own, plain)) << "after frame " << i / 160;
+    }
+}
+
 // Stretches of a tone of 2100 Hz, of the tone in noise, at ratios on both sides of every threshold, and of pauses; phases
 // turn after times beside the limits.
 std::vector<int16_t> tonesAndGaps(int rate, std::mt19937 &random) {

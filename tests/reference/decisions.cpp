@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
 
 namespace reference {
 
@@ -56,6 +57,64 @@ float floatEnergy(const float *x, int len) {
     return sum;
 }
 
+int64_t doubledPower(const int16_t *x, int length) {
+    int64_t sum = 0;
+    for (int i = 0; i < length; i++)
+        sum += 2 * x[i] * int64_t{x[i]};
+    return saturated(sum, 32);
+}
+
+// What both voice activity detectors have in common. The sum of the squared ratios of levels and noise, in the given format:
+template <int bands> int64_t squaredRatios(const int16_t (&level)[bands], const int16_t (&noise)[bands], int format) {
+    int64_t sum = 0;
+    for (int i = 0; i < bands; i++) {
+        const int floor = std::max<int>(noise[i], 40), exponent = headroom(floor);
+        const int ratio = shifted(fraction(level[i] >> 1, floor << exponent), exponent - format);
+        sum = saturated(sum + 2 * int64_t{ratio} * ratio, 32);
+    }
+    return sum;
+}
+
+template <int bands> int changeOf(const int16_t (&level)[bands], const int16_t (&average)[bands]) {
+    int change = 0;
+    for (int i = 0; i < bands; i++) {
+        const int a = std::max<int>(level[i], 184), b = std::max<int>(average[i], 184);
+        const int exponent = headroom(std::min(a, b));
+        change += fraction(std::max(a, b) >> 1, std::min(a, b) << exponent) >> (8 - exponent);
+    }
+    return change;
+}
+
+// The count that falls while the levels stay where they are, and their averages.
+template <int bands> void followStationarity(bool restart, uint16_t vadreg, const int16_t (&level)[bands],
+                                             int16_t (&average)[bands], int16_t &count) {
+    const bool speech = (vadreg & 0x4000) != 0;
+    if (restart || (vadreg & 0x7f80) == 0 || changeOf(level, average) > 1000)
+        count = 20;
+    else if (speech && count != 0)
+        count = word(count - 1);
+    const int speed = count == 20 ? 32767 : speech ? 3276 : 16383;
+    for (int i = 0; i < bands; i++)
+        average[i] = word(average[i] + rounded(speed, word(level[i] - average[i])));
+}
+
+struct NoiseSpeeds {
+    int up, down, step;
+};
+constexpr NoiseSpeeds shortNoise = {1638, 2097, 2}, stationary = {491, 1867, 2}, otherwise = {0, 1638, 0};
+
+template <int bands> void followLevels(const NoiseSpeeds &speeds, int16_t most, const int16_t (&level)[bands],
+                                       int16_t (&old)[bands], int16_t (&noise)[bands]) {
+    for (int i = 0; i < bands; i++) {
+        const int difference = word(old[i] - noise[i]);
+        if (difference < 0)
+            noise[i] = std::max<int16_t>(word(-2 + word(noise[i] + rounded(speeds.down, difference))), 40);
+        else
+            noise[i] = std::min<int16_t>(word(speeds.step + word(noise[i] + rounded(speeds.up, difference))), most);
+        old[i] = level[i];
+    }
+}
+
 } // namespace
 
 int AmrWbVad::threshold() {
@@ -71,32 +130,10 @@ int AmrWbVad::threshold() {
 }
 
 void AmrWbVad::followNoise(int16_t toneFlag) {
-    int change = 0;
-    for (int i = 0; i < 12; i++) {
-        const int a = std::max<int>(level[i], 184), b = std::max<int>(ave_level[i], 184);
-        const int exponent = headroom(std::min(a, b));
-        change += fraction(std::max(a, b) >> 1, std::min(a, b) << exponent) >> (8 - exponent);
-    }
-    const bool tone = (toneFlag & 0x7c00) == 0x7c00, longNoise = (vadreg & 0x7f80) == 0;
-    if (tone || longNoise || change > 1000)
-        stat_count = 20;
-    else if (speaks() && stat_count != 0)
-        stat_count = word(stat_count - 1);
-
-    const int speed = stat_count == 20 ? 32767 : speaks() ? 3276 : 16383;
-    const bool shortNoise = (vadreg & 0x7800) == 0;
-    const int up = shortNoise ? 1638 : stat_count == 0 ? 491 : 0;
-    const int down = shortNoise ? 2097 : stat_count == 0 ? 1867 : 1638;
-    const int step = shortNoise || stat_count == 0 ? 2 : 0;
-    for (int i = 0; i < 12; i++) {
-        ave_level[i] = word(ave_level[i] + rounded(speed, word(level[i] - ave_level[i])));
-        const int difference = word(old_level[i] - bckr_est[i]);
-        if (difference < 0)
-            bckr_est[i] = std::max<int16_t>(word(-2 + word(bckr_est[i] + rounded(down, difference))), 40);
-        else
-            bckr_est[i] = std::min<int16_t>(word(step + word(bckr_est[i] + rounded(up, difference))), 20000);
-        old_level[i] = level[i];
-    }
+    const bool tone = (toneFlag & 0x7c00) == 0x7c00;
+    followStationarity(tone, vadreg, level, ave_level, stat_count);
+    const NoiseSpeeds speeds = (vadreg & 0x7800) == 0 ? shortNoise : stat_count == 0 ? stationary : otherwise;
+    followLevels(speeds, 20000, level, old_level, bckr_est);
 }
 
 void AmrWbVad::estimateSpeech() {
@@ -116,20 +153,13 @@ void AmrWbVad::estimateSpeech() {
 }
 
 int AmrWbVad::decide(const int16_t *frame, const int16_t *levels, int16_t &toneFlag) {
-    int64_t own = 0;
-    for (int i = 0; i < 256; i++)
-        own += 2 * frame[i] * int64_t{frame[i]};
-    const int power = saturated(int64_t{saturated(own, 32)} + prev_pow_sum, 32);
-    prev_pow_sum = saturated(own, 32);
+    const int64_t own = doubledPower(frame, 256);
+    const int power = saturated(own + prev_pow_sum, 32);
+    prev_pow_sum = static_cast<int32_t>(own);
     if (power < 686080) toneFlag &= 0x1fff;
     std::copy_n(levels, 12, level);
 
-    int64_t ratios = 0;
-    for (int i = 0; i < 12; i++) {
-        const int noise = std::max<int>(bckr_est[i], 40), exponent = headroom(noise);
-        const int ratio = shifted(fraction(level[i] >> 1, noise << exponent), exponent - 6);
-        ratios = saturated(ratios + 2 * int64_t{ratio} * ratio, 32);
-    }
+    const int64_t ratios = squaredRatios(level, bckr_est, 6);
     const int limit = threshold();
     vadreg = static_cast<uint16_t>(vadreg >> 1 | (ratios > limit * 12 * 1024 ? 0x4000 : 0));
     followNoise(toneFlag);
@@ -150,6 +180,99 @@ int AmrWbVad::decide(const int16_t *frame, const int16_t *levels, int16_t &toneF
     }
     estimateSpeech();
     return vad;
+}
+
+GsmAmrVad::GsmAmrVad() {
+    for (int i = 0; i < 9; i++)
+        bckr_est[i] = old_level[i] = ave_level[i] = 150;
+}
+
+void GsmAmrVad::followCorrelation(bool low) {
+    const bool high = corr_hp_fast >= 19660;
+    const int alpha = !high ? 2621 : best_corr_hp < corr_hp_fast ? 6553 : 655;
+    const int64_t mean = int64_t{65536 - 2 * alpha} * corr_hp_fast + int64_t{2 * alpha} * best_corr_hp;
+    corr_hp_fast = low ? int16_t{13106} : std::max<int16_t>(word(static_cast<int>((mean + 0x8000) >> 16)), 13106);
+    complex_high = static_cast<uint16_t>(complex_high >> 1 | (!low && corr_hp_fast > 19660 ? 0x4000 : 0));
+    complex_low = static_cast<uint16_t>(complex_low >> 1 | (!low && corr_hp_fast > 16383 ? 0x4000 : 0));
+    complex_hang_timer = corr_hp_fast > 22936 ? word(complex_hang_timer + 1) : int16_t{0};
+    complex_warning = (complex_high & 0x7f80) == 0x7f80 || (complex_low & 0x7fff) == 0x7fff;
+}
+
+void GsmAmrVad::followNoise(const int16_t (&level)[9]) {
+    if (complex_warning != 0) stat_count = std::max<int16_t>(stat_count, 5);
+    followStationarity((pitch & 0x6000) == 0x6000 || (tone & 0x7c00) == 0x7c00, vadreg, level, ave_level, stat_count);
+    const bool quiet = (vadreg & 0x7800) == 0 && (pitch & 0x7800) == 0;
+    const NoiseSpeeds free = quiet ? shortNoise : stat_count == 0 ? stationary : otherwise;
+    followLevels(complex_hang_count == 0 ? free : otherwise, 16000, level, old_level, bckr_est);
+}
+
+int GsmAmrVad::addHangover(int noiseLevel, bool low) {
+    if (low) {
+        burst_count = hang_count = complex_hang_count = complex_hang_timer = 0;
+        return 0;
+    }
+    if (complex_hang_timer > 100) complex_hang_count = std::max<int16_t>(complex_hang_count, 250);
+    if (complex_hang_count != 0) {
+        burst_count = 4;
+        complex_hang_count = word(complex_hang_count - 1);
+        return 1;
+    }
+    if ((vadreg & 0x3ff0) == 0 && corr_hp_fast > 21298) return 1;
+    if (speaks()) {
+        burst_count = word(burst_count + 1);
+        if (burst_count >= (noiseLevel > 100 ? 4 : 5)) hang_count = noiseLevel > 100 ? 7 : 4;
+        return 1;
+    }
+    burst_count = 0;
+    if (hang_count <= 0) return 0;
+    hang_count--;
+    return 1;
+}
+
+int GsmAmrVad::noise() const {
+    return std::min(std::accumulate(bckr_est, bckr_est + 9, 0) >> 3, 32767);
+}
+int GsmAmrVad::excess(const int16_t (&level)[9]) const {
+    const int ratio = (saturated(squaredRatios(level, bckr_est, 5) << 6, 32) >> 16) * 3641 >> 15;
+    return ratio - std::max(1260 + (-2808 * noise() >> 15), 720);
+}
+int GsmAmrVad::change(const int16_t (&level)[9]) const {
+    return changeOf(level, ave_level);
+}
+
+int GsmAmrVad::decide(const int16_t *frame) {
+    const int64_t power = doubledPower(frame - 40, 160);
+    const bool low = power < 15000;
+    if (power < 343040) pitch &= 0x3fff;
+    if (low) complex_low &= 0x3fff;
+    int16_t level[9];
+    filters.levels(frame, level);
+    const int noiseLevel = noise();
+    vadreg = static_cast<uint16_t>(vadreg >> 1 | (excess(level) > 0 ? 0x4000 : 0));
+    followCorrelation(low);
+    followNoise(level);
+    return addHangover(noiseLevel, low);
+}
+
+void GsmAmrVad::takeTones(const int32_t *correlations, const int32_t *energies, bool oneLag) {
+    tone >>= 1;
+    if (oneLag) tone = static_cast<uint16_t>(tone >> 1 | 0x2000);
+    for (int i = 0; i < 3; i++) {
+        const int energy = saturated((int64_t{energies[i]} + 0x8000) >> 16, 16);
+        if (energy > 0 && correlations[i] - 2 * int64_t{energy} * 21298 > 0) tone |= 0x4000;
+    }
+}
+
+void GsmAmrVad::takeLags(const int16_t *lags, int16_t highPass) {
+    int count = 0;
+    for (int i = 0; i < 2; i++) {
+        count += std::abs(oldlag - lags[i]) < 4;
+        oldlag = lags[i];
+    }
+    pitch >>= 1;
+    if (oldlag_count + count >= 4) pitch |= 0x4000;
+    oldlag_count = word(count);
+    best_corr_hp = highPass;
 }
 
 template <> bool FloatToneDetector::take(float x) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "reference/vad_filter_bank.h"
 #include "ryxsc.h"
 
 namespace reference {
@@ -29,6 +30,31 @@ private:
     void estimateSpeech();
 };
 static_assert(sizeof(AmrWbVad) == 176);
+
+// The block of the GSM-AMR voice activity detector, option 1, in the recommendation's names.
+struct GsmAmrVad {
+    GsmAmrFilterBank filters = {};
+    int16_t bckr_est[9], old_level[9], ave_level[9];
+    uint16_t vadreg = 0, pitch = 0, tone = 0, complex_high = 0, complex_low = 0;
+    int16_t complex_hang_timer = 0, best_corr_hp = 13106, corr_hp_fast = 13106, stat_count = 0, burst_count = 0;
+    int16_t hang_count = 0, complex_hang_count = 0, oldlag = 0, oldlag_count = 0, complex_warning = 0;
+
+    GsmAmrVad(); // as it starts
+    int decide(const int16_t *frame);
+    void takeTones(const int32_t *correlations, const int32_t *energies, bool oneLag);
+    void takeLags(const int16_t *lags, int16_t highPass);
+
+    int excess(const int16_t (&level)[9]) const; // over the threshold
+    int change(const int16_t (&level)[9]) const; // of the levels; stationary up to 1000
+
+private:
+    bool speaks() const { return (vadreg & 0x4000) != 0; }
+    int noise() const;
+    void followCorrelation(bool low);
+    void followNoise(const int16_t (&level)[9]);
+    int addHangover(int noiseLevel, bool low);
+};
+static_assert(sizeof(GsmAmrVad) == 124);
 
 // The block of the tone detector, for float and for 16-bit samples.
 template <class Sample, class Power> struct alignas(8) ToneDetector {
