@@ -9,6 +9,7 @@
 #include "common/elementwise.h"
 #include "common/fixed_point.h"
 #include "common/state_block.h"
+#include "common/sum_of_squares.h"
 
 using namespace ryxsc;
 using namespace ryxsc::amrwb;
@@ -49,16 +50,6 @@ constexpr int32_t leastPower = 30000; // below it there is no speech
 
 bool isSpeech(const State &state) {
     return (state.decisions & newestDecision) != 0;
-}
-
-// The sums of two squares that pmaddwd gives are 2^31 at most: they are taken without a sign.
-int32_t framePower(const int16_t *frame) {
-    simd::Vector power = _mm_setzero_si128();
-    for (int i = 0; i < vadFrameLength; i += 8) {
-        const simd::Vector x = simd::load(frame + i);
-        power = _mm_add_epi64(power, simd::sumsOfUnsignedDwords(_mm_madd_epi16(x, x)));
-    }
-    return sat32(2 * simd::sumOfQwords(power));
 }
 
 // filter_bank. Twice the sum of the magnitudes of band k, scaled by 2^scale, becomes the upper half of a long.
@@ -241,7 +232,7 @@ void estimateSpeech(State &state) {
 ryxStatus detect(const int16_t *src, VADState_AMRWB *block, int16_t *toneFlag, int16_t *vad, Logarithm logarithm) {
     if (anyNull(src, block, toneFlag, vad)) return ryxStsNullPtr;
     State state = loadBlock<State>(block);
-    const int32_t ownPower = framePower(src);
+    const int32_t ownPower = accumulatedEnergy<vadFrameLength>(src);
     const int32_t power = L_add(ownPower, state.power);
     state.power = ownPower;
     if (power < tonePower) *toneFlag &= 0x1fff;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #pragma once
 
+#include "common/fixed_point.h"
 #include "common/simd.h"
 
 namespace ryxsc {
@@ -15,6 +16,11 @@ template <int n> [[gnu::always_inline]] inline int64_t sumOfSquares(const int16_
         sum = _mm_add_epi64(sum, simd::sumsOfUnsignedDwords(_mm_madd_epi16(eight, eight)));
     }
     return simd::sumOfQwords(sum);
+}
+
+// What accumulating 2 * x^2 gives: with terms that are not negative it saturates at the end or never.
+template <int n> [[gnu::always_inline]] inline int32_t accumulatedEnergy(const int16_t *words) {
+    return sat32(2 * sumOfSquares<n>(words));
 }
 
 } // namespace ryxsc

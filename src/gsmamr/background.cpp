@@ -4,6 +4,7 @@
 
 #include "common/checks.h"
 #include "common/state_block.h"
+#include "common/sum_of_squares.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/energy.h"
 #include "gsmamr/implementations.h"
@@ -26,12 +27,7 @@ constexpr int frameLength = 160;
 constexpr int kept = 60;
 
 int16_t frameEnergy(const int16_t *speech) {
-    simd::Vector sums = _mm_setzero_si128();
-    for (int n = 0; n < frameLength; n += 8) {
-        const simd::Vector x = simd::load(speech + n);
-        sums = _mm_add_epi64(sums, simd::sumsOfUnsignedDwords(_mm_madd_epi16(x, x)));
-    }
-    return extract_h(L_shl(sat32(2 * simd::sumOfQwords(sums)), 2));
+    return extract_h(L_shl(accumulatedEnergy<frameLength>(speech), 2));
 }
 
 // Of words, eight at a time.

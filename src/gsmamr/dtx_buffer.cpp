@@ -4,34 +4,22 @@
 
 #include "common/checks.h"
 #include "common/log2.h"
-#include "common/simd.h"
+#include "common/sum_of_squares.h"
 #include "gsmamr/implementations.h"
 #include "gsmamr/lsf_tables.h"
 
 using namespace ryxsc;
 using namespace ryxsc::gsmamr;
-using simd::Vector;
 
 namespace {
 
 constexpr int frameLength = 160;
 constexpr int historyFrames = 8;
 
-// Twice the sum of the squares, limited to 32 bits.
-int32_t energyOf(const int16_t *speech) {
-    Vector sums = _mm_setzero_si128(); // two of 64 bits
-    for (int i = 0; i < frameLength; i += 8) {
-        const Vector samples = simd::load(speech + i);
-        const Vector squares = _mm_madd_epi16(samples, samples); // up to 2^31, unsigned
-        sums = _mm_add_epi64(sums, simd::sumsOfUnsignedDwords(squares));
-    }
-    return sat32(2 * simd::sumOfQwords(sums));
-}
-
 // Base-2 logarithm of the mean square, Q10. It lies in -8521 .. 23222.
 int16_t logEnergyOf(const int16_t *speech) {
     constexpr int log2Of320 = 8521;
-    const Log2 energy = log2(energyOf(speech));
+    const Log2 energy = log2(accumulatedEnergy<frameLength>(speech));
     return static_cast<int16_t>(energy.exponent * 1024 + (energy.fraction >> 5) - log2Of320);
 }
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "common/checks.h"
-#include "common/simd.h"
 #include "common/state_block.h"
+#include "common/sum_of_squares.h"
 #include "gsmamr/arithmetic.h"
 #include "gsmamr/implementations.h"
 #include "gsmamr/vad_filter_bank.h"
@@ -59,15 +59,6 @@ constexpr bool hasAll(uint16_t reg, unsigned mask) {
 }
 constexpr bool hasNone(uint16_t reg, unsigned mask) {
     return (reg & mask) == 0;
-}
-
-int32_t power(const int16_t *frame) {
-    simd::Vector sums = _mm_setzero_si128();
-    for (int i = 0; i < frameLength; i += 8) {
-        const simd::Vector x = simd::load(frame + i);
-        sums = _mm_add_epi64(sums, simd::sumsOfUnsignedDwords(_mm_madd_epi16(x, x)));
-    }
-    return sat32(2 * simd::sumOfQwords(sums));
 }
 
 // Twice the sum of the magnitudes; the end of the frame counts for the next one too.
@@ -196,7 +187,7 @@ bool addHangover(State &state, int16_t noiseLevel, bool isLow) {
 }
 
 bool detect(const int16_t *frame, State &state) {
-    const int32_t energy = power(frame - lookAhead);
+    const int32_t energy = accumulatedEnergy<frameLength>(frame - lookAhead);
     if (energy < 343040) state.pitch &= 0x3fff;
     const bool isLow = energy < 15000;
     if (isLow) state.complexLow &= 0x3fff;
