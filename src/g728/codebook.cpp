@@ -63,6 +63,60 @@ private:
     Vector h0_, h1_, h2_, h3_, h4_;
 };
 
+// The same for impulse responses that begin with 1 in Q13, as those of the codec do: that takes a third fewer operations.
+class LeadingOneEnergy {
+public:
+    explicit LeadingOneEnergy(const int16_t *h)
+        : h1_(simd::wordPairs(h[1], h[0])), h2_(simd::wordPairs(h[2], h[1])), h3_(simd::wordPairs(h[3], h[2])),
+          h4_(simd::wordPairs(h[4], h[3])) {}
+
+    // Words, of the shapes 8 g to 8 g + 7. Collects the bits of sums of two squares; where these are 2^30 or more in one of
+    // them, an energy is above 16 bits and the words are worthless.
+    Vector ofEight(size_t g, Vector &bits) const {
+        const Vector front = ofFour(2 * g, bits);
+        return _mm_packs_epi32(front, ofFour(2 * g + 1, bits));
+    }
+
+private:
+    Vector ofFour(size_t group, Vector &bits) const {
+        const Vector y01 = simd::loadAligned(shapeCodebook[group][0]), y23 = simd::loadAligned(shapeCodebook[group][1]);
+        const auto filtered = [](Vector x, Vector y) { return _mm_srai_epi32(_mm_add_epi32(x, y), 14); };
+        const Vector f1 = _mm_srai_epi32(_mm_madd_epi16(y01, h1_), 14);
+        const Vector f2 = filtered(_mm_madd_epi16(y01, h2_), simd::loadAligned(firstSampleOnly.third[group]));
+        const Vector f3 = filtered(_mm_madd_epi16(y01, h3_), _mm_madd_epi16(y23, h1_));
+        const Vector f4 = filtered(_mm_add_epi32(_mm_madd_epi16(y01, h4_), _mm_madd_epi16(y23, h2_)),
+                                   simd::loadAligned(firstSampleOnly.fifth[group]));
+        const Vector f14 = limitedPairs(f1, f4), f23 = limitedPairs(f2, f3);
+        const Vector e14 = _mm_madd_epi16(f14, f14), e23 = _mm_madd_epi16(f23, f23);
+        bits = _mm_or_si128(_mm_or_si128(bits, e14), e23);
+        const Vector e0 = simd::loadAligned(firstSampleOnly.firstSquare[group]);
+        return _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(e14, e23), e0), 15);
+    }
+
+    Vector h1_, h2_, h3_, h4_;
+};
+
+// Energies of all shapes; returns the largest one, or 32767 where one is above 16 bits.
+int16_t energiesOfAll(const int16_t *impulse, Vector *energies) {
+    Vector loud = _mm_setzero_si128(), bits = loud;
+    const auto put = [&](size_t g, Vector words) {
+        energies[g] = words;
+        loud = _mm_max_epi16(loud, words);
+    };
+    if (impulse[0] == 8192) [[likely]] {
+        const LeadingOneEnergy energy(impulse);
+        for (size_t g = 0; g < shapes / 8; g++)
+            put(g, energy.ofEight(g, bits));
+    } else {
+        const FilteredEnergy energy(impulse);
+        for (size_t g = 0; g < shapes / 8; g++)
+            put(g, energy.ofEight(static_cast<int>(8 * g)));
+    }
+    const bool above =
+        _mm_movemask_epi8(_mm_cmpgt_epi32(_mm_setzero_si128(), _mm_or_si128(bits, _mm_slli_epi32(bits, 1)))) != 0;
+    return above ? max16 : simd::largestWord(loud);
+}
+
 // Whether no sum of products of an impulse response with 16-bit samples leaves 32 bits.
 bool isBounded(const int16_t *impulse) {
     int32_t magnitudes = 0;
@@ -159,13 +213,8 @@ ryxStatus ryxsCodebookGetStateSize_G728_16s_u8(int *size) {
 ryxStatus ryxsCodebookSetFilter_G728_16s_u8(const int16_t *impulse, CodebookState_G728 *block) {
     if (anyNull(impulse, block)) return ryxStsNullPtr;
     auto *const octets = reinterpret_cast<unsigned char *>(block);
-    const FilteredEnergy energy(impulse);
-    Vector energies[shapes / 8], loud = _mm_setzero_si128();
-    for (int g = 0; g < shapes / 8; g++) {
-        energies[g] = energy.ofEight(8 * g);
-        loud = _mm_max_epi16(loud, energies[g]);
-    }
-    const int16_t loudest = simd::largestWord(loud);
+    Vector energies[shapes / 8];
+    const int16_t loudest = energiesOfAll(impulse, energies);
     // A sample that was limited, to 32767 or to -32768, gives this energy or more.
     constexpr int16_t limited = max16 * max16 >> 15;
     const auto shift = static_cast<int16_t>(std::min(std::countl_zero(static_cast<uint16_t>(loudest)), 4));

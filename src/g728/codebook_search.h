@@ -171,22 +171,22 @@ public:
     // The choice of the smallest distortion, the first of equal ones. What the best shape gains is less than its measure, for all
     // that the measure has too much and for the last bits of the correlation. Where that is more than expected, so that a shape
     // that was not looked at may come as far, the search looks again, with a limit that follows from the first choice.
-    Choice find() {
+    [[gnu::always_inline]] Choice find() {
         const int whole = 1 << (_mm_cvtsi128_si32(scale_) + 1); // the scale is -1 or more
-        int limit = measureAll() - 8 - (whole >> 4);
-        for (;;) {
-            const Choice best = smallestOf(simd::words(static_cast<int16_t>(limit)));
-            const int64_t gained = -int64_t{best.distortion} * whole;
-            constexpr int unit = 16 * 4224; // a measure of 1 is 2^-(scale + 1) of it as a distortion: 4224 is g
-            if (int64_t{limit + error} * unit <= gained) [[likely]]
-                return best;
-            limit =
-                static_cast<int>(gained / unit) - 1 - error; // -4300 or more, as the shifted energies are below 2^16
-        }
+        const int limit = measureAll() - 8 - (whole >> 4);
+        const Choice best = smallestOf(limit);
+        const int64_t gained = -int64_t{best.distortion} * whole;
+        constexpr int unit = 16 * 4224; // a measure of 1 is 2^-(scale + 1) of it as a distortion: 4224 is g
+        if (int64_t{limit + error} * unit <= gained) [[likely]]
+            return best;
+        return findAgain(static_cast<int>(gained / unit) - 1 -
+                         error); // -4300 or more, as the shifted energies are below 2^16
     }
 
 private:
     static constexpr int error = 3;
+
+    [[gnu::noinline, gnu::cold]] Choice findAgain(int limit) const { return smallestOf(limit); }
 
     // Measures of all shapes; returns the largest one.
     [[gnu::always_inline]] int measureAll() {
@@ -227,7 +227,8 @@ private:
 
     // The best of the shapes whose measures reach the limit. They are looked at in fours, two of each half of the codebook, with
     // the last shape of the half in place of one that is missing: no branch depends on how many there are while they are few.
-    Choice smallestOf(Vector limits) const {
+    [[gnu::always_inline]] Choice smallestOf(int limit) const {
+        const Vector limits = simd::words(static_cast<int16_t>(limit));
         uint64_t front = reaching(0, limits), back = reaching(shapes / 2, limits);
         int64_t smallest = INT64_MAX;
         do {

@@ -136,9 +136,21 @@ constexpr ShapeGroups groupedShapes(const SingleShapes &shapes) {
     return all;
 }
 
+constexpr FirstSampleOnly shapesByFirstSample(const SingleShapes &shapes) {
+    FirstSampleOnly all{};
+    for (size_t shape = 0; shape < 128; shape++) {
+        const int16_t *const samples = shapes.samples[shape];
+        all.third[shape / 4][shape % 4] = samples[2] * 8192;
+        all.fifth[shape / 4][shape % 4] = samples[4] * 8192;
+        all.firstSquare[shape / 4][shape % 4] = (samples[0] >> 1) * (samples[0] >> 1);
+    }
+    return all;
+}
+
 } // namespace
 
 constexpr SingleShapes singleShapes = separatedShapes();
+constexpr FirstSampleOnly firstSampleOnly = shapesByFirstSample(singleShapes);
 constexpr ShapeGroups shapeGroups = groupedShapes(singleShapes);
 
 // Mean power of the shape codevectors in dB, Q11.

@@ -32,6 +32,12 @@ struct ShapeGroups {
     alignas(16) int16_t samples[16][5][8];
 };
 
+// What an impulse response makes of shapes by its first sample alone, 1 in Q13, four to a vector: the samples 2 and 4 in Q13
+// of theirs, and the square of sample 0 in their Q10.
+struct FirstSampleOnly {
+    alignas(16) int32_t third[32][4], fifth[32][4], firstSquare[32][4];
+};
+
 // The gain magnitudes as lines, for eight shapes. A shape of energy E and correlation C gains g C - s E with the lowest gain g,
 // whose square is s; with a higher one more from a boundary on, in proportion to what C exceeds that multiple of E. The
 // multiples of E, times 2^17 and rounded down: s / g, the first boundary, and what the second and the third one add. The slopes
@@ -45,6 +51,7 @@ extern const int16_t shapeCodebook[32][3][4][2];
 extern const GainCells gainCells;
 extern const SingleShapes singleShapes;
 extern const ShapeGroups shapeGroups;
+extern const FirstSampleOnly firstSampleOnly;
 extern const GainLines gainLines;
 extern const int16_t shapeLogGains[128];
 extern const GainMagnitude gainMagnitudes[4];
