@@ -142,10 +142,13 @@ TEST(G728, RecursionsTogetherAreCheckedBeforeAnyBegins) {
     }
     EXPECT_EQ(ryxsLevinsonDurbinJoint_G728_16s(recursions, nullptr, 1), ryxStsNullPtr);
     const int orders[] = {2};
-    LevinsonDurbin_G728 passed;
+    LevinsonDurbin_G728 passed = bad;
     EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 1, nullptr), ryxStsNullPtr);
     EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 0, &passed), ryxStsBadSize);
     EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, orders, 1, 3, &passed), ryxStsOutOfRange);
+    const int tooLarge[] = {51};
+    EXPECT_EQ(ryxsLevinsonDurbinJointVia_G728_16s(recursions, tooLarge, 1, 0, &passed), ryxStsOutOfRange);
+    EXPECT_EQ(std::memcmp(&passed, &bad, sizeof passed), 0);
     EXPECT_EQ(std::memcmp(&good, &before, sizeof good), 0);
 }
 
@@ -228,7 +231,7 @@ TEST(G728, HybridWindowOfTheSynthesisFilterEqualsThePlainForm) {
 // Energies beyond 16 bits are limited where they have to be handed over, and nowhere else.
 TEST(G728, BothSearchesOfTheCodebookEqualThePlainForm) {
     std::mt19937 random(63);
-    uint8_t octets[785];
+    uint8_t octets[273];
     int beyond = 0;
     for (int i = 0; i < 3000; i++) {
         auto *const state = reinterpret_cast<CodebookState_G728 *>(octets + i % 2);
