@@ -42,9 +42,9 @@ struct DelayedExcitation {
     }
 };
 
-// The predictor's output with the gains of one vector. The magnitudes of the first four sum up to less than 2^15, and so is
-// that of the last one: of the sums of doubled products only the last one can saturate, where the output does so, too, and
-// no sum S of undoubled ones leaves 32 bits. round(L_shl(2 S, 1)) = sat16((S + 2^13) >> 14).
+// The predictor's output with the gains of one vector. The magnitudes of the first four sum up to less than 2^15, and that
+// of the last one is below 2^15: of the sums of doubled products only the last one can saturate, where the output does so, too,
+// and no sum S of undoubled ones leaves 32 bits, the rounding included. round(L_shl(2 S, 1)) = sat16((S + 2^13) >> 14).
 inline void predict(const DelayedExcitation &delayed, const PitchGains &gains, int16_t *dst) {
     using simd::Vector;
     const Vector all = simd::loadAligned(gains.value);

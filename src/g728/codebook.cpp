@@ -30,10 +30,10 @@ public:
         : h0_(simd::wordPairs(h[0], 0)), h1_(simd::wordPairs(h[1], h[0])), h2_(simd::wordPairs(h[2], h[1])),
           h3_(simd::wordPairs(h[3], h[2])), h4_(simd::wordPairs(h[4], h[3])) {}
 
-    // Words, of eight shapes from the given one on.
-    Vector ofEight(int shape) const {
-        const Sums front(*this, shapeCodebook[shape / shapesPerGroup]);
-        const Sums back(*this, shapeCodebook[shape / shapesPerGroup + 1]);
+    // Words, of the shapes 8 g to 8 g + 7.
+    Vector ofEight(size_t g) const {
+        const Sums front(*this, shapeCodebook[2 * g]);
+        const Sums back(*this, shapeCodebook[2 * g + 1]);
         // While the sum of all squares fits, the bits in any of its terms are no more than it; otherwise they are above 16 bits.
         return _mm_max_epi16(_mm_packs_epi32(front.sum, back.sum), _mm_packs_epi32(front.bits, back.bits));
     }
@@ -110,7 +110,7 @@ int16_t energiesOfAll(const int16_t *impulse, Vector *energies) {
     } else {
         const FilteredEnergy energy(impulse);
         for (size_t g = 0; g < shapes / 8; g++)
-            put(g, energy.ofEight(static_cast<int>(8 * g)));
+            put(g, energy.ofEight(g));
     }
     const bool above =
         _mm_movemask_epi8(_mm_cmpgt_epi32(_mm_setzero_si128(), _mm_or_si128(bits, _mm_slli_epi32(bits, 1)))) != 0;
@@ -188,8 +188,8 @@ ryxStatus ryxsImpulseResponse_G728_16s_u8(const int16_t *synthesis, const int16_
 ryxStatus ryxsCodebookEnergy_G728_16s_u8(const int16_t *impulse, int16_t *energies) {
     if (anyNull(impulse, energies)) return ryxStsNullPtr;
     const FilteredEnergy energy(impulse);
-    for (int shape = 0; shape < shapes; shape += 8)
-        simd::store(energies + shape, energy.ofEight(shape));
+    for (size_t g = 0; g < shapes / 8; g++)
+        simd::store(energies + 8 * g, energy.ofEight(g));
     return ryxStsOk;
 }
 

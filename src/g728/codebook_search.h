@@ -155,7 +155,7 @@ private:
 //
 // What is computed is a quarter of that over g, where the correlation is scaled by 2^(scale - 15): 2^(scale - 3) / g for 1 of a
 // distortion. It is not below the truth by 3 or more:
-// - |C| is off by 5/2 for five rounded products, and by 47018 / 2^15 where the target, shifted to the right, is rounded down. With
+// - |C| is off by 5/2 for five rounded products, and by 47018 / 2^16 where the target, shifted right by one, is rounded down. With
 //   4 more it is not below the truth, and it does not exceed 23516 with samples up to 2^14.
 // - The multiples of E are rounded down, from factors rounded down, which makes the measure larger.
 // - The quarter is rounded down, by 3/4 at most, and the three products by 1/2.
@@ -170,7 +170,8 @@ public:
 
     // The choice of the smallest distortion, the first of equal ones. What the best shape gains is less than its measure, for all
     // that the measure has too much and for the last bits of the correlation. Where that is more than expected, so that a shape
-    // that was not looked at may come as far, the search looks again, with a limit that follows from the first choice.
+    // that was not looked at may come as far, the search looks again, with a limit that follows from the first choice: the first
+    // limit is an expectation, not a bound.
     [[gnu::always_inline]] Choice find() {
         const int whole = 1 << (_mm_cvtsi128_si32(scale_) + 1); // the scale is -1 or more
         const int limit = measureAll() - 8 - (whole >> 4);
@@ -179,8 +180,8 @@ public:
         constexpr int unit = 16 * 4224; // a measure of 1 is 2^-(scale + 1) of it as a distortion: 4224 is g
         if (int64_t{limit + error} * unit <= gained) [[likely]]
             return best;
-        return findAgain(static_cast<int>(gained / unit) - 1 -
-                         error); // -4300 or more, as the shifted energies are below 2^16
+        // -4300 or more, as the shifted energies are below 2^16.
+        return findAgain(static_cast<int>(gained / unit) - 1 - error);
     }
 
 private:

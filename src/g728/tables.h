@@ -32,8 +32,8 @@ struct ShapeGroups {
     alignas(16) int16_t samples[16][5][8];
 };
 
-// What an impulse response makes of shapes by its first sample alone, 1 in Q13, four to a vector: the samples 2 and 4 in Q13
-// of theirs, and the square of sample 0 in their Q10.
+// What an impulse response makes of shapes by its first sample alone, 1 in Q13, four to a vector: samples y[2] and y[4] of the
+// shape times 8192, and the square of y[0] >> 1.
 struct FirstSampleOnly {
     alignas(16) int32_t third[32][4], fifth[32][4], firstSquare[32][4];
 };
