@@ -107,8 +107,8 @@ struct Halves {
     alignas(16) int16_t low[32], high[32];
 };
 
-constexpr int vectorsOfHalf(int order) {
-    return order < 8 ? 0 : order / 16 + 1;
+constexpr int vectorsOfHalf(int reached) {
+    return reached < 8 ? 0 : reached / 16 + 1;
 }
 constexpr int largestOrder(int count) {
     return count == 0 ? 8 : 16 * count;
