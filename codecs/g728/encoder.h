@@ -31,7 +31,7 @@ private:
     bool weightingValid_;
 
     int16_t impulse_[vectorLength];
-    Block<CodebookState_G728, 784> codebook_;
+    Block<CodebookState_G728, 272> codebook_;
 };
 
 } // namespace ryxcodec::g728
