@@ -18,9 +18,9 @@ template <int n> [[gnu::always_inline]] inline int64_t sumOfSquares(const int16_
     return simd::sumOfQwords(sum);
 }
 
-// What accumulating 2 * x^2 gives: with terms that are not negative it saturates at the end or never.
-template <int n> [[gnu::always_inline]] inline int32_t accumulatedEnergy(const int16_t *words) {
-    return sat32(2 * sumOfSquares<n>(words));
+// What accumulating 2 * x^2 on top of `start` gives: with terms that are not negative it saturates at the end or never.
+template <int n> [[gnu::always_inline]] inline int32_t accumulatedEnergy(const int16_t *words, int32_t start = 0) {
+    return sat32(start + 2 * sumOfSquares<n>(words));
 }
 
 } // namespace ryxsc

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Emphasis of the adaptive codebook's part of the excitation where the pitch gain is high (3GPP TS 26.090, clause 6.1).
 #include "common/checks.h"
-#include "gsmamr/gain_control.h"
+#include "common/gain_control.h"
+#include "gsmamr/energy.h"
 #include "gsmamr/implementations.h"
 #include "gsmamr/rates.h"
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 // Adaptive post-filter of GSM-AMR (3GPP TS 26.090, clause 6.2.1): formants, tilt compensation, gain control.
 #include "common/checks.h"
+#include "common/gain_control.h"
 #include "common/lp_lanes.h"
 #include "common/product_sums.h"
 #include "common/state_block.h"
-#include "gsmamr/gain_control.h"
+#include "gsmamr/energy.h"
 #include "gsmamr/implementations.h"
 #include "gsmamr/lp_filter.h"
 #include "gsmamr/rates.h"
